@@ -1,0 +1,26 @@
+# The authorities that the gateway trusts, compiled in as ":/cacerts/<default host>.ca".
+# Without a bundle of the maker's, the build makes a sandbox authority of its own; its key
+# stays in the build folder.
+
+set(KVG_AUTHORITY_DIR ${PROJECT_BINARY_DIR}/authority)
+set(KVG_SANDBOX_CA ${KVG_AUTHORITY_DIR}/authority.pem)
+find_program(KVG_OPENSSL openssl REQUIRED)
+add_custom_command(
+  OUTPUT ${KVG_SANDBOX_CA} ${KVG_AUTHORITY_DIR}/authority.key
+  COMMAND sh ${PROJECT_SOURCE_DIR}/cmake/make-authority.sh ${KVG_OPENSSL} ${KVG_AUTHORITY_DIR}
+  DEPENDS ${PROJECT_SOURCE_DIR}/cmake/make-authority.sh
+  COMMENT "Making the sandbox authority" VERBATIM)
+add_custom_target(kvg_authority DEPENDS ${KVG_SANDBOX_CA})
+
+# Adds the resource with `bundle` as the trusted authorities to an executable.
+function(kvg_trust target bundle)
+  set(_qrc ${CMAKE_CURRENT_BINARY_DIR}/${target}_cacerts.qrc)
+  set(_cpp ${CMAKE_CURRENT_BINARY_DIR}/qrc_${target}_cacerts.cpp)
+  file(CONFIGURE OUTPUT ${_qrc} CONTENT "<RCC><qresource prefix=\"/cacerts\">
+<file alias=\"@KVG_CLOUD_HOST@.ca\">${bundle}</file></qresource></RCC>\n" @ONLY)
+  add_custom_command(OUTPUT ${_cpp}
+    COMMAND Qt5::rcc --name ${target}_cacerts -o ${_cpp} ${_qrc}
+    DEPENDS ${bundle} ${_qrc} VERBATIM)
+  set_source_files_properties(${_cpp} PROPERTIES SKIP_AUTOGEN ON)
+  target_sources(${target} PRIVATE ${_cpp})
+endfunction()

@@ -1,0 +1,67 @@
+# Targets by cmake/rooms.txt: what a target may use is what it is linked with.
+
+find_package(Threads REQUIRED)
+set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+             ${PROJECT_SOURCE_DIR}/cmake/rooms.txt)
+file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/rooms.txt _kvg_rooms REGEX "^[^#]")
+foreach(_line IN LISTS _kvg_rooms)
+  string(REGEX REPLACE "[ ]+" ";" _words "${_line}")
+  list(POP_FRONT _words _folder _target)
+  set(KVG_USES_${_target} "${_words}")
+endforeach()
+
+# The file that the include check reads: target and source file, one pair a line.
+set(KVG_ROOM_SOURCES ${PROJECT_BINARY_DIR}/room-sources.txt)
+file(WRITE ${KVG_ROOM_SOURCES} "")
+
+set(KVG_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+
+function(kvg_compile_options target)
+  target_compile_options(${target} PRIVATE ${KVG_WARNINGS})
+  target_compile_definitions(${target} PRIVATE
+    QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH
+    QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_DEPRECATED_WARNINGS)
+  if(KVG_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(KVG_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${KVG_SANITIZE} -fno-omit-frame-pointer
+                           -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${KVG_SANITIZE})
+  endif()
+endfunction()
+
+# kvg_room(target STATIC|SHARED|MODULE|EXECUTABLE sources...): every .h and .cpp of the room
+# is named, so that the include check knows which file belongs to which target.
+function(kvg_room target kind)
+  if(NOT DEFINED KVG_USES_${target})
+    message(FATAL_ERROR "${target} has no line in cmake/rooms.txt")
+  endif()
+  if(kind STREQUAL "EXECUTABLE")
+    add_executable(${target} ${ARGN})
+  else()
+    add_library(${target} ${kind} ${ARGN})
+  endif()
+  kvg_compile_options(${target})
+  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  if(kind MATCHES "STATIC|SHARED")
+    target_link_libraries(${target} PUBLIC ${KVG_USES_${target}})
+  else()
+    target_link_libraries(${target} PRIVATE ${KVG_USES_${target}})
+  endif()
+  foreach(_source IN LISTS ARGN)
+    if(_source MATCHES "\\.(h|cpp)$")
+      file(REAL_PATH ${_source} _path BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+      file(RELATIVE_PATH _path ${PROJECT_SOURCE_DIR} ${_path})
+      file(APPEND ${KVG_ROOM_SOURCES} "${target} ${_path}\n")
+    endif()
+  endforeach()
+endfunction()
+
+# kvg_plugin(target sources...): a device type, built into the "plugins" folder beside the
+# executable.
+function(kvg_plugin target)
+  kvg_room(${target} MODULE ${ARGN})
+  set_target_properties(${target} PROPERTIES PREFIX ""
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin/plugins)
+endfunction()

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QTemporaryDir>
+
+// A user profile of the test's own: settings, data and home lie in a temporary folder that goes
+// with the object. To be made before the application object and before any settings are read.
+class TestProfile
+{
+public:
+    TestProfile();
+    QString path() const { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+};

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QVariant>
+#include <QVariantHash>
+#include <QtPlugin>
+
+class QAbstractThing;
+class QObject;
+
+// A device type: what the root object of a plugin implements. All calls come on the gateway's
+// worker thread. A plugin is never unloaded.
+class AbstractThingType
+{
+public:
+    virtual ~AbstractThingType() = default;
+
+    // The devices of this type that are attached now: device key to descriptor. Both are the
+    // plugin's own; they come back to it as they are.
+    virtual QHash<QString, QVariant> discover() = 0;
+
+    // A thing for one discovered device, owned by the caller; null when it cannot be made now
+    // (the next scan asks again). `settings` as in QAbstractThing::setSettings().
+    // `ui` may receive an object for the user interface: a plain QObject without parent that
+    // lives on the calling thread and has an invokable `QWidget *createWidget(QWidget *parent)`.
+    // The caller moves it to the interface thread, where the widget is made.
+    virtual QAbstractThing *create(const QString &key, const QVariant &descriptor,
+                                   const QVariantHash &settings, QObject **ui) = 0;
+
+    // True when `thing` already represents the device of `key`. `thing` may be of another type.
+    virtual bool claims(const QString &key, const QAbstractThing *thing) = 0;
+};
+
+// Optional second interface of a plugin whose discovery depends on its settings.
+class ConfigurableThingType
+{
+public:
+    virtual ~ConfigurableThingType() = default;
+    // Called before every discover(), with the settings as create() receives them.
+    virtual void configure(const QVariantHash &settings) = 0;
+};
+
+// Optional third interface, for types with thousands of devices: it spares the scan from asking
+// claims() for each pair of key and thing. A plugin that has it promises that
+// claims(key, thing) is true exactly when deviceKey(thing) equals `key`.
+class KeyedThingType
+{
+public:
+    virtual ~KeyedThingType() = default;
+    // The key of the device that `thing` represents; empty for a thing of another type.
+    virtual QString deviceKey(const QAbstractThing *thing) const = 0;
+};
+
+#define AbstractThingType_iid "pro.nimbra.kvg_gate.AbstractThingType/1.0"
+#define ConfigurableThingType_iid "pro.nimbra.kvg_gate.ConfigurableThingType/1.0"
+#define KeyedThingType_iid "pro.nimbra.kvg_gate.KeyedThingType/1.0"
+Q_DECLARE_INTERFACE(AbstractThingType, AbstractThingType_iid)
+Q_DECLARE_INTERFACE(ConfigurableThingType, ConfigurableThingType_iid)
+Q_DECLARE_INTERFACE(KeyedThingType, KeyedThingType_iid)
