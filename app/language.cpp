@@ -1,0 +1,63 @@
+#include "app/language.h"
+
+#include "settings/settingsstore.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QTranslator>
+
+void settleLanguage(bool reset, const std::optional<QString> &language)
+{
+    SettingsStore store;
+    const int system = QLocale::system().language();
+    if (reset) {
+        store.clear();
+        store.setVariant(keys::Language, system);
+    } else if (language) {
+        store.set(keys::Language, *language);
+    } else if (!store.contains(keys::Language)) {
+        store.setVariant(keys::Language, system);
+    }
+}
+
+QString storedLanguage()
+{
+    const SettingsStore store;
+    return store.contains(keys::Language) ? store.value(keys::Language) : QLocale::system().name();
+}
+
+Translations::Translations(const QString &language)
+{
+    // The text becomes part of file names, and users can edit it.
+    static const QRegularExpression plain(QStringLiteral("\\A[A-Za-z0-9_@.-]{1,32}\\z"));
+    if (!plain.match(language).hasMatch()) {
+        return;
+    }
+    install(QLatin1String("qt_") + language,
+            QLibraryInfo::location(QLibraryInfo::TranslationsPath));
+    const QDir folder(QStringLiteral(":/%1").arg("lang"));
+    const QString pattern =
+        QStringLiteral("*_%1*.qm").arg(language.section(QLatin1Char('_'), 0, 0));
+    const QStringList files = folder.entryList({pattern}, QDir::Files, QDir::Unsorted);
+    for (const QString &file : files) {
+        install(file, folder.path());
+    }
+}
+
+Translations::~Translations()
+{
+    for (const auto &translator : m_translators) {
+        QCoreApplication::removeTranslator(translator.get());
+    }
+}
+
+void Translations::install(const QString &file, const QString &folder)
+{
+    auto translator = std::make_unique<QTranslator>();
+    if (translator->load(file, folder) && QCoreApplication::installTranslator(translator.get())) {
+        m_translators.push_back(std::move(translator));
+    }
+}

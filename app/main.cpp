@@ -1,0 +1,41 @@
+#include "app/consolesession.h"
+#include "app/language.h"
+#include "app/platform/quitsignals.h"
+#include "app/theme.h"
+#include "runner/metatypes.h"
+#include "settings/defaults.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+int main(int argc, char *argv[])
+{
+    registerMetaTypes();
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName("Corvalt");
+    QCoreApplication::setApplicationName("KVG-Gate");
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(defaults::Version));
+    QCoreApplication::addLibraryPath(QCoreApplication::applicationDirPath());
+
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.setApplicationDescription("Nimbra Cloud Gateway Application");
+    addThemeOptions(parser);
+    parser.addOption({{"r", "reset"}, "Reset all settings."});
+    // The misspelling is deliberate: scripts compare the help text.
+    parser.addOption({{"l", "lang"}, "Set langugage to <lang>.", "lang"});
+    parser.process(app);
+
+    std::optional<QString> language;
+    if (parser.isSet("lang")) {
+        language = parser.value("lang");
+    }
+    settleLanguage(parser.isSet("reset"), language);
+    const Translations translations(storedLanguage());
+
+    const QuitSignals quitSignals;
+    ConsoleSession session;
+    session.start();
+    return QCoreApplication::exec();
+}

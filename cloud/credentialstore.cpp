@@ -1,0 +1,150 @@
+#include "cloud/credentialstore.h"
+
+#include "cloud/log.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+#include <QSslCertificate>
+#include <QSslKey>
+#include <QStandardPaths>
+
+namespace {
+
+// Far more than a certificate chain or a key of 16384 bits takes.
+constexpr qint64 largestFile = 256 * 1024;
+
+constexpr QFile::Permissions userOnly = QFile::ReadOwner | QFile::WriteOwner;
+
+QString pathOf(const char *name)
+{
+    const QString folder =
+        QStandardPaths::standardLocations(QStandardPaths::AppDataLocation).value(0);
+    QDir().mkpath(folder);
+    return folder + QDir::separator() + QLatin1String(name);
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.read(largestFile) : QByteArray();
+}
+
+bool replace(const QString &path, const QByteArray &text)
+{
+    QSaveFile file(path);
+    const bool written = file.open(QIODevice::WriteOnly) && file.setPermissions(userOnly) &&
+                         file.write(text) == text.size() && file.commit();
+    if (!written) {
+        qCWarning(lcCloud).noquote() << "Cannot write" << path << "-" << file.errorString();
+    }
+    return written;
+}
+
+QSslKey readKey(const QByteArray &pem)
+{
+    return QSslKey(pem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, CredentialStore::passPhrase());
+}
+
+QByteArray encrypted(const QSslKey &key)
+{
+    return key.toPem(CredentialStore::passPhrase());
+}
+
+template <typename IsNull>
+CredentialStore::SSLStatus status(const QString &path, IsNull isNull)
+{
+    if (!QFile::exists(path)) {
+        return CredentialStore::FileMissing;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return CredentialStore::FileCorrupt;
+    }
+    return isNull(file.read(largestFile)) ? CredentialStore::CryptoInv : CredentialStore::Ok;
+}
+
+} // namespace
+
+QByteArray CredentialStore::passPhrase()
+{
+    // No NUL among them: the TLS library takes the phrase as a C string when it reads.
+    static constexpr char phrase[] = "\x9d\x2b\xe7\x41\x6a\xf3\x58\x0c\xb6\x7e\x93\x1f\xd4\x65"
+                                     "\xa8\x3c\xee\x17\x52\xcb\x89\x34\xfd\x60\x0b\x97\xc2\x4f"
+                                     "\x7a\xe1\x26\xb5\x18\xdc\x43\x9f\x71\x0e\xa4\x5d\xf8\x33";
+    static_assert(sizeof phrase - 1 == 42);
+    return QByteArray(phrase, sizeof phrase - 1);
+}
+
+QString CredentialStore::keyFilePath() const
+{
+    return pathOf("kvgatew.key");
+}
+
+QString CredentialStore::certFilePath() const
+{
+    return pathOf("kvgatew.cert");
+}
+
+CredentialStore::SSLStatus CredentialStore::keyStatus() const
+{
+    return status(keyFilePath(), [](const QByteArray &pem) { return readKey(pem).isNull(); });
+}
+
+CredentialStore::SSLStatus CredentialStore::certStatus() const
+{
+    return status(certFilePath(),
+                  [](const QByteArray &pem) { return QSslCertificate(pem, QSsl::Pem).isNull(); });
+}
+
+bool CredentialStore::storeIssuedCredentials(const QByteArray &certPem, const QByteArray &keyPem,
+                                             QString &error)
+{
+    const QSslKey key(keyPem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
+    if (key.isNull()) {
+        error = QStringLiteral("Key is invalid");
+        return false;
+    }
+    if (!replace(keyFilePath(), encrypted(key))) {
+        error = QStringLiteral("Cannot save the key to disk");
+        return false;
+    }
+    const QSslCertificate certificate(certPem, QSsl::Pem);
+    if (certificate.isNull()) {
+        error = QStringLiteral("Invalid certificate file");
+        return false;
+    }
+    if (!replace(certFilePath(), certificate.toPem())) {
+        error = QStringLiteral("Cannot save the certificate to disk");
+        return false;
+    }
+    return true;
+}
+
+bool CredentialStore::storeCertificateDer(const QByteArray &der)
+{
+    const QSslCertificate certificate(der, QSsl::Der);
+    return !certificate.isNull() && replace(certFilePath(), certificate.toPem());
+}
+
+bool CredentialStore::storeKeyDer(const QByteArray &der)
+{
+    const QSslKey key(der, QSsl::Rsa, QSsl::Der, QSsl::PrivateKey);
+    return !key.isNull() && replace(keyFilePath(), encrypted(key));
+}
+
+QByteArray CredentialStore::certificateDer() const
+{
+    return QSslCertificate(contents(certFilePath()), QSsl::Pem).toDer();
+}
+
+QByteArray CredentialStore::keyDer() const
+{
+    return readKey(contents(keyFilePath())).toDer();
+}
+
+void CredentialStore::removeCredentials()
+{
+    QFile::remove(keyFilePath());
+    QFile::remove(certFilePath());
+}

@@ -1,0 +1,53 @@
+#include "cloud/topics.h"
+
+namespace {
+
+const QLatin1String prefix("things/");
+const QLatin1String stateSuffix("/state");
+const QLatin1String updateSuffix("/update");
+
+// The same as matching "things/(.*)/suffix" exactly, where the dot takes no line feed, but
+// without the expression's cost: this runs for every message.
+QString captured(const QString &topic, QLatin1String suffix)
+{
+    const int length = topic.size() - prefix.size() - suffix.size();
+    if (length < 0 || !topic.startsWith(prefix) || !topic.endsWith(suffix)) {
+        return {};
+    }
+    // mid() of nothing would be null, which stands for "no match".
+    const QString id = length == 0 ? QStringLiteral("") : topic.mid(prefix.size(), length);
+    return id.contains(QLatin1Char('\n')) ? QString() : id;
+}
+
+} // namespace
+
+QString topics::state(const QString &tid)
+{
+    return prefix + tid + stateSuffix;
+}
+
+QString topics::update(const QString &tid)
+{
+    return prefix + tid + updateSuffix;
+}
+
+QString topics::idOfState(const QString &topic)
+{
+    return captured(topic, stateSuffix);
+}
+
+QString topics::idOfUpdate(const QString &topic)
+{
+    return captured(topic, updateSuffix);
+}
+
+bool topics::isValidId(const QString &tid)
+{
+    for (const QChar c : tid) {
+        if (c == QLatin1Char('#') || c == QLatin1Char('+') || c.isNull()) {
+            return false;
+        }
+    }
+    constexpr int longestTopic = 65535; // bytes, MQTT 3.1.1 section 1.5.3
+    return update(tid).toUtf8().size() <= longestTopic;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+
+// The topics of a thing. The identifier is always the thing's cloud id, which may hold slashes.
+namespace topics {
+
+QString state(const QString &tid);  // "things/%1/state", gateway to cloud
+QString update(const QString &tid); // "things/%1/update", cloud to gateway
+
+// The identifier in a topic; null when the whole topic is not of that form.
+QString idOfState(const QString &topic);
+QString idOfUpdate(const QString &topic);
+
+// False for an identifier that MQTT does not allow in a topic name (wildcards, NUL, over 65535
+// bytes): a broker ends the connection of a client that publishes to such a topic.
+bool isValidId(const QString &tid);
+
+} // namespace topics

@@ -1,0 +1,400 @@
+#include "cloud/velmorcloudclient.h"
+
+#include "cloud/log.h"
+#include "cloud/topics.h"
+#include "settings/defaults.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonDocument>
+#include <QMetaType>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslSocket>
+#include <QTimer>
+
+#include <chrono>
+#include <limits>
+#include <utility>
+
+Q_LOGGING_CATEGORY(lcCloud, "kvg.cloud")
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int defaultKeepAlive = 120; // seconds
+constexpr std::chrono::milliseconds reconnectInterval = 10s;
+constexpr std::chrono::milliseconds stopWait = 250ms;
+constexpr int stopChecks = 11; // one at once and one after each of ten waits
+constexpr int rememberedTopics = 50000;
+
+// The texts of QMQTT::ClientError 1 to 23. 15 is the proxy's refusal and deliberately shares
+// the text of 1.
+const char *const errorTexts[] = {
+    "unknown",
+    "connection refused",
+    "connection closed by remote host",
+    "host not found",
+    "access error",
+    "resource error",
+    "timeout",
+    "packet too big",
+    "network error",
+    "address in use",
+    "address is not available",
+    "socket operation is not supported",
+    "unfinished socket operation",
+    "authentication required",
+    "handshake failed",
+    "connection refused",
+    "proxy connection closed",
+    "proxy connection timeout",
+    "proxy not found",
+    "proxy protocol error",
+    "socket operation error",
+    "ssl error",
+    "invalid user data",
+    "temporary error",
+};
+
+QString textOf(QMQTT::ClientError error)
+{
+    const int value = static_cast<int>(error);
+    const bool known = value > 0 && value < static_cast<int>(std::size(errorTexts));
+    return QString::fromLatin1(errorTexts[known ? value : 0]);
+}
+
+// The broker will say the same again however often it is asked.
+bool isFinalRefusal(QMQTT::ClientError error)
+{
+    return error == QMQTT::MqttUnacceptableProtocolVersionError ||
+           error == QMQTT::MqttIdentifierRejectedError ||
+           error == QMQTT::MqttBadUserNameOrPasswordError || error == QMQTT::MqttNotAuthorizedError;
+}
+
+QList<QSslCertificate> trustedAuthorities()
+{
+    // Named after the compiled-in host, not after the setting: a host that a user typed must not
+    // choose whom the gateway trusts.
+    QFile file(QStringLiteral(":/cacerts/%1.ca").arg(QLatin1String(defaults::CloudHost)));
+    const QList<QSslCertificate> authorities =
+        file.open(QIODevice::ReadOnly) ? QSslCertificate::fromData(file.readAll(), QSsl::Pem)
+                                       : QList<QSslCertificate>();
+    if (authorities.isEmpty()) {
+        qCWarning(lcCloud) << "No trusted authority in" << file.fileName()
+                           << "- no broker will be believed";
+    }
+    return authorities;
+}
+
+qint64 costOf(const QMQTT::Message &message)
+{
+    constexpr qint64 overhead = 128; // message, list slot and allocation, measured at about 100
+    return message.payload().size() + overhead;
+}
+
+} // namespace
+
+void registerCloudMetaTypes()
+{
+    qRegisterMetaType<QMQTT::ClientError>("QMQTT::ClientError");
+    qRegisterMetaType<QMQTT::Message>("QMQTT::Message");
+}
+
+VelmorCloudClient::VelmorCloudClient(QObject *parent)
+    : QObject(parent)
+    , m_lastError(QStringLiteral("no error"))
+{
+    registerCloudMetaTypes();
+}
+
+VelmorCloudClient::~VelmorCloudClient()
+{
+    stop();
+}
+
+bool VelmorCloudClient::isConnected() const
+{
+    return m_client != nullptr && m_client->isConnectedToHost();
+}
+
+bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QString &host,
+                              quint16 port)
+{
+    stop();
+    if (clientId.isEmpty()) {
+        m_lastError = QStringLiteral("clientid cannot be empty");
+        return false;
+    }
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    tls.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    tls.setProtocol(QSsl::TlsV1_2OrLater);
+    tls.setCaCertificates(trustedAuthorities());
+
+    const CredentialStore credentials;
+    QFile keyFile(credentials.keyFilePath());
+    const QSslKey key = keyFile.open(QIODevice::ReadOnly)
+                            ? QSslKey(&keyFile, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey,
+                                      CredentialStore::passPhrase())
+                            : QSslKey();
+    if (key.isNull()) {
+        m_lastError = QStringLiteral("Key is missing / invalid");
+        return false;
+    }
+    QFile certFile(credentials.certFilePath());
+    const QSslCertificate certificate =
+        certFile.open(QIODevice::ReadOnly) ? QSslCertificate(&certFile) : QSslCertificate();
+    if (certificate.isNull()) {
+        m_lastError = QStringLiteral("Certificate is missing / invalid");
+        return false;
+    }
+    tls.setLocalCertificate(certificate);
+    tls.setPrivateKey(key);
+
+    m_client = new QMQTT::Client(QStringLiteral("localhost"), port, tls, false, nullptr);
+    m_client->setAutoReconnect(true);
+    m_client->setAutoReconnectInterval(static_cast<int>(reconnectInterval.count()));
+    m_client->setCleanSession(true);
+    m_client->setVersion(QMQTT::V3_1_1);
+
+    connect(m_client, &QMQTT::Client::connected, this, &VelmorCloudClient::client_connected);
+    connect(m_client, &QMQTT::Client::disconnected, this, &VelmorCloudClient::client_disconnected);
+    connect(m_client, &QMQTT::Client::error, this, &VelmorCloudClient::client_error);
+    connect(m_client, &QMQTT::Client::subscribed, this, &VelmorCloudClient::client_subscribed);
+    connect(m_client, &QMQTT::Client::unsubscribed, this, &VelmorCloudClient::client_unsubscribed);
+    connect(m_client, &QMQTT::Client::published, this, &VelmorCloudClient::client_published);
+    connect(m_client, &QMQTT::Client::received, this, &VelmorCloudClient::client_received);
+    connect(m_client, &QMQTT::Client::sslErrors, this, [](const QList<QSslError> &errors) {
+        for (const QSslError &error : errors) {
+            qCWarning(lcCloud).noquote() << "Broker not believed:" << error.errorString();
+        }
+    });
+    m_socket = m_client->findChild<QSslSocket *>();
+    if (m_socket) {
+        connect(m_socket, &QSslSocket::encryptedBytesWritten, this, &VelmorCloudClient::drain);
+    }
+
+    m_client->setHostName(host);
+    m_client->setPort(port);
+    m_client->setKeepAlive(
+        static_cast<quint16>(qBound(1, keepAlive > 0 ? keepAlive : defaultKeepAlive,
+                                    int(std::numeric_limits<quint16>::max()))));
+    m_client->setClientId(clientId);
+    m_client->setUsername(clientId);
+    qCInfo(lcCloud).noquote() << "Connecting to" << host << port;
+    m_client->connectToHost();
+    return true;
+}
+
+void VelmorCloudClient::stop()
+{
+    if (m_client == nullptr) {
+        return;
+    }
+    // Out of the member first: the local loop below may run other slots, start() among them.
+    QMQTT::Client *const client = std::exchange(m_client, nullptr);
+    const QPointer<QSslSocket> socket = std::exchange(m_socket, nullptr);
+    m_ready = false;
+    client->disconnect(this);
+    if (socket) {
+        socket->disconnect(this);
+    }
+    client->blockSignals(true);
+    client->setAutoReconnect(false);
+    m_subscriptions.clear();
+    if (socket && socket->state() != QAbstractSocket::UnconnectedState) {
+        if (socket->state() == QAbstractSocket::ConnectedState) {
+            client->disconnectFromHost();
+        } else {
+            socket->abort();
+        }
+        const auto closed = [&socket] {
+            return !socket || socket->state() == QAbstractSocket::UnconnectedState;
+        };
+        int check = 1;
+        while (!closed() && check < stopChecks) {
+            QEventLoop loop;
+            QTimer::singleShot(stopWait, &loop, &QEventLoop::quit);
+            loop.exec(QEventLoop::ExcludeUserInputEvents);
+            ++check;
+        }
+        // Deliberate: the message belongs to a socket that closed at the very last check. One
+        // that never closes is given up without a word; its end comes with the client's.
+        if (closed() && check == stopChecks) {
+            qCCritical(lcCloud, "Could not stop MQTT client");
+            if (socket) {
+                socket->abort();
+            }
+        }
+    }
+    client->blockSignals(false);
+    client->deleteLater();
+    if (!isConnected()) {
+        emit connectivityChanged(false);
+    }
+}
+
+bool VelmorCloudClient::canSend() const
+{
+    return m_ready && isConnected() &&
+           (!m_socket || m_socket->bytesToWrite() + m_socket->encryptedBytesToWrite() <= stalledAt);
+}
+
+void VelmorCloudClient::publish(const QString &tid, const QJsonObject &jdata)
+{
+    publish(tid, QJsonDocument(jdata).toJson(QJsonDocument::Compact));
+}
+
+void VelmorCloudClient::publish(const QString &tid, const QByteArray &payload)
+{
+    const QString topic = stateTopic(tid);
+    if (topic.isNull()) {
+        return;
+    }
+    const QMQTT::Message message(0, topic, payload, 0, false);
+    if (m_pending.empty() && !m_draining && canSend()) {
+        m_client->publish(message);
+    } else {
+        append(message);
+        drain();
+    }
+}
+
+QString VelmorCloudClient::stateTopic(const QString &tid)
+{
+    const auto known = m_topics.constFind(tid);
+    if (known != m_topics.constEnd()) {
+        return *known;
+    }
+    if (m_topics.size() >= rememberedTopics) {
+        m_topics.clear();
+    }
+    const bool valid = topics::isValidId(tid);
+    if (!valid) {
+        qCWarning(lcCloud).noquote() << tid << "cannot be part of a topic; it is not published";
+    }
+    return *m_topics.insert(tid, valid ? topics::state(tid) : QString());
+}
+
+void VelmorCloudClient::append(const QMQTT::Message &message)
+{
+    m_pending.push_back(message);
+    m_pendingBytes += costOf(message);
+    while (m_pendingBytes > pendingLimit && m_pending.size() > 1) {
+        m_pendingBytes -= costOf(m_pending.front());
+        m_pending.pop_front();
+        if (m_dropped++ == 0) {
+            qCWarning(lcCloud, "Too many states wait for the cloud; the oldest are dropped");
+        }
+    }
+}
+
+// Sends the backlog in a loop, not from published(), which arrives inside of publish(): a million
+// messages would be a million frames of the stack. And not from the event loop either: a fresh
+// state would overtake the backlog.
+void VelmorCloudClient::drain()
+{
+    if (m_draining || m_pending.empty()) {
+        return;
+    }
+    m_draining = true;
+    while (!m_pending.empty() && canSend()) {
+        const QMQTT::Message message = m_pending.front();
+        m_pending.pop_front();
+        m_pendingBytes -= costOf(message);
+        m_client->publish(message);
+    }
+    m_draining = false;
+    if (m_pending.empty() && m_dropped > 0) {
+        qCWarning(lcCloud, "%lld states were dropped during the outage", m_dropped);
+        m_dropped = 0;
+    }
+}
+
+void VelmorCloudClient::subscribe(const QString &tid)
+{
+    if (!topics::isValidId(tid)) {
+        qCWarning(lcCloud).noquote() << tid << "cannot be part of a topic; it gets no updates";
+        return;
+    }
+    const QString topic = topics::update(tid);
+    m_subscriptions.insert(topic);
+    if (isConnected()) {
+        m_client->subscribe(topic, 0);
+    }
+}
+
+void VelmorCloudClient::unsubscribe(const QString &tid)
+{
+    const QString topic = topics::update(tid);
+    if (m_subscriptions.remove(topic) && isConnected()) {
+        m_client->unsubscribe(topic);
+    }
+}
+
+void VelmorCloudClient::client_connected()
+{
+    qCInfo(lcCloud, "Connected to the broker");
+    const QPointer<QMQTT::Client> client = m_client;
+    emit connectivityChanged(true);
+    if (client.isNull() || client != m_client || !isConnected()) {
+        return; // a handler stopped the client
+    }
+    const QSet<QString> subscriptions = m_subscriptions;
+    for (const QString &topic : subscriptions) {
+        m_client->subscribe(topic, 0);
+    }
+    m_ready = true;
+    drain();
+}
+
+void VelmorCloudClient::client_disconnected()
+{
+    m_ready = false;
+    qCInfo(lcCloud, "Disconnected from the broker");
+    emit connectivityChanged(false);
+}
+
+void VelmorCloudClient::client_error(QMQTT::ClientError error)
+{
+    m_lastError = textOf(error);
+    const QString detail = m_socket ? m_socket->errorString() : QString();
+    qCWarning(lcCloud).noquote() << "Cloud connection:" << m_lastError << "- code" << Qt::hex
+                                 << static_cast<int>(error) << detail;
+    if (isFinalRefusal(error)) {
+        const QPointer<QMQTT::Client> refused = m_client;
+        QMetaObject::invokeMethod(
+            this,
+            [this, refused] {
+                if (refused && refused == m_client) {
+                    stop();
+                }
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+void VelmorCloudClient::client_subscribed(const QString & /*topic*/) {}
+
+void VelmorCloudClient::client_unsubscribed(const QString & /*topic*/) {}
+
+void VelmorCloudClient::client_published(const QMQTT::Message &message)
+{
+    const QString tid = topics::idOfState(message.topic());
+    if (!tid.isNull()) {
+        emit messagePublished(tid);
+    }
+    drain();
+}
+
+void VelmorCloudClient::client_received(const QMQTT::Message &message)
+{
+    const QString tid = topics::idOfUpdate(message.topic());
+    if (tid.isNull()) {
+        m_lastError = QStringLiteral("Received message from invalid topic %1").arg(message.topic());
+        return;
+    }
+    emit messageReceived(tid, message.payload());
+}

@@ -1,0 +1,66 @@
+#include "registration/registrationdocument.h"
+
+#include "things/qabstractthing.h"
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+QJsonObject status(int code, const char *error)
+{
+    return {{"code", code}, {"error", QLatin1String(error)}};
+}
+
+} // namespace
+
+QJsonObject registrationDocument(const QAbstractThing &gateway,
+                                 const QList<QAbstractThing *> &things)
+{
+    QJsonArray siblings;
+    for (const QAbstractThing *thing : things) {
+        if (thing->regid().isEmpty()) {
+            siblings.append(QJsonArray{thing->shortid(), thing->alias()});
+        }
+    }
+    QJsonObject document;
+    if (gateway.regid().isEmpty()) {
+        // The cloud assigns the serial, whose place the question mark takes.
+        document["gw"] = QString(gateway.type() + '_' + gateway.version() + "_?");
+        document["alias"] = gateway.alias();
+    } else if (!siblings.isEmpty()) {
+        document["app"] = gateway.cloudid();
+    }
+    if (!siblings.isEmpty()) {
+        document["sib"] = siblings;
+    }
+    return document;
+}
+
+QString encodeRegistrationDocument(const QJsonObject &document)
+{
+    constexpr int lengthPrefix = 4; // qCompress() puts it before the zlib stream
+    const QByteArray json = QJsonDocument(document).toJson(QJsonDocument::Compact);
+    return QString::fromLatin1(
+        qCompress(json)
+            .mid(lengthPrefix)
+            .toBase64(QByteArray::Base64UrlEncoding | QByteArray::KeepTrailingEquals));
+}
+
+QJsonObject registrationStatus(RegistrationFailure failure)
+{
+    switch (failure) {
+    case RegistrationFailure::Busy:
+        return status(409, "Busy with another request");
+    case RegistrationFailure::NothingToRegister:
+        return status(400, "No new devices to register");
+    case RegistrationFailure::NoConnection:
+        return status(400, "Cannot establish a connection to the registrar service");
+    case RegistrationFailure::BadReply:
+        return status(498, "Reply processing error");
+    case RegistrationFailure::StreamEnded:
+        return status(500, "Connection to the registrar service was closed unexpectedly.");
+    }
+    return {};
+}

@@ -1,0 +1,19 @@
+#include "runner/metatypes.h"
+
+#include "cloud/velmorcloudclient.h"
+#include "things/thingstate.h"
+
+#include <QMetaType>
+#include <QVariant>
+
+void registerMetaTypes()
+{
+    static const bool registered = [] {
+        qRegisterMetaType<ThingState>("ThingState");
+        // A list of a declared type: this makes it walkable as a sequence as well.
+        qRegisterMetaType<ThingStateList>("ThingStateList");
+        registerCloudMetaTypes();
+        return true;
+    }();
+    Q_UNUSED(registered)
+}

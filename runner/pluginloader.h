@@ -1,0 +1,52 @@
+#pragma once
+
+#include "things/abstractthingtype.h"
+
+#include <QHash>
+#include <QJsonObject>
+#include <QString>
+#include <QVector>
+
+#include <memory>
+
+class QLibrary;
+
+// A device type as it was loaded. The pointers belong to the plugin's root object, which lives
+// until the process ends.
+struct LoadedPlugin
+{
+    QString name;
+    QJsonObject metadata;
+    AbstractThingType *type = nullptr;
+    ConfigurableThingType *configurable = nullptr; // optional interfaces
+    KeyedThingType *keyed = nullptr;
+};
+
+// Finds and loads the device-type plugins and the libraries that they depend on. Nothing is ever
+// unloaded: things and settings of a plugin may outlive every owner. One thread.
+class PluginLoader
+{
+public:
+    // `applicationDir`: where "plugins" is looked for, then "../plugins", and where the
+    // dependencies are.
+    explicit PluginLoader(const QString &applicationDir);
+    ~PluginLoader();
+    Q_DISABLE_COPY(PluginLoader)
+
+    // Loads every plugin in the order of the directory's listing. A file that cannot be loaded
+    // is logged with the reason and skipped; a later plugin takes the place of an earlier one of
+    // the same name.
+    void load();
+    const QVector<LoadedPlugin> &plugins() const { return m_plugins; }
+
+    // Calls "deinit" of every dependency that has one. All things must be gone by then.
+    void deinitialise();
+
+private:
+    void loadFile(const QString &path);
+    void loadDependencies(const QString &path, const QJsonObject &metadata);
+
+    QString m_applicationDir;
+    QVector<LoadedPlugin> m_plugins;
+    QHash<QString, QLibrary *> m_dependencies; // by name; libraries stay open for good
+};

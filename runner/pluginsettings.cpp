@@ -1,0 +1,59 @@
+#include "runner/pluginsettings.h"
+
+#include "runner/log.h"
+#include "settings/settingsstore.h"
+
+#include <QJsonArray>
+
+namespace {
+
+// The stored value in the described type; invalid when it is not one. The settings file holds
+// numbers and booleans as texts.
+QVariant converted(const QVariant &stored, const QString &type)
+{
+    bool ok = true;
+    if (type == QLatin1String("bool")) {
+        const bool value = storedBool(stored, &ok);
+        return ok ? QVariant(value) : QVariant();
+    }
+    if (type == QLatin1String("int")) {
+        const int value = stored.toInt(&ok);
+        return ok ? QVariant(value) : QVariant();
+    }
+    if (type == QLatin1String("float")) {
+        const double value = stored.toDouble(&ok);
+        return ok && qIsFinite(value) ? QVariant(value) : QVariant();
+    }
+    if (type == QLatin1String("string") || type == QLatin1String("list")) {
+        return stored.canConvert(QMetaType::QString) ? QVariant(stored.toString()) : QVariant();
+    }
+    return stored;
+}
+
+} // namespace
+
+QVariantHash pluginSettings(const QString &plugin, const QJsonObject &description)
+{
+    QVariantHash values;
+    QHash<QString, QString> types;
+    const QJsonArray settings = description["settings"].toArray();
+    for (const QJsonValue &value : settings) {
+        const QJsonObject setting = value.toObject();
+        if (setting.contains(QLatin1String("value"))) {
+            const QString name = setting["name"].toString();
+            values.insert(name, setting["value"].toVariant());
+            types.insert(name, setting["type"].toString());
+        }
+    }
+    const QVariantHash stored = SettingsStore().pluginValues(plugin);
+    for (auto it = stored.cbegin(); it != stored.cend(); ++it) {
+        const QVariant value = converted(it.value(), types.value(it.key()));
+        if (value.isValid()) {
+            values.insert(it.key(), value);
+        } else {
+            qCWarning(lcRunner).noquote() << keys::pluginSetting(plugin, it.key())
+                                          << "holds no usable value; the default is used";
+        }
+    }
+    return values;
+}

@@ -1,0 +1,329 @@
+// The part of the runner that finds devices and keeps the pool of those that are known.
+
+#include "runner/log.h"
+#include "runner/pluginsettings.h"
+#include "runner/zugatewrunner.h"
+#include "settings/devicepool.h"
+#include "settings/settingsstore.h"
+#include "things/gatewaything.h"
+#include "things/qabstractthing.h"
+#include "things/thingindex.h"
+
+#include <QCoreApplication>
+#include <QSet>
+#include <QThread>
+
+#include <algorithm>
+#include <optional>
+
+// What one scan reads once: the pool, a plugin's settings and the keys of its things.
+class ZugatewRunner::Scan
+{
+public:
+    const DevicePool &pool()
+    {
+        if (!m_pool) {
+            m_pool = DevicePool::read();
+        }
+        return *m_pool;
+    }
+
+    void enter(const LoadedPlugin &plugin, const QList<QAbstractThing *> &things)
+    {
+        m_plugin = &plugin;
+        m_settings.reset();
+        m_taken.clear();
+        if (plugin.keyed != nullptr) {
+            for (const QAbstractThing *const thing : things) {
+                m_taken.insert(plugin.keyed->deviceKey(thing));
+            }
+        }
+    }
+    const QVariantHash &settings()
+    {
+        if (!m_settings) {
+            m_settings = pluginSettings(m_plugin->name, m_plugin->metadata);
+        }
+        return *m_settings;
+    }
+    bool isTaken(const QString &key) const { return m_taken.contains(key); }
+    void take(const QString &key) { m_taken.insert(key); }
+
+private:
+    std::optional<DevicePool> m_pool;
+    const LoadedPlugin *m_plugin = nullptr;
+    std::optional<QVariantHash> m_settings;
+    QSet<QString> m_taken; // of a plugin that tells its things' keys
+};
+
+void ZugatewRunner::rescan()
+{
+    if (m_scanning) {
+        // A plugin runs an event loop of its own: the scan that is under way serves both.
+        emit finished(Rescan, true);
+        return;
+    }
+    m_scanning = true;
+    Scan scan;
+    const QVector<LoadedPlugin> plugins = m_plugins.plugins();
+    for (const LoadedPlugin &plugin : plugins) {
+        if (SettingsStore().pluginEnabled(plugin.name)) {
+            scanPlugin(plugin, scan);
+        }
+    }
+    if (m_gateway->regid().isEmpty()) {
+        restoreGateway(scan);
+    }
+    m_scanning = false;
+    emit finished(Rescan, true);
+}
+
+void ZugatewRunner::scanPlugin(const LoadedPlugin &plugin, Scan &scan)
+{
+    scan.enter(plugin, m_things);
+    if (plugin.configurable != nullptr) {
+        plugin.configurable->configure(scan.settings());
+    }
+    const QHash<QString, QVariant> devices = plugin.type->discover();
+    QStringList deviceKeys = devices.keys();
+    std::sort(deviceKeys.begin(), deviceKeys.end()); // or every start would show another order
+    for (const QString &key : qAsConst(deviceKeys)) {
+        if (isClaimed(plugin, key, scan)) {
+            continue;
+        }
+        QObject *ui = nullptr;
+        QAbstractThing *const thing =
+            plugin.type->create(key, devices.value(key), scan.settings(), &ui);
+        ui = prepareInterface(ui);
+        if (thing == nullptr || m_origins.contains(thing)) {
+            delete ui;
+            continue;
+        }
+        scan.take(key);
+        adopt(thing, {plugin.name, key, thing->shortid()}, scan);
+        emit deviceCreated(ui);
+    }
+}
+
+bool ZugatewRunner::isClaimed(const LoadedPlugin &plugin, const QString &key,
+                              const Scan &scan) const
+{
+    if (plugin.keyed != nullptr) {
+        return scan.isTaken(key);
+    }
+    // The thing that was made for this key is the likely one: with it a rescan costs one
+    // question for each device, not one for each pair of device and thing.
+    const QAbstractThing *const likely = m_made.value(plugin.name).value(key);
+    if (likely != nullptr && plugin.type->claims(key, likely)) {
+        return true;
+    }
+    const QList<QAbstractThing *> things = m_things; // claims() may end in mediumGone()
+    return std::any_of(things.cbegin(), things.cend(), [&](const QAbstractThing *thing) {
+        return thing != likely && m_origins.contains(thing) && plugin.type->claims(key, thing);
+    });
+}
+
+// A widget can neither be made on this thread nor moved away from it, so plugins hand out plain
+// objects that make their widget later, on the interface thread.
+QObject *ZugatewRunner::prepareInterface(QObject *ui) const
+{
+    if (ui == nullptr) {
+        return nullptr;
+    }
+    if (ui->isWidgetType() || ui->thread() != thread()) {
+        qCWarning(lcRunner, "A device's interface object is a widget or lives elsewhere: ignored");
+        return nullptr;
+    }
+    ui->setParent(nullptr);
+    ui->moveToThread(QCoreApplication::instance()->thread());
+    return ui;
+}
+
+void ZugatewRunner::adopt(QAbstractThing *thing, const Origin &origin, Scan &scan)
+{
+    thing->setParent(this);
+    connect(thing, &QAbstractThing::mediumGone, this, &ZugatewRunner::thing_mediumGone);
+    connect(thing, &QAbstractThing::stateChanged, this, &ZugatewRunner::thing_stateChaged);
+    connect(thing, &QAbstractThing::serialChanged, this, &ZugatewRunner::thing_serialChanged);
+    connect(thing, &QObject::destroyed, this, &ZugatewRunner::thingDestroyed);
+    m_things.append(thing);
+    m_origins.insert(thing, origin);
+    m_made[origin.plugin].insert(origin.key, thing);
+
+    const int known = scan.pool().indexOf(thing->shortid());
+    if (known >= 0) {
+        const PoolEntry entry = scan.pool().at(known);
+        thing->setRegid(entry.regid);
+        thing->setAlias(entry.alias);
+    }
+    if (!m_gateway->regid().isEmpty() && !thing->regid().isEmpty()) {
+        m_gateway->addSibling(thing); // announces the gateway's new count
+    }
+    if (m_origins.contains(thing)) {
+        emit thingChanged(ThingState(thing, true));
+    }
+}
+
+void ZugatewRunner::restoreGateway(Scan &scan)
+{
+    const int index =
+        scan.pool().indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial());
+    if (index < 0) {
+        return;
+    }
+    const PoolEntry entry = scan.pool().at(index);
+    m_gateway->setRegid(entry.regid);
+    if (!entry.regid.isEmpty()) {
+        const QList<QAbstractThing *> things = m_things;
+        for (QAbstractThing *const thing : things) {
+            if (m_origins.contains(thing) && !thing->regid().isEmpty()) {
+                m_gateway->addSibling(thing);
+            }
+        }
+    }
+    m_gateway->setAlias(entry.alias);
+}
+
+void ZugatewRunner::forget(QAbstractThing *thing)
+{
+    m_things.removeOne(thing);
+    const Origin origin = m_origins.take(thing);
+    m_made[origin.plugin].remove(origin.key);
+}
+
+void ZugatewRunner::thing_mediumGone()
+{
+    auto *const thing = qobject_cast<QAbstractThing *>(sender());
+    if (thing == nullptr || !m_origins.contains(thing)) {
+        return;
+    }
+    forget(thing);
+    thing->disconnect(this);
+    m_gateway->removeSibling(thing);
+    ThingState state(thing, false);
+    state.gone = true;
+    emit thingChanged(state);
+    thing->deleteLater(); // it is the sender
+}
+
+// A plugin deleted its thing without a word. Nothing but the address is left of it.
+void ZugatewRunner::thingDestroyed(const QObject *thing)
+{
+    const auto origin = m_origins.constFind(thing);
+    if (origin == m_origins.constEnd()) {
+        return;
+    }
+    ThingState state;
+    state.shortid = origin->shortid;
+    state.gone = true;
+    m_made[origin->plugin].remove(origin->key);
+    m_things.erase(std::remove_if(m_things.begin(), m_things.end(),
+                                  [thing](const QObject *live) { return live == thing; }),
+                   m_things.end());
+    m_origins.erase(origin);
+    emit thingChanged(state);
+}
+
+void ZugatewRunner::updatePool()
+{
+    const DevicePool pool = DevicePool::read();
+    const QList<QAbstractThing *> things = m_things;
+    m_gateway->setAlias(QString());
+    for (QAbstractThing *const thing : things) {
+        thing->setAlias(QString());
+    }
+    const int gateway =
+        pool.indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial());
+    if (gateway >= 0) {
+        m_gateway->setAlias(pool.at(gateway).alias);
+    }
+    const ThingIndex index(things);
+    for (int i = 0; i < pool.size(); ++i) {
+        const PoolEntry entry = pool.at(i);
+        if (pool.indexOf(entry.key()) != i ||
+            (entry.type == m_gateway->type() && entry.version == m_gateway->version())) {
+            continue;
+        }
+        const auto matches = [&entry](const QAbstractThing *thing) {
+            return thing->matches(entry.type, entry.version, entry.serial);
+        };
+        QAbstractThing *thing = index.find(entry.key());
+        if (thing == nullptr || !matches(thing)) {
+            // Only a thing that matches by a rule of its own is still to be found.
+            const auto found = std::find_if(things.cbegin(), things.cend(), matches);
+            thing = found == things.cend() ? nullptr : *found;
+        }
+        if (thing != nullptr) {
+            thing->setAlias(entry.alias);
+        }
+    }
+    emit thingChanged(ThingState(m_gateway, true));
+    for (const QAbstractThing *const thing : things) {
+        if (m_origins.contains(thing)) {
+            emit thingChanged(ThingState(thing, true));
+        }
+    }
+}
+
+void ZugatewRunner::writePool(const QList<QAbstractThing *> &things)
+{
+    DevicePool::update([&things](DevicePool &pool) {
+        pool.dropGatewayPlaceholders();
+        for (const QAbstractThing *const thing : things) {
+            pool.put(
+                {thing->type(), thing->version(), thing->serial(), thing->regid(), thing->alias()});
+        }
+    });
+}
+
+void ZugatewRunner::renameThing(const QString &sid, const QString &alias)
+{
+    QAbstractThing *const target = ThingIndex(allThings()).find(sid);
+    if (target == nullptr) {
+        fail(TRename, tr("Cannot rename %1: no such thing").arg(sid));
+        return;
+    }
+    QSet<QString> taken;
+    for (const QAbstractThing *const thing : qAsConst(m_things)) {
+        if (thing != target) {
+            taken.insert(thing->alias());
+        }
+    }
+    if (target != m_gateway && !m_gateway->alias().isEmpty()) {
+        taken.insert(m_gateway->alias());
+    }
+    if (taken.contains(alias)) {
+        fail(TRename, tr("Cannot rename to %1 - duplicate alias").arg(alias));
+        return;
+    }
+    target->setAlias(alias);
+    writePool({target});
+    emit thingChanged(ThingState(target, true));
+    emit finished(TRename, true);
+}
+
+void ZugatewRunner::resetDevPool()
+{
+    const DevicePool pool = DevicePool::read();
+    QSet<QString> registered;
+    for (int i = 0; i < pool.size(); ++i) {
+        const PoolEntry entry = pool.at(i);
+        if (!entry.regid.isEmpty()) {
+            registered.insert(entry.key() + QLatin1Char('_') + entry.regid);
+        }
+    }
+    if (!m_gateway->regid().isEmpty() && !registered.contains(m_gateway->cloudid())) {
+        resetGateway();
+        return;
+    }
+    const QList<QAbstractThing *> things = m_things;
+    for (QAbstractThing *const thing : things) {
+        if (!m_origins.contains(thing) || thing->regid().isEmpty() ||
+            registered.contains(thing->cloudid())) {
+            continue;
+        }
+        m_gateway->removeSibling(thing);
+        thing->setRegid(QString());
+        emit thingChanged(ThingState(thing, true));
+    }
+}

@@ -1,0 +1,221 @@
+#include "runner/zugatewrunner.h"
+
+#include "cloud/credentialstore.h"
+#include "registration/qssemanager.h"
+#include "runner/log.h"
+#include "runner/metatypes.h"
+#include "runner/pluginsettings.h"
+#include "settings/zusettings.h"
+#include "things/gatewaything.h"
+#include "things/qabstractthing.h"
+
+#include <QCoreApplication>
+
+Q_LOGGING_CATEGORY(lcRunner, "kvg.runner")
+
+ZugatewRunner::ZugatewRunner(QObject *parent)
+    : QObject(parent)
+    , m_gateway(new GatewayThing(this))
+    , m_registrar(new QSSEManager(this))
+    , m_plugins(QCoreApplication::applicationDirPath())
+{
+    registerMetaTypes();
+    connect(m_gateway, &QAbstractThing::stateChanged, this, &ZugatewRunner::thing_stateChaged);
+    connect(m_gateway, &GatewayThing::connectivityChanged, this,
+            &ZugatewRunner::connectivityChanged);
+    connect(m_gateway, &QAbstractThing::serialChanged, this, &ZugatewRunner::thing_serialChanged);
+    connect(m_gateway, &GatewayThing::settingsChanged, this,
+            [this] { emit finished(SetUpdate, QVariant()); });
+    {
+        ZUSettings settings;
+        m_gateway->setReportInterval(settings.store().value(keys::ReportInterval));
+        m_gateway->setKeepAlive(settings.store().value(keys::KeepAlive));
+    }
+    // finished(), not closed(): a stream that ends by itself is what has to be noticed.
+    connect(m_registrar, &QSSEManager::finished, this, &ZugatewRunner::reg_closed);
+    connect(m_registrar, &QSSEManager::dataReady, this, &ZugatewRunner::reg_dataRead);
+}
+
+ZugatewRunner::~ZugatewRunner()
+{
+    delete m_gateway; // first: it refers to the things
+    // Those that wait for their deletion included.
+    const auto things = findChildren<QAbstractThing *>(QString(), Qt::FindDirectChildrenOnly);
+    for (QAbstractThing *const thing : things) {
+        thing->disconnect(this);
+        delete thing;
+    }
+    m_plugins.deinitialise();
+}
+
+void ZugatewRunner::shutdown()
+{
+    m_registering = false;
+    m_registrar->close();
+    m_gateway->disconnectFromCloud();
+}
+
+void ZugatewRunner::fail(Operation op, const QString &message)
+{
+    emit finished(Error, message);
+    emit finished(op, false);
+}
+
+QList<QAbstractThing *> ZugatewRunner::allThings() const
+{
+    return QList<QAbstractThing *>{m_gateway} + m_things;
+}
+
+void ZugatewRunner::loadPlugins()
+{
+    m_plugins.load();
+    emit finished(Load, true);
+}
+
+void ZugatewRunner::listPlugins()
+{
+    QJsonObject list;
+    for (const LoadedPlugin &plugin : m_plugins.plugins()) {
+        list[plugin.name] = plugin.metadata;
+    }
+    emit finished(Lsmod, list);
+}
+
+void ZugatewRunner::listThings()
+{
+    ThingStateList list;
+    list.reserve(m_things.size() + 1);
+    const QList<QAbstractThing *> things = m_things; // state() may end in mediumGone()
+    list.append(ThingState(m_gateway, true));
+    for (const QAbstractThing *const thing : things) {
+        if (m_origins.contains(thing)) {
+            const ThingState state(thing, true);
+            if (m_origins.contains(thing)) {
+                list.append(state);
+            }
+        }
+    }
+    emit finished(Lsthings, QVariant::fromValue(list));
+}
+
+void ZugatewRunner::applyDeviceSettings()
+{
+    {
+        const SettingsStore store;
+        m_gateway->setReportInterval(store.value(keys::ReportInterval));
+    }
+    for (const LoadedPlugin &plugin : m_plugins.plugins()) {
+        const QVariantHash settings = pluginSettings(plugin.name, plugin.metadata);
+        const QList<QAbstractThing *> things = m_things;
+        for (QAbstractThing *const thing : things) {
+            if (m_origins.contains(thing) && thing->type() == plugin.name) {
+                thing->setSettings(settings);
+            }
+        }
+    }
+}
+
+void ZugatewRunner::connectToCloud(bool firstrun)
+{
+    startCloud(firstrun);
+    emit finished(CConnect, true);
+}
+
+void ZugatewRunner::startCloud(bool firstrun)
+{
+    if (!m_gateway->isConnected() && m_gateway->holdsCredentials()) {
+        m_gateway->connectToCloud(firstrun);
+    }
+}
+
+void ZugatewRunner::cloudStatus()
+{
+    const CredentialStore credentials;
+    emit finished(CStatus, QJsonObject{{"gw", !m_gateway->serial().isEmpty() &&
+                                                  !m_gateway->regid().isEmpty()},
+                                       {"key", int(credentials.keyStatus())},
+                                       {"cert", int(credentials.certStatus())}});
+}
+
+bool ZugatewRunner::allRegistered() const
+{
+    if (m_gateway->regid().isEmpty()) {
+        return false;
+    }
+    for (const QAbstractThing *const thing : m_things) {
+        if (thing->regid().isEmpty() || !m_gateway->hasSibling(thing->cloudid())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void ZugatewRunner::registrationState()
+{
+    RegState state = m_gateway->regid().isEmpty() ? NotRegistered : PartiallyRegistered;
+    if (allRegistered()) {
+        state = Complete;
+    }
+    emit finished(RegStatus, int(state));
+}
+
+void ZugatewRunner::resetGateway()
+{
+    m_gateway->disconnectFromCloud();
+    m_gateway->resetRegistration();
+    const QList<QAbstractThing *> things = m_things;
+    for (QAbstractThing *const thing : things) {
+        if (m_origins.contains(thing)) {
+            m_gateway->removeSibling(thing); // while the thing still has the id to leave under
+            thing->setRegid(QString());
+        }
+    }
+    ZUSettings().resetRegistration();
+    cloudStatus();
+    emit finished(DUnreg, true);
+}
+
+void ZugatewRunner::releaseThings()
+{
+    const QList<QAbstractThing *> things = m_things;
+    for (QAbstractThing *const thing : things) {
+        if (!m_origins.contains(thing)) {
+            continue;
+        }
+        m_gateway->removeSibling(thing);
+        ThingState state(thing, false);
+        state.gone = true;
+        emit thingChanged(state);
+    }
+    emit finished(ThingsGone, true);
+}
+
+void ZugatewRunner::thing_stateChaged(const QJsonObject &state)
+{
+    const auto *const thing = qobject_cast<QAbstractThing *>(sender());
+    if (thing == nullptr) {
+        return;
+    }
+    ThingState changed(thing, false);
+    changed.state = state;
+    emit thingChanged(changed);
+}
+
+void ZugatewRunner::thing_serialChanged(const QString &old, const QString & /*current*/)
+{
+    const auto *const thing = qobject_cast<QAbstractThing *>(sender());
+    if (thing == nullptr) {
+        return;
+    }
+    ThingState former(thing, false);
+    former.shortid = thing->type() + QLatin1Char('_') + thing->version() + QLatin1Char('_') + old;
+    if (former.shortid != thing->shortid()) {
+        former.gone = true;
+        emit thingChanged(former);
+    }
+    const auto origin = m_origins.find(thing);
+    if (origin != m_origins.end()) {
+        origin->shortid = thing->shortid();
+    }
+    emit thingChanged(ThingState(thing, true));
+}

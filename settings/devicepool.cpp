@@ -1,0 +1,217 @@
+#include "settings/devicepool.h"
+
+#include "settings/log.h"
+#include "settings/settingsstore.h"
+#include "settings/zusettings.h"
+
+#include <QDateTime>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QMutex>
+
+#include <algorithm>
+
+namespace {
+
+const QLatin1String devicesMember("devices");
+const QLatin1String updatedMember("updated");
+const QLatin1String typeMember("type");
+const QLatin1String versionMember("version");
+const QLatin1String serialMember("serial");
+const QLatin1String regidMember("regid");
+const QLatin1String aliasMember("alias");
+
+QString keyOf(const QJsonObject &device)
+{
+    return PoolEntry{device[typeMember].toString(),
+                     device[versionMember].toString(),
+                     device[serialMember].toString(),
+                     {},
+                     {}}
+        .key();
+}
+
+// Compact JSON with every character beyond ASCII escaped: they occur inside of texts only.
+QString asciiJson(const QJsonObject &object)
+{
+    const QString text = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    QString ascii;
+    ascii.reserve(text.size());
+    for (const QChar c : text) {
+        if (c.unicode() < 0x7f) {
+            ascii += c;
+        } else {
+            ascii += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+        }
+    }
+    return ascii;
+}
+
+QMutex &writers()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+} // namespace
+
+QString PoolEntry::key() const
+{
+    return type + QLatin1Char('_') + version + QLatin1Char('_') + serial;
+}
+
+DevicePool DevicePool::load(SettingsStore &store)
+{
+    DevicePool pool;
+    pool.m_root = ZUSettings::parsePool(store);
+    const QJsonArray devices = pool.m_root.take(devicesMember).toArray();
+    pool.m_devices.reserve(devices.size());
+    for (const QJsonValue &device : devices) {
+        pool.m_devices.append(device);
+    }
+    pool.reindex();
+    return pool;
+}
+
+DevicePool DevicePool::read()
+{
+    SettingsStore store;
+    ZUSettings::checkVersion(store);
+    return load(store);
+}
+
+void DevicePool::update(const std::function<void(DevicePool &)> &change)
+{
+    const QMutexLocker lock(&writers());
+    SettingsStore store;
+    ZUSettings::checkVersion(store);
+    DevicePool pool = load(store);
+    change(pool);
+    pool.save(store);
+}
+
+void DevicePool::save(SettingsStore &store)
+{
+    const QString old = store.value(keys::DevicePool);
+    QJsonParseError error;
+    QJsonDocument::fromJson(old.toLatin1(), &error);
+    if (error.error != QJsonParseError::NoError && !old.isEmpty()) {
+        store.set(keys::UnreadablePool, old);
+    }
+    m_root[updatedMember] = QDateTime::currentDateTime().toString("yyyy.MM.dd hh:mm:ss");
+    store.set(keys::DevicePool, asciiJson(toJson()));
+}
+
+void DevicePool::reindex()
+{
+    m_index.clear();
+    m_index.reserve(m_devices.size());
+    int foreign = 0;
+    for (int i = 0; i < m_devices.size(); ++i) {
+        if (!m_devices.at(i).isObject()) {
+            ++foreign;
+            continue;
+        }
+        const QString key = keyOf(m_devices.at(i).toObject());
+        if (!m_index.contains(key)) {
+            m_index.insert(key, i);
+        }
+    }
+    if (foreign > 0) {
+        qCWarning(lcSettings, "%d entries of the device pool are no objects; they are kept unread",
+                  foreign);
+    }
+}
+
+PoolEntry DevicePool::at(int index) const
+{
+    const QJsonObject device = m_devices.at(index).toObject();
+    return {device[typeMember].toString(), device[versionMember].toString(),
+            device[serialMember].toString(), device[regidMember].toString(),
+            device[aliasMember].toString()};
+}
+
+int DevicePool::indexOf(const QString &key) const
+{
+    return m_index.value(key, -1);
+}
+
+int DevicePool::indexOfGateway(const QString &type, const QString &version,
+                               const QString &serial) const
+{
+    const int own = indexOf(PoolEntry{type, version, serial, {}, {}}.key());
+    if (own >= 0) {
+        return own;
+    }
+    for (int i = 0; i < m_devices.size(); ++i) {
+        const QJsonObject device = m_devices.at(i).toObject();
+        if (device[typeMember].toString() == type && device[versionMember].toString() == version) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void DevicePool::put(const PoolEntry &entry)
+{
+    const int index = indexOf(entry.key());
+    QJsonObject device = index < 0 ? QJsonObject() : m_devices.at(index).toObject();
+    device[typeMember] = entry.type;
+    device[versionMember] = entry.version;
+    device[serialMember] = entry.serial;
+    device[regidMember] = entry.regid;
+    device[aliasMember] = entry.alias;
+    if (index < 0) {
+        m_index.insert(entry.key(), m_devices.size());
+        m_devices.append(device);
+    } else {
+        m_devices[index] = device;
+    }
+}
+
+bool DevicePool::remove(const QString &key)
+{
+    const int before = m_devices.size();
+    const auto gone = [&key](const QJsonValue &device) {
+        return device.isObject() && keyOf(device.toObject()) == key;
+    };
+    m_devices.erase(std::remove_if(m_devices.begin(), m_devices.end(), gone), m_devices.end());
+    reindex();
+    return m_devices.size() != before;
+}
+
+void DevicePool::clearRegistrations()
+{
+    for (QJsonValue &value : m_devices) {
+        if (value.isObject()) {
+            QJsonObject device = value.toObject();
+            device[regidMember] = QString();
+            value = device;
+        }
+    }
+}
+
+void DevicePool::dropGatewayPlaceholders()
+{
+    const auto placeholder = [](const QJsonValue &value) {
+        const QJsonObject device = value.toObject();
+        return device[typeMember].toString() == QLatin1String("gateway") &&
+               device[serialMember].toString() == QLatin1String("?");
+    };
+    const auto kept = std::remove_if(m_devices.begin(), m_devices.end(), placeholder);
+    if (kept != m_devices.end()) {
+        m_devices.erase(kept, m_devices.end());
+        reindex();
+    }
+}
+
+QJsonObject DevicePool::toJson() const
+{
+    QJsonArray devices;
+    for (const QJsonValue &device : m_devices) {
+        devices.append(device);
+    }
+    QJsonObject root = m_root;
+    root[devicesMember] = devices;
+    return root;
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QHash>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QString>
+#include <QVector>
+
+#include <functional>
+
+// One known device as the pool keeps it.
+struct PoolEntry
+{
+    QString type;
+    QString version;
+    QString serial;
+    QString regid; // empty: not registered
+    QString alias; // may be empty
+
+    // "type_version_serial", which equals the thing's short id.
+    QString key() const;
+};
+
+// The persistent record of every device that was ever named or registered, and the only way to
+// it. Objects are values: read, change, write. Any thread.
+//
+// The stored text is ASCII JSON, so that readers of eight-bit text lose nothing. Members and
+// entries that this version does not know are kept as they are. Of several entries of one key
+// the first counts.
+class DevicePool
+{
+public:
+    DevicePool() = default;
+
+    // The stored pool. One that cannot be read counts as empty, with a log line; its text is
+    // kept aside when the next write replaces it.
+    static DevicePool read();
+    // Reads, lets `change` work on the pool and writes it, all in one step as far as other
+    // threads of this program are concerned.
+    static void update(const std::function<void(DevicePool &)> &change);
+
+    int size() const { return m_devices.size(); }
+    PoolEntry at(int index) const;
+    // Index of the first entry of this key; -1 when there is none. Constant time.
+    int indexOf(const QString &key) const;
+    // The entry that names a gateway of this type and version: the one with this serial if there
+    // is one, else the first; -1 when there is none.
+    int indexOfGateway(const QString &type, const QString &version, const QString &serial) const;
+
+    // Replaces the first entry of the key in place, or appends.
+    void put(const PoolEntry &entry);
+    // Takes out every entry of the key; false when there was none.
+    bool remove(const QString &key);
+    // Takes the registration id from every entry.
+    void clearRegistrations();
+    // Takes out what a gateway without a serial left behind.
+    void dropGatewayPlaceholders();
+
+    QJsonObject toJson() const;
+
+private:
+    static DevicePool load(class SettingsStore &store);
+    void save(class SettingsStore &store);
+    void reindex();
+
+    QJsonObject m_root; // everything but "devices"
+    QVector<QJsonValue> m_devices;
+    QHash<QString, int> m_index;
+};

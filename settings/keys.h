@@ -1,0 +1,77 @@
+#pragma once
+
+#include "settings/defaults.h"
+
+#include <QByteArray>
+#include <QString>
+
+// Every key of the settings store with its type, default and unit. Nobody else spells a key.
+template <typename T>
+struct Key
+{
+    const char *path;
+    T fallback;
+};
+template <>
+struct Key<QString>
+{
+    const char *path;
+    const char *fallback;
+};
+template <>
+struct Key<QByteArray>
+{
+    const char *path;
+    const char *fallback;
+};
+
+namespace keys {
+
+inline constexpr Key<int> ReportInterval{"Cloud/Interval", 300}; // seconds, at least 60
+inline constexpr Key<QString> CloudHost{"Cloud/Host", defaults::CloudHost};
+inline constexpr Key<quint32> CloudPort{"Cloud/Port", 8883};
+inline constexpr Key<int> KeepAlive{"Cloud/KeepAlive", 300};   // seconds
+inline constexpr Key<QString> CloudSerial{"Cloud/Serial", ""}; // empty: not registered
+
+// A locale name, or the number of a language as the first start stores it; read as a string.
+inline constexpr Key<QString> Language{"UI/Language", "en"};
+inline constexpr Key<bool> Dark{"UI/Dark", false};
+inline constexpr Key<QByteArray> PageGeometry{"UI/Geom", ""};
+inline constexpr Key<QByteArray> PageState{"UI/State", ""};
+
+inline constexpr Key<QByteArray> WindowGeometry{"System/Window", ""};
+inline constexpr Key<QByteArray> WindowState{"System/State", ""};
+inline constexpr Key<bool> CloseToTray{"System/CloseToTray", true};
+inline constexpr Key<bool> StartHidden{"System/StartHidden", false};
+inline constexpr Key<bool> AutoScan{"System/AutoScan", true};
+inline constexpr Key<int> ScanInterval{"System/ScanInterval", 1}; // minutes
+inline constexpr Key<bool> Autostart{"System/Autostart", false};
+inline constexpr Key<QString> ExportDirectory{"System/ExportDirectory", ""}; // empty: home
+inline constexpr Key<QString> StoredVersion{"System/Version", defaults::Version};
+
+inline constexpr Key<QString> DevicePool{"Devices/Pool", "{}"};
+// The text of a pool that could not be read, kept when a new one takes its place.
+inline constexpr Key<QString> UnreadablePool{"Devices/PoolUnreadable", ""};
+
+inline constexpr Key<QString> RegistrarEndpoint{"Web/RegEndpoint", defaults::RegistrarUrl};
+inline constexpr Key<QString> Portal{"Web/Cloud", defaults::PortalUrl};
+inline constexpr Key<QString> PortalPage{"Web/RegPage", "/things"};
+inline constexpr Key<QString> UpdateFeed{"Web/UpdateURL", defaults::UpdateUrl};
+
+inline constexpr Key<int> UpdateInterval{"Updates/Interval", 7}; // days
+inline constexpr Key<bool> UpdateAutomatically{"Updates/Auto", true};
+
+// Where the value of a device type's setting is stored. The doubled slash is deliberate: the
+// store takes it for a single one, so pluginPrefix() finds what was written here.
+inline QString pluginSetting(const QString &plugin, const QString &setting)
+{
+    return QStringLiteral("Plugins//%1/%2").arg(plugin, setting);
+}
+// What the stored keys of a device type begin with.
+inline QString pluginPrefix(const QString &plugin)
+{
+    return QStringLiteral("Plugins/%1/").arg(plugin);
+}
+inline constexpr char PluginEnabled[] = "enabled"; // of every device type; default true
+
+} // namespace keys

@@ -1,0 +1,150 @@
+#include "settings/settingsstore.h"
+
+#include "settings/log.h"
+
+namespace {
+
+template <typename T, typename Convert>
+T converted(const QSettings &settings, const Key<T> &key, Convert convert)
+{
+    const QVariant stored = settings.value(QLatin1String(key.path));
+    if (!stored.isValid()) {
+        return T(key.fallback);
+    }
+    bool ok = false;
+    const T value = convert(stored, &ok);
+    if (!ok) {
+        qCWarning(lcSettings, "%s holds no usable value; the default is used", key.path);
+        return T(key.fallback);
+    }
+    return value;
+}
+
+} // namespace
+
+bool storedBool(const QVariant &value, bool *ok)
+{
+    *ok = true;
+    if (value.type() == QVariant::Bool) {
+        return value.toBool();
+    }
+    // Files hold the words; administrators write numbers.
+    const QString text = value.toString().trimmed().toLower();
+    if (text == QLatin1String("true") || text == QLatin1String("1")) {
+        return true;
+    }
+    *ok = text == QLatin1String("false") || text == QLatin1String("0");
+    return false;
+}
+
+SettingsStore::SettingsStore() = default;
+
+SettingsStore::~SettingsStore()
+{
+    if (!m_changed) {
+        return;
+    }
+    m_settings.sync();
+    if (m_settings.status() == QSettings::AccessError) {
+        qCWarning(lcSettings).noquote()
+            << "Settings could not be written to" << m_settings.fileName();
+    } else if (m_settings.status() == QSettings::FormatError) {
+        qCWarning(lcSettings).noquote()
+            << m_settings.fileName() << "was damaged; what could be read of it is kept";
+    }
+}
+
+void SettingsStore::write(const QString &key, const QVariant &value)
+{
+    m_changed = true;
+    m_settings.setValue(key, value);
+}
+
+int SettingsStore::value(const Key<int> &key) const
+{
+    return converted(m_settings, key, [](const QVariant &v, bool *ok) { return v.toInt(ok); });
+}
+
+quint32 SettingsStore::value(const Key<quint32> &key) const
+{
+    return converted(m_settings, key, [](const QVariant &v, bool *ok) { return v.toUInt(ok); });
+}
+
+bool SettingsStore::value(const Key<bool> &key) const
+{
+    return converted(m_settings, key, storedBool);
+}
+
+QString SettingsStore::value(const Key<QString> &key) const
+{
+    const QVariant stored = m_settings.value(QLatin1String(key.path));
+    if (stored.type() == QVariant::StringList) {
+        // The file format cuts a text with bare commas into a list: administrators forget quotes.
+        return stored.toStringList().join(QLatin1Char(','));
+    }
+    return converted(m_settings, key, [](const QVariant &v, bool *ok) {
+        *ok = v.canConvert(QMetaType::QString);
+        return v.toString();
+    });
+}
+
+QByteArray SettingsStore::value(const Key<QByteArray> &key) const
+{
+    return converted(m_settings, key, [](const QVariant &v, bool *ok) {
+        *ok = v.canConvert(QMetaType::QByteArray);
+        return v.toByteArray();
+    });
+}
+
+void SettingsStore::clear()
+{
+    m_changed = true;
+    m_settings.clear();
+}
+
+bool SettingsStore::pluginEnabled(const QString &plugin) const
+{
+    const QString key = keys::pluginSetting(plugin, QLatin1String(keys::PluginEnabled));
+    const QVariant stored = m_settings.value(key, true);
+    bool ok = false;
+    const bool enabled = storedBool(stored, &ok);
+    if (!ok) {
+        qCWarning(lcSettings) << key << "holds no usable value; the default is used";
+        return true;
+    }
+    return enabled;
+}
+
+QVariantHash SettingsStore::pluginValues(const QString &plugin) const
+{
+    const QString prefix = keys::pluginPrefix(plugin);
+    QVariantHash values;
+    const QStringList all = m_settings.allKeys();
+    for (const QString &key : all) {
+        if (!key.startsWith(prefix)) {
+            continue;
+        }
+        const QStringList parts = key.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+        values.insert(parts.last(), m_settings.value(key));
+    }
+    return values;
+}
+
+void SettingsStore::setPluginValue(const QString &plugin, const QString &setting,
+                                   const QVariant &value)
+{
+    write(keys::pluginSetting(plugin, setting), value);
+}
+
+QStringList SettingsStore::ownKeys()
+{
+    m_settings.setFallbacksEnabled(false);
+    const QStringList all = m_settings.allKeys();
+    m_settings.setFallbacksEnabled(true);
+    return all;
+}
+
+QVariant SettingsStore::rawValue(const QString &key) const
+{
+    return m_settings.value(key);
+}

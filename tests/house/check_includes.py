@@ -1,0 +1,94 @@
+"""Holds every include of the product against cmake/rooms.txt, the list that the build links by.
+
+usage: check_includes.py SOURCE_DIR ROOM_SOURCES QT_INCLUDE_DIR
+ROOM_SOURCES is what the configuration wrote: "target file" for each source file of a room.
+"""
+
+import pathlib
+import re
+import sys
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
+# Headers that come from elsewhere, and the target that brings them.
+FOREIGN = {
+    "qmqtt.h": "qmqtt",
+    "httplib.h": "PkgConfig::httplib",
+    "mosquitto.h": "PkgConfig::mosquitto",
+    "zlib.h": "ZLIB::ZLIB",
+}
+
+
+def qt_module(header, qt_include):
+    """The Qt module that has this header, as the list names it; None for other headers."""
+    if not header.startswith("Q"):
+        return None
+    if "/" in header:
+        return "Qt5::" + header.split("/")[0][2:]
+    for folder in sorted(qt_include.glob("Qt*")):
+        if (folder / header).exists():
+            return "Qt5::" + folder.name[2:]
+    return None
+
+
+def main():
+    root, room_sources, qt_include = map(pathlib.Path, sys.argv[1:4])
+    uses = {}
+    folders = set()
+    for line in (root / "cmake/rooms.txt").read_text().splitlines():
+        if line and not line.startswith("#"):
+            folder, target, *allowed = line.split()
+            uses[target] = set(allowed) | {target, "Qt5::Core"}
+            folders.add(folder)
+    owner = {}
+    for line in room_sources.read_text().splitlines():
+        target, file = line.split(maxsplit=1)
+        owner[file] = target
+
+    faults = []
+    present = {
+        str(path.relative_to(root))
+        for folder in folders
+        for path in (root / folder).rglob("*")
+        if path.suffix in (".h", ".cpp")
+    }
+    # A room may leave out what belongs to another platform, and the whole of a stand-in.
+    system_mqtt = not any(target == "qmqtt" for target in owner.values())
+    for file in sorted(present - set(owner)):
+        if not file.endswith("_windows.cpp") and not (system_mqtt and file.startswith("mqtt/")):
+            faults.append(f"{file}: belongs to no target")
+
+    checked = 0
+    for file, target in sorted(owner.items()):
+        path = root / file
+        if not path.exists():
+            continue
+        for kind, header in INCLUDE.findall(path.read_text()):
+            checked += 1
+            neighbour = str(pathlib.PurePosixPath(file).parent / header)
+            if kind == '"' and header in owner:
+                needed = owner[header]
+            elif kind == '"' and neighbour in owner:
+                needed = owner[neighbour]
+            elif kind == '"' and header.split("/")[0] in {f.split("/")[0] for f in folders}:
+                if header == "settings/defaults.h":
+                    needed = "kvg_settings"  # generated
+                elif header.endswith(".moc"):
+                    continue
+                else:
+                    faults.append(f"{file}: no target has {header}")
+                    continue
+            elif header in FOREIGN:
+                needed = FOREIGN[header]
+            elif header.startswith("openssl/"):
+                needed = "OpenSSL::Crypto"
+            else:
+                needed = qt_module(header, qt_include)
+            if needed is not None and needed not in uses[target]:
+                faults.append(f"{file}: {target} may not use {needed} ({header})")
+    if checked < 100:
+        faults.append(f"only {checked} includes were found: the check itself is broken")
+    print("\n".join(faults) or f"{checked} includes of {len(owner)} files keep to the list")
+    return 1 if faults else 0
+
+
+sys.exit(main())

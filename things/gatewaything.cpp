@@ -1,0 +1,448 @@
+#include "things/gatewaything.h"
+
+#include "cloud/credentialstore.h"
+#include "cloud/velmorcloudclient.h"
+#include "settings/settingsstore.h"
+#include "things/log.h"
+#include "things/thingindex.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRandomGenerator>
+#include <QTimer>
+#include <QTimerEvent>
+
+#include <cmath>
+#include <limits>
+
+Q_LOGGING_CATEGORY(lcThings, "kvg.things")
+
+namespace {
+
+constexpr int shortestReportInterval = 60; // seconds
+constexpr int earlyReportFrom = 30000;     // milliseconds
+constexpr int earlyReportSpread = 40000;   // milliseconds
+constexpr int longestId = 1024;            // characters
+constexpr int longestHost = 253;           // characters, RFC 1035
+
+QByteArray compact(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+bool isHost(const QString &text)
+{
+    if (text.isEmpty() || text.size() > longestHost) {
+        return false;
+    }
+    for (const QChar c : text) {
+        if (!c.isPrint() || c.isSpace() || c == QLatin1Char('/')) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// 0 for what is no port.
+quint32 portOf(const QJsonValue &value)
+{
+    const double number = value.toDouble();
+    return number >= 1 && number <= 65535 && number == std::floor(number)
+               ? static_cast<quint32>(number)
+               : 0;
+}
+
+} // namespace
+
+GatewayThing::GatewayThing(QObject *parent)
+    : QAbstractThing(parent)
+    , m_client(new VelmorCloudClient(this))
+{
+    connect(m_client, &VelmorCloudClient::connectivityChanged, this,
+            &GatewayThing::mqtt_connectivityChanged);
+    connect(m_client, &VelmorCloudClient::messageReceived, this,
+            &GatewayThing::mqtt_messageReceived);
+    connect(m_client, &VelmorCloudClient::messagePublished, this,
+            &GatewayThing::mqtt_messagePublished);
+}
+
+GatewayThing::~GatewayThing()
+{
+    m_client->disconnect(this);
+    delete m_client;
+}
+
+QString GatewayThing::type() const
+{
+    return QStringLiteral("gateway");
+}
+
+QString GatewayThing::version() const
+{
+    return QStringLiteral("200");
+}
+
+int GatewayThing::kind() const
+{
+    return 2;
+}
+
+QString GatewayThing::serial() const
+{
+    const QString issued = SettingsStore().value(keys::CloudSerial);
+    return issued.isEmpty() ? QStringLiteral("?") : issued;
+}
+
+QJsonObject GatewayThing::state() const
+{
+    return {{"count", m_siblings.size()}};
+}
+
+void GatewayThing::setReportInterval(int seconds)
+{
+    if (seconds == m_reportInterval) {
+        return;
+    }
+    m_reportInterval = qMax(seconds, shortestReportInterval);
+    if (m_reportTimer != -1) {
+        stopReportTimer();
+        startReportTimer();
+    }
+}
+
+void GatewayThing::startReportTimer()
+{
+    const qint64 period = qint64(m_reportInterval) * 1000;
+    m_reportTimer = startTimer(
+        static_cast<int>(qMin<qint64>(period, std::numeric_limits<int>::max())), Qt::CoarseTimer);
+}
+
+void GatewayThing::stopReportTimer()
+{
+    if (m_reportTimer != -1) {
+        killTimer(m_reportTimer);
+        m_reportTimer = -1;
+    }
+}
+
+bool GatewayThing::isConnected() const
+{
+    return m_client->isConnected();
+}
+
+bool GatewayThing::holdsCredentials() const
+{
+    const CredentialStore credentials;
+    return !regid().isEmpty() && credentials.keyStatus() == CredentialStore::Ok &&
+           credentials.certStatus() == CredentialStore::Ok;
+}
+
+bool GatewayThing::connectToCloud(bool first)
+{
+    if (regid().isEmpty() || serial().isEmpty()) {
+        return false;
+    }
+    m_firstConnection = first;
+    const int keepAlive = qMin(qRound(m_reportInterval * 0.8), m_keepAlive);
+    QString host;
+    quint32 port = 0;
+    {
+        const SettingsStore store;
+        host = store.value(keys::CloudHost);
+        port = store.value(keys::CloudPort);
+    }
+    const bool started = m_client->start(cloudid(), keepAlive, host,
+                                         static_cast<quint16>(qMin<quint32>(port, 65535)));
+    if (!started) {
+        qCWarning(lcThings) << "Not connecting:" << m_client->lastError();
+        return false;
+    }
+    // The client forgot its subscriptions when it stopped.
+    for (auto it = m_siblings.cbegin(); it != m_siblings.cend(); ++it) {
+        m_client->subscribe(it.key());
+    }
+    return true;
+}
+
+void GatewayThing::disconnectFromCloud()
+{
+    stopReportTimer();
+    m_client->stop();
+}
+
+void GatewayThing::mqtt_connectivityChanged(bool on)
+{
+    stopReportTimer();
+    if (on) {
+        startReportTimer();
+        if (m_firstConnection) {
+            const quint32 spread =
+                QRandomGenerator64::global()->bounded(quint32(earlyReportSpread));
+            QTimer::singleShot(earlyReportFrom + static_cast<int>(spread), this,
+                               &GatewayThing::reportStates);
+        }
+    }
+    m_firstConnection = false;
+    emit connectivityChanged(on);
+}
+
+void GatewayThing::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != m_reportTimer) {
+        QAbstractThing::timerEvent(event);
+        return;
+    }
+    if (m_client->isConnected()) {
+        reportStates();
+    } else {
+        stopReportTimer();
+    }
+}
+
+void GatewayThing::reportStates()
+{
+    if (!m_client->isConnected()) {
+        return;
+    }
+    // A copy: asking for a state may end in mediumGone(), which takes the thing out.
+    const QHash<QString, QAbstractThing *> siblings = m_siblings;
+    for (auto it = siblings.cbegin(); it != siblings.cend(); ++it) {
+        if (m_siblings.value(it.key()) != it.value()) {
+            continue;
+        }
+        const QString key = rekey(it.value());
+        const QJsonObject state = it.value()->state();
+        if (!state.isEmpty() && m_siblings.value(key) == it.value()) {
+            m_client->publish(key, state);
+        }
+    }
+    m_client->publish(cloudid(), state());
+}
+
+void GatewayThing::enter(const QString &cloudid, QAbstractThing *thing)
+{
+    m_siblings.insert(cloudid, thing);
+    m_keys.insert(thing, cloudid);
+    m_client->subscribe(cloudid);
+}
+
+void GatewayThing::leave(const QString &cloudid)
+{
+    m_keys.remove(m_siblings.take(cloudid));
+    m_client->unsubscribe(cloudid);
+}
+
+// The sibling's present cloud id, under which it is entered when this returns. An id that
+// another sibling holds already stays with that one.
+QString GatewayThing::rekey(QAbstractThing *thing)
+{
+    const QString old = m_keys.value(thing);
+    const QString current = thing->cloudid();
+    if (old == current || m_siblings.contains(current)) {
+        return old;
+    }
+    leave(old);
+    enter(current, thing);
+    return current;
+}
+
+bool GatewayThing::addSibling(QAbstractThing *thing)
+{
+    if (thing == nullptr || m_siblings.contains(thing->cloudid())) {
+        return false;
+    }
+    if (m_keys.contains(thing)) {
+        rekey(thing);
+    } else {
+        enter(thing->cloudid(), thing);
+        if (thing->parent() == nullptr) {
+            thing->setParent(this);
+        }
+        connect(thing, &QAbstractThing::stateChanged, this, &GatewayThing::sibling_stateChanged);
+        connect(thing, &QAbstractThing::serialChanged, this, [this, thing] {
+            if (m_keys.contains(thing)) {
+                rekey(thing);
+            }
+        });
+        connect(thing, &QObject::destroyed, this, [this](const QObject *gone) {
+            if (m_keys.contains(gone)) {
+                leave(m_keys.value(gone));
+                emit stateChanged(state());
+            }
+        });
+    }
+    if (m_client->isConnected()) {
+        const QJsonObject current = thing->state();
+        if (!current.isEmpty() && m_keys.contains(thing)) {
+            m_client->publish(thing->cloudid(), current);
+        }
+    }
+    emit stateChanged(state());
+    return true;
+}
+
+bool GatewayThing::removeSibling(const QString &cloudid)
+{
+    QAbstractThing *const thing = m_siblings.value(cloudid);
+    if (thing == nullptr) {
+        return false;
+    }
+    leave(cloudid);
+    thing->disconnect(this);
+    if (thing->parent() == this) {
+        thing->deleteLater();
+    }
+    emit stateChanged(state());
+    return true;
+}
+
+bool GatewayThing::removeSibling(QAbstractThing *thing)
+{
+    return m_keys.contains(thing) && removeSibling(m_keys.value(thing));
+}
+
+bool GatewayThing::hasSibling(const QString &cloudid) const
+{
+    return m_siblings.contains(cloudid);
+}
+
+void GatewayThing::sibling_stateChanged(const QJsonObject &value)
+{
+    auto *const thing = qobject_cast<QAbstractThing *>(sender());
+    if (thing == nullptr || !thing->isActive() || value.isEmpty()) {
+        return;
+    }
+    if (m_keys.contains(thing)) {
+        rekey(thing);
+    }
+    m_client->publish(thing->cloudid(), value);
+}
+
+void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &data)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(data);
+    QAbstractThing *const thing = m_siblings.value(tid);
+    if (!document.isObject() || thing == nullptr) {
+        qCDebug(lcThings) << "Ignored an update for" << tid;
+        return;
+    }
+    if (!thing->applyUpdate(document.object())) {
+        return;
+    }
+    if (m_siblings.value(tid) != thing) {
+        return; // the update was its end
+    }
+    const QJsonObject current = thing->state();
+    if (!current.isEmpty()) {
+        m_client->publish(tid, compact(current));
+    }
+}
+
+void GatewayThing::mqtt_messagePublished(const QString &tid)
+{
+    if (QAbstractThing *const thing = m_siblings.value(tid)) {
+        thing->statePublished();
+    }
+}
+
+void GatewayThing::resetRegistration()
+{
+    setRegid(QString());
+    CredentialStore().removeCredentials();
+}
+
+void GatewayThing::exportCredentials(QByteArray &cert, QByteArray &key) const
+{
+    const CredentialStore credentials;
+    cert = credentials.certificateDer();
+    key = credentials.keyDer();
+}
+
+bool GatewayThing::importCredentials(const QByteArray &cert, const QByteArray &key)
+{
+    CredentialStore credentials;
+    return (cert.isEmpty() || credentials.storeCertificateDer(cert)) &&
+           (key.isEmpty() || credentials.storeKeyDer(key));
+}
+
+bool GatewayThing::applyRegistration(const QJsonObject &reply,
+                                     const QList<QAbstractThing *> &things, bool suppressSiblings)
+{
+    if (reply.contains(QLatin1String("cred")) && !applyIdentity(reply)) {
+        return false;
+    }
+    if (reply.contains(QLatin1String("alias"))) {
+        rename(reply["alias"].toString());
+    }
+    applyAddress(reply);
+    applyFleet(reply, things, suppressSiblings);
+    return true;
+}
+
+// Id and serial are taken before the credentials are looked at, on purpose: the cloud has issued
+// them whatever becomes of the files.
+bool GatewayThing::applyIdentity(const QJsonObject &reply)
+{
+    const QString id = reply["id"].toString();
+    const QStringList parts = id.split(QLatin1Char('_'));
+    if (parts.size() != 4 || id.size() > longestId) {
+        qCWarning(lcThings) << "The registrar's reply has no usable id; credentials are left out";
+        return true;
+    }
+    const QString oldSerial = serial();
+    setRegid(parts.at(3));
+    SettingsStore().set(keys::CloudSerial, parts.at(2));
+    emit serialChanged(oldSerial, serial());
+
+    const QJsonObject cred = reply["cred"].toObject();
+    QString error;
+    if (!CredentialStore().storeIssuedCredentials(cred["file"].toString().toUtf8(),
+                                                  cred["priv"].toString().toUtf8(), error)) {
+        qCWarning(lcThings) << "The issued credentials cannot be stored:" << error;
+        return false;
+    }
+    return true;
+}
+
+void GatewayThing::applyAddress(const QJsonObject &reply)
+{
+    bool changed = false;
+    {
+        SettingsStore store;
+        const QString host = reply["server"].toString();
+        if (isHost(host) && host != store.value(keys::CloudHost)) {
+            store.set(keys::CloudHost, host);
+            changed = true;
+        }
+        const quint32 port = portOf(reply["port"]);
+        if (port != 0 && port != store.value(keys::CloudPort)) {
+            store.set(keys::CloudPort, port);
+            changed = true;
+        }
+    }
+    if (changed) {
+        emit settingsChanged();
+    }
+}
+
+void GatewayThing::applyFleet(const QJsonObject &reply, const QList<QAbstractThing *> &things,
+                              bool suppressSiblings)
+{
+    const ThingIndex index(things);
+    const QJsonArray fleet = reply["fleet"].toArray();
+    for (const QJsonValue &value : fleet) {
+        const QJsonObject element = value.toObject();
+        const QString id = element["id"].toString();
+        QAbstractThing *const thing =
+            id.isEmpty() || id.size() > longestId ? nullptr : index.find(id);
+        if (thing == nullptr) {
+            qCWarning(lcThings) << "The registrar named a thing that is not here:" << id.left(80);
+            continue;
+        }
+        thing->rename(element["alias"].toString());
+        thing->setRegidFromCid(id);
+        if (!suppressSiblings) {
+            addSibling(thing);
+        }
+    }
+}

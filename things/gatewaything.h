@@ -1,0 +1,109 @@
+#pragma once
+
+#include "things/qabstractthing.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+class VelmorCloudClient;
+
+// The gateway itself as a thing, and the hub of the cloud link: it owns the cloud client, keeps
+// the siblings (the device things that it represents in the cloud), publishes their states and
+// hands updates to them. Lives on the runner's thread with everything that it owns.
+//
+// Siblings are borrowed, except those that come without a parent: the gateway becomes theirs.
+class GatewayThing : public QAbstractThing
+{
+    Q_OBJECT
+    Q_PROPERTY(int reportInterval READ reportInterval WRITE setReportInterval)
+    Q_PROPERTY(int keepAlive MEMBER m_keepAlive)
+
+public:
+    explicit GatewayThing(QObject *parent = nullptr);
+    ~GatewayThing() override;
+
+    QString type() const override;
+    QString version() const override;
+    int kind() const override;
+    // The serial that the cloud issued; "?" while there is none.
+    QString serial() const override;
+    // {"count": number of siblings}
+    QJsonObject state() const override;
+
+    int reportInterval() const { return m_reportInterval; }
+    // Seconds between two full reports; raised to 60. A running timer begins anew.
+    void setReportInterval(int seconds);
+    // Seconds; upper bound of the keep-alive.
+    int keepAlive() const { return m_keepAlive; }
+    void setKeepAlive(int seconds) { m_keepAlive = seconds; }
+
+    bool isConnected() const;
+    // A registration id, and both credential files in order.
+    bool holdsCredentials() const;
+    // Begins to connect. `first`: an early report follows 30 to 70 seconds after the connection
+    // is up, spread so that many gateways do not all speak at once. False when the gateway is
+    // not registered or the client has nothing to connect with.
+    bool connectToCloud(bool first);
+    // Waits up to 2.5 s in a local event loop for an orderly end.
+    void disconnectFromCloud();
+
+    // False when the thing's cloud id is already represented. Announces the new count.
+    bool addSibling(QAbstractThing *thing);
+    bool removeSibling(const QString &cloudid);
+    // Finds the thing by its pointer, whatever its id was when it was added.
+    bool removeSibling(QAbstractThing *thing);
+    bool hasSibling(const QString &cloudid) const;
+
+    // Forgets the registration id and deletes both credential files.
+    void resetRegistration();
+
+    // For the backup: DER, each empty when its file cannot be read; the key without pass phrase.
+    void exportCredentials(QByteArray &cert, QByteArray &key) const;
+    bool importCredentials(const QByteArray &cert, const QByteArray &key);
+
+    // Applies the registrar's reply to the gateway and to `things`. False when the credentials
+    // could not be stored; the cause is in the log, and what came before them stays applied.
+    bool applyRegistration(const QJsonObject &reply, const QList<QAbstractThing *> &things,
+                           bool suppressSiblings = false);
+
+signals:
+    void connectivityChanged(bool on);
+    // Address or port of the broker changed by a registration.
+    void settingsChanged();
+    // Takes the place of the virtual operation of that name on purpose: told of a publication of
+    // its own state, the gateway passes the word on as a signal.
+    void statePublished() override;
+
+public slots:
+    // Publishes every sibling's state and the gateway's count, if connected.
+    void reportStates();
+    void mqtt_connectivityChanged(bool on);
+    void mqtt_messageReceived(const QString &tid, const QByteArray &data);
+    void mqtt_messagePublished(const QString &tid);
+    void sibling_stateChanged(const QJsonObject &value);
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    bool applyIdentity(const QJsonObject &reply);
+    void applyAddress(const QJsonObject &reply);
+    void applyFleet(const QJsonObject &reply, const QList<QAbstractThing *> &things,
+                    bool suppressSiblings);
+    void enter(const QString &cloudid, QAbstractThing *thing);
+    void leave(const QString &cloudid);
+    QString rekey(QAbstractThing *thing);
+    void startReportTimer();
+    void stopReportTimer();
+
+    int m_reportInterval = 300;
+    int m_keepAlive = 300;
+    QHash<QString, QAbstractThing *> m_siblings; // by cloud id
+    VelmorCloudClient *m_client;
+    int m_reportTimer = -1;
+    bool m_firstConnection = false;
+    QHash<const QObject *, QString> m_keys; // each sibling's place in m_siblings
+};

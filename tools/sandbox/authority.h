@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+// The certificate authority that the build made, from which the broker, the watcher and every
+// registered gateway get their certificates. load() once; issue() then from any thread, several
+// at once too. The authority's key stays in this object.
+class Authority
+{
+public:
+    // PEM texts. The key is RSA 2048 in its traditional form (PKCS#1), not encrypted.
+    struct Credentials
+    {
+        QByteArray cert;
+        QByteArray key;
+    };
+    enum class Role {
+        Server, // for "localhost" and 127.0.0.1
+        Client
+    };
+
+    Authority();
+    ~Authority();
+    Authority(const Authority &) = delete;
+    Authority &operator=(const Authority &) = delete;
+
+    // Reads authority.pem and authority.key of `folder`. On failure `error` holds the reason.
+    bool load(const QString &folder, QString &error);
+    QString certificateFile() const { return m_certificateFile; }
+
+    // A new key and its certificate. Nothing when OpenSSL refuses, for instance because the name
+    // is longer than the 64 characters that X.520 allows; `error` then holds the reason.
+    std::optional<Credentials> issue(const QString &commonName, Role role, QString &error) const;
+
+private:
+    struct Keys;
+    std::unique_ptr<Keys> m_keys;
+    QString m_certificateFile;
+};

@@ -1,0 +1,227 @@
+#include "tools/sandbox/broker.h"
+
+#include "tools/sandbox/log.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace {
+
+using namespace std::chrono_literals;
+constexpr auto shortestDelay = 500ms;
+constexpr auto longestDelay = 30000ms;
+constexpr auto stable = 60s; // a broker that ran so long starts with the shortest delay again
+
+sockaddr_in loopback(quint16 port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+class Socket
+{
+public:
+    Socket()
+        : m_fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+    }
+    ~Socket() { ::close(m_fd); }
+    Socket(const Socket &) = delete;
+    Socket &operator=(const Socket &) = delete;
+    int fd() const { return m_fd; }
+
+private:
+    int m_fd;
+};
+
+// A port that is free now; another process may take it before the broker does.
+quint16 freePort()
+{
+    const Socket socket;
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    if (::bind(socket.fd(), reinterpret_cast<sockaddr *>(&address), size) != 0 ||
+        ::getsockname(socket.fd(), reinterpret_cast<sockaddr *>(&address), &size) != 0) {
+        return 0;
+    }
+    return ntohs(address.sin_port);
+}
+
+// A child that the kernel kills with its parent, and that inherits none of the parent's sockets.
+class TiedProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override
+    {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != m_parent) {
+            ::_exit(1); // the parent ended before the line above
+        }
+        ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    }
+
+private:
+    const pid_t m_parent = ::getpid();
+};
+
+} // namespace
+
+Broker::Broker(const QString &program, QObject *parent)
+    : QObject(parent)
+    , m_program(program)
+    , m_process(std::make_unique<TiedProcess>())
+    , m_delay(shortestDelay)
+{
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    m_restart.setSingleShot(true);
+    connect(m_process.get(), &QProcess::readyRead, this, &Broker::readLog);
+    connect(m_process.get(), &QProcess::stateChanged, this, [this](QProcess::ProcessState state) {
+        if (state == QProcess::NotRunning && m_wanted) {
+            ended();
+        }
+    });
+    connect(&m_restart, &QTimer::timeout, this, [this] {
+        m_launched = std::chrono::steady_clock::now();
+        m_process->start(m_program, {"-c", m_configuration});
+    });
+}
+
+Broker::~Broker()
+{
+    stop();
+}
+
+bool Broker::configure(const Files &files, QString &error) const
+{
+    const QStringList lines{
+        QStringLiteral("listener %1 127.0.0.1").arg(m_port),
+        "cafile " + files.authority,
+        "certfile " + files.certificate,
+        "keyfile " + files.key,
+        "require_certificate true",
+        "allow_anonymous true", // the certificate is what lets a client in
+        "user root",            // started as root it would drop rights and not read its files
+        "persistence false",
+        "max_queued_messages 0", // thousands of states may come at once
+        "message_size_limit 1048576",
+        "set_tcp_nodelay true",
+        "log_dest stderr",
+        "log_timestamp false",
+        "log_type error",
+        "log_type warning",
+        "log_type notice",
+        "log_type information", // says when it listens
+    };
+    QFile file(m_configuration);
+    if (!file.open(QIODevice::WriteOnly) || file.write(lines.join('\n').toUtf8() + '\n') < 0) {
+        error = QStringLiteral("Cannot write %1: %2").arg(m_configuration, file.errorString());
+        return false;
+    }
+    return true;
+}
+
+bool Broker::start(const Files &files, quint16 port, QString &error)
+{
+    m_configuration = QDir(files.folder).filePath("mosquitto.conf");
+    const int attempts = port == 0 ? 5 : 1;
+    for (int i = 0; i < attempts; ++i) {
+        m_port = port == 0 ? freePort() : port;
+        if (!configure(files, error)) {
+            return false;
+        }
+        if (launch(error)) {
+            m_wanted = true;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Broker::launch(QString &error)
+{
+    m_listening = false;
+    m_launched = std::chrono::steady_clock::now();
+    m_process->start(m_program, {"-c", m_configuration});
+    const QDeadlineTimer deadline(10000);
+    while (!m_listening && m_process->state() != QProcess::NotRunning && !deadline.hasExpired()) {
+        m_process->waitForReadyRead(static_cast<int>(deadline.remainingTime()));
+        readLog(); // the signal is not sent again while its slot runs further up the stack
+    }
+    if (m_listening && m_process->state() == QProcess::Running) {
+        return true;
+    }
+    error = QStringLiteral("mosquitto did not start on port %1: %2")
+                .arg(m_port)
+                .arg(m_process->error() == QProcess::FailedToStart ? m_process->errorString()
+                                                                   : m_complaint);
+    stop();
+    return false;
+}
+
+void Broker::readLog()
+{
+    static const QRegularExpression came(
+        "^New client connected from \\S+ as (.+) \\(p\\d+, c\\d+, k\\d+");
+    static const QRegularExpression went("^Client (.+) (?:disconnected\\.|closed its connection\\.|"
+                                         "has exceeded timeout, disconnecting\\.|"
+                                         "disconnected: .*|disconnected due to .*)$");
+    static const QRegularExpression running("^mosquitto version \\S+ running$");
+    while (m_process->canReadLine()) {
+        const QString line = QString::fromUtf8(m_process->readLine(4096)).trimmed();
+        if (const auto match = came.match(line); match.hasMatch()) {
+            emit clientChanged(match.captured(1), true);
+        } else if (const auto left = went.match(line); left.hasMatch()) {
+            emit clientChanged(left.captured(1), false);
+        } else if (running.match(line).hasMatch()) {
+            m_listening = true;
+            qCInfo(lcSandbox) << "The broker listens on port" << m_port;
+        } else if (line.contains("rror")) {
+            m_complaint = line;
+            qCWarning(lcSandbox).noquote() << "Broker:" << line;
+        } else {
+            qCDebug(lcSandbox).noquote() << "Broker:" << line;
+        }
+    }
+}
+
+void Broker::ended()
+{
+    readLog();
+    emit lost();
+    m_delay = std::chrono::steady_clock::now() - m_launched > stable
+                  ? shortestDelay
+                  : std::min(m_delay * 2, std::chrono::milliseconds(longestDelay));
+    qCWarning(lcSandbox) << "The broker ended by itself; it starts again in" << m_delay.count()
+                         << "ms";
+    m_restart.start(m_delay);
+}
+
+void Broker::stop()
+{
+    m_wanted = false;
+    m_restart.stop();
+    if (m_process->state() == QProcess::NotRunning) {
+        return;
+    }
+    m_process->terminate();
+    if (!m_process->waitForFinished(3000)) {
+        m_process->kill();
+        m_process->waitForFinished(3000);
+    }
+}

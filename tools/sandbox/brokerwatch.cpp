@@ -1,0 +1,131 @@
+#include "tools/sandbox/brokerwatch.h"
+
+#include "tools/sandbox/eventstream.h"
+#include "tools/sandbox/log.h"
+
+#include <QFile>
+#include <QJsonDocument>
+
+#include <mosquitto.h>
+
+namespace {
+constexpr int maximumState = 256 << 10;
+const QString topicHead = QStringLiteral("things/");
+const QString stateTail = QStringLiteral("/state");
+const QString updateTail = QStringLiteral("/update");
+} // namespace
+
+BrokerWatch::BrokerWatch(Fleet &fleet, EventHub &hub)
+    : m_fleet(fleet)
+    , m_hub(hub)
+{
+    mosquitto_lib_init();
+    m_client = mosquitto_new("kvg-sandbox-watch", true, this);
+    mosquitto_connect_callback_set(m_client, [](mosquitto *, void *self, int code) {
+        static_cast<BrokerWatch *>(self)->connected(code);
+    });
+    mosquitto_disconnect_callback_set(m_client, [](mosquitto *, void *self, int) {
+        static_cast<BrokerWatch *>(self)->setReady(false);
+    });
+    mosquitto_subscribe_callback_set(m_client, [](mosquitto *, void *self, int, int, const int *) {
+        static_cast<BrokerWatch *>(self)->setReady(true);
+    });
+    mosquitto_message_callback_set(m_client,
+                                   [](mosquitto *, void *self, const mosquitto_message *message) {
+                                       static_cast<BrokerWatch *>(self)->received(*message);
+                                   });
+    mosquitto_reconnect_delay_set(m_client, 1, 1, false);
+}
+
+BrokerWatch::~BrokerWatch()
+{
+    stop();
+    mosquitto_destroy(m_client);
+    mosquitto_lib_cleanup();
+}
+
+bool BrokerWatch::start(const Link &link, QString &error)
+{
+    int result = mosquitto_tls_set(m_client, QFile::encodeName(link.authority).constData(), nullptr,
+                                   QFile::encodeName(link.certificate).constData(),
+                                   QFile::encodeName(link.key).constData(), nullptr);
+    if (result == MOSQ_ERR_SUCCESS) {
+        result = mosquitto_connect_async(m_client, "127.0.0.1", link.port, 60);
+    }
+    if (result == MOSQ_ERR_SUCCESS) {
+        result = mosquitto_loop_start(m_client);
+        m_running = result == MOSQ_ERR_SUCCESS;
+    }
+    if (!m_running) {
+        error = QStringLiteral("Cannot watch the broker: %1")
+                    .arg(QString::fromLatin1(mosquitto_strerror(result)));
+        return false;
+    }
+    std::unique_lock lock(m_mutex);
+    if (!m_changed.wait_for(lock, std::chrono::seconds(10), [this] { return m_ready; })) {
+        error = QStringLiteral("Cannot watch the broker: it does not answer");
+        return false;
+    }
+    return true;
+}
+
+void BrokerWatch::stop()
+{
+    if (m_running) {
+        m_running = false;
+        mosquitto_disconnect(m_client);
+        mosquitto_loop_stop(m_client, false);
+    }
+}
+
+bool BrokerWatch::send(const QString &id, const QByteArray &update)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!m_ready) {
+            return false;
+        }
+    }
+    const QByteArray topic = (topicHead + id + updateTail).toUtf8();
+    return mosquitto_publish(m_client, nullptr, topic.constData(), update.size(),
+                             update.constData(), 0, false) == MOSQ_ERR_SUCCESS;
+}
+
+void BrokerWatch::connected(int code)
+{
+    // A single-level wildcard would miss ids that hold a slash.
+    if (code != 0 || mosquitto_subscribe(m_client, nullptr, "things/#", 0) != MOSQ_ERR_SUCCESS) {
+        qCWarning(lcSandbox) << "The broker refuses the watcher, code" << code;
+    }
+}
+
+void BrokerWatch::setReady(bool on)
+{
+    const std::lock_guard lock(m_mutex);
+    m_ready = on;
+    m_changed.notify_all();
+}
+
+void BrokerWatch::received(const mosquitto_message &message)
+{
+    const QString topic = QString::fromUtf8(message.topic);
+    if (!topic.startsWith(topicHead) || !topic.endsWith(stateTail) ||
+        topic.size() <= topicHead.size() + stateTail.size()) {
+        return; // our own updates come by here as well
+    }
+    const QString id =
+        topic.mid(topicHead.size(), topic.size() - topicHead.size() - stateTail.size());
+    if (message.payloadlen <= 0 || message.payloadlen > maximumState) {
+        qCWarning(lcSandbox) << "A state of" << message.payloadlen << "bytes is dropped";
+        return;
+    }
+    const QJsonDocument state = QJsonDocument::fromJson(
+        QByteArray::fromRawData(static_cast<const char *>(message.payload), message.payloadlen));
+    if (!state.isObject()) {
+        qCWarning(lcSandbox) << "A state that is not a JSON object is dropped";
+        return;
+    }
+    if (const auto told = m_fleet.receive(id, state.object())) {
+        m_hub.post(streamEvent("thing", *told));
+    }
+}

@@ -1,0 +1,3 @@
+#include "tools/sandbox/log.h"
+
+Q_LOGGING_CATEGORY(lcSandbox, "kvg.sandbox", QtInfoMsg)
