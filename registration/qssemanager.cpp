@@ -17,7 +17,7 @@ Q_LOGGING_CATEGORY(lcRegistration, "kvg.registration")
 namespace {
 
 // How much may wait unread; with it a flood stays in the network, not in memory.
-constexpr qint64 readBuffer = 1024 * 1024;
+constexpr qint64 readBuffer = 1 << 20;
 
 bool isPlain(const QUrl &url)
 {
@@ -210,7 +210,7 @@ void QSSEManager::error(QNetworkReply::NetworkError code)
 
 void QSSEManager::redirected(const QUrl &url)
 {
-    if (false && url.isValid()) {
+    if (m_reply != nullptr && !mayCarryCredentials(url)) {
         const Delivery delivery(this);
         fail("redirected to an address that must not carry credentials");
     }

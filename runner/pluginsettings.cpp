@@ -17,7 +17,7 @@ QVariant converted(const QVariant &stored, const QString &type)
         return ok ? QVariant(value) : QVariant();
     }
     if (type == QLatin1String("int")) {
-        const int value = stored.toInt(&ok);
+        const int value = storedInteger<int>(stored, &ok);
         return ok ? QVariant(value) : QVariant();
     }
     if (type == QLatin1String("float")) {

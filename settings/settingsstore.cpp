@@ -62,12 +62,12 @@ void SettingsStore::write(const QString &key, const QVariant &value)
 
 int SettingsStore::value(const Key<int> &key) const
 {
-    return converted(m_settings, key, [](const QVariant &v, bool *ok) { return v.toInt(ok); });
+    return converted(m_settings, key, storedInteger<int>);
 }
 
 quint32 SettingsStore::value(const Key<quint32> &key) const
 {
-    return converted(m_settings, key, [](const QVariant &v, bool *ok) { return v.toUInt(ok); });
+    return converted(m_settings, key, storedInteger<quint32>);
 }
 
 bool SettingsStore::value(const Key<bool> &key) const

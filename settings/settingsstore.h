@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <limits>
+
 // A short-lived view of the per-user settings, made for one use and dropped: what one component
 // writes, the next read anywhere sees. Any thread; each object is for one thread.
 //
@@ -61,3 +63,13 @@ private:
 
 // A boolean as the store's file may hold it; `ok` tells whether `value` is one.
 bool storedBool(const QVariant &value, bool *ok);
+
+// The same for an integer. QVariant's own conversion wraps what does not fit.
+template <typename Integer>
+Integer storedInteger(const QVariant &value, bool *ok)
+{
+    const qint64 wide = value.toLongLong(ok);
+    *ok = *ok && wide >= std::numeric_limits<Integer>::min()
+        && wide <= std::numeric_limits<Integer>::max();
+    return static_cast<Integer>(wide);
+}

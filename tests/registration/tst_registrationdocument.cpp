@@ -5,8 +5,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
-#include <memory>
-
 namespace {
 
 class Thing : public QAbstractThing
@@ -30,11 +28,6 @@ private:
     QString m_serial;
 };
 
-QByteArray compact(const QJsonObject &object)
-{
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
 } // namespace
 
 class TestRegistrationDocument : public QObject
@@ -42,38 +35,31 @@ class TestRegistrationDocument : public QObject
     Q_OBJECT
 
 private slots:
-    void theDocumentHoldsWhatIsNotRegistered_data()
-    {
-        QTest::addColumn<QString>("gatewayId");
-        QTest::addColumn<QStringList>("thingIds");
-        QTest::addColumn<QByteArray>("document");
-        QTest::newRow("nothing") << "" << QStringList()
-                                 << QByteArray("{'alias':'%1 Hub','gw':'gate%2way_200_?'}");
-        QTest::newRow("only things")
-            << "R" << QStringList{"", "X", ""}
-            << QByteArray(
-                   "{'app':'gate%2way_200_G_R','sib':[['t_200_0','Ä~0'],['t_200_2','Ä~2']]}");
-        QTest::newRow("the gateway and a thing")
-            << "" << QStringList{"X", ""}
-            << QByteArray("{'alias':'%1 Hub','gw':'gate%2way_200_?','sib':[['t_200_1','Ä~1']]}");
-        QTest::newRow("all registered") << "R" << QStringList{"X"} << QByteArray("{}");
-    }
-
     void theDocumentHoldsWhatIsNotRegistered()
     {
-        QFETCH(QString, gatewayId);
-        QFETCH(QStringList, thingIds);
-        QFETCH(QByteArray, document);
-        const Thing gateway("gate%2way", "G", "%1 Hub", gatewayId);
-        std::vector<std::unique_ptr<Thing>> owner;
-        QList<QAbstractThing *> things;
-        for (const QString &id : qAsConst(thingIds)) {
-            const QString serial = QString::number(things.size());
-            owner.push_back(
-                std::make_unique<Thing>("t", serial, QString::fromUtf8("Ä~") + serial, id));
-            things << owner.back().get();
-        }
-        QCOMPARE(compact(registrationDocument(gateway, things)).replace('"', '\''), document);
+        const Thing known("t", "0", "Known", "X");
+        const Thing odd("t", "%1", "\u00c4", "");
+        const Thing plain("t", "2", "Plain", "");
+        const auto list = [](std::initializer_list<const Thing *> things) {
+            QList<QAbstractThing *> result;
+            for (const Thing *thing : things) {
+                result << const_cast<Thing *>(thing);
+            }
+            return result;
+        };
+        const QJsonArray oddPair{"t_200_%1", "\u00c4"};
+        const QJsonArray plainPair{"t_200_2", "Plain"};
+
+        const Thing fresh("gate%2way", "", "%1 Hub", "");
+        QJsonObject expected{{"gw", "gate%2way_200_?"}, {"alias", "%1 Hub"}};
+        QCOMPARE(registrationDocument(fresh, list({&known})), expected);
+        expected["sib"] = QJsonArray{QJsonValue(oddPair)};
+        QCOMPARE(registrationDocument(fresh, list({&known, &odd})), expected);
+
+        const Thing registered("gateway", "G", "Hub", "R");
+        QCOMPARE(registrationDocument(registered, list({&known})), QJsonObject());
+        expected = {{"app", "gateway_200_G_R"}, {"sib", QJsonArray{oddPair, plainPair}}};
+        QCOMPARE(registrationDocument(registered, list({&odd, &known, &plain})), expected);
     }
 
     void theEncodedDocumentIsBareZlibInUrlSafeBase64()
@@ -85,7 +71,7 @@ private slots:
             seen += text;
             QCOMPARE(text.size() % 4, 0);
             QVERIFY(text.startsWith("eJ")); // 78 9C: zlib at its default level (RFC 1950)
-            const QByteArray json = compact(document);
+            const QByteArray json = QJsonDocument(document).toJson(QJsonDocument::Compact);
             QByteArray stream(4, '\0');
             stream[2] = static_cast<char>(json.size() >> 8);
             stream[3] = static_cast<char>(json.size());
@@ -98,22 +84,18 @@ private slots:
 
     void statusesAreTheAgreedOnes()
     {
-        const struct
-        {
-            RegistrationFailure failure;
-            QByteArray status;
-        } table[] = {
-            {RegistrationFailure::Busy, R"({"code":409,"error":"Busy with another request"})"},
-            {RegistrationFailure::NothingToRegister,
-             R"({"code":400,"error":"No new devices to register"})"},
-            {RegistrationFailure::NoConnection,
-             R"({"code":400,"error":"Cannot establish a connection to the registrar service"})"},
-            {RegistrationFailure::BadReply, R"({"code":498,"error":"Reply processing error"})"},
-            {RegistrationFailure::StreamEnded,
-             R"({"code":500,"error":"Connection to the registrar service was closed unexpectedly."})"},
-        };
-        for (const auto &row : table) {
-            QCOMPARE(compact(registrationStatus(row.failure)), row.status);
+        using Failure = RegistrationFailure;
+        const QList<QPair<Failure, QJsonObject>> table = {
+            {Failure::Busy, {{"code", 409}, {"error", "Busy with another request"}}},
+            {Failure::NothingToRegister, {{"code", 400}, {"error", "No new devices to register"}}},
+            {Failure::NoConnection,
+             {{"code", 400}, {"error", "Cannot establish a connection to the registrar service"}}},
+            {Failure::BadReply, {{"code", 498}, {"error", "Reply processing error"}}},
+            {Failure::StreamEnded,
+             {{"code", 500},
+              {"error", "Connection to the registrar service was closed unexpectedly."}}}};
+        for (const auto &[failure, status] : table) {
+            QCOMPARE(registrationStatus(failure), status);
         }
     }
 };

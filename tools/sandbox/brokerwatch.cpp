@@ -34,7 +34,7 @@ BrokerWatch::BrokerWatch(Fleet &fleet, EventHub &hub)
                                    [](mosquitto *, void *self, const mosquitto_message *message) {
                                        static_cast<BrokerWatch *>(self)->received(*message);
                                    });
-    mosquitto_reconnect_delay_set(m_client, 1, 1, false);
+    mosquitto_threaded_set(m_client, true);
 }
 
 BrokerWatch::~BrokerWatch()
@@ -50,17 +50,14 @@ bool BrokerWatch::start(const Link &link, QString &error)
                                    QFile::encodeName(link.certificate).constData(),
                                    QFile::encodeName(link.key).constData(), nullptr);
     if (result == MOSQ_ERR_SUCCESS) {
-        result = mosquitto_connect_async(m_client, "127.0.0.1", link.port, 60);
+        result = mosquitto_connect(m_client, "127.0.0.1", link.port, 60);
     }
-    if (result == MOSQ_ERR_SUCCESS) {
-        result = mosquitto_loop_start(m_client);
-        m_running = result == MOSQ_ERR_SUCCESS;
-    }
-    if (!m_running) {
+    if (result != MOSQ_ERR_SUCCESS) {
         error = QStringLiteral("Cannot watch the broker: %1")
                     .arg(QString::fromLatin1(mosquitto_strerror(result)));
         return false;
     }
+    m_thread = std::thread([this] { run(); });
     std::unique_lock lock(m_mutex);
     if (!m_changed.wait_for(lock, std::chrono::seconds(10), [this] { return m_ready; })) {
         error = QStringLiteral("Cannot watch the broker: it does not answer");
@@ -71,10 +68,36 @@ bool BrokerWatch::start(const Link &link, QString &error)
 
 void BrokerWatch::stop()
 {
-    if (m_running) {
-        m_running = false;
-        mosquitto_disconnect(m_client);
-        mosquitto_loop_stop(m_client, false);
+    if (!m_thread.joinable()) {
+        return;
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stopping = true;
+        m_changed.notify_all();
+    }
+    mosquitto_disconnect(m_client);
+    m_thread.join();
+}
+
+// Not the library's own thread: that one ends for good when a TLS connection breaks off, as it does
+// with a broker that was killed.
+void BrokerWatch::run()
+{
+    constexpr auto pause = std::chrono::milliseconds(500);
+    const auto isStopping = [this] { return m_stopping; };
+    while (true) {
+        const bool linked =
+            mosquitto_loop(m_client, static_cast<int>(pause.count()), 1) == MOSQ_ERR_SUCCESS;
+        std::unique_lock lock(m_mutex);
+        if (linked ? m_stopping : m_changed.wait_for(lock, pause, isStopping)) {
+            return;
+        }
+        if (!linked) {
+            m_ready = false;
+            lock.unlock();
+            mosquitto_reconnect(m_client);
+        }
     }
 }
 

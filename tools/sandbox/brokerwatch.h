@@ -9,13 +9,14 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 struct mosquitto;
 struct mosquitto_message;
 
 // The sandbox's own client of the broker: keeps every state that is published, tells the portal
-// of it, and publishes updates. Made and started by the main thread; what the broker sends is
-// handled on the library's thread; send() from any thread. Connects again by itself.
+// of it, and publishes updates. Made, started and stopped by the main thread; what the broker sends
+// is handled on a thread of its own; send() from any thread. Connects again by itself.
 class BrokerWatch
 {
 public:
@@ -33,13 +34,14 @@ public:
     };
     // Connects and waits until every state will be seen.
     bool start(const Link &link, QString &error);
-    // Ends the library's thread. A second call does nothing.
+    // Ends the thread. A second call does nothing.
     void stop();
 
     // Publishes to the thing's update topic, quality of service 0. False while there is no link.
     bool send(const QString &id, const QByteArray &update);
 
 private:
+    void run();
     void connected(int code);
     void setReady(bool on);
     void received(const mosquitto_message &message);
@@ -47,8 +49,9 @@ private:
     Fleet &m_fleet;
     EventHub &m_hub;
     mosquitto *m_client;
-    bool m_running = false;
+    std::thread m_thread;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_ready = false;
+    bool m_stopping = false;
 };

@@ -28,6 +28,10 @@ void startStream(httplib::Response &response, std::function<StreamPiece()> next,
         "text/event-stream",
         [next = std::move(next), spoken = Clock::now()](size_t, httplib::DataSink &sink) mutable {
             StreamPiece piece = next();
+            // The library itself looks only when something is written.
+            if (!sink.is_writable()) {
+                return false;
+            }
             if (piece.text.isEmpty() && !piece.last && Clock::now() - spoken >= heartbeat) {
                 piece.text = ":\r\n";
             }

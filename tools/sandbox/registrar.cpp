@@ -120,7 +120,10 @@ StreamPiece Registrar::next(const std::shared_ptr<Exchange> &exchange)
 void Registrar::end(const std::shared_ptr<Exchange> &exchange)
 {
     const std::lock_guard lock(m_mutex);
-    exchange->decided = true;
+    if (!exchange->decided) {
+        exchange->decided = true;
+        qCInfo(lcSandbox) << "A gateway no longer waits for its code";
+    }
     retire(exchange, QStringLiteral("The gateway no longer waits for this code."));
 }
 

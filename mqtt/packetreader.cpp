@@ -1,0 +1,117 @@
+#include "mqtt/packetreader.h"
+
+#include <QIODevice>
+
+#include <cstring>
+
+namespace QMQTT {
+
+namespace {
+
+constexpr int bufferSize = 64 * 1024;
+constexpr int leastRoom = 16 * 1024; // below it, reading would come in slivers
+constexpr int longestHead = 5;
+
+bool flagsFit(PacketType type, uint flags)
+{
+    switch (type) {
+    case PacketType::Publish: return (flags & 6) != 6; // no quality of service 3
+    case PacketType::Pubrel: return flags == 2;
+    case PacketType::Connack:
+    case PacketType::Puback:
+    case PacketType::Pubrec:
+    case PacketType::Pubcomp:
+    case PacketType::Suback:
+    case PacketType::Unsuback:
+    case PacketType::Pingresp: return flags == 0;
+    default: return false; // not from a broker
+    }
+}
+
+bool sizeFits(PacketType type, uint flags, int size)
+{
+    switch (type) {
+    case PacketType::Publish:
+        // A topic's length, one character, and an identifier from quality of service 1 on.
+        return size >= ((flags & 6) != 0 ? 5 : 3) && size <= PacketReader::bodyLimit;
+    case PacketType::Suback: return size == 3; // our requests have one filter each
+    case PacketType::Pingresp: return size == 0;
+    default: return size == 2;
+    }
+}
+
+} // namespace
+
+void PacketReader::reset()
+{
+    m_begin = 0;
+    m_end = 0;
+    m_greeted = false;
+}
+
+bool PacketReader::readFrom(QIODevice &device)
+{
+    if (m_begin == m_end) {
+        m_begin = 0;
+        m_end = 0;
+        if (m_buffer.size() != bufferSize) {
+            m_buffer = QByteArray(bufferSize, Qt::Uninitialized);
+        }
+    } else if (m_buffer.size() - m_end < leastRoom) {
+        // One move for each filled buffer, never one for each packet.
+        std::memmove(m_buffer.data(), m_buffer.constData() + m_begin,
+                     static_cast<size_t>(m_end - m_begin));
+        m_end -= m_begin;
+        m_begin = 0;
+        // Grows with what has arrived, not with what was announced.
+        if (m_buffer.size() - m_end < leastRoom) {
+            m_buffer.resize(qMin(2 * m_buffer.size(), longestHead + bodyLimit));
+        }
+    }
+    const qint64 count = device.read(m_buffer.data() + m_end, m_buffer.size() - m_end);
+    m_end += static_cast<int>(qMax(count, qint64(0)));
+    return count > 0;
+}
+
+PacketReader::Next PacketReader::next(Packet &packet)
+{
+    const char *const bytes = m_buffer.constData() + m_begin;
+    const int available = m_end - m_begin;
+    if (available == 0) {
+        return Next::NeedsMore;
+    }
+    const auto head = static_cast<uchar>(bytes[0]);
+    const auto type = static_cast<PacketType>(head >> 4);
+    const uint flags = head & 0xfU;
+    if (!flagsFit(type, flags) || (type == PacketType::Connack) == m_greeted) {
+        return Next::Broken;
+    }
+    int size = 0;
+    int position = 1;
+    for (bool more = true; more; ++position) {
+        if (position == longestHead) {
+            return Next::Broken;
+        }
+        if (position == available) {
+            return Next::NeedsMore;
+        }
+        const auto byte = static_cast<uchar>(bytes[position]);
+        size |= (byte & 0x7f) << (7 * (position - 1));
+        more = (byte & 0x80) != 0;
+    }
+    if (!sizeFits(type, flags, size)) {
+        return Next::Broken;
+    }
+    if (available - position < size) {
+        return Next::NeedsMore;
+    }
+    m_greeted = true;
+    m_begin += position + size;
+    packet.type = type;
+    packet.flags = static_cast<quint8>(flags);
+    packet.body = bytes + position;
+    packet.size = size;
+    return Next::HasPacket;
+}
+
+} // namespace QMQTT

@@ -1,0 +1,6 @@
+#pragma once
+
+// The one header that users of the library include.
+
+#include "mqtt/client.h"
+#include "mqtt/message.h"

@@ -1,0 +1,45 @@
+#include "plugins/host/hostfigures.h"
+
+#include <windows.h>
+
+namespace {
+
+quint64 ticks(const FILETIME &time)
+{
+    return (static_cast<quint64>(time.dwHighDateTime) << 32U) | time.dwLowDateTime;
+}
+
+} // namespace
+
+std::optional<HostFigures::CpuTimes> HostFigures::cpuTimes()
+{
+    FILETIME idle;
+    FILETIME kernel; // contains the idle time
+    FILETIME user;
+    if (GetSystemTimes(&idle, &kernel, &user) == 0) {
+        return {};
+    }
+    return CpuTimes{ticks(idle), ticks(kernel) + ticks(user)};
+}
+
+std::optional<HostFigures::Space> HostFigures::memory()
+{
+    MEMORYSTATUSEX status;
+    status.dwLength = sizeof(status);
+    if (GlobalMemoryStatusEx(&status) == 0 || status.ullTotalPhys == 0 ||
+        status.ullAvailPhys > status.ullTotalPhys) {
+        return {};
+    }
+    return Space{status.ullAvailPhys, status.ullTotalPhys};
+}
+
+std::optional<qint64> HostFigures::uptimeSeconds()
+{
+    constexpr quint64 millisecondsPerSecond = 1000;
+    return static_cast<qint64>(GetTickCount64() / millisecondsPerSecond);
+}
+
+QString HostFigures::systemDisk()
+{
+    return QStringLiteral("C:/");
+}

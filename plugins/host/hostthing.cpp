@@ -1,0 +1,139 @@
+#include "plugins/host/hostthing.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QTimer>
+
+#include <chrono>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto firstMeasurement = 1s;
+constexpr int longestPath = 4096;
+
+// Stored values come as text from some formats, so a number may be one in text.
+int number(const QVariant &value, int lowest, int highest, int fallback)
+{
+    bool isNumber = false;
+    const double number = value.toDouble(&isNumber);
+    if (!isNumber || !(number >= lowest && number <= highest)) {
+        return fallback;
+    }
+    const int whole = static_cast<int>(number);
+    return whole == number ? whole : fallback;
+}
+
+qint64 mebibytes(quint64 bytes)
+{
+    return static_cast<qint64>(bytes >> 20U);
+}
+
+} // namespace
+
+HostThing::HostThing(const QString &serial, const QVariantHash &settings)
+    : m_serial(serial)
+    , m_settings(checked(settings))
+    , m_timer(new QTimer(this))
+{
+    m_figures.cpuPercent(); // the load is measured from here
+    renewState();
+    connect(m_timer, &QTimer::timeout, this, &HostThing::measure);
+    m_timer->start(firstMeasurement);
+}
+
+QString HostThing::type() const
+{
+    return QStringLiteral("host");
+}
+
+QString HostThing::version() const
+{
+    return QStringLiteral("1");
+}
+
+int HostThing::kind() const
+{
+    return 1;
+}
+
+QString HostThing::serial() const
+{
+    return m_serial;
+}
+
+void HostThing::setSettings(const QVariantHash &settings)
+{
+    const int interval = m_settings.interval;
+    m_settings = checked(settings);
+    if (isActive() && m_settings.interval != interval) {
+        m_timer->start(std::chrono::seconds(m_settings.interval));
+    }
+    renewState();
+}
+
+QJsonObject HostThing::state() const
+{
+    return m_state;
+}
+
+HostThing::Settings HostThing::checked(const QVariantHash &settings)
+{
+    Settings result;
+    result.interval = number(settings["interval"], 1, 3600, result.interval);
+    result.cpuLimit = number(settings["cpu_limit"], 1, 100, result.cpuLimit);
+    result.memoryLimit = number(settings["memory_limit"], 1, 100, result.memoryLimit);
+    result.diskLimit = number(settings["disk_limit"], 1, 100, result.diskLimit);
+    result.disk = settings["disk"].toString();
+    if (!QDir::isAbsolutePath(result.disk) || result.disk.size() > longestPath ||
+        result.disk.contains(QChar(u'\0'))) {
+        result.disk = HostFigures::systemDisk();
+    }
+    return result;
+}
+
+void HostThing::measure()
+{
+    m_cpu = m_figures.cpuPercent();
+    if (!isActive()) {
+        setActive(true);
+        m_timer->start(std::chrono::seconds(m_settings.interval));
+    }
+    renewState();
+}
+
+void HostThing::renewState()
+{
+    QJsonObject state;
+    QJsonArray warnings;
+    if (m_cpu) {
+        state["cpu"] = *m_cpu;
+        if (*m_cpu >= m_settings.cpuLimit) {
+            warnings.append("cpu");
+        }
+    }
+    if (const auto memory = HostFigures::memory()) {
+        state["memory"] = QJsonObject{{"used", mebibytes(memory->total - memory->free)},
+                                      {"total", mebibytes(memory->total)}};
+        if (memory->usedPercent() >= m_settings.memoryLimit) {
+            warnings.append("memory");
+        }
+    }
+    if (const auto disk = HostFigures::disk(m_settings.disk)) {
+        state["disk"] = QJsonObject{{"path", m_settings.disk},
+                                    {"free", mebibytes(disk->free)},
+                                    {"total", mebibytes(disk->total)}};
+        if (disk->usedPercent() >= m_settings.diskLimit) {
+            warnings.append("disk");
+        }
+    }
+    if (const auto uptime = HostFigures::uptimeSeconds()) {
+        state["uptime"] = *uptime;
+    }
+    state["warnings"] = warnings;
+    if (state != m_state) {
+        m_state = state;
+        emit stateChanged(m_state);
+    }
+}

@@ -1,0 +1,254 @@
+#include "cloud/topics.h"
+#include "cloud/velmorcloudclient.h"
+#include "tests/support/fakebroker.h"
+#include "tests/support/testbroker.h"
+#include "tests/support/testmain.h"
+
+#include <QProcess>
+
+class TestVelmorCloudClient : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_broker.start());
+        m_issued = m_broker.issue("localhost");
+        storeCredentials();
+    }
+
+    void topicsMatchAsAWhole_data()
+    {
+        QTest::addColumn<QString>("topic");
+        QTest::addColumn<QString>("id");
+        QTest::newRow("plain") << "things/a_1_b_2/update"
+                               << "a_1_b_2";
+        QTest::newRow("slashes") << "things/a/b/update"
+                                 << "a/b";
+        QTest::newRow("nested") << "things/things/x/update/update"
+                                << "things/x/update";
+        QTest::newRow("empty id") << "things//update"
+                                  << "";
+        QTest::newRow("overlapping") << "things/update" << QString();
+        QTest::newRow("state") << "things/a/state" << QString();
+        QTest::newRow("case") << "Things/a/update" << QString();
+        QTest::newRow("tail") << "things/a/update/" << QString();
+        QTest::newRow("line feed") << "things/a\nb/update" << QString();
+    }
+    void topicsMatchAsAWhole()
+    {
+        QFETCH(QString, topic);
+        QFETCH(QString, id);
+        QCOMPARE(topics::idOfUpdate(topic), id);
+        QCOMPARE(topics::idOfUpdate(topic).isNull(), id.isNull());
+    }
+
+    void startFailsWithTheReason()
+    {
+        VelmorCloudClient client;
+        QCOMPARE(client.lastError(), QString("no error"));
+        CredentialStore().removeCredentials();
+        QVERIFY(!client.start("", 10, "localhost", 1));
+        QCOMPARE(client.lastError(), QString("clientid cannot be empty"));
+        QVERIFY(!client.start("id", 10, "localhost", 1));
+        QCOMPARE(client.lastError(), QString("Key is missing / invalid"));
+        storeCredentials();
+        QVERIFY(QFile::remove(CredentialStore().certFilePath()));
+        QVERIFY(!client.start("id", 10, "localhost", 1));
+        QCOMPARE(client.lastError(), QString("Certificate is missing / invalid"));
+        storeCredentials();
+    }
+
+    // Subscriptions first, then the backlog in its order, and nothing fresh in between.
+    void theBacklogGoesOutBeforeAnythingFresh()
+    {
+        FakeBroker broker(m_issued.cert, m_issued.key);
+        VelmorCloudClient client;
+        QSignalSpy published(&client, &VelmorCloudClient::messagePublished);
+        client.publish("t", QByteArray("1"));
+        client.publish("t", QJsonObject{{"n", 2}});
+        client.subscribe("u");
+        connect(&client, &VelmorCloudClient::connectivityChanged, &client, [&](bool on) {
+            if (on) {
+                client.publish("t", QByteArray("3"));
+            }
+        });
+        connect(&client, &VelmorCloudClient::messagePublished, &client, [&] {
+            if (published.size() == 1) { // published while the backlog goes out
+                client.publish("t", QByteArray("4"));
+            }
+        });
+        // Ids that would cost everybody the connection.
+        for (const QString &id :
+             {QString("#"), QString("a/+/b"), QString(QChar(0)), QString(70000, 'x')}) {
+            client.publish(id, QByteArray("x"));
+            client.subscribe(id);
+        }
+        QCOMPARE(client.pendingCount(), 2);
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        client.subscribe("u"); // start() begins without subscriptions
+        QTRY_COMPARE(published.size(), 4);
+        QTRY_COMPARE(broker.seen,
+                     (QStringList{"connect me", "subscribe things/u/update",
+                                  "publish things/t/state 1", "publish things/t/state {\"n\":2}",
+                                  "publish things/t/state 3", "publish things/t/state 4"}));
+        QCOMPARE(client.pendingCount(), 0);
+        QCOMPARE(published.at(0), QVariantList{"t"});
+        client.stop();
+        QTRY_COMPARE(broker.seen.last(), QString("disconnect"));
+    }
+
+    // Only "server unavailable" (3) is asked again; the reconnection comes after ten seconds, and
+    // that of the others would have come before it.
+    void refusalsForGoodEndTheClient()
+    {
+        const QList<int> codes = {1, 2, 4, 5, 3};
+        QObject owner;
+        QList<FakeBroker *> brokers;
+        for (const int code : codes) {
+            auto *const broker = new FakeBroker(m_issued.cert, m_issued.key);
+            broker->setParent(&owner);
+            broker->refusal = code;
+            brokers.append(broker);
+            auto *const client = new VelmorCloudClient(&owner);
+            QVERIFY(client->start("me", 10, "localhost", broker->serverPort()));
+            QTRY_COMPARE(client->lastError(), QString("unknown"));
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(brokers.last()->connections, 2, 20000);
+        for (int i = 0; i < codes.size() - 1; ++i) {
+            QCOMPARE(brokers.at(i)->connections, 1);
+        }
+    }
+
+    void aBrokerOfAnotherNameIsNotBelieved()
+    {
+        FakeBroker broker(m_issued.cert, m_issued.key);
+        VelmorCloudClient client;
+        QVERIFY(client.start("me", 10, "127.0.0.2", broker.serverPort()));
+        QTRY_COMPARE(client.lastError(), QString("handshake failed"));
+        QVERIFY(!client.isConnected());
+        QVERIFY(broker.seen.isEmpty());
+    }
+
+    void updatesArriveAndForeignTopicsDoNot()
+    {
+        FakeBroker broker(m_issued.cert, m_issued.key);
+        VelmorCloudClient client;
+        QSignalSpy received(&client, &VelmorCloudClient::messageReceived);
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        QTRY_VERIFY(client.isConnected());
+        broker.send(QByteArray("\x30\x11\x00\x0ethings/a/state1", 19));
+        QTRY_COMPARE(client.lastError(),
+                     QString("Received message from invalid topic things/a/state"));
+        broker.send(QByteArray("\x30\x14\x00\x11things/a/b/update{", 22));
+        QTRY_COMPARE(received.size(), 1);
+        QCOMPARE(received.at(0), (QVariantList{"a/b", QByteArray("{")}));
+    }
+
+    void aStalledLinkHoldsBackAndLosesNothing()
+    {
+        FakeBroker broker(m_issued.cert, m_issued.key);
+        VelmorCloudClient client;
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        QTRY_VERIFY(client.isConnected());
+        QTRY_COMPARE(broker.seen.size(), 1);
+        broker.pause();
+        const int count = 3000;
+        const QByteArray filler(8000, 'x');
+        for (int i = 0; i < count; ++i) { // far more than all buffers of the system take
+            client.publish("t", QByteArray::number(i) + filler);
+        }
+        QTRY_VERIFY(client.pendingCount() > count / 10);
+        broker.goOn();
+        QTRY_COMPARE_WITH_TIMEOUT(broker.seen.size(), count + 1, 30000);
+        for (int i = 0; i < count; ++i) {
+            const QString start = QStringLiteral("publish things/t/state %1x").arg(i);
+            QVERIFY2(broker.seen.at(i + 1).startsWith(start), qPrintable(start));
+        }
+        QCOMPARE(client.pendingCount(), 0);
+    }
+
+    void stopKeepsTheBacklogAndForgetsTheSubscriptions()
+    {
+        FakeBroker broker(m_issued.cert, m_issued.key);
+        VelmorCloudClient client;
+        QSignalSpy connectivity(&client, &VelmorCloudClient::connectivityChanged);
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        client.subscribe("u");
+        QTRY_COMPARE(broker.seen.size(), 2);
+        client.stop();
+        client.stop();
+        QCOMPARE(connectivity.size(), 2);
+        client.publish("t", QByteArray("kept"));
+        broker.seen.clear();
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        QTRY_COMPARE(broker.seen, (QStringList{"connect me", "publish things/t/state kept"}));
+        client.stop();
+        // With nobody there the end is just as quick.
+        broker.close();
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        QTRY_COMPARE(client.lastError(), QString("connection refused"));
+        client.stop();
+    }
+
+    // States that were published while the broker was away arrive in order.
+    void aKilledBrokerCostsNothingPublishedMeanwhile()
+    {
+        QVERIFY(m_broker.start());
+        VelmorCloudClient client;
+        QSignalSpy connectivity(&client, &VelmorCloudClient::connectivityChanged);
+        QVERIFY(client.start("me", 10, "localhost", m_broker.port()));
+        QTRY_VERIFY(client.isConnected());
+        QTimer load;
+        int sent = 0;
+        connect(&load, &QTimer::timeout, &client,
+                [&] { client.publish("t", QByteArray::number(sent++)); });
+        load.start(1);
+        QTRY_VERIFY(sent > 50);
+        m_broker.kill();
+        QTRY_COMPARE(connectivity.last(), QVariantList{false});
+        const int lostFrom = sent;
+        QTRY_VERIFY(sent > lostFrom + 500);
+        QVERIFY(m_broker.start());
+
+        QProcess watcher;
+        watcher.start("mosquitto_sub",
+                      {"-h", "localhost", "-p", QString::number(m_broker.port()), "--cafile",
+                       m_broker.caFile(), "--cert", file("c.pem", m_issued.cert), "--key",
+                       file("c.key", m_issued.key), "-t", "things/t/state"});
+        QVERIFY(watcher.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), 30000);
+        load.stop();
+        QByteArray output;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (output += watcher.readAll()).endsWith(QByteArray::number(sent - 1) + '\n'), 20000);
+        QList<QByteArray> lines = output.trimmed().split('\n');
+        QVERIFY2(lines.first().toInt() <= lostFrom, lines.first().constData());
+        for (int i = 1; i < lines.size(); ++i) {
+            QCOMPARE(lines.at(i).toInt(), lines.at(i - 1).toInt() + 1);
+        }
+        watcher.kill();
+        watcher.waitForFinished();
+    }
+
+private:
+    void storeCredentials()
+    {
+        QString error;
+        QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
+    }
+    QString file(const QString &name, const QByteArray &text)
+    {
+        QFile out(m_dir.filePath(name));
+        return out.open(QIODevice::WriteOnly) && out.write(text) == text.size() ? out.fileName()
+                                                                                : QString();
+    }
+
+    QTemporaryDir m_dir;
+    TestBroker m_broker;
+    TestBroker::Credentials m_issued;
+};
+
+KVG_TEST_MAIN(TestVelmorCloudClient)
+#include "tst_velmorcloudclient.moc"

@@ -1,0 +1,56 @@
+// A device type that a test drives through properties of the application object:
+// "fake/devices" (QStringList of keys, which are the serials too; "A=B" is a second key of the
+// device B), "fake/ui" (bool: things come with an interface object), "fake/asked" (int: number
+// of discoveries), "fake/claims" (int: number of claims), "fake/settings" (what create() got).
+
+#include "tests/support/fakething.h"
+#include "things/abstractthingtype.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+void count(const char *property)
+{
+    qApp->setProperty(property, qApp->property(property).toInt() + 1);
+}
+
+} // namespace
+
+class FakeType : public QObject, public AbstractThingType
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID AbstractThingType_iid FILE "thing_fake.json")
+    Q_INTERFACES(AbstractThingType)
+
+public:
+    QHash<QString, QVariant> discover() override
+    {
+        count("fake/asked");
+        QHash<QString, QVariant> devices;
+        const QStringList keys = qApp->property("fake/devices").toStringList();
+        for (const QString &key : keys) {
+            devices.insert(key, key.section('=', -1));
+        }
+        return devices;
+    }
+    QAbstractThing *create(const QString & /*key*/, const QVariant &descriptor,
+                           const QVariantHash &settings, QObject **ui) override
+    {
+        qApp->setProperty("fake/settings", settings);
+        if (descriptor.toString().startsWith("broken")) {
+            return nullptr;
+        }
+        if (qApp->property("fake/ui").toBool()) {
+            *ui = new QObject;
+        }
+        return new FakeThing(descriptor.toString());
+    }
+    bool claims(const QString &key, const QAbstractThing *thing) override
+    {
+        count("fake/claims");
+        return thing->type() == "fake" && thing->serial() == key.section('=', -1);
+    }
+};
+
+#include "thing_fake.moc"

@@ -1,0 +1,106 @@
+#include "runner/pluginloader.h"
+#include "tests/support/testmain.h"
+
+// Every test puts an application folder together from the built files.
+class TestPluginLoader : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        for (const char *counter : {"dep/init", "dep/deinit"}) {
+            qApp->setProperty(counter, 0);
+        }
+        QVERIFY(QDir(m_dir->path()).mkpath("app"));
+    }
+
+    void withoutAFolderThereAreNoPlugins()
+    {
+        PluginLoader loader(m_dir->filePath("app"));
+        loader.load();
+        QVERIFY(loader.plugins().isEmpty());
+    }
+
+    void theFolderBesideTheProgramWinsOverTheOneAbove_data()
+    {
+        QTest::addColumn<bool>("beside");
+        QTest::newRow("both") << true;
+        QTest::newRow("above") << false;
+    }
+    void theFolderBesideTheProgramWinsOverTheOneAbove()
+    {
+        QFETCH(bool, beside);
+        if (beside) {
+            QVERIFY(QDir(m_dir->path()).mkpath("app/plugins"));
+        }
+        copy("plugins/thing_fake", "plugins/thing_fake");
+        PluginLoader loader(m_dir->filePath("app"));
+        loader.load();
+        QCOMPARE(loader.plugins().size(), beside ? 0 : 1);
+    }
+
+    void filesThatAreNoPluginsAreSkipped()
+    {
+        copy("plugins/thing_fake", "app/plugins/thing_fake", ".dll"); // the other platform's name
+        copy("plugins/thing_fake", "app/plugins/other_fake");
+        copy("loader/thing_foreign", "app/plugins/thing_foreign");
+        QFile text(m_dir->filePath(QString("app/plugins/thing_text") + suffix));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("no library");
+        text.close();
+        QVERIFY(QDir(m_dir->path()).mkpath(QString("app/plugins/thing_folder") + suffix));
+        PluginLoader loader(m_dir->filePath("app"));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Skipped.*thing_text"));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Skipped.*thing_foreign.*implement"));
+        loader.load();
+        QCOMPARE(loader.plugins().size(), 1);
+        const LoadedPlugin plugin = loader.plugins().first();
+        QCOMPARE(plugin.name, QString("fake"));
+        QCOMPARE(plugin.metadata["version"].toInt(), 3);
+        QVERIFY(plugin.type != nullptr && plugin.keyed == nullptr);
+    }
+
+    // Also for a plugin that is turned down; by name, whatever the version; once each.
+    void dependenciesAreLoadedOnce()
+    {
+        copy("loader/kvgdep-3", "app/kvgdep-3");
+        copy("loader/thing_foreign", "app/plugins/thing_foreign");
+        {
+            PluginLoader loader(m_dir->filePath("app"));
+            loader.load();
+            QCOMPARE(qApp->property("dep/init").toInt(), 1);
+            copy("plugins/thing_fake", "app/plugins/thing_fake");
+            loader.load();
+            QCOMPARE(loader.plugins().size(), 1);
+            QCOMPARE(qApp->property("dep/init").toInt(), 1);
+            loader.deinitialise();
+        }
+        QCOMPARE(qApp->property("dep/deinit").toInt(), 1);
+    }
+
+    void aLaterPluginOfTheSameNameTakesThePlace()
+    {
+        copy("plugins/thing_fake", "app/plugins/thing_a");
+        copy("plugins/thing_fake", "app/plugins/thing_b");
+        PluginLoader loader(m_dir->filePath("app"));
+        loader.load();
+        QCOMPARE(loader.plugins().size(), 1);
+    }
+
+private:
+    void copy(const QString &from, const QString &to, const QString &toSuffix = suffix)
+    {
+        const QString target = m_dir->filePath(to + toSuffix);
+        QVERIFY(QDir().mkpath(QFileInfo(target).path()));
+        QVERIFY2(QFile::copy(qApp->applicationDirPath() + '/' + from + suffix, target),
+                 qPrintable(from));
+    }
+
+    static inline const QString suffix = ".so";
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+KVG_TEST_MAIN(TestPluginLoader)
+#include "tst_pluginloader.moc"

@@ -1,0 +1,235 @@
+#include "cloud/credentialstore.h"
+#include "runner/zugatewrunner.h"
+#include "settings/devicepool.h"
+#include "settings/settingsstore.h"
+#include "tests/support/fakeregistrar.h"
+#include "tests/support/testbroker.h"
+#include "tests/support/testmain.h"
+#include "things/gatewaything.h"
+
+#include <QJsonArray>
+
+// The whole exchange, against a registrar and a broker that are really there.
+class TestRegistration : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_broker.start());
+        m_issued = m_broker.issue("gateway_200_S_G");
+    }
+    void init()
+    {
+        QSettings().clear();
+        CredentialStore().removeCredentials();
+        qApp->setProperty("fake/devices", QStringList{"A", "B"});
+        m_registrar = std::make_unique<FakeRegistrar>();
+        SettingsStore().set(keys::RegistrarEndpoint, m_registrar->url());
+        m_runner = std::make_unique<ZugatewRunner>();
+        m_runner->loadPlugins();
+        m_runner->rescan();
+        m_finished = std::make_unique<QSignalSpy>(m_runner.get(), &ZugatewRunner::finished);
+    }
+    void cleanup()
+    {
+        m_finished.reset();
+        m_runner.reset();
+    }
+
+    void unnamedThingsComeFirst()
+    {
+        m_runner->renameThing("fake_1_A", "a");
+        m_finished->clear();
+        m_runner->generateDoc();
+        QCOMPARE(next(ZugatewRunner::AliasFill).toStringList(),
+                 (QStringList{"gateway_200_?", "fake_1_B"}));
+        QVERIFY(m_registrar->documents.isEmpty());
+    }
+
+    void theWholeWayFromNothingToConnectedAndBack()
+    {
+        nameAll();
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 1);
+        QCOMPARE(m_registrar->documents.first(),
+                 (QJsonObject{{"gw", "gateway_200_?"},
+                              {"alias", "gate"},
+                              {"sib", QJsonArray{QJsonArray{"fake_1_A", "a"},
+                                                 QJsonArray{"fake_1_B", "b"}}}}));
+        m_runner->generateDoc(); // a second request leaves the first alone
+        QCOMPARE(status(), qMakePair(409, QString("Busy with another request")));
+        const QJsonObject code = {{"value", 123456}, {"code", "123456"}, {"timeout", 300}};
+        m_registrar->send("code", code);
+        QCOMPARE(next(ZugatewRunner::RegCode).toJsonObject(), code);
+
+        QSignalSpy changed(m_runner.get(), &ZugatewRunner::thingChanged);
+        QSignalSpy connected(m_runner.get(), &ZugatewRunner::connectivityChanged);
+        m_registrar->send("result", result());
+        QJsonObject told = next(ZugatewRunner::SetUpdate, ZugatewRunner::ProcReg).toJsonObject();
+        QJsonObject expected = result();
+        expected.remove("cred");
+        QCOMPARE(told, expected);
+        QTRY_COMPARE(connected.size(), 1);
+        QVERIFY(m_finished->isEmpty()); // no result for a connection that nobody asked for
+        QStringList records;
+        for (const QVariantList &arguments : changed) {
+            const auto record = arguments.first().value<ThingState>();
+            records.append(record.shortid + (record.gone ? " gone " : " ") + record.regid);
+        }
+        QCOMPARE(records.first(), QString("gateway_200_? gone G"));
+        QCOMPARE(records.mid(records.size() - 3),
+                 (QStringList{"gateway_200_S G", "fake_1_A 1", "fake_1_B 2"}));
+        m_runner->registrationState();
+        QCOMPARE(next(ZugatewRunner::RegStatus).toInt(), int(ZugatewRunner::Complete));
+        const DevicePool pool = DevicePool::read();
+        QCOMPARE(pool.at(pool.indexOf("fake_1_B")).regid, QString("2"));
+        QCOMPARE(pool.at(pool.indexOf("gateway_200_S")).alias, QString("gate"));
+
+        m_runner->generateDoc();
+        QCOMPARE(status(), qMakePair(400, QString("No new devices to register")));
+
+        // A device that came later is registered by a second stream of the same run.
+        qApp->setProperty("fake/devices", QStringList{"A", "B", "C"});
+        m_runner->rescan();
+        m_runner->renameThing("fake_1_C", "c");
+        m_finished->clear();
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 2);
+        QCOMPARE(m_registrar->documents.last(),
+                 (QJsonObject{{"app", "gateway_200_S_G"},
+                              {"sib", QJsonArray{QJsonArray{"fake_1_C", "c"}}}}));
+        m_registrar->send("result",
+                          QJsonObject{{"fleet", QJsonArray{QJsonObject{{"id", "fake_1_C_3"},
+                                                                       {"alias", "sea"}}}}});
+        QCOMPARE(next(ZugatewRunner::ProcReg).toJsonObject().keys(), QStringList{"fleet"});
+        QVERIFY(gateway()->hasSibling("fake_1_C_3"));
+
+        m_runner->resetGateway();
+        QCOMPARE(next(ZugatewRunner::CStatus).toJsonObject(),
+                 (QJsonObject{{"gw", false}, {"key", 1}, {"cert", 1}}));
+        QCOMPARE(next(ZugatewRunner::DUnreg), QVariant(true));
+        QCOMPARE(gateway()->state()["count"].toInt(), 0);
+        QVERIFY(!gateway()->isConnected());
+        QCOMPARE(DevicePool::read().at(DevicePool::read().indexOf("fake_1_C")).regid, QString());
+    }
+
+    void failuresEndTheRegistrationAndAllowAnother_data()
+    {
+        QTest::addColumn<QByteArray>("event");
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("error") << QByteArray("error") << QByteArray(R"({"code":7,"error":"no"})")
+                               << 7 << "no";
+        QTest::newRow("unreadable error") << QByteArray("error") << QByteArray("x") << 0 << "";
+        QTest::newRow("refused result")
+            << QByteArray("result") << QByteArray(R"({"error":"late","code":9})") << 9 << "late";
+        QTest::newRow("bad credentials")
+            << QByteArray("result")
+            << QByteArray(R"({"id":"gateway_200_S_G","cred":{"priv":"x","file":"y"}})") << 498
+            << "Reply processing error";
+        QTest::newRow("end of the stream")
+            << QByteArray() << QByteArray() << 500
+            << "Connection to the registrar service was closed unexpectedly.";
+    }
+    void failuresEndTheRegistrationAndAllowAnother()
+    {
+        QFETCH(QByteArray, event);
+        QFETCH(QByteArray, data);
+        QFETCH(int, code);
+        QFETCH(QString, error);
+        nameAll();
+        for (int attempt = 1; attempt <= 2; ++attempt) {
+            m_runner->generateDoc();
+            QTRY_COMPARE(m_registrar->documents.size(), attempt);
+            m_registrar->send("unheard-of", "{}");
+            if (event.isEmpty()) {
+                m_registrar->stream->close();
+            } else {
+                m_registrar->send(event, data);
+            }
+            QCOMPARE(status(), qMakePair(code, error));
+            if (code == 498) {
+                return; // the id was issued: the next document is another
+            }
+        }
+    }
+
+    void aResultThatIsNoObjectEndsSilently()
+    {
+        nameAll();
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 1);
+        m_registrar->send("result", "[1]");
+        QTRY_COMPARE(m_registrar->stream.isNull() ||
+                         m_registrar->stream->state() != QTcpSocket::ConnectedState,
+                     true);
+        QVERIFY(m_finished->isEmpty());
+        m_runner->generateDoc(); // not busy any more
+        QTRY_COMPARE(m_registrar->documents.size(), 2);
+    }
+
+    void aRegistrarThatMustNotBeAskedIsNot()
+    {
+        nameAll();
+        SettingsStore().set(keys::RegistrarEndpoint, QString("http://192.0.2.1/iot/register"));
+        m_runner->generateDoc();
+        QCOMPARE(status(),
+                 qMakePair(400, QString("Cannot establish a connection to the registrar service")));
+    }
+
+private:
+    void nameAll()
+    {
+        for (const auto &[id, alias] : {std::pair("gateway_200_?", "gate"),
+                                        std::pair("fake_1_A", "a"), std::pair("fake_1_B", "b")}) {
+            m_runner->renameThing(id, alias);
+        }
+        m_finished->clear();
+    }
+    QJsonObject result() const
+    {
+        return {{"id", "gateway_200_S_G"},
+                {"alias", "gate"},
+                {"server", "localhost"},
+                {"port", m_broker.port()},
+                {"cred", QJsonObject{{"priv", QString::fromLatin1(m_issued.key)},
+                                     {"file", QString::fromLatin1(m_issued.cert)}}},
+                {"fleet", QJsonArray{QJsonObject{{"id", "fake_1_A_1"}, {"alias", "a"}},
+                                     QJsonObject{{"id", "fake_1_B_2"}, {"alias", "b"}}}}};
+    }
+    // The next result, which must be of this operation; `before` may come first.
+    QVariant next(int before, int operation)
+    {
+        [&] { QTRY_VERIFY(!m_finished->isEmpty()); }();
+        if (m_finished->value(0).value(0) == before) {
+            m_finished->removeFirst();
+        }
+        return next(operation);
+    }
+    QVariant next(int operation)
+    {
+        [&] { QTRY_VERIFY(!m_finished->isEmpty()); }();
+        const QVariantList arguments =
+            m_finished->isEmpty() ? QVariantList() : m_finished->takeFirst();
+        [&] { QCOMPARE(arguments.value(0).toInt(), operation); }();
+        return arguments.value(1);
+    }
+    QPair<int, QString> status()
+    {
+        const QJsonObject object = next(ZugatewRunner::ProcReg).toJsonObject();
+        return {object["code"].toInt(), object["error"].toString()};
+    }
+    GatewayThing *gateway() const { return m_runner->findChild<GatewayThing *>(); }
+
+    TestBroker m_broker;
+    TestBroker::Credentials m_issued;
+    std::unique_ptr<FakeRegistrar> m_registrar;
+    std::unique_ptr<ZugatewRunner> m_runner;
+    std::unique_ptr<QSignalSpy> m_finished;
+};
+
+KVG_TEST_MAIN(TestRegistration)
+#include "tst_registration.moc"

@@ -1,0 +1,174 @@
+#include "settings/devicepool.h"
+#include "settings/settingsstore.h"
+#include "settings/zusettings.h"
+#include "tests/support/testmain.h"
+
+#include <QDataStream>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <thread>
+
+class TestSettings : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { QSettings().clear(); }
+
+    void aValueOfAnotherTypeGivesWayToTheDefault_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<int>("interval");
+        QTest::addColumn<bool>("closeToTray");
+        QTest::newRow("absent") << QVariant() << 300 << true;
+        QTest::newRow("text") << QVariant("soon") << 300 << true;
+        QTest::newRow("zero") << QVariant("0") << 0 << false;
+        QTest::newRow("number") << QVariant(1) << 1 << true;
+        QTest::newRow("list") << QVariant(QStringList{"1", "2"}) << 300 << true;
+        QTest::newRow("too large") << QVariant("99999999999") << 300 << true;
+    }
+    void aValueOfAnotherTypeGivesWayToTheDefault()
+    {
+        QFETCH(QVariant, stored);
+        if (stored.isValid()) {
+            QSettings().setValue("Cloud/Interval", stored);
+            QSettings().setValue("System/CloseToTray", stored);
+        }
+        QTEST(SettingsStore().value(keys::ReportInterval), "interval");
+        QTEST(SettingsStore().value(keys::CloseToTray), "closeToTray");
+    }
+
+    void pluginSettingsAreFoundUnderTheSinglePrefix()
+    {
+        {
+            SettingsStore store;
+            store.setPluginValue("lamp", "count", 7);
+            store.setPluginValue("lamp", "enabled", false);
+            store.setPluginValue("lampion", "count", 9);
+        }
+        QCOMPARE(SettingsStore().pluginValues("lamp"),
+                 (QVariantHash{{"count", 7}, {"enabled", false}}));
+        QVERIFY(!SettingsStore().pluginEnabled("lamp"));
+        QVERIFY(SettingsStore().pluginEnabled("lampion"));
+        QSettings().setValue("Plugins/lampion/enabled", "perhaps");
+        QVERIFY(SettingsStore().pluginEnabled("lampion"));
+    }
+
+    void theVersionIsPutRightAndReadingWritesNothingElse()
+    {
+        QSettings().setValue("System/Version", "0.1.0");
+        DevicePool::read();
+        QCOMPARE(QSettings().allKeys(), QStringList{"System/Version"});
+        QCOMPARE(QSettings().value("System/Version").toString(), QString("0.2.0"));
+    }
+
+    void anyAliasSurvivesTheLatin1ReadingOfThePool()
+    {
+        const QString alias = QString::fromUtf8("Лампа \xf0\x9f\x92\xa1 \"é\" \\ ,;%");
+        DevicePool::update([&](DevicePool &pool) { pool.put({"lamp", "1", "7", "r", alias}); });
+        QSettings().sync();
+        const QString stored = QSettings().value("Devices/Pool").toString();
+        for (const QChar c : stored) {
+            QVERIFY(c.unicode() < 128);
+        }
+        const QJsonObject device = ZUSettings().pool()["devices"].toArray().at(0).toObject();
+        QCOMPARE(device["alias"].toString(), alias);
+        ZUSettings().resetRegistration();
+        QCOMPARE(DevicePool::read().at(0).alias, alias);
+        QCOMPARE(DevicePool::read().at(0).regid, QString());
+    }
+
+    void theFirstOfTwoEntriesCounts()
+    {
+        QSettings().setValue(
+            "Devices/Pool",
+            R"({"devices":[{"type":"lamp","version":"1","serial":"7","alias":"a","regid":"1","x":5},
+                4,{"type":"lamp","version":"1","serial":"7","alias":"b","regid":"2"}],"y":6})");
+        QCOMPARE(DevicePool::read().indexOf("lamp_1_7"), 0);
+        DevicePool::update([](DevicePool &pool) { pool.put({"lamp", "1", "7", "3", "c"}); });
+        const QJsonObject pool = ZUSettings().pool();
+        const QJsonArray devices = pool["devices"].toArray();
+        QCOMPARE(devices.size(), 3);
+        QCOMPARE(devices.at(0)["alias"].toString(), QString("c"));
+        QCOMPARE(devices.at(0)["x"].toInt(), 5); // of a later version: kept
+        QCOMPARE(devices.at(1).toInt(), 4);
+        QCOMPARE(devices.at(2)["alias"].toString(), QString("b"));
+        QCOMPARE(pool["y"].toInt(), 6);
+        QVERIFY(QRegularExpression(R"(\A\d{4}\.\d\d\.\d\d \d\d:\d\d:\d\d\z)")
+                    .match(pool["updated"].toString())
+                    .hasMatch());
+    }
+
+    void anUnreadablePoolCountsAsEmptyAndIsKeptAside()
+    {
+        QSettings().setValue("Devices/Pool", "{\"devices\": [oops");
+        QVERIFY(ZUSettings().pool().isEmpty());
+        QSettings().setValue("Cloud/Serial", "ABC");
+        ZUSettings().resetRegistration();
+        const QJsonObject pool = ZUSettings().pool();
+        QCOMPARE(pool.keys(), (QStringList{"devices", "updated"}));
+        QVERIFY(pool["devices"].toArray().isEmpty());
+        QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString());
+        QCOMPARE(QSettings().value("Devices/PoolUnreadable").toString(),
+                 QString("{\"devices\": [oops"));
+    }
+
+    void theGatewayIsFoundByItsSerialThenByItsKind()
+    {
+        DevicePool pool;
+        pool.put({"gateway", "100", "X", "0", {}});
+        pool.put({"gateway", "200", "OLD", "1", {}});
+        pool.put({"gateway", "200", "NEW", "2", {}});
+        QCOMPARE(pool.indexOfGateway("gateway", "200", "NEW"), 2);
+        QCOMPARE(pool.indexOfGateway("gateway", "200", "?"), 1);
+        QCOMPARE(pool.indexOfGateway("gateway", "300", "?"), -1);
+        pool.put({"gateway", "200", "?", {}, "unborn"});
+        pool.dropGatewayPlaceholders();
+        QCOMPARE(pool.size(), 3);
+        QVERIFY(pool.remove("gateway_200_OLD"));
+        QCOMPARE(pool.indexOf("gateway_200_NEW"), 1);
+    }
+
+    void changesOfSeveralThreadsAreAllKept()
+    {
+        const auto work = [](const QString &type) {
+            for (int i = 0; i < 25; ++i) {
+                DevicePool::update([&](DevicePool &pool) {
+                    pool.put({type, "1", QString::number(i), {}, {}});
+                });
+            }
+        };
+        std::thread other(work, QString("a"));
+        work("b");
+        other.join();
+        QCOMPARE(DevicePool::read().size(), 50);
+    }
+
+    void exportHoldsTheUsersKeysOnly()
+    {
+        QSettings system(QSettings::NativeFormat, QSettings::SystemScope, "Corvalt", "KVG-Gate");
+        QVERIFY(!system.isWritable() || system.fileName().startsWith(QDir::tempPath()));
+        system.setValue("Cloud/Host", "fallback.example");
+        system.sync();
+        QSettings().setValue("UI/Dark", true);
+        QByteArray bytes;
+        {
+            QDataStream stream(&bytes, QIODevice::WriteOnly);
+            QVERIFY(ZUSettings().exportAll(stream));
+        }
+        QDataStream stream(bytes);
+        QVariantMap pairs;
+        while (!stream.atEnd()) {
+            QString key;
+            QVariant value;
+            stream >> key >> value;
+            pairs[key] = value;
+        }
+        QCOMPARE(pairs.keys(), (QStringList{"System/Version", "UI/Dark"}));
+        QCOMPARE(pairs["UI/Dark"], QVariant(true));
+    }
+};
+
+KVG_TEST_MAIN(TestSettings)
+#include "tst_settings.moc"

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <QByteArray>
+#include <QPointer>
+#include <QSslCertificate>
+#include <QSslKey>
+#include <QSslSocket>
+#include <QStringList>
+#include <QTcpServer>
+
+// A broker of which a test decides every answer: TLS, one client at a time, packets of at most
+// 16383 bytes. It notes what arrives as short texts: "connect ID", "subscribe TOPIC",
+// "publish TOPIC PAYLOAD", "disconnect".
+class FakeBroker : public QTcpServer
+{
+public:
+    FakeBroker(const QByteArray &certPem, const QByteArray &keyPem)
+        : m_cert(certPem)
+        , m_key(keyPem, QSsl::Rsa)
+    {
+        listen(QHostAddress::Any);
+    }
+
+    int refusal = 0; // code of the answer to a CONNECT
+    int connections = 0;
+    QStringList seen;
+    QPointer<QSslSocket> client;
+
+    void pause() { client->setReadBufferSize(1); } // the peer's data stays where it is
+    void goOn()
+    {
+        client->setReadBufferSize(0);
+        readPackets();
+    }
+    void send(const QByteArray &packet) { client->write(packet); }
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        ++connections;
+        client = new QSslSocket(this);
+        m_unread.clear();
+        client->setSocketDescriptor(descriptor);
+        client->setLocalCertificate(m_cert);
+        client->setPrivateKey(m_key);
+        client->setPeerVerifyMode(QSslSocket::QueryPeer);
+        connect(client, QOverload<const QList<QSslError> &>::of(&QSslSocket::sslErrors), client,
+                [socket = client.data()] { socket->ignoreSslErrors(); });
+        connect(client, &QSslSocket::readyRead, this, [this] { readPackets(); });
+        client->startServerEncryption();
+    }
+
+private:
+    void readPackets()
+    {
+        if (client->readBufferSize() == 1) {
+            return;
+        }
+        m_unread += client->readAll();
+        while (m_unread.size() >= 2) {
+            int length = m_unread.at(1) & 0x7f;
+            int header = 2;
+            if (m_unread.at(1) & 0x80) {
+                if (m_unread.size() < 3) {
+                    return;
+                }
+                length |= (m_unread.at(2) & 0x7f) << 7;
+                header = 3;
+            }
+            if (m_unread.size() < header + length) {
+                return;
+            }
+            note(quint8(m_unread.at(0)) >> 4, m_unread.mid(header, length));
+            m_unread.remove(0, header + length);
+        }
+    }
+    static QString text(const QByteArray &body, int at)
+    {
+        const int length = quint8(body.at(at)) << 8 | quint8(body.at(at + 1));
+        return QString::fromUtf8(body.mid(at + 2, length));
+    }
+    void note(int type, const QByteArray &body)
+    {
+        switch (type) {
+        case 1:
+            seen << "connect " + text(body, 10);
+            client->write(QByteArray("\x20\x02\x00", 3) + char(refusal));
+            break;
+        case 3: {
+            const QString topic = text(body, 0);
+            seen << "publish " + topic + ' ' +
+                        QString::fromUtf8(body.mid(2 + topic.toUtf8().size()));
+            break;
+        }
+        case 8:
+            seen << "subscribe " + text(body, 2);
+            client->write(QByteArray("\x90\x03", 2) + body.left(2) + '\0');
+            break;
+        case 10:
+            client->write(QByteArray("\xb0\x02", 2) + body.left(2));
+            break;
+        case 14:
+            seen << "disconnect";
+            break;
+        default:
+            break;
+        }
+    }
+
+    QSslCertificate m_cert;
+    QSslKey m_key;
+    QByteArray m_unread;
+};

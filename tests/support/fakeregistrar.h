@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QList>
+#include <QPointer>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QUrl>
+#include <QUrlQuery>
+
+// A registrar that opens an event stream for every request and says what the test makes it say.
+class FakeRegistrar : public QTcpServer
+{
+public:
+    FakeRegistrar()
+    {
+        listen(QHostAddress::LocalHost);
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            stream = nextPendingConnection();
+            connect(stream, &QTcpSocket::readyRead, this, [this, socket = stream.data()] {
+                m_head += socket->readAll();
+                if (m_head.endsWith("\r\n\r\n")) {
+                    note(QUrl::fromEncoded(m_head.split(' ').value(1)));
+                    m_head.clear();
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
+                                  "Connection: close\r\n\r\n");
+                }
+            });
+        });
+    }
+
+    QString url() const
+    {
+        return QStringLiteral("http://127.0.0.1:%1/iot/register").arg(serverPort());
+    }
+    void send(const QByteArray &event, const QByteArray &data)
+    {
+        stream->write("event: " + event + "\r\ndata: " + data + "\r\n\r\n");
+    }
+    void send(const QByteArray &event, const QJsonObject &data)
+    {
+        send(event, QJsonDocument(data).toJson(QJsonDocument::Compact));
+    }
+
+    QList<QJsonObject> documents; // of the requests, decoded
+    QPointer<QTcpSocket> stream;  // of the last request
+
+private:
+    void note(const QUrl &url)
+    {
+        const auto items = QUrlQuery(url).queryItems(QUrl::FullyDecoded);
+        if (url.path() != "/iot/register" || items.size() != 1 || items.first().first != "doc") {
+            return;
+        }
+        const QByteArray zlib =
+            QByteArray::fromBase64(items.first().second.toLatin1(), QByteArray::Base64UrlEncoding);
+        documents.append(QJsonDocument::fromJson(qUncompress(QByteArray(4, '\0') + zlib)).object());
+    }
+
+    QByteArray m_head;
+};
