@@ -42,26 +42,61 @@ bool Message::operator==(const Message &other) const
 {
     return d == other.d ||
            (d->id == other.d->id && d->qos == other.d->qos && d->retain == other.d->retain &&
-            d->dup == other.d->dup && d->topic == other.d->topic &&
-            d->payload == other.d->payload);
+            d->dup == other.d->dup && d->topic == other.d->topic && d->payload == other.d->payload);
 }
 
-quint16 Message::id() const { return d->id; }
-void Message::setId(quint16 id) { d->id = id; }
+quint16 Message::id() const
+{
+    return d->id;
+}
+void Message::setId(quint16 id)
+{
+    d->id = id;
+}
 
-quint8 Message::qos() const { return d->qos; }
-void Message::setQos(quint8 qos) { d->qos = qos; }
+quint8 Message::qos() const
+{
+    return d->qos;
+}
+void Message::setQos(quint8 qos)
+{
+    d->qos = qos;
+}
 
-bool Message::retain() const { return d->retain; }
-void Message::setRetain(bool retain) { d->retain = retain; }
+bool Message::retain() const
+{
+    return d->retain;
+}
+void Message::setRetain(bool retain)
+{
+    d->retain = retain;
+}
 
-bool Message::dup() const { return d->dup; }
-void Message::setDup(bool dup) { d->dup = dup; }
+bool Message::dup() const
+{
+    return d->dup;
+}
+void Message::setDup(bool dup)
+{
+    d->dup = dup;
+}
 
-QString Message::topic() const { return d->topic; }
-void Message::setTopic(const QString &topic) { d->topic = topic; }
+QString Message::topic() const
+{
+    return d->topic;
+}
+void Message::setTopic(const QString &topic)
+{
+    d->topic = topic;
+}
 
-QByteArray Message::payload() const { return d->payload; }
-void Message::setPayload(const QByteArray &payload) { d->payload = payload; }
+QByteArray Message::payload() const
+{
+    return d->payload;
+}
+void Message::setPayload(const QByteArray &payload)
+{
+    d->payload = payload;
+}
 
 } // namespace QMQTT

@@ -46,7 +46,10 @@ private:
     QSharedDataPointer<MessageData> d;
 };
 
-inline void swap(Message &left, Message &right) noexcept { left.swap(right); }
+inline void swap(Message &left, Message &right) noexcept
+{
+    left.swap(right);
+}
 
 } // namespace QMQTT
 

@@ -56,6 +56,9 @@ void Outbox::write()
     m_device->write(chunk);
 }
 
-bool Outbox::takeWritten() { return std::exchange(m_written, false); }
+bool Outbox::takeWritten()
+{
+    return std::exchange(m_written, false);
+}
 
 } // namespace QMQTT

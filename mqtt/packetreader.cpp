@@ -15,16 +15,20 @@ constexpr int longestHead = 5;
 bool flagsFit(PacketType type, uint flags)
 {
     switch (type) {
-    case PacketType::Publish: return (flags & 6) != 6; // no quality of service 3
-    case PacketType::Pubrel: return flags == 2;
+    case PacketType::Publish:
+        return (flags & 6) != 6; // no quality of service 3
+    case PacketType::Pubrel:
+        return flags == 2;
     case PacketType::Connack:
     case PacketType::Puback:
     case PacketType::Pubrec:
     case PacketType::Pubcomp:
     case PacketType::Suback:
     case PacketType::Unsuback:
-    case PacketType::Pingresp: return flags == 0;
-    default: return false; // not from a broker
+    case PacketType::Pingresp:
+        return flags == 0;
+    default:
+        return false; // not from a broker
     }
 }
 
@@ -34,9 +38,12 @@ bool sizeFits(PacketType type, uint flags, int size)
     case PacketType::Publish:
         // A topic's length, one character, and an identifier from quality of service 1 on.
         return size >= ((flags & 6) != 0 ? 5 : 3) && size <= PacketReader::bodyLimit;
-    case PacketType::Suback: return size == 3; // our requests have one filter each
-    case PacketType::Pingresp: return size == 0;
-    default: return size == 2;
+    case PacketType::Suback:
+        return size == 3; // our requests have one filter each
+    case PacketType::Pingresp:
+        return size == 0;
+    default:
+        return size == 2;
     }
 }
 

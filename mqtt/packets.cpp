@@ -87,7 +87,10 @@ char *putByte(char *to, uint value)
     return to + 1;
 }
 
-char *putInt16(char *to, uint value) { return putByte(putByte(to, value >> 8), value & 0xff); }
+char *putInt16(char *to, uint value)
+{
+    return putByte(putByte(to, value >> 8), value & 0xff);
+}
 
 int lengthBytes(int remaining)
 {
@@ -250,7 +253,10 @@ void appendAcknowledgement(Outbox &out, PacketType type, quint16 id)
     putInt16(putHead(out.reserve(4), type, type == PacketType::Pubrel ? 2 : 0, 2), id);
 }
 
-void appendEmpty(Outbox &out, PacketType type) { putHead(out.reserve(2), type, 0, 0); }
+void appendEmpty(Outbox &out, PacketType type)
+{
+    putHead(out.reserve(2), type, 0, 0);
+}
 
 bool decodeTopic(const char *data, int size, QString &topic)
 {

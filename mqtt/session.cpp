@@ -21,9 +21,15 @@ constexpr auto defaultReconnectInterval = 5s;
 // A broker that sends and does not read must not fill the memory with acknowledgements: with
 // more than this unsent nothing is read. Bytes.
 constexpr qint64 unsentLimit = 16 * 1024 * 1024;
+// A long burst is sent in pieces of this size (bytes) while it is published: what is encrypted
+// then stays in the processor's cache, which halves the cost against one heap of megabytes.
+constexpr qint64 eagerFlush = 64 * 1024;
 constexpr qint64 socketReadBuffer = 1024 * 1024;
 
-quint16 int16At(const char *bytes) { return qFromBigEndian<quint16>(bytes); }
+quint16 int16At(const char *bytes)
+{
+    return qFromBigEndian<quint16>(bytes);
+}
 
 QTimer *makeTimer(QObject *parent, const char *name)
 {
@@ -69,8 +75,8 @@ Session::Session(Client *client, QAbstractSocket *socket)
     , m_outbox(socket)
 {
     // 22 characters: MQTT 3.1.0 allows 23.
-    settings.clientId = QLatin1String("qmqtt-") +
-                        QUuid::createUuid().toString(QUuid::Id128).left(16);
+    settings.clientId =
+        QLatin1String("qmqtt-") + QUuid::createUuid().toString(QUuid::Id128).left(16);
     m_reconnect->setInterval(defaultReconnectInterval);
     m_socket->setReadBufferSize(socketReadBuffer);
 
@@ -80,7 +86,8 @@ Session::Session(Client *client, QAbstractSocket *socket)
 
     const auto resume = [this] {
         if (m_readingPaused && unsent() <= unsentLimit) {
-            QMetaObject::invokeMethod(q, [this] { readPackets(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                q, [this] { readPackets(); }, Qt::QueuedConnection);
         }
     };
     QObject::connect(m_socket, &QAbstractSocket::connected, q, [this] { socketConnected(); });
@@ -134,7 +141,8 @@ void Session::open()
     if (m_socketSignals == 0) {
         openSocket();
     } else {
-        QMetaObject::invokeMethod(q, [this] { openSocket(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            q, [this] { openSocket(); }, Qt::QueuedConnection);
     }
 }
 
@@ -337,6 +345,21 @@ void Session::flushSoon()
         Qt::QueuedConnection);
 }
 
+// False when a handler has deleted the client.
+bool Session::flushLongBurst()
+{
+    if (m_flushing || m_socket->bytesToWrite() <= eagerFlush) {
+        return true;
+    }
+    const SocketSignal guard(*this);
+    m_flushing = true;
+    m_socket->flush();
+    if (guard.clientLives()) {
+        m_flushing = false;
+    }
+    return guard.clientLives();
+}
+
 qint64 Session::unsent() const
 {
     return m_socket->bytesToWrite() +
@@ -370,11 +393,12 @@ quint16 Session::publish(const Message &message)
     if (id == 0 || !packets::appendPublish(m_outbox, message, id)) {
         return 0;
     }
-    flushSoon();
-    if (qos == 0) {
-        emit q->published(message, id);
-    } else {
+    if (qos > 0) {
         m_awaited.insert(id, {qos == 1 ? PacketType::Puback : PacketType::Pubrec, message});
+    }
+    flushSoon();
+    if (flushLongBurst() && qos == 0) {
+        emit q->published(message, id);
     }
     return id;
 }
@@ -407,6 +431,12 @@ void Session::acknowledge(PacketType type, quint16 id)
 
 void Session::readPackets()
 {
+    if (m_flushing) {
+        // Flushing reads as well, but nobody expects received() inside of publish().
+        QMetaObject::invokeMethod(
+            q, [this] { readPackets(); }, Qt::QueuedConnection);
+        return;
+    }
     const SocketSignal guard(*this);
     while (guard.clientLives()) {
         if (!m_current) {
@@ -438,8 +468,10 @@ void Session::readPackets()
 bool Session::handle(const Packet &packet)
 {
     switch (packet.type) {
-    case PacketType::Connack: return handleConnack(packet);
-    case PacketType::Publish: return handlePublish(packet);
+    case PacketType::Connack:
+        return handleConnack(packet);
+    case PacketType::Publish:
+        return handlePublish(packet);
     case PacketType::Pingresp:
         if (m_pinging) {
             m_pinging = false;
@@ -447,7 +479,8 @@ bool Session::handle(const Packet &packet)
             emit q->pingresp();
         }
         return true;
-    default: return handleAnswer(packet);
+    default:
+        return handleAnswer(packet);
     }
 }
 
@@ -498,9 +531,8 @@ bool Session::handlePublish(const Packet &packet)
         }
         m_received.insert(id);
     }
-    emit q->received(Message(id, topic,
-                             QByteArray(packet.body + headSize, packet.size - headSize), qos,
-                             (packet.flags & 1) != 0, (packet.flags & 8) != 0));
+    emit q->received(Message(id, topic, QByteArray(packet.body + headSize, packet.size - headSize),
+                             qos, (packet.flags & 1) != 0, (packet.flags & 8) != 0));
     return true;
 }
 
@@ -519,8 +551,8 @@ bool Session::handleAnswer(const Packet &packet)
     if (awaited == m_awaited.end()) {
         return false;
     }
-    if (packet.type == PacketType::Pubrec && (awaited->answer == PacketType::Pubrec ||
-                                              awaited->answer == PacketType::Pubcomp)) {
+    if (packet.type == PacketType::Pubrec &&
+        (awaited->answer == PacketType::Pubrec || awaited->answer == PacketType::Pubcomp)) {
         awaited->answer = PacketType::Pubcomp;
         acknowledge(PacketType::Pubrel, id);
         return true;

@@ -74,6 +74,7 @@ private:
 
     void flush();
     void flushSoon();
+    bool flushLongBurst();
     qint64 unsent() const;
 
     void readPackets();
@@ -95,6 +96,7 @@ private:
     bool m_autoReconnect = false;
     bool m_pinging = false;
     bool m_flushQueued = false;
+    bool m_flushing = false;
     bool m_readingPaused = false;
     int m_socketSignals = 0; // being handled right now
     quint32 m_link = 0;      // counts the socket's connections

@@ -142,9 +142,8 @@ QObject *ZugatewRunner::prepareInterface(QObject *ui) const
 void ZugatewRunner::adopt(QAbstractThing *thing, const Origin &origin, Scan &scan)
 {
     thing->setParent(this);
-    connect(thing, &QAbstractThing::mediumGone, this, &ZugatewRunner::thing_mediumGone);
-    connect(thing, &QAbstractThing::stateChanged, this, &ZugatewRunner::thing_stateChaged);
-    connect(thing, &QAbstractThing::serialChanged, this, &ZugatewRunner::thing_serialChanged);
+    listenTo(thing);
+    connect(thing, &QAbstractThing::mediumGone, this, [this, thing] { release(thing); });
     connect(thing, &QObject::destroyed, this, &ZugatewRunner::thingDestroyed);
     m_things.append(thing);
     m_origins.insert(thing, origin);
@@ -191,10 +190,9 @@ void ZugatewRunner::forget(QAbstractThing *thing)
     m_made[origin.plugin].remove(origin.key);
 }
 
-void ZugatewRunner::thing_mediumGone()
+void ZugatewRunner::release(QAbstractThing *thing)
 {
-    auto *const thing = qobject_cast<QAbstractThing *>(sender());
-    if (thing == nullptr || !m_origins.contains(thing)) {
+    if (!m_origins.contains(thing)) {
         return;
     }
     forget(thing);

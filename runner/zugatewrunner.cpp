@@ -20,10 +20,11 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     , m_plugins(QCoreApplication::applicationDirPath())
 {
     registerMetaTypes();
-    connect(m_gateway, &QAbstractThing::stateChanged, this, &ZugatewRunner::thing_stateChaged);
+    listenTo(m_gateway);
     connect(m_gateway, &GatewayThing::connectivityChanged, this,
             &ZugatewRunner::connectivityChanged);
-    connect(m_gateway, &QAbstractThing::serialChanged, this, &ZugatewRunner::thing_serialChanged);
+    connect(m_gateway, &GatewayThing::siblingUpdated, this,
+            [this](const QAbstractThing *thing) { emit thingChanged(ThingState(thing, true)); });
     connect(m_gateway, &GatewayThing::settingsChanged, this,
             [this] { emit finished(SetUpdate, QVariant()); });
     {
@@ -190,23 +191,47 @@ void ZugatewRunner::releaseThings()
     emit finished(ThingsGone, true);
 }
 
+// sender() walks all connections of the receiver. With ten thousand things that is dearer than
+// everything else that a change of state costs, so each connection knows its thing; the slots
+// serve connections by name.
+void ZugatewRunner::listenTo(QAbstractThing *thing)
+{
+    connect(thing, &QAbstractThing::stateChanged, this,
+            [this, thing](const QJsonObject &state) { reportState(thing, state); });
+    connect(thing, &QAbstractThing::serialChanged, this,
+            [this, thing](const QString &old) { reportSerial(thing, old); });
+}
+
 void ZugatewRunner::thing_stateChaged(const QJsonObject &state)
 {
-    const auto *const thing = qobject_cast<QAbstractThing *>(sender());
-    if (thing == nullptr) {
-        return;
+    if (const auto *const thing = qobject_cast<QAbstractThing *>(sender())) {
+        reportState(thing, state);
     }
+}
+
+void ZugatewRunner::thing_mediumGone()
+{
+    if (auto *const thing = qobject_cast<QAbstractThing *>(sender())) {
+        release(thing);
+    }
+}
+
+void ZugatewRunner::thing_serialChanged(const QString &old, const QString & /*current*/)
+{
+    if (const auto *const thing = qobject_cast<QAbstractThing *>(sender())) {
+        reportSerial(thing, old);
+    }
+}
+
+void ZugatewRunner::reportState(const QAbstractThing *thing, const QJsonObject &state)
+{
     ThingState changed(thing, false);
     changed.state = state;
     emit thingChanged(changed);
 }
 
-void ZugatewRunner::thing_serialChanged(const QString &old, const QString & /*current*/)
+void ZugatewRunner::reportSerial(const QAbstractThing *thing, const QString &old)
 {
-    const auto *const thing = qobject_cast<QAbstractThing *>(sender());
-    if (thing == nullptr) {
-        return;
-    }
     ThingState former(thing, false);
     former.shortid = thing->type() + QLatin1Char('_') + thing->version() + QLatin1Char('_') + old;
     if (former.shortid != thing->shortid()) {

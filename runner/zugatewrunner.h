@@ -116,6 +116,10 @@ private:
     QObject *prepareInterface(QObject *ui) const;
     void adopt(QAbstractThing *thing, const Origin &origin, Scan &scan);
     void restoreGateway(Scan &scan);
+    void listenTo(QAbstractThing *thing);
+    void reportState(const QAbstractThing *thing, const QJsonObject &state);
+    void reportSerial(const QAbstractThing *thing, const QString &old);
+    void release(QAbstractThing *thing);
     void forget(QAbstractThing *thing);
     void thingDestroyed(const QObject *thing);
     void writePool(const QList<QAbstractThing *> &things);

@@ -258,7 +258,9 @@ bool GatewayThing::addSibling(QAbstractThing *thing)
         if (thing->parent() == nullptr) {
             thing->setParent(this);
         }
-        connect(thing, &QAbstractThing::stateChanged, this, &GatewayThing::sibling_stateChanged);
+        // Not by way of sender(), which walks the connections of all siblings.
+        connect(thing, &QAbstractThing::stateChanged, this,
+                [this, thing](const QJsonObject &value) { publishState(thing, value); });
         connect(thing, &QAbstractThing::serialChanged, this, [this, thing] {
             if (m_keys.contains(thing)) {
                 rekey(thing);
@@ -308,8 +310,14 @@ bool GatewayThing::hasSibling(const QString &cloudid) const
 
 void GatewayThing::sibling_stateChanged(const QJsonObject &value)
 {
-    auto *const thing = qobject_cast<QAbstractThing *>(sender());
-    if (thing == nullptr || !thing->isActive() || value.isEmpty()) {
+    if (auto *const thing = qobject_cast<QAbstractThing *>(sender())) {
+        publishState(thing, value);
+    }
+}
+
+void GatewayThing::publishState(QAbstractThing *thing, const QJsonObject &value)
+{
+    if (!thing->isActive() || value.isEmpty()) {
         return;
     }
     if (m_keys.contains(thing)) {
@@ -336,6 +344,7 @@ void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &da
     if (!current.isEmpty()) {
         m_client->publish(tid, compact(current));
     }
+    emit siblingUpdated(thing);
 }
 
 void GatewayThing::mqtt_messagePublished(const QString &tid)

@@ -73,6 +73,9 @@ signals:
     void connectivityChanged(bool on);
     // Address or port of the broker changed by a registration.
     void settingsChanged();
+    // An update from the cloud changed this sibling's state, which the thing itself does not
+    // announce.
+    void siblingUpdated(QAbstractThing *thing);
     // Takes the place of the virtual operation of that name on purpose: told of a publication of
     // its own state, the gateway passes the word on as a signal.
     void statePublished() override;
@@ -93,6 +96,7 @@ private:
     void applyAddress(const QJsonObject &reply);
     void applyFleet(const QJsonObject &reply, const QList<QAbstractThing *> &things,
                     bool suppressSiblings);
+    void publishState(QAbstractThing *thing, const QJsonObject &value);
     void enter(const QString &cloudid, QAbstractThing *thing);
     void leave(const QString &cloudid);
     QString rekey(QAbstractThing *thing);

@@ -63,8 +63,8 @@ public:
     // The whole current state. An empty object means that there is nothing to report.
     virtual QJsonObject state() const = 0;
     // Applies what the cloud asked for, as far as it makes sense for the device. True when the
-    // state changed by it: the new state is then published at once. The content comes from
-    // outside: check every member.
+    // state changed by it: the gateway then publishes and shows the new state, and the thing need
+    // not emit stateChanged(). The content comes from outside: check every member.
     virtual bool applyUpdate(const QJsonObject &update);
     // A publication of this thing's state was handed to the cloud.
     virtual void statePublished();

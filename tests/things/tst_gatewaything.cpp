@@ -186,10 +186,12 @@ private slots:
         for (const char *const payload : {"[1]", "nonsense", "5", ""}) {
             send("fake_1_A_1", payload);
         }
+        QSignalSpy updated(&gateway, &GatewayThing::siblingUpdated);
         send("fake_1_unknown", "{}");
         send("fake_1_A_1", R"({"on":false})");
         QCOMPARE(next(watcher), QString(R"(things/fake_1_A_1/state {"on":false})"));
         QCOMPARE(lamp->updates.size(), 1);
+        QCOMPARE(updated.size(), 1);
         lamp->takesUpdates = false;
         send("fake_1_A_1", R"({"on":true})");
         QTRY_COMPARE(lamp->updates.size(), 2);

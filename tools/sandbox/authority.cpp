@@ -2,8 +2,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QMutex>
-#include <QMutexLocker>
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -15,6 +13,7 @@
 #include <openssl/x509v3.h>
 
 #include <array>
+#include <mutex>
 
 namespace {
 
@@ -91,7 +90,7 @@ struct Authority::Keys
 {
     Certificate cert;
     Key key;
-    QMutex signing; // one signature at a time: the key object is shared
+    std::mutex signing; // one signature at a time: the key object is shared
 };
 
 Authority::Authority() = default;
@@ -153,7 +152,7 @@ std::optional<Authority::Credentials> Authority::issue(const QString &commonName
         good = addExtension(cert.get(), issuer, NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1");
     }
     if (good) {
-        const QMutexLocker lock(&m_keys->signing);
+        const std::lock_guard lock(m_keys->signing);
         good = X509_sign(cert.get(), m_keys->key.get(), EVP_sha256()) > 0;
     }
     const Bio certText(BIO_new(BIO_s_mem()));

@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QMutexLocker>
 #include <QRandomGenerator>
 #include <QSet>
 
@@ -31,7 +30,7 @@ Fleet::Fleet(const AccountFile &file)
 
 bool Fleet::load(QString &error)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     AccountBook book;
     if (!m_file.read(book, error)) {
         return false;
@@ -48,13 +47,13 @@ bool Fleet::load(QString &error)
 
 bool Fleet::isEmpty() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_book.gateways.isEmpty();
 }
 
 quint16 Fleet::brokerPort() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_book.brokerPort;
 }
 
@@ -70,7 +69,7 @@ bool Fleet::keep(AccountBook book, QString &error)
 
 bool Fleet::setBrokerPort(quint16 port, QString &error)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     AccountBook book = m_book;
     book.brokerPort = port;
     return keep(std::move(book), error);
@@ -78,7 +77,7 @@ bool Fleet::setBrokerPort(quint16 port, QString &error)
 
 QString Fleet::newGatewayId(const QString &type, const QString &version) const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     QString id;
     do {
         id = QStringList{type, version, token(), token()}.join('_');
@@ -98,7 +97,7 @@ QList<RegisteredThing> Fleet::newThings(const QList<RegistrationDocument::Siblin
 
 bool Fleet::addGateway(const RegisteredGateway &gateway, QString &error)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     AccountBook book = m_book;
     book.gateways.append(gateway);
     if (!keep(std::move(book), error)) {
@@ -114,7 +113,7 @@ bool Fleet::addGateway(const RegisteredGateway &gateway, QString &error)
 bool Fleet::addThings(const QString &gatewayId, const QList<RegisteredThing> &things,
                       QString &error)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     AccountBook book = m_book;
     const auto gateway = std::find_if(book.gateways.begin(), book.gateways.end(),
                                       [&](const auto &known) { return known.id == gatewayId; });
@@ -150,7 +149,7 @@ bool Fleet::addThings(const QString &gatewayId, const QList<RegisteredThing> &th
 
 std::optional<Fleet::Entry> Fleet::find(const QString &id) const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     const auto it = m_live.constFind(id);
     if (it == m_live.constEnd()) {
         return std::nullopt;
@@ -160,7 +159,7 @@ std::optional<Fleet::Entry> Fleet::find(const QString &id) const
 
 std::optional<QJsonObject> Fleet::receive(const QString &id, const QJsonObject &state)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     const auto it = m_live.find(id);
     if (it == m_live.end()) {
         return std::nullopt;
@@ -173,7 +172,7 @@ std::optional<QJsonObject> Fleet::receive(const QString &id, const QJsonObject &
 
 bool Fleet::setConnected(const QString &gatewayId, bool on)
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     const auto it = m_live.find(gatewayId);
     if (it == m_live.end() || it->gateway != gatewayId || it->connected == on) {
         return false;
@@ -184,7 +183,7 @@ bool Fleet::setConnected(const QString &gatewayId, bool on)
 
 void Fleet::disconnectAll()
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     for (Live &live : m_live) {
         live.connected = false;
     }
@@ -203,7 +202,7 @@ QJsonObject Fleet::describe(const QString &id, const Live &live)
 
 QByteArray Fleet::snapshot() const
 {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     QJsonArray gateways;
     for (const RegisteredGateway &gateway : m_book.gateways) {
         QJsonArray things;

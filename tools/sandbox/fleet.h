@@ -5,9 +5,9 @@
 
 #include <QHash>
 #include <QJsonObject>
-#include <QMutex>
 #include <QString>
 
+#include <mutex>
 #include <optional>
 
 // Every registered gateway and thing, with what the broker told about it since the start. Any
@@ -66,7 +66,7 @@ private:
     bool keep(AccountBook book, QString &error);
     static QJsonObject describe(const QString &id, const Live &live);
 
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     AccountFile m_file;
     AccountBook m_book;
     QHash<QString, Live> m_live;

@@ -76,7 +76,7 @@ int main(int argc, char *argv[])
     ::umask(077); // keys are written; nobody else's business
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kvg-sandbox");
-    qSetMessagePattern("%{time hh:mm:ss.zzz} kvg-sandbox: %{message}");
+    qSetMessagePattern("%{time process} kvg-sandbox: %{message}");
     qInstallMessageHandler(writeLog);
 
     QCommandLineParser parser;

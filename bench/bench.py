@@ -1,0 +1,207 @@
+"""Runs the benchmarks and prints their table.
+
+usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, scan, stream
+
+Each comparison is made inside one run, against the same broker, in turn. Wall time of a
+publication runs from the start of the publisher to the last message at the subscriber; processor
+time and peak memory are those of the publisher's process, as the system accounts them.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import resource
+import shutil
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+MESSAGES = 200_000
+BACKLOG = 1_000_000
+SMALL_STACK = 512 * 1024  # bytes; recursion over a backlog would not fit
+
+
+def row(name, *figures):
+    print(f"{name:<34}" + "".join(f"{figure:>16}" for figure in figures), flush=True)
+
+
+def heading(text, *columns):
+    print()
+    row(text, *columns)
+
+
+class Broker:
+    """A mosquitto on a free loopback port, with TLS and client certificates required."""
+
+    def __init__(self, authority, folder):
+        self.folder = folder
+        self.ca = authority / "authority.pem"
+        self.cert, self.key = self._issue(authority, "client")
+        cert, key = self._issue(authority, "broker")
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            self.port = probe.getsockname()[1]
+        configuration = folder / "mosquitto.conf"
+        configuration.write_text(
+            f"listener {self.port} 127.0.0.1\nuser root\nallow_anonymous true\n"
+            f"cafile {self.ca}\ncertfile {cert}\nkeyfile {key}\nrequire_certificate true\n"
+            "max_queued_messages 0\nset_tcp_nodelay true\nlog_type none\n")
+        program = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
+        self.process = subprocess.Popen([program, "-c", str(configuration)])
+        deadline = time.monotonic() + 10
+        while True:
+            try:
+                socket.create_connection(("127.0.0.1", self.port)).close()
+                return
+            except OSError:
+                if time.monotonic() > deadline:
+                    raise
+                time.sleep(0.02)
+
+    def _issue(self, authority, name):
+        cert, key, request = (self.folder / f"{name}.{end}" for end in ("pem", "key", "csr"))
+        extensions = self.folder / "extensions"
+        extensions.write_text("subjectAltName=DNS:localhost\n")
+        openssl = ["openssl"]
+        subprocess.run(openssl + ["req", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN={name}",
+                                  "-keyout", key, "-out", request], check=True,
+                       stderr=subprocess.DEVNULL)
+        subprocess.run(openssl + ["x509", "-req", "-in", request, "-CA", self.ca, "-CAkey",
+                                  authority / "authority.key", "-CAcreateserial", "-days", "2",
+                                  "-CAserial", self.folder / "serial", "-extfile", extensions,
+                                  "-out", cert], check=True, stderr=subprocess.DEVNULL)
+        return cert, key
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait()
+
+
+class Bench:
+    def __init__(self, build, folder):
+        self.program = str(build / "bin" / "kvg-bench")
+        self.folder = folder
+        self.authority = build / "authority"
+        self.environment = dict(os.environ)
+        for variable in ("HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CONFIG_DIRS"):
+            self.environment[variable] = str(folder / variable.lower())
+        self._broker = None
+
+    @property
+    def broker(self):
+        if self._broker is None:
+            self._broker = Broker(self.authority, self.folder)
+        return self._broker
+
+    def stop(self):
+        if self._broker is not None:
+            self._broker.stop()
+
+    def command(self, load, count=0, broker=True):
+        words = [self.program, load, "--count", str(count)]
+        if broker:
+            words += ["--port", str(self.broker.port), "--ca", str(self.broker.ca),
+                      "--cert", str(self.broker.cert), "--key", str(self.broker.key)]
+        return words
+
+    def run(self, load, count, broker=False):
+        output = subprocess.run(self.command(load, count, broker), env=self.environment,
+                                check=True, stdout=subprocess.PIPE).stdout
+        return json.loads(output.splitlines()[-1])
+
+    def watched(self, command, count, stdin=None, limits=None):
+        """Runs a publisher under an independent subscriber; what both tell, and the usage."""
+        subscriber = subprocess.Popen(self.command("subscribe", count), stdout=subprocess.PIPE,
+                                      env=self.environment)
+        subscriber.stdout.readline()  # its subscription stands
+        start = time.monotonic()
+        publisher = subprocess.Popen(command, env=self.environment, stdin=stdin,
+                                     stdout=subprocess.PIPE, preexec_fn=limits)
+        received = json.loads(subscriber.stdout.readline())
+        wall = time.monotonic() - start
+        told = publisher.stdout.read()
+        _, status, usage = os.wait4(publisher.pid, 0)
+        if status != 0 or subscriber.wait() != 0 or received["count"] != count:
+            sys.exit(f"{command[0]} failed: status {status}, received {received}")
+        if received["outOfOrder"]:
+            sys.exit(f"{command[0]}: {received['outOfOrder']} messages out of order")
+        return wall, usage, received, told
+
+    def publish(self, rounds=3):
+        lines = self.folder / "lines"
+        with open(lines, "w", encoding="ascii") as out:
+            out.writelines(f"{i}".ljust(200, ".") + "\n" for i in range(MESSAGES))
+        peer = ["mosquitto_pub", "-l", "-h", "localhost", "-p", str(self.broker.port), "--cafile",
+                str(self.broker.ca), "--cert", str(self.broker.cert), "--key",
+                str(self.broker.key), "-t", "things/bench/state"]
+        figures = {"mosquitto_pub -l": [], "gateway's client": []}
+        for _ in range(rounds):
+            for name, command in zip(figures, (peer, self.command("publish"))):
+                with open(lines, "rb") as stdin:
+                    wall, usage, _, _ = self.watched(command, MESSAGES, stdin)
+                figures[name].append((wall, usage.ru_utime + usage.ru_stime,
+                                      usage.ru_maxrss / 1024))
+        heading(f"{MESSAGES} states of 200 bytes, TLS", "wall s", "processor s", "peak MB")
+        medians = []
+        for name, rows in figures.items():
+            medians.append([statistics.median(column) for column in zip(*rows)])
+            row(name, *(f"{value:.2f}" for value in medians[-1]))
+        row("ratio", *(f"{own / other:.2f}" for other, own in zip(*medians)))
+        print(f"median of {rounds} rounds in turn; every message arrived, in order")
+
+    def latency(self, changes=20_000):
+        _, _, received, _ = self.watched(self.command("states", changes), changes)
+        heading("stateChanged to subscriber", "median ms", "99 % ms", "longest ms")
+        row(f"1000 things, {changes} changes",
+            *(f"{received[name] * 1000:.2f}" for name in ("median", "p99", "longest")))
+
+    def backlog(self):
+        def small_stack():
+            resource.setrlimit(resource.RLIMIT_STACK, (SMALL_STACK, SMALL_STACK))
+        _, _, _, told = self.watched(self.command("backlog", BACKLOG), BACKLOG, None, small_stack)
+        result = json.loads(told)
+        heading("backlog of pending messages", "drained s", "bytes each")
+        row(f"{BACKLOG} of 200 bytes", f"{result['seconds']:.2f}", result["bytesEach"])
+        print(f"all arrived, in order, on a stack of {SMALL_STACK // 1024} KB")
+
+    def scan(self):
+        heading("lamps, all known and registered", "adoption s", "rescan s", "µs each")
+        for count in (1_000, 3_000, 10_000):
+            result = self.run("scan", count)
+            if result["things"] != count:
+                sys.exit(f"{result['things']} of {count} lamps were found")
+            row(f"{count}", f"{result['adoption']:.3f}", f"{result['rescan']:.3f}",
+                f"{result['adoption'] / count * 1e6:.1f}")
+
+    def stream(self):
+        heading("event stream in 1 KB pieces", "seconds", "MB/s", "events")
+        for size in (25, 50, 100):
+            result = self.run("stream", size)
+            row(f"{size} MB of short events", f"{result['seconds']:.2f}",
+                f"{size / result['seconds']:.0f}", result["events"])
+        for size in (2_500, 5_000, 10_000):
+            result = self.run("line", size)
+            row(f"one line of {size / 1000:g} MB", f"{result['seconds']:.3f}",
+                f"{size / 1000 / result['seconds']:.0f}", result["events"])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", type=pathlib.Path, required=True)
+    parser.add_argument("names", nargs="*", metavar="NAME")
+    options = parser.parse_args()
+    names = options.names or ["publish", "latency", "backlog", "scan", "stream"]
+    with tempfile.TemporaryDirectory() as folder:
+        bench = Bench(options.build.resolve(), pathlib.Path(folder))
+        try:
+            for name in names:
+                getattr(bench, name)()
+        finally:
+            bench.stop()
+
+
+main()
