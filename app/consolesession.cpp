@@ -188,7 +188,13 @@ void ConsoleSession::execute(const QByteArray &line)
     } else if (command == QLatin1String("reset")) {
         queue(&ZugatewRunner::resetGateway);
     } else if (command == QLatin1String("quit")) {
-        QCoreApplication::quit();
+        // By way of the runner, so that what was asked before is still answered.
+        QMetaObject::invokeMethod(
+            m_worker.runner(),
+            [this] {
+                QMetaObject::invokeMethod(this, &QCoreApplication::quit, Qt::QueuedConnection);
+            },
+            Qt::QueuedConnection);
     } else if (!command.isEmpty()) {
         print({{"error", QStringLiteral("unknown command: %1").arg(command.left(80))}});
     }

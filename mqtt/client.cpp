@@ -39,7 +39,10 @@ Client::Client(const QString &hostName, quint16 port, const QSslConfiguration &c
     d->settings.port = port;
 }
 
-Client::~Client() = default;
+Client::~Client()
+{
+    d->deleteSocket();
+}
 
 QString Client::hostName() const
 {

@@ -112,8 +112,9 @@ public slots:
     // Begins to connect; the outcome arrives as connected() or error(). Does nothing while
     // connecting or connected. Cuts off a previous connection that is still closing.
     void connectToHost();
-    // Sends what was published and DISCONNECT, and then closes. While still connecting: gives
-    // up at once. disconnected() follows when there was a connection of the socket.
+    // Sends what was published and DISCONNECT; the socket closes when the broker does, or about
+    // a second after the last byte has left. While still connecting: gives up at once.
+    // disconnected() follows when there was a connection of the socket.
     void disconnectFromHost();
 
     // Do nothing while not connected. A filter that the standard forbids is logged and dropped.

@@ -15,7 +15,10 @@ namespace QMQTT {
 namespace {
 
 constexpr auto connackWait = 30s; // for handshake and CONNACK, as long as Qt gives TCP
-constexpr auto closeWait = 30s;   // for the broker to take what is unsent at disconnectFromHost()
+// After DISCONNECT the broker closes. One that does not is left after the first of these checks
+// that finds everything sent, or after the last.
+constexpr auto closeCheck = 1s;
+constexpr int closeChecks = 30;
 constexpr auto longestPingWait = 60s;
 constexpr auto defaultReconnectInterval = 5s;
 // A broker that sends and does not read must not fill the memory with acknowledgements: with
@@ -103,10 +106,14 @@ Session::Session(Client *client, QAbstractSocket *socket)
     }
 }
 
-Session::~Session()
+// A socket that is deleted still talks, and who listens to it may ask the client: so it goes while
+// there is somebody to answer, and before any slot of ours is gone.
+void Session::deleteSocket()
 {
-    // The client deletes its socket after this object, and a socket that is deleted still talks.
     m_socket->disconnect(q);
+    ++m_socketSignals; // nothing is opened any more
+    endLink();
+    delete m_socket;
 }
 
 void Session::setAutoReconnect(bool on)
@@ -178,8 +185,10 @@ void Session::close()
         packets::appendEmpty(m_outbox, PacketType::Disconnect);
         flush();
         endLink();
-        m_deadline->start(closeWait);
-        m_socket->disconnectFromHost();
+        // The socket stays open until the broker has closed: closing it with a message on its way
+        // to us would reset the connection, and the broker would lose what it has not read.
+        m_closeChecks = closeChecks;
+        m_deadline->start(closeCheck);
     } else if (m_state == STATE_CONNECTING || m_state == STATE_CONNECTED) {
         endLink();
         startReconnect();
@@ -289,6 +298,10 @@ void Session::deadlinePassed()
 {
     if (m_current) {
         fail(SocketTimeoutError);
+    } else if (unsent() == 0) {
+        m_socket->disconnectFromHost();
+    } else if (--m_closeChecks > 0) {
+        m_deadline->start(closeCheck);
     } else {
         dropSocket();
     }

@@ -23,8 +23,10 @@ class Session
 {
 public:
     Session(Client *client, QAbstractSocket *socket);
-    ~Session();
     Q_DISABLE_COPY_MOVE(Session)
+
+    // The last call.
+    void deleteSocket();
 
     Settings settings;
 
@@ -99,6 +101,7 @@ private:
     bool m_flushing = false;
     bool m_readingPaused = false;
     int m_socketSignals = 0; // being handled right now
+    int m_closeChecks = 0;   // left until a closing socket is dropped
     quint32 m_link = 0;      // counts the socket's connections
     quint16 m_lastId = 0;
     quint16 m_keepAliveSeconds = 0; // as told to the broker

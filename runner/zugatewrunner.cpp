@@ -11,6 +11,8 @@
 
 #include <QCoreApplication>
 
+#include <utility>
+
 Q_LOGGING_CATEGORY(lcRunner, "kvg.runner")
 
 ZugatewRunner::ZugatewRunner(QObject *parent)
@@ -52,6 +54,7 @@ ZugatewRunner::~ZugatewRunner()
 void ZugatewRunner::shutdown()
 {
     m_registering = false;
+    m_ending = true; // for good
     m_registrar->close();
     m_gateway->disconnectFromCloud();
 }
@@ -124,7 +127,7 @@ void ZugatewRunner::connectToCloud(bool firstrun)
 
 void ZugatewRunner::startCloud(bool firstrun)
 {
-    if (!m_gateway->isConnected() && m_gateway->holdsCredentials()) {
+    if (!m_ending && !m_gateway->isConnected() && m_gateway->holdsCredentials()) {
         m_gateway->connectToCloud(firstrun);
     }
 }
@@ -162,7 +165,10 @@ void ZugatewRunner::registrationState()
 
 void ZugatewRunner::resetGateway()
 {
+    // Waits in a local event loop, which may run a request to connect that came meanwhile.
+    const bool ending = std::exchange(m_ending, true);
     m_gateway->disconnectFromCloud();
+    m_ending = ending;
     m_gateway->resetRegistration();
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {

@@ -134,6 +134,7 @@ private:
     PluginLoader m_plugins;
     bool m_registering = false;
     bool m_scanning = false;
+    bool m_ending = false; // the connection is being ended: nothing may begin another meanwhile
     QHash<const QObject *, Origin> m_origins;                // the live things
     QHash<QString, QHash<QString, QAbstractThing *>> m_made; // plugin, device key
 };

@@ -32,12 +32,13 @@ public:
         connect(this, &QTcpServer::newConnection, this, [this] {
             peer = nextPendingConnection();
             received.clear();
-            connect(peer, &QTcpSocket::readyRead, this, [this, from = peer, first = true]() mutable {
-                received += from->readAll();
-                if (std::exchange(first, false)) {
-                    from->write(m_answer);
-                }
-            });
+            connect(peer, &QTcpSocket::readyRead, this,
+                    [this, from = peer, first = true]() mutable {
+                        received += from->readAll();
+                        if (std::exchange(first, false)) {
+                            from->write(m_answer);
+                        }
+                    });
         });
     }
 
@@ -179,7 +180,7 @@ private slots:
         QVERIFY(establish(*client));
         QList<int> sizes = {0, 1, 1024 * 1024, 3, 65536};
         for (const int border : {127, 16383, 2 * 16384, 2097151}) {
-            for (int size = border - 12; size <= border + 4; ++size) {
+            for (int size = border - 9; size <= border; ++size) {
                 sizes << size;
             }
         }
@@ -188,11 +189,7 @@ private slots:
                 [&payloads](const Message &message) { payloads << message.payload(); });
         client->subscribe("s");
         const auto sample = [](int size) {
-            QByteArray bytes(size, Qt::Uninitialized);
-            for (int i = 0; i < size; ++i) {
-                bytes[i] = static_cast<char>((i * 31 + size) >> 3);
-            }
-            return bytes;
+            return (QByteArray::number(size) + "0123456789ABC").repeated(size / 14 + 1).left(size);
         };
         for (const int size : qAsConst(sizes)) {
             QVERIFY(client->publish(Message(0, "s", sample(size))) != 0);
@@ -210,53 +207,50 @@ private slots:
         const auto client = newClient();
         QVERIFY(establish(*client));
         auto *const socket = client->findChild<QAbstractSocket *>();
+        QSignalSpy failed(client.get(), &Client::error);
+        QSignalSpy disconnected(client.get(), &Client::disconnected);
         int published = 0;
         int arrived = 0;
         bool inside = false;
         connect(client.get(), &Client::published, this, [&] { published += inside ? 1 : 0; });
-        connect(client.get(), &Client::received, this, [&](const Message &message) {
+        const auto check = [&](const Message &message) {
             arrived += !inside && message.payload().toInt() == arrived ? 1 : 0;
-        });
+        };
+        const auto burst = [&] {
+            inside = true;
+            for (int i = 0; i < count; ++i) {
+                client->publish(Message(0, "burst", QByteArray::number(i).rightJustified(200)));
+            }
+            inside = false;
+        };
+        connect(client.get(), &Client::received, this, check);
         client->subscribe("burst");
         qint64 written = socket->bytesToWrite();
         connect(socket, &QAbstractSocket::bytesWritten, this, [&](qint64 n) { written += n; });
-        inside = true;
-        for (int i = 0; i < count; ++i) {
-            client->publish(Message(0, "burst", QByteArray::number(i).rightJustified(200)));
-            QCOMPARE(published, i + 1);
-        }
-        inside = false;
+        burst();
+        QCOMPARE(published, count);
         // At most one record's worth is held back from who asks the socket.
         QVERIFY(written + socket->bytesToWrite() >= count * 209 - 16384);
         QTRY_COMPARE_WITH_TIMEOUT(arrived, count, 30000);
-    }
 
-    void whatWasPublishedArrivesBeforeTheEnd_data() { everyBroker(); }
-    void whatWasPublishedArrivesBeforeTheEnd()
-    {
-        const auto client = newClient();
         const auto other = newClient();
-        QVERIFY(establish(*client) && establish(*other));
+        QVERIFY(establish(*other));
         QSignalSpy subscribed(other.get(), &Client::subscribed);
-        QSignalSpy received(other.get(), &Client::received);
-        QSignalSpy failed(client.get(), &Client::error);
-        QSignalSpy disconnected(client.get(), &Client::disconnected);
-        other->subscribe("last");
+        connect(other.get(), &Client::received, this, check);
+        other->subscribe("burst");
         QTRY_COMPARE(subscribed.count(), 1);
-        const QByteArray payload(1000, 'x');
-        for (int i = 0; i < 2000; ++i) {
-            client->publish(Message(0, "last", payload));
-        }
+        client->disconnect(this);
+        arrived = 0;
+        burst();
         client->disconnectFromHost();
         QCOMPARE(client->connectionState(), QMQTT::STATE_DISCONNECTED);
         QVERIFY(!client->isConnectedToHost());
-        QCOMPARE(client->publish(Message(0, "last", "after")), quint16(0));
+        QCOMPARE(client->publish(Message(0, "burst", "after the end")), quint16(0));
+        QTRY_COMPARE_WITH_TIMEOUT(arrived, count, 30000);
         QTRY_COMPARE(disconnected.count(), 1);
-        QTRY_COMPARE(received.count(), 2000);
         QCOMPARE(failed.count(), 0);
-        for (int i = 0; i < 20000; ++i) {
-            other->publish(Message(0, "first", payload)); // and is deleted with most of it unsent
-        }
+        establish(*client);
+        burst(); // and is deleted with some of it unsent
     }
 
     void aTopicThatTheStandardForbidsIsNotSent_data()
@@ -501,8 +495,10 @@ private slots:
         QTRY_COMPARE(connected.count(), 4);
         QCOMPARE(client->findChild<QAbstractSocket *>(), socket);
 
+        client->setAutoReconnectInterval(100000);
         client->disconnectFromHost();
         QTRY_COMPARE(disconnects, 4);
+        QVERIFY(client->findChild<QTimer *>("reconnect")->isActive());
         client->setAutoReconnect(false);
         QCOMPARE(client->connectionState(), QMQTT::STATE_DISCONNECTED);
         QVERIFY(!client->findChild<QTimer *>("reconnect")->isActive());
@@ -510,24 +506,22 @@ private slots:
 
     void silenceIsBrokenByAPing()
     {
+        FakeBroker silent;
         const auto client = plainClient(m_plain.port());
         client->setKeepAlive(1);
         QSignalSpy pinged(client.get(), &Client::pingresp);
-        QVERIFY(establish(*client));
-        QTRY_COMPARE(pinged.count(), 2);
-        QVERIFY(client->isConnectedToHost());
-    }
-
-    void anUnansweredPingEndsTheConnection()
-    {
-        FakeBroker broker;
-        const auto client = plainClient(broker.serverPort());
-        client->setKeepAlive(1);
         QSignalSpy failed(client.get(), &Client::error);
         QSignalSpy disconnected(client.get(), &Client::disconnected);
         QVERIFY(establish(*client));
+        QTRY_COMPARE(pinged.count(), 2);
+        client->disconnectFromHost();
         QTRY_COMPARE(disconnected.count(), 1);
-        QVERIFY(broker.received.endsWith(QByteArray::fromHex("c000")));
+        QCOMPARE(failed.count(), 0);
+
+        client->setPort(silent.serverPort());
+        QVERIFY(establish(*client));
+        QTRY_COMPARE(disconnected.count(), 2);
+        QVERIFY(silent.received.endsWith(QByteArray::fromHex("c000")));
         QCOMPARE(failed.count(), 1);
         QCOMPARE(failed[0][0].value<QMQTT::ClientError>(), QMQTT::MqttNoPingResponse);
     }
@@ -550,39 +544,31 @@ private slots:
         QCOMPARE(failed[0][0].value<QMQTT::ClientError>(), QMQTT::SocketTimeoutError);
     }
 
+    // The broker's chain ends with a self-signed root, which is not among the trusted ones here.
     void onlyATrustedBrokerIsBelieved_data()
     {
-        QTest::addColumn<bool>("selfSigned");
         QTest::addColumn<bool>("forgiving");
         QTest::addColumn<QString>("name");
         QTest::addColumn<bool>("believed");
-        const QString ca = "Sandbox authority"; // whose own certificate is the self-signed one
-        QTest::newRow("unknown authority") << false << true << "localhost" << false;
-        QTest::newRow("self-signed") << true << false << ca << false;
-        QTest::newRow("self-signed, forgiven") << true << true << ca << true;
-        QTest::newRow("self-signed, other name") << true << true << "localhost" << false;
+        QTest::newRow("self-signed") << false << "localhost" << false;
+        QTest::newRow("self-signed, forgiven") << true << "localhost" << true;
+        QTest::newRow("self-signed, forgiven, other name") << true << "elsewhere" << false;
     }
     void onlyATrustedBrokerIsBelieved()
     {
-        QFETCH(bool, selfSigned);
         QFETCH(bool, forgiving);
         QFETCH(QString, name);
         QFETCH(bool, believed);
-        TestBroker broker(TestBroker::PlainTcp);
-        QString key = m_tls.caFile();
-        key.replace(".pem", ".key");
-        QVERIFY(!selfSigned || broker.start({"certfile " + m_tls.caFile(), "keyfile " + key}));
         QSslConfiguration config = configuration();
         config.setCaCertificates({});
-        Client client("localhost", selfSigned ? broker.port() : m_tls.port(), config, forgiving);
+        Client client("localhost", m_tls.port(), config, forgiving);
         client.setVersion(QMQTT::V3_1_1);
         client.findChild<QSslSocket *>()->setPeerVerifyName(name);
         QSignalSpy sslErrors(&client, &Client::sslErrors);
         QSignalSpy failed(&client, &Client::error);
         client.connectToHost();
-        QTRY_COMPARE(sslErrors.count(), 1);
-qWarning() << sslErrors[0][0].value<QList<QSslError>>();
         QTRY_VERIFY(client.isConnectedToHost() == believed && failed.isEmpty() == believed);
+        QCOMPARE(sslErrors.count(), 1);
         QVERIFY(believed ||
                 failed[0][0].value<QMQTT::ClientError>() == QMQTT::SocketSslHandshakeFailedError);
     }
