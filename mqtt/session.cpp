@@ -23,11 +23,11 @@ constexpr auto longestPingWait = 60s;
 constexpr auto defaultReconnectInterval = 5s;
 // A broker that sends and does not read must not fill the memory with acknowledgements: with
 // more than this unsent nothing is read. Bytes.
-constexpr qint64 unsentLimit = 16 * 1024 * 1024;
+constexpr qint64 unsentLimit = qint64(16) * 1024 * 1024;
 // A long burst is sent in pieces of this size (bytes) while it is published: what is encrypted
 // then stays in the processor's cache, which halves the cost against one heap of megabytes.
-constexpr qint64 eagerFlush = 64 * 1024;
-constexpr qint64 socketReadBuffer = 1024 * 1024;
+constexpr qint64 eagerFlush = qint64(64) * 1024;
+constexpr qint64 socketReadBuffer = qint64(1024) * 1024;
 
 quint16 int16At(const char *bytes)
 {

@@ -1,8 +1,8 @@
 """The registrar, the broker and the JSON interface, over real sockets and with real clients."""
 
-import errno
 import base64
 import contextlib
+import errno
 import json
 import os
 import random
