@@ -12,7 +12,7 @@
 namespace {
 
 // Far more than a certificate chain or a key of 16384 bits takes.
-constexpr qint64 largestFile = 256 * 1024;
+constexpr qint64 largestFile = 256LL * 1024;
 
 constexpr QFile::Permissions userOnly = QFile::ReadOwner | QFile::WriteOwner;
 

@@ -39,7 +39,7 @@ public:
     int pendingCount() const { return static_cast<int>(m_pending.size()); }
 
     // A socket with more than this unsent takes no further message. Bytes.
-    static constexpr qint64 stalledAt = 1024 * 1024;
+    static constexpr qint64 stalledAt = 1024LL * 1024;
     // A pending list above this (payloads, topics and 128 bytes for each message) loses its
     // oldest messages, with a log line: an outage of weeks must not end in a full memory.
     static constexpr qint64 pendingLimit = 512LL * 1024 * 1024;

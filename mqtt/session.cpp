@@ -318,7 +318,9 @@ void Session::keepAliveElapsed()
         }
         return;
     }
-    const std::chrono::milliseconds idle(m_lastSent.elapsed());
+    // The standard asks only for something to be sent. But one who sends all the time and hears
+    // nothing may be talking to a dead link, and would find out after many minutes.
+    const std::chrono::milliseconds idle(qMax(m_lastSent.elapsed(), m_lastReceived.elapsed()));
     if (idle < keepAlive) {
         m_keepAlive->start(keepAlive - idle);
         return;
@@ -460,6 +462,7 @@ void Session::readPackets()
         if (m_readingPaused || !m_reader.readFrom(*m_socket)) {
             return;
         }
+        m_lastReceived.start();
         Packet packet;
         PacketReader::Next next = PacketReader::Next::HasPacket;
         while (guard.clientLives() && m_current &&

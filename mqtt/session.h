@@ -109,6 +109,7 @@ private:
     Outbox m_outbox;
     PacketReader m_reader;
     QElapsedTimer m_lastSent;
+    QElapsedTimer m_lastReceived;
     QHash<quint16, Awaited> m_awaited;
     QSet<quint16> m_received; // quality of service 2: passed on, not yet released by the broker
 };

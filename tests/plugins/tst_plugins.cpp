@@ -21,7 +21,7 @@ struct Plugin
         , type(qobject_cast<AbstractThingType *>(root))
         , keyed(qobject_cast<KeyedThingType *>(root))
     {
-        for (const QJsonValue &setting : description()["settings"].toArray()) {
+        for (const auto &setting : description()["settings"].toArray()) {
             defaults[setting["name"].toString()] = setting["value"].toVariant();
         }
     }
@@ -91,7 +91,7 @@ private slots:
             QCOMPARE(description["version"].toInt(), 1);
             QCOMPARE(description["type"].toString(), QString("thing"));
             QVERIFY(description["deps"].isArray());
-            for (const QJsonValue &setting : description["settings"].toArray()) {
+            for (const auto &setting : description["settings"].toArray()) {
                 QVERIFY(!setting["descr"].toString().isEmpty());
                 if (setting["type"] == "int") {
                     QVERIFY(setting["min"].toInt(1) <= setting["value"].toInt(-1));
