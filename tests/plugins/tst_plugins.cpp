@@ -21,7 +21,8 @@ struct Plugin
         , type(qobject_cast<AbstractThingType *>(root))
         , keyed(qobject_cast<KeyedThingType *>(root))
     {
-        for (const auto &setting : description()["settings"].toArray()) {
+        const QJsonArray settings = description()["settings"].toArray();
+        for (const QJsonValue &setting : settings) {
             defaults[setting["name"].toString()] = setting["value"].toVariant();
         }
     }
@@ -91,7 +92,8 @@ private slots:
             QCOMPARE(description["version"].toInt(), 1);
             QCOMPARE(description["type"].toString(), QString("thing"));
             QVERIFY(description["deps"].isArray());
-            for (const auto &setting : description["settings"].toArray()) {
+            const QJsonArray settings = description["settings"].toArray();
+            for (const QJsonValue &setting : settings) {
                 QVERIFY(!setting["descr"].toString().isEmpty());
                 if (setting["type"] == "int") {
                     QVERIFY(setting["min"].toInt(1) <= setting["value"].toInt(-1));
