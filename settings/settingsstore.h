@@ -69,7 +69,7 @@ template <typename Integer>
 Integer storedInteger(const QVariant &value, bool *ok)
 {
     const qint64 wide = value.toLongLong(ok);
-    *ok = *ok && wide >= std::numeric_limits<Integer>::min()
-        && wide <= std::numeric_limits<Integer>::max();
+    *ok = *ok && wide >= std::numeric_limits<Integer>::min() &&
+          wide <= std::numeric_limits<Integer>::max();
     return static_cast<Integer>(wide);
 }

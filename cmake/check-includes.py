@@ -1,6 +1,6 @@
 """Holds every include of the product against cmake/rooms.txt, the list that the build links by.
 
-usage: check_includes.py SOURCE_DIR ROOM_SOURCES QT_INCLUDE_DIR
+usage: check-includes.py SOURCE_DIR ROOM_SOURCES QT_INCLUDE_DIR
 ROOM_SOURCES is what the configuration wrote: "target file" for each source file of a room.
 """
 
