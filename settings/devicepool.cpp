@@ -2,7 +2,6 @@
 
 #include "settings/log.h"
 #include "settings/settingsstore.h"
-#include "settings/zusettings.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -60,11 +59,28 @@ QString PoolEntry::key() const
     return type + QLatin1Char('_') + version + QLatin1Char('_') + serial;
 }
 
+QJsonObject DevicePool::stored(const SettingsStore &store)
+{
+    const QString text = store.value(keys::DevicePool);
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(text.toLatin1(), &error);
+    if (!document.isObject() && !text.isEmpty()) {
+        qCWarning(lcSettings) << "The device pool cannot be read and counts as empty:"
+                              << error.errorString();
+    }
+    return document.object();
+}
+
 DevicePool DevicePool::load(SettingsStore &store)
 {
     DevicePool pool;
-    pool.m_root = ZUSettings::parsePool(store);
-    const QJsonArray devices = pool.m_root.take(devicesMember).toArray();
+    pool.m_root = stored(store);
+    const QString text = store.value(keys::DevicePool);
+    const QJsonValue list = pool.m_root.take(devicesMember);
+    if (!text.isEmpty() && !list.isArray() && text != QLatin1String(keys::DevicePool.fallback)) {
+        pool.m_unreadable = text;
+    }
+    const QJsonArray devices = list.toArray();
     pool.m_devices.reserve(devices.size());
     for (const QJsonValue &device : devices) {
         pool.m_devices.append(device);
@@ -76,7 +92,7 @@ DevicePool DevicePool::load(SettingsStore &store)
 DevicePool DevicePool::read()
 {
     SettingsStore store;
-    ZUSettings::checkVersion(store);
+    store.checkVersion();
     return load(store);
 }
 
@@ -84,7 +100,7 @@ void DevicePool::update(const std::function<void(DevicePool &)> &change)
 {
     const QMutexLocker lock(&writers());
     SettingsStore store;
-    ZUSettings::checkVersion(store);
+    store.checkVersion();
     DevicePool pool = load(store);
     change(pool);
     pool.save(store);
@@ -92,11 +108,8 @@ void DevicePool::update(const std::function<void(DevicePool &)> &change)
 
 void DevicePool::save(SettingsStore &store)
 {
-    const QString old = store.value(keys::DevicePool);
-    QJsonParseError error;
-    QJsonDocument::fromJson(old.toLatin1(), &error);
-    if (error.error != QJsonParseError::NoError && !old.isEmpty()) {
-        store.set(keys::UnreadablePool, old);
+    if (!m_unreadable.isEmpty()) {
+        store.set(keys::UnreadablePool, m_unreadable);
     }
     m_root[updatedMember] = QDateTime::currentDateTime().toString("yyyy.MM.dd hh:mm:ss");
     store.set(keys::DevicePool, asciiJson(toJson()));

@@ -8,6 +8,8 @@
 
 #include <functional>
 
+class SettingsStore;
+
 // One known device as the pool keeps it.
 struct PoolEntry
 {
@@ -31,6 +33,9 @@ class DevicePool
 {
 public:
     DevicePool() = default;
+
+    // The stored text as JSON, read as Latin-1; empty, with a log line, when it is none.
+    static QJsonObject stored(const SettingsStore &store);
 
     // The stored pool. One that cannot be read counts as empty, with a log line; its text is
     // kept aside when the next write replaces it.
@@ -59,11 +64,12 @@ public:
     QJsonObject toJson() const;
 
 private:
-    static DevicePool load(class SettingsStore &store);
-    void save(class SettingsStore &store);
+    static DevicePool load(SettingsStore &store);
+    void save(SettingsStore &store);
     void reindex();
 
-    QJsonObject m_root; // everything but "devices"
+    QJsonObject m_root;   // everything but "devices"
+    QString m_unreadable; // the stored text, when it holds no list of devices
     QVector<QJsonValue> m_devices;
     QHash<QString, int> m_index;
 };

@@ -96,6 +96,14 @@ QByteArray SettingsStore::value(const Key<QByteArray> &key) const
     });
 }
 
+void SettingsStore::checkVersion()
+{
+    const QString running = QLatin1String(defaults::Version);
+    if (!contains(keys::StoredVersion) || value(keys::StoredVersion) != running) {
+        set(keys::StoredVersion, running);
+    }
+}
+
 void SettingsStore::clear()
 {
     m_changed = true;

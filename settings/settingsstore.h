@@ -42,6 +42,8 @@ public:
     {
         return m_settings.contains(QLatin1String(key.path));
     }
+    // Makes sure that the store names the running version as that of its layout.
+    void checkVersion();
     // Removes every key of the application.
     void clear();
 

@@ -28,9 +28,6 @@ public:
     // stream is still good afterwards.
     bool exportAll(QDataStream &stream);
 
-    static QJsonObject parsePool(const SettingsStore &store);
-    static void checkVersion(SettingsStore &store);
-
 public slots:
     // Takes the registration id from every known device and forgets the gateway's serial. The
     // credential files are not touched.

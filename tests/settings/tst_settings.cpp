@@ -100,18 +100,25 @@ private slots:
                     .hasMatch());
     }
 
+    void anUnreadablePoolCountsAsEmptyAndIsKeptAside_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("broken") << "{\"devices\": [oops";
+        QTest::newRow("another kind") << "[1]";
+        QTest::newRow("devices are no list") << "{\"devices\":{\"a\":1}}";
+    }
     void anUnreadablePoolCountsAsEmptyAndIsKeptAside()
     {
-        QSettings().setValue("Devices/Pool", "{\"devices\": [oops");
-        QVERIFY(ZUSettings().pool().isEmpty());
+        QFETCH(QString, text);
+        QSettings().setValue("Devices/Pool", text);
+        QCOMPARE(DevicePool::read().size(), 0);
         QSettings().setValue("Cloud/Serial", "ABC");
         ZUSettings().resetRegistration();
         const QJsonObject pool = ZUSettings().pool();
         QCOMPARE(pool.keys(), (QStringList{"devices", "updated"}));
         QVERIFY(pool["devices"].toArray().isEmpty());
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString());
-        QCOMPARE(QSettings().value("Devices/PoolUnreadable").toString(),
-                 QString("{\"devices\": [oops"));
+        QCOMPARE(QSettings().value("Devices/PoolUnreadable").toString(), text);
     }
 
     void theGatewayIsFoundByItsSerialThenByItsKind()

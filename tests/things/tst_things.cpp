@@ -3,6 +3,8 @@
 #include "things/thingindex.h"
 #include "things/thingstate.h"
 
+#include <QSequentialIterable>
+
 class TestThings : public QObject
 {
     Q_OBJECT
@@ -44,6 +46,8 @@ private slots:
         QVERIFY(bare.state.isEmpty());
         const ThingState full(&thing, true);
         QCOMPARE(full.state, thing.current);
+        const QVariant list = QVariant::fromValue(ThingStateList{bare, full});
+        QCOMPARE(list.value<QSequentialIterable>().size(), 2);
         QVERIFY(full.alias == "a" && full.shortid == "fake_1_1" && full.regid == "r" && !full.gone);
     }
 
