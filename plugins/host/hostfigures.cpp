@@ -1,7 +1,5 @@
 #include "plugins/host/hostfigures.h"
 
-#include <QStorageInfo>
-
 #include <algorithm>
 #include <cmath>
 
@@ -23,15 +21,4 @@ std::optional<double> HostFigures::cpuPercent()
     const double idle =
         now->idle > before->idle ? static_cast<double>(now->idle - before->idle) : 0;
     return std::round(10 * std::clamp(100 * (1 - idle / total), 0.0, 100.0)) / 10;
-}
-
-std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
-{
-    const QStorageInfo storage(path);
-    const qint64 total = storage.bytesTotal();
-    const qint64 free = storage.bytesAvailable();
-    if (!storage.isValid() || !storage.isReady() || total <= 0 || free < 0 || free > total) {
-        return {};
-    }
-    return Space{static_cast<quint64>(free), static_cast<quint64>(total)};
 }

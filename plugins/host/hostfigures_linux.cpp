@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QList>
 
+#include <sys/statvfs.h>
+
 namespace {
 
 // The files of /proc that are read here have a few lines of interest at their beginning.
@@ -67,6 +69,19 @@ std::optional<qint64> HostFigures::uptimeSeconds()
         return {};
     }
     return static_cast<qint64>(seconds);
+}
+
+// Asked of the folder itself: the table of mounts, which the toolkit reads, need not have it in a
+// container.
+std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
+{
+    struct statvfs status = {};
+    if (statvfs(QFile::encodeName(path).constData(), &status) != 0 || status.f_blocks == 0 ||
+        status.f_bavail > status.f_blocks) {
+        return {};
+    }
+    return Space{static_cast<quint64>(status.f_bavail) * status.f_frsize,
+                 static_cast<quint64>(status.f_blocks) * status.f_frsize};
 }
 
 QString HostFigures::systemDisk()

@@ -39,6 +39,18 @@ std::optional<qint64> HostFigures::uptimeSeconds()
     return static_cast<qint64>(GetTickCount64() / millisecondsPerSecond);
 }
 
+std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
+{
+    ULARGE_INTEGER free;
+    ULARGE_INTEGER total;
+    const auto *const folder = reinterpret_cast<const wchar_t *>(path.utf16());
+    if (GetDiskFreeSpaceExW(folder, &free, &total, nullptr) == 0 || total.QuadPart == 0 ||
+        free.QuadPart > total.QuadPart) {
+        return {};
+    }
+    return Space{free.QuadPart, total.QuadPart};
+}
+
 QString HostFigures::systemDisk()
 {
     return QStringLiteral("C:/");
