@@ -44,22 +44,6 @@ private slots:
         QCOMPARE(topics::idOfUpdate(topic).isNull(), id.isNull());
     }
 
-    void startFailsWithTheReason()
-    {
-        VelmorCloudClient client;
-        QCOMPARE(client.lastError(), QString("no error"));
-        CredentialStore().removeCredentials();
-        QVERIFY(!client.start("", 10, "localhost", 1));
-        QCOMPARE(client.lastError(), QString("clientid cannot be empty"));
-        QVERIFY(!client.start("id", 10, "localhost", 1));
-        QCOMPARE(client.lastError(), QString("Key is missing / invalid"));
-        storeCredentials();
-        QVERIFY(QFile::remove(CredentialStore().certFilePath()));
-        QVERIFY(!client.start("id", 10, "localhost", 1));
-        QCOMPARE(client.lastError(), QString("Certificate is missing / invalid"));
-        storeCredentials();
-    }
-
     // Subscriptions first, then the backlog in its order, and nothing fresh in between.
     void theBacklogGoesOutBeforeAnythingFresh()
     {

@@ -16,13 +16,6 @@ private slots:
         QVERIFY(QDir(m_dir->path()).mkpath("app"));
     }
 
-    void withoutAFolderThereAreNoPlugins()
-    {
-        PluginLoader loader(m_dir->filePath("app"));
-        loader.load();
-        QVERIFY(loader.plugins().isEmpty());
-    }
-
     void theFolderBesideTheProgramWinsOverTheOneAbove_data()
     {
         QTest::addColumn<bool>("beside");
@@ -78,15 +71,6 @@ private slots:
             loader.deinitialise();
         }
         QCOMPARE(qApp->property("dep/deinit").toInt(), 1);
-    }
-
-    void aLaterPluginOfTheSameNameTakesThePlace()
-    {
-        copy("plugins/thing_fake", "app/plugins/thing_a");
-        copy("plugins/thing_fake", "app/plugins/thing_b");
-        PluginLoader loader(m_dir->filePath("app"));
-        loader.load();
-        QCOMPARE(loader.plugins().size(), 1);
     }
 
 private:

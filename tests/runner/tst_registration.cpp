@@ -157,20 +157,6 @@ private slots:
         }
     }
 
-    void aResultThatIsNoObjectEndsSilently()
-    {
-        nameAll();
-        m_runner->generateDoc();
-        QTRY_COMPARE(m_registrar->documents.size(), 1);
-        m_registrar->send("result", "[1]");
-        QTRY_COMPARE(m_registrar->stream.isNull() ||
-                         m_registrar->stream->state() != QTcpSocket::ConnectedState,
-                     true);
-        QVERIFY(m_finished->isEmpty());
-        m_runner->generateDoc(); // not busy any more
-        QTRY_COMPARE(m_registrar->documents.size(), 2);
-    }
-
     void aRegistrarThatMustNotBeAskedIsNot()
     {
         nameAll();

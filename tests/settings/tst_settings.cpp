@@ -55,14 +55,6 @@ private slots:
         QVERIFY(SettingsStore().pluginEnabled("lampion"));
     }
 
-    void theVersionIsPutRightAndReadingWritesNothingElse()
-    {
-        QSettings().setValue("System/Version", "0.1.0");
-        DevicePool::read();
-        QCOMPARE(QSettings().allKeys(), QStringList{"System/Version"});
-        QCOMPARE(QSettings().value("System/Version").toString(), QString("0.2.0"));
-    }
-
     void anyAliasSurvivesTheLatin1ReadingOfThePool()
     {
         const QString alias = QString::fromUtf8("Лампа \xf0\x9f\x92\xa1 \"é\" \\ ,;%");

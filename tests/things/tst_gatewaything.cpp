@@ -44,25 +44,6 @@ private slots:
     void init() { QSettings().clear(); }
     void cleanup() { CredentialStore().removeCredentials(); }
 
-    void theReportIntervalIsNeverBelowAMinute()
-    {
-        GatewayThing gateway;
-        gateway.setReportInterval(30);
-        QCOMPARE(gateway.reportInterval(), 60);
-        gateway.setProperty("reportInterval", 600);
-        QCOMPARE(gateway.reportInterval(), 600);
-    }
-
-    void withoutARegistrationNothingConnects()
-    {
-        GatewayThing gateway;
-        QVERIFY(!gateway.connectToCloud(false));
-        gateway.setRegid("G");
-        QVERIFY(!gateway.connectToCloud(false)); // no files
-        QVERIFY(!gateway.holdsCredentials());
-        QCOMPARE(gateway.cloudid(), QString("gateway_200_?_G"));
-    }
-
     void aReplyIsAppliedToGatewayAndFleet()
     {
         GatewayThing gateway;
