@@ -1,45 +1,12 @@
 #include "registration/qssemanager.h"
+#include "tests/support/fakeregistrar.h"
 #include "tests/support/testmain.h"
 
-#include <QTcpServer>
-#include <QTcpSocket>
+#include <QNetworkReply>
 
 #include <functional>
 
 namespace {
-
-const QByteArray streamHead = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
-                              "Connection: close\r\n\r\n";
-
-// An HTTP server of which the test writes every answer itself. An answer ends with its connection.
-class Server : public QTcpServer
-{
-public:
-    Server()
-    {
-        listen(QHostAddress::LocalHost);
-        connect(this, &QTcpServer::newConnection, this, [this] {
-            QTcpSocket *socket = nextPendingConnection();
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
-                m_head += socket->readAll();
-                if (m_head.endsWith("\r\n\r\n")) {
-                    requests << std::exchange(m_head, QByteArray()).split('\r').constFirst();
-                    sockets << socket;
-                }
-            });
-        });
-    }
-    QString url(const char *host = "127.0.0.1") const
-    {
-        return QStringLiteral("http://%1:%2/register").arg(QLatin1String(host)).arg(serverPort());
-    }
-
-    QList<QByteArray> requests; // their first lines
-    QList<QTcpSocket *> sockets;
-
-private:
-    QByteArray m_head;
-};
 
 // The client under test, on a stream of a server, and all that it says, in order.
 struct Session
@@ -63,23 +30,25 @@ struct Session
                              onWord(data);
                          });
     }
+    QNetworkReply *reply() const { return client->findChildren<QNetworkReply *>().last(); }
+    bool isAnswered() const
+    {
+        return reply()->attribute(QNetworkRequest::HttpStatusCodeAttribute) == 200;
+    }
     bool open()
     {
-        const int before = server.sockets.size();
-        return client->open(server.url(), {}) &&
-               QTest::qWaitFor([&] { return server.sockets.size() > before; }) &&
-               server.sockets.last()->write(streamHead) > 0;
+        return client->open(server.url(), {}) && QTest::qWaitFor([this] { return isAnswered(); });
     }
     // Sends a piece and waits until the client has seen it, so that it is a piece there too.
     bool send(const QByteArray &piece)
     {
-        QSignalSpy read(client->findChildren<QNetworkReply *>().last(), &QIODevice::readyRead);
-        server.sockets.last()->write(piece);
-        server.sockets.last()->flush();
+        QSignalSpy read(reply(), &QIODevice::readyRead);
+        server.stream->write(piece);
+        server.stream->flush();
         return read.count() > 0 || read.wait();
     }
 
-    Server server;
+    FakeRegistrar server;
     std::unique_ptr<QSSEManager> client = std::make_unique<QSSEManager>();
     QStringList said;
     std::function<void(const QString &)> onWord = [](const QString &) {};
@@ -94,12 +63,9 @@ class TestQSSEManager : public QObject
 private slots:
     void piecesBecomeEvents()
     {
-        using Pieces = QList<QByteArray>;
-        const QList<QPair<Pieces, QStringList>> table = {
-            {{"event: code\r\ndata: x\r\n\r\n"}, {"code|x|"}},
+        const QList<QPair<QByteArrayList, QStringList>> table = {
             // Two line feeds do not end an event; three do, and so do carriage returns.
             {{"event: a\ndata: x\n\nevent: b\ndata: y\n\n", "\r\n"}, {"b|x\ny|"}},
-            {{"data: x\n\n\n"}, {"|x|"}},
             {{"data: x\r\r"}, {"|x|"}},
             // A line end that is split over pieces ends the event.
             {{"data: x\r", "\ndata: y\r\n\r\n"}, {"|x|", "|y|"}},
@@ -108,11 +74,9 @@ private slots:
             {{":data: c\r\n: \r\nData: d\r\nfoo: e\r\n:\r\ndata: x:y\r\n\r\n"}, {"|x:y|"}},
             // The id stays and an empty one is ignored; the type goes, also without data.
             {{"event: a\r\nid: 7\r\ndata: x\r\n\r\nid:\r\nid\r\ndata\r\n\r\n"}, {"a|x|7", "||7"}},
-            {{"event: a\r\n\r\ndata: x\r\n\r\n"}, {"|x|"}},
             {{"data: \xc3", "\xa4 \xf0\x9f", "\x98", "\x80\r\n\r\n"}, {QString::fromUtf8("|ä 😀|")}},
             {{QByteArray("data: a\0b\r\n\r\n", 12), "c\xff\r\n\r\n"},
-             {QString::fromUtf8("|ac\xef\xbf\xbd|")}},
-        };
+             {QString::fromUtf8("|ac\xef\xbf\xbd|")}}};
         for (const auto &[pieces, events] : table) {
             Session session;
             QVERIFY(session.open());
@@ -126,82 +90,57 @@ private slots:
     void anEndIsAnnouncedOnceAndAllowsAnother()
     {
         Session session;
-        QVERIFY(!session.client->isOpen());
         for (const bool failure : {false, true}) {
             session.said.clear();
             QVERIFY(session.open());
-            QVERIFY(session.client->isOpen());
             QVERIFY(!session.client->open(session.server.url(), {}));
-            QCOMPARE(session.client->retry(), 3000);
-            QVERIFY(session.send("id: 1\r\nretry: 5000\r\nretry: x\r\ndata: a\r\n\r\ndata: half"));
-            QCOMPARE(session.client->retry(), 5000);
-            QTcpSocket *socket = session.server.sockets.last();
-            failure ? socket->abort() : socket->close();
+            QVERIFY(session.send("id: 1\r\ndata: a\r\n\r\ndata: half"));
+            failure ? session.server.stream->abort() : session.server.stream->close();
             QTRY_COMPARE(session.said, (QStringList{"|a|1", "finished"}));
             QVERIFY(!session.client->isOpen());
         }
         QVERIFY(session.open());
-        QVERIFY(session.send("data: b\r\n\r\n"));
         session.client->close();
         session.client->close();
         session.server.close();
-        QVERIFY(session.client->open(session.server.url("localhost"), {}));
-        QTRY_COMPARE(session.said, (QStringList{"|a|1", "finished", "|b|", "disconnected", "closed",
-                                                "finished"}));
-        session.client->close(); // nothing is open any more, but a reply is there to release
-        session.client->sse_finished();
-        QCOMPARE(session.said.mid(6), QStringList{"closed"});
+        QVERIFY(session.client->open(session.server.url(), {}));
+        QTRY_COMPARE(session.said.mid(2), (QStringList{"disconnected", "closed", "finished"}));
     }
 
     void aHandlerMayDoAnything()
     {
         // When the handler hears the first word it does the second, and this is said in all.
         const QList<QStringList> table = {
-            {"1", "close", "|1|", "disconnected", "closed"},
             {"1", "close open", "|1|", "disconnected", "closed", "|new|"},
-            {"1", "finish", "|1|", "finished", "closed"},
             {"1", "destroy", "|1|"},
             {"1", "close open destroy", "|1|", "disconnected", "closed"},
-            {"1", "event loop", "|1|", "|2|", "|resting|", "finished"},
             {"resting", "close", "|1|", "|2|", "|resting|", "disconnected", "closed"},
             {"finished", "open", "|1|", "|2|", "|resting|", "finished", "|new|"},
             {"finished", "destroy", "|1|", "|2|", "|resting|", "finished"}};
         for (const QStringList &row : table) {
-            const QString what = row.at(1);
             Session session;
-            const auto sendRest = [&] {
-                session.server.sockets.first()->write("ing\r\n\r\n");
-                session.server.sockets.first()->close();
-            };
+            QVERIFY(session.open());
+            const QPointer<QTcpSocket> first = session.server.stream;
             session.onWord = [&](const QString &word) {
-                if (word != row.first()) {
-                    return;
-                }
-                if (what.contains("event loop")) {
-                    sendRest();
-                    QVERIFY(QTest::qWaitFor([&] { return !session.client->isOpen(); }));
-                }
+                const QString what = word == row.first() ? row.at(1) : QString();
                 if (what.contains("close")) {
                     session.client->close();
                 }
                 if (what.contains("open")) {
                     QVERIFY(session.client->open(session.server.url(), {}));
                 }
-                if (what.contains("finish")) {
-                    session.client->sse_finished();
-                }
                 if (what.contains("destroy")) {
                     session.client.reset();
                 }
             };
-            QVERIFY(session.open());
             QVERIFY(session.send("data: 1\r\n\r\ndata: 2\r\n\r\ndata: rest"));
             if (row.first() != "1") {
-                sendRest();
+                first->write("ing\r\n\r\n");
+                first->close();
             }
             if (row.contains("|new|")) {
-                QTRY_COMPARE(session.server.sockets.size(), 2);
-                session.server.sockets.last()->write(streamHead + "data: new\r\n\r\n");
+                QTRY_VERIFY(session.server.stream != first && session.isAnswered());
+                session.server.stream->write("data: new\r\n\r\n");
             }
             QTRY_COMPARE(session.said, row.mid(2));
         }
@@ -214,7 +153,6 @@ private slots:
             {"data: 3456789\r\n\r\n", {"|3456789|"}},
             {line + line + "data: 123\r\n\r\n", {"|1234567\n1234567\n123|"}},
             {"data: 34567890\r\n\r\n", {"finished", "closed"}},
-            {QByteArray(14, 'x'), {"finished", "closed"}},
             {line + line + "data: 1234\r\n", {"finished", "closed"}},
             {QByteArray("data\r\n").repeated(21), {"finished", "closed"}},
             {"data: 1\r\n\r\ndata: 34567890\r\ndata: 2\r\n\r\n", {"|1|", "finished", "closed"}}};
@@ -229,55 +167,43 @@ private slots:
 
     void credentialsTravelSafely()
     {
-        for (const char *url : {"https://127.0.0.1:1/", "http://LOCALHOST:1/",
-                                "http://127.3.2.1:1/", "http://[::1]:1/"}) {
+        for (const char *url : {"https://127.0.0.1:1/", "http://LOCALHOST:1/", "http://[::1]:1/"}) {
             QVERIFY2(QSSEManager().open(url, {}), url);
         }
         for (const char *url :
-             {"http://192.0.2.1/", "http://0.0.0.0/", "http://128.0.0.1/", "http://127.0.0.1.x/",
-              "http://localhost.example/", "http://localhost@192.0.2.1/", "http://[2001:db8::1]/",
-              "http:///x", "https:///x", "ftp://127.0.0.1/", "file:///etc/hostname", "data:,x",
-              "127.0.0.1", "", "http://["}) {
+             {"http://192.0.2.1/", "http://127.0.0.1.x/", "http://localhost@192.0.2.1/",
+              "http:///x", "ftp://127.0.0.1/", "file:///etc/hostname", "127.0.0.1", ""}) {
             QSSEManager client;
             QVERIFY2(!client.open(url, {}) && !client.isOpen(), url);
         }
     }
 
-    void redirectsToThisComputerAreFollowed()
+    // The first host is this computer; the second reaches it too, but is no loopback address.
+    void queriesStayWholeAndOnlyRedirectsToThisComputerAreFollowed()
     {
-        Server target;
-        target.close();
-        QVERIFY(target.listen(QHostAddress::Any));
-        QSignalSpy arrived(&target, &QTcpServer::newConnection);
-        // The second reaches the same server, but is no loopback address.
-        for (const char *host : {"localhost", "0.0.0.0"}) {
+        for (const QByteArray host : {"localhost", "0.0.0.0"}) {
+            QTcpServer front;
+            QVERIFY(front.listen(QHostAddress::LocalHost));
             Session session;
-            QVERIFY(session.client->open(session.server.url(), {}));
-            QTRY_COMPARE(session.server.sockets.size(), 1);
-            session.server.sockets.last()->write(
-                "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: " +
-                target.url(host).toUtf8() + "\r\n\r\n");
-            if (arrived.isEmpty()) {
-                QTRY_COMPARE(target.sockets.size(), 1);
-                target.sockets.last()->write(streamHead + "data: x\r\n\r\n");
-                QTRY_COMPARE(session.said, QStringList{"|x|"});
+            QSignalSpy reached(&session.server, &QTcpServer::newConnection);
+            const QString url = QString("http://127.0.0.1:%1/r?old=1").arg(front.serverPort());
+            QVERIFY(session.client->open(url, {{"doc", "a-_=="}, {"b", "%41+&c=d#\u00e9 "}}));
+            QTRY_VERIFY(front.hasPendingConnections());
+            QTcpSocket *const socket = front.nextPendingConnection();
+            QTRY_VERIFY(socket->canReadLine());
+            QCOMPARE(socket->readLine().split(' ').at(1),
+                     QByteArray("/r?b=%2541%2B%26c%3Dd%23%C3%A9%20&doc=a-_%3D%3D"));
+            socket->write("HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: http://" + host +
+                          ':' + QByteArray::number(session.server.serverPort()) + "\r\n\r\n");
+            if (host == "localhost") {
+                QTRY_VERIFY(!reached.isEmpty() && session.isAnswered());
+                session.server.send("e", "x");
+                QTRY_COMPARE(session.said, QStringList{"e|x|"});
             } else {
                 QTRY_COMPARE(session.said, (QStringList{"finished", "closed"}));
-                QVERIFY(!session.client->isOpen());
-                QVERIFY(!arrived.wait(300));
+                QVERIFY(!reached.wait(300));
             }
         }
-    }
-
-    void queriesArriveAsTheyWere()
-    {
-        Session session;
-        QVERIFY(session.client->open(session.server.url() + "?old=1",
-                                     {{"doc", "a-_=="}, {"b", "%41+&c=d#\u00e9 "}, {"a", 7}}));
-        QTRY_COMPARE(session.server.requests.size(), 1);
-        QCOMPARE(
-            session.server.requests.first(),
-            QByteArray("GET /register?a&b=%2541%2B%26c%3Dd%23%C3%A9%20&doc=a-_%3D%3D HTTP/1.1"));
     }
 };
 

@@ -4,16 +4,13 @@ import base64
 import http.client
 import json
 import os
-import queue
-import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 import urllib.parse
 import zlib
 
-PATIENCE = 30  # seconds, only ever used up by a failure
+PATIENCE = 60  # seconds, only ever used up by a failure
 
 
 def encoded(document):
@@ -23,111 +20,74 @@ def encoded(document):
 
 def new_gateway(alias="Home", siblings=()):
     document = {"gw": "gateway_200_?", "alias": alias}
-    if siblings:
-        document["sib"] = [list(pair) for pair in siblings]
-    return document
+    return {**document, "sib": siblings} if siblings else document
 
 
 class Sandbox:
-    """The program under test on ports of its own. Use as a context."""
+    """The program under test on ports of its own; `info` is None when it did not start."""
 
     def __init__(self, *options, folder=None):
-        self.root = tempfile.mkdtemp(prefix="kvg-sandbox-test-") if folder is None else None
-        self.folder = folder or os.path.join(self.root, "state")
-        self.log = []
-        self.process = subprocess.Popen(
-            [sys.argv[1], "--authority", sys.argv[2], "--dir", self.folder, "--until-eof", *options],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        self._logger = threading.Thread(target=self._read_log, daemon=True)
-        self._logger.start()
+        self.root = tempfile.TemporaryDirectory(prefix="kvg-sandbox-", ignore_cleanup_errors=True)
+        self.folder = folder or os.path.join(self.root.name, "state")
+        with open(os.path.join(self.root.name, "log"), "w", encoding="utf-8") as log:
+            self.process = subprocess.Popen(
+                [sys.argv[1], "--authority", sys.argv[2], "--dir", self.folder, "--until-eof",
+                 *options], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=log, text=True)
         first = self.process.stdout.readline()
-        if not first:
-            self.process.wait(PATIENCE)
-            self._logger.join(PATIENCE)
-            self.info = None
-            return
-        self.info = json.loads(first)
-        self.address = urllib.parse.urlsplit(self.info["portal"]).netloc
+        self.info = json.loads(first) if first else None
+        self.address = first and urllib.parse.urlsplit(self.info["portal"]).netloc
 
-    def _read_log(self):
-        for line in self.process.stderr:
-            self.log.append(line.rstrip())
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
+    def log(self):
+        with open(os.path.join(self.root.name, "log"), encoding="utf-8") as log:
+            return log.read()
 
     def close(self):
         self.process.stdin.close()
         code = self.process.wait(PATIENCE)
-        self._logger.join(PATIENCE)
         self.process.stdout.close()
-        self.process.stderr.close()
-        if self.root:
-            shutil.rmtree(self.root)
+        self.root.cleanup()
         return code
 
-    def connect(self):
-        return http.client.HTTPConnection(self.address, timeout=PATIENCE)
+    def open(self, method, path, body=None, headers=None):
+        connection = http.client.HTTPConnection(self.address, timeout=PATIENCE)
+        connection.request(method, path, None if body is None else json.dumps(body),
+                           {"Content-Type": "application/json", "Connection": "close",
+                            **(headers or {})})
+        return connection.getresponse()
 
-    def request(self, method, path, body=None, headers=None):
-        connection = self.connect()
-        data = json.dumps(body) if isinstance(body, dict) else body
-        connection.request(method, path, data, {"Content-Type": "application/json", **(headers or {})})
-        response = connection.getresponse()
-        text = response.read().decode()
-        connection.close()
-        return response.status, text
-
-    def post(self, path, body, headers=None):
-        status, text = self.request("POST", path, body, headers)
-        return status, json.loads(text)
+    def status(self, *request):
+        with self.open(*request) as response:
+            response.read()
+            return response.status
 
     def things(self):
-        return json.loads(self.request("GET", "/api/things")[1])["gateways"]
+        with self.open("GET", "/api/things") as response:
+            return json.load(response)["gateways"]
 
     def enter(self, code):
-        return self.post("/api/code", {"code": code})
-
-    def broker_pid(self):
-        """The child of the sandbox that runs mosquitto."""
-        path = f"/proc/{self.process.pid}/task/{self.process.pid}/children"
-        with open(path, encoding="ascii") as children:
-            return int(children.read().split()[0])
+        return self.status("POST", "/api/code", {"code": code})
 
 
 class Stream:
     """An event stream, parsed as strictly as the gateway does: CRLF line ends only."""
 
     def __init__(self, sandbox, path):
-        self.connection = sandbox.connect()
-        self.connection.request("GET", path, headers={"Accept-Encoding": "gzip, deflate"})
-        self.response = self.connection.getresponse()
-        self.kind = self.response.getheader("Content-Type")
-
-    def line(self):
-        line = self.response.readline()
-        assert not line or line.endswith(b"\r\n") and b"\n" not in line[:-1], line
-        return line[:-2].decode() if line else None
+        self.response = sandbox.open("GET", path, None, {"Accept-Encoding": "gzip, deflate"})
 
     def event(self):
         """The next event as name and object, or None at the end of the stream."""
         fields = {}
-        while True:
-            line = self.line()
-            if line is None:
-                return None
-            if not line and fields:
+        while line := self.response.readline():
+            assert line.endswith(b"\r\n") and b"\n" not in line[:-1], line
+            if line == b"\r\n" and fields:
                 return fields["event"], json.loads(fields["data"])
-            name, _, value = line.partition(": ")
-            if name and not line.startswith(":"):
+            if not line.startswith((b":", b"\r")):
+                name, _, value = line[:-2].decode().partition(": ")
                 fields[name] = value
+        return None
 
     def close(self):
         self.response.close()
-        self.connection.close()
 
 
 def registering(sandbox, document):
@@ -140,24 +100,18 @@ class Gateway:
 
     def __init__(self, sandbox, document, enter=None):
         stream = registering(sandbox, document)
-        name, self.code = stream.event()
-        assert name == "code", (name, self.code)
-        (enter or sandbox.enter)(self.code["code"])
+        (enter or sandbox.enter)(stream.event()[1]["code"])
         name, self.result = stream.event()
-        assert name == "result", (name, self.result)
-        assert stream.event() is None
-        stream.close()
-        self.folder = tempfile.mkdtemp(prefix="kvg-gateway-test-")
-        self.listeners = []
-        for file, member in (("key", "priv"), ("pem", "file")):
-            with open(os.path.join(self.folder, file), "w", encoding="ascii") as out:
-                out.write(self.result["cred"][member])
+        assert name == "result" and stream.event() is None, (name, self.result)
+        self.folder = tempfile.TemporaryDirectory(prefix="kvg-gateway-")
+        self.pem = os.path.join(self.folder.name, "pem")
         self.id = self.result["id"]
         self.things = [thing["id"] for thing in self.result["fleet"]]
+        with open(self.pem, "w", encoding="ascii") as pem:
+            pem.write(self.result["cred"]["file"] + "\n" + self.result["cred"]["priv"])
         self.link = ["-h", self.result["server"], "-p", str(self.result["port"]), "-u", self.id,
-                     "--cafile", sandbox.info["ca"],
-                     "--cert", os.path.join(self.folder, "pem"),
-                     "--key", os.path.join(self.folder, "key")]
+                     "--cafile", sandbox.info["ca"], "--cert", self.pem, "--key", self.pem]
+        self.listener = None
 
     def publish(self, thing, state):
         text = state if isinstance(state, str) else json.dumps(state)
@@ -165,35 +119,21 @@ class Gateway:
                        input=text.encode(), check=True, timeout=PATIENCE)
 
     def listen(self):
-        """Connects under the gateway's id; the updates that come end in the queue."""
-        process = subprocess.Popen(
-            ["stdbuf", "-oL", "mosquitto_sub", *self.link, "-d", "-i", self.id,
+        """Connects under the gateway's id; for next(): the updates that come."""
+        self.listener = subprocess.Popen(
+            ["stdbuf", "-oL", "mosquitto_sub", *self.link, "-d", "-i", self.id, "-W", "250",
              "-F", "UPDATE %t %p", "-t", "things/+/update"], stdout=subprocess.PIPE, text=True)
-        updates = queue.Queue()
-        ready = threading.Event()
-
-        def read():
-            for line in process.stdout:
-                if line.startswith("Subscribed"):
-                    ready.set()
-                elif line.startswith("UPDATE "):
-                    _, topic, payload = line.rstrip("\n").split(" ", 2)
-                    updates.put((topic, json.loads(payload)))
-
-        reader = threading.Thread(target=read, daemon=True)
-        reader.start()
-        self.listeners.append((process, reader))
-        assert ready.wait(PATIENCE), "the broker lets the gateway in"
-        return updates
+        lines = self.listener.stdout
+        assert any(line.startswith("Subscribed") for line in lines), "the broker lets it in"
+        updates = (line.split(" ", 2) for line in lines if line.startswith("UPDATE "))
+        return ((topic, json.loads(payload)) for _, topic, payload in updates)
 
     def hang_up(self):
-        for process, reader in self.listeners:
-            process.terminate()
-            process.wait(PATIENCE)
-            reader.join(PATIENCE)
-            process.stdout.close()
-        self.listeners.clear()
+        if self.listener:
+            self.listener.terminate()
+            self.listener.communicate()
+            self.listener = None
 
     def close(self):
         self.hang_up()
-        shutil.rmtree(self.folder)
+        self.folder.cleanup()
