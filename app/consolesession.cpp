@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
+constexpr int loaded = -1;                // no operation: the start-up chain is done
 constexpr int longestCommand = 64 * 1024; // bytes
 
 QJsonObject toJson(const ThingState &thing)
@@ -60,6 +61,7 @@ std::chrono::milliseconds scanPeriod()
 
 ConsoleSession::ConsoleSession(QObject *parent)
     : QObject(parent)
+    , m_awaited(loaded)
     , m_input(new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this))
 {
     ZugatewRunner *const runner = m_worker.runner();
@@ -82,6 +84,7 @@ ConsoleSession::~ConsoleSession()
 void ConsoleSession::start()
 {
     m_worker.start();
+    m_awaited = ZugatewRunner::Load;
     queue(&ZugatewRunner::loadPlugins);
     if (SettingsStore().value(keys::AutoScan)) {
         m_scanTimer.start(scanPeriod());
@@ -109,31 +112,39 @@ void ConsoleSession::showResult(int operation, const QVariant &result)
     if (operation == ZugatewRunner::Rescan) {
         m_scanning = false;
     }
-    if (!m_loading) {
-        return;
+    // A command of the user's may ask for the same meanwhile; the chain goes on step by step.
+    if (operation == m_awaited) {
+        continueLoading();
     }
-    switch (operation) {
+}
+
+void ConsoleSession::continueLoading()
+{
+    switch (m_awaited) {
     case ZugatewRunner::Load:
+        m_awaited = ZugatewRunner::Lsmod;
         queue(&ZugatewRunner::listPlugins);
         break;
     case ZugatewRunner::Lsmod:
+        m_awaited = ZugatewRunner::Rescan;
         requestScan();
         break;
     case ZugatewRunner::Rescan:
+        m_awaited = ZugatewRunner::Lsthings;
         queue(&ZugatewRunner::listThings);
         break;
     case ZugatewRunner::Lsthings:
+        m_awaited = ZugatewRunner::CConnect;
         QMetaObject::invokeMethod(m_worker.runner(), "connectToCloud", Qt::QueuedConnection,
                                   Q_ARG(bool, true));
         break;
     case ZugatewRunner::CConnect:
+        m_awaited = ZugatewRunner::CStatus;
         queue(&ZugatewRunner::cloudStatus);
         break;
-    case ZugatewRunner::CStatus:
-        m_loading = false;
-        print({{"ready", true}});
-        break;
     default:
+        m_awaited = loaded;
+        print({{"ready", true}});
         break;
     }
 }

@@ -29,6 +29,7 @@ public:
 
 private:
     void showResult(int operation, const QVariant &result);
+    void continueLoading();
     void showThing(const ThingState &thing);
     void readInput();
     void execute(const QByteArray &line);
@@ -37,9 +38,9 @@ private:
     void queue(Slot slot);
 
     RunnerThread m_worker;
+    int m_awaited; // the result that the start-up chain goes on at
     QSocketNotifier *m_input;
     QByteArray m_unread; // of the input
     QTimer m_scanTimer;
-    bool m_loading = true;
     bool m_scanning = false; // one scan outstanding at a time
 };

@@ -8,6 +8,26 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// The application object waits for host look-ups that are still under way, which on a dead
+// network take the better part of a minute. Everything is stored and closed by now.
+void leaveWithin(std::chrono::milliseconds limit, int status)
+{
+    std::thread([limit, status] {
+        std::this_thread::sleep_for(limit);
+        std::_Exit(status);
+    }).detach();
+}
+
+} // namespace
+
 int main(int argc, char *argv[])
 {
     registerMetaTypes();
@@ -34,8 +54,13 @@ int main(int argc, char *argv[])
     settleLanguage(parser.isSet("reset"), language);
     const Translations translations(storedLanguage());
 
-    const QuitSignals quitSignals;
-    ConsoleSession session;
-    session.start();
-    return QCoreApplication::exec();
+    int status = 0;
+    {
+        const QuitSignals quitSignals;
+        ConsoleSession session;
+        session.start();
+        status = QCoreApplication::exec();
+    }
+    leaveWithin(500ms, status);
+    return status;
 }

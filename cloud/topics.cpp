@@ -1,5 +1,9 @@
 #include "cloud/topics.h"
 
+#include <QVector>
+
+#include <algorithm>
+
 namespace {
 
 const QLatin1String prefix("things/");
@@ -43,11 +47,14 @@ QString topics::idOfUpdate(const QString &topic)
 
 bool topics::isValidId(const QString &tid)
 {
-    for (const QChar c : tid) {
-        if (c == QLatin1Char('#') || c == QLatin1Char('+') || c.isNull()) {
-            return false;
-        }
-    }
     constexpr int longestTopic = 65535; // bytes, MQTT 3.1.1 section 1.5.3
-    return update(tid).toUtf8().size() <= longestTopic;
+    constexpr int mostLevels = 200;     // mosquitto ends the connection above
+    const QString topic = update(tid);
+    const QVector<uint> characters = topic.toUcs4();
+    const auto forbidden = [](uint c) {
+        return c == '#' || c == '+' || QChar::category(c) == QChar::Other_Control ||
+               QChar::isSurrogate(c) || QChar::isNonCharacter(c);
+    };
+    return std::none_of(characters.cbegin(), characters.cend(), forbidden) &&
+           topic.count(QLatin1Char('/')) < mostLevels && topic.toUtf8().size() <= longestTopic;
 }

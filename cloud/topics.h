@@ -12,8 +12,9 @@ QString update(const QString &tid); // "things/%1/update", cloud to gateway
 QString idOfState(const QString &topic);
 QString idOfUpdate(const QString &topic);
 
-// False for an identifier that MQTT does not allow in a topic name (wildcards, NUL, over 65535
-// bytes): a broker ends the connection of a client that publishes to such a topic.
+// False for an identifier that cannot be part of a topic name: wildcards, control characters,
+// what is no character of Unicode (MQTT 3.1.1 sections 1.5.3 and 4.7), over 65535 bytes or 200
+// levels. A broker ends the connection of a client that uses such a topic.
 bool isValidId(const QString &tid);
 
 } // namespace topics

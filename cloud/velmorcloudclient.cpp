@@ -123,7 +123,9 @@ bool VelmorCloudClient::isConnected() const
 bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QString &host,
                               quint16 port)
 {
-    stop();
+    while (m_client != nullptr) {
+        stop(); // in whose local loop another start() may have run
+    }
     if (clientId.isEmpty()) {
         m_lastError = QStringLiteral("clientid cannot be empty");
         return false;

@@ -40,7 +40,7 @@ public:
 
     // A socket with more than this unsent takes no further message. Bytes.
     static constexpr qint64 stalledAt = 1024LL * 1024;
-    // A pending list above this (payloads, topics and 128 bytes for each message) loses its
+    // A pending list above this (payloads, and 128 bytes for each message) loses its
     // oldest messages, with a log line: an outage of weeks must not end in a full memory.
     static constexpr qint64 pendingLimit = 512LL * 1024 * 1024;
 

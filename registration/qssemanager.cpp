@@ -179,9 +179,26 @@ void QSSEManager::close()
     }
 }
 
+void QSSEManager::closeLater()
+{
+    QMetaObject::invokeMethod(
+        this,
+        [this, stream = m_stream] {
+            if (stream == m_stream) {
+                close();
+            }
+        },
+        Qt::QueuedConnection);
+}
+
 void QSSEManager::dataReceived()
 {
     if (m_reply == nullptr) {
+        return;
+    }
+    constexpr int ok = 200;
+    if (m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != ok) {
+        m_reply->readAll(); // the page of an error or of a redirect, no event stream
         return;
     }
     const Delivery delivery(this);

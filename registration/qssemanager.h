@@ -57,6 +57,9 @@ signals:
 public slots:
     // Gives the stream up on purpose.
     void close();
+    // The same from the event loop, for handlers of dataReady(). Nothing happens if the stream
+    // was replaced by another one meanwhile.
+    void closeLater();
     void dataReceived();
     void error(QNetworkReply::NetworkError code);
     void redirected(const QUrl &url);

@@ -35,14 +35,17 @@ QVariant converted(const QVariant &stored, const QString &type)
 QVariantHash pluginSettings(const QString &plugin, const QJsonObject &description)
 {
     QVariantHash values;
-    QHash<QString, QString> types;
+    QHash<QString, QString> types = {{QLatin1String(keys::PluginEnabled), "bool"}};
     const QJsonArray settings = description["settings"].toArray();
     for (const QJsonValue &value : settings) {
         const QJsonObject setting = value.toObject();
+        const QString name = setting["name"].toString();
+        const QString type = setting["type"].toString();
+        types.insert(name, type);
         if (setting.contains(QLatin1String("value"))) {
-            const QString name = setting["name"].toString();
-            values.insert(name, setting["value"].toVariant());
-            types.insert(name, setting["type"].toString());
+            const QVariant fallback = setting["value"].toVariant();
+            const QVariant typed = converted(fallback, type);
+            values.insert(name, typed.isValid() ? typed : fallback);
         }
     }
     const QVariantHash stored = SettingsStore().pluginValues(plugin);

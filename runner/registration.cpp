@@ -9,6 +9,20 @@
 
 #include <QJsonDocument>
 #include <QStringList>
+#include <QTimer>
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// What a registrar has for its first answer, and what it has beyond the life of a code to tell
+// that it expired. A connection that died in silence ends here.
+constexpr std::chrono::milliseconds codeWait = 120s;
+constexpr double longestCode = 7 * 24 * 3600; // seconds
+
+} // namespace
 
 void ZugatewRunner::generateDoc()
 {
@@ -23,7 +37,7 @@ void ZugatewRunner::generateDoc()
         emit finished(AliasFill, unnamed);
         return;
     }
-    if (m_registering) {
+    if (m_registering || m_ending) { // an id that is being voided must not be sent
         emit finished(ProcReg, registrationStatus(RegistrationFailure::Busy));
         return;
     }
@@ -37,7 +51,9 @@ void ZugatewRunner::generateDoc()
     if (!m_registrar->open(endpoint, {{"doc", encodeRegistrationDocument(document)}})) {
         m_registering = false;
         emit finished(ProcReg, registrationStatus(RegistrationFailure::NoConnection));
+        return;
     }
+    m_registrationDeadline->start(codeWait);
 }
 
 void ZugatewRunner::reg_closed()
@@ -49,22 +65,32 @@ void ZugatewRunner::reg_closed()
     }
 }
 
+// Gives up on a registrar that neither speaks nor hangs up, or when the registration is voided.
+void ZugatewRunner::endRegistration()
+{
+    m_registrar->close();
+    reg_closed();
+}
+
 void ZugatewRunner::reg_dataRead(const QString &evt, const QString &msg, const QString & /*id*/)
 {
+    if (!m_registering) {
+        qCWarning(lcRunner) << "The registrar sent what nobody waits for: ignored" << evt.left(20);
+        return;
+    }
     if (evt == QLatin1String("error")) {
         m_registering = false;
         emit finished(ProcReg, QJsonDocument::fromJson(msg.toUtf8()).object());
         m_registrar->close();
     } else if (evt == QLatin1String("code")) {
-        emit finished(RegCode, QJsonDocument::fromJson(msg.toUtf8()).object());
+        const QJsonObject code = QJsonDocument::fromJson(msg.toUtf8()).object();
+        const double valid = code["timeout"].toDouble(); // seconds, from outside
+        const std::chrono::seconds left(static_cast<int>(qBound(0.0, valid, longestCode)));
+        m_registrationDeadline->start(left + codeWait);
+        emit finished(RegCode, code);
     } else if (evt == QLatin1String("result")) {
-        if (!m_registering) {
-            qCWarning(lcRunner, "The registrar sent a result that nobody waits for: ignored");
-            return;
-        }
         m_registering = false;
-        // Not at once: the stream is still delivering this event.
-        QMetaObject::invokeMethod(m_registrar, &QSSEManager::close, Qt::QueuedConnection);
+        m_registrar->closeLater(); // the stream is still delivering this event
         processResult(msg);
     }
 }
@@ -81,7 +107,8 @@ void ZugatewRunner::processResult(const QString &msg)
         emit finished(ProcReg, result);
         return;
     }
-    if (!m_gateway->applyRegistration(result, m_things)) {
+    const QList<QAbstractThing *> things = m_things;
+    if (!m_gateway->applyRegistration(result, things)) {
         emit finished(ProcReg, registrationStatus(RegistrationFailure::BadReply));
         return;
     }
@@ -91,8 +118,8 @@ void ZugatewRunner::processResult(const QString &msg)
     const QList<QAbstractThing *> all = allThings();
     writePool(all);
     for (const QAbstractThing *const thing : all) {
-        if (thing == m_gateway || (m_origins.contains(thing) && !thing->regid().isEmpty())) {
-            emit thingChanged(ThingState(thing, true));
+        if (isLive(thing) && (thing == m_gateway || !thing->regid().isEmpty())) {
+            announce(thing);
         }
     }
     // Connecting runs a local event loop while it ends an earlier connection; that must not

@@ -22,7 +22,9 @@ class ZugatewRunner::Scan
 public:
     const DevicePool &pool()
     {
-        if (!m_pool) {
+        // A plugin's own event loop may have let a request run that wrote the pool.
+        if (!m_pool || m_generation != DevicePool::generation()) {
+            m_generation = DevicePool::generation();
             m_pool = DevicePool::read();
         }
         return *m_pool;
@@ -35,7 +37,10 @@ public:
         m_taken.clear();
         if (plugin.keyed != nullptr) {
             for (const QAbstractThing *const thing : things) {
-                m_taken.insert(plugin.keyed->deviceKey(thing));
+                const QString key = plugin.keyed->deviceKey(thing);
+                if (!key.isEmpty()) {
+                    m_taken.insert(key);
+                }
             }
         }
     }
@@ -51,6 +56,7 @@ public:
 
 private:
     std::optional<DevicePool> m_pool;
+    int m_generation = 0;
     const LoadedPlugin *m_plugin = nullptr;
     std::optional<QVariantHash> m_settings;
     QSet<QString> m_taken; // of a plugin that tells its things' keys
@@ -80,7 +86,8 @@ void ZugatewRunner::rescan()
 
 void ZugatewRunner::scanPlugin(const LoadedPlugin &plugin, Scan &scan)
 {
-    scan.enter(plugin, m_things);
+    const QList<QAbstractThing *> known = m_things;
+    scan.enter(plugin, known);
     if (plugin.configurable != nullptr) {
         plugin.configurable->configure(scan.settings());
     }
@@ -158,9 +165,7 @@ void ZugatewRunner::adopt(QAbstractThing *thing, const Origin &origin, Scan &sca
     if (!m_gateway->regid().isEmpty() && !thing->regid().isEmpty()) {
         m_gateway->addSibling(thing); // announces the gateway's new count
     }
-    if (m_origins.contains(thing)) {
-        emit thingChanged(ThingState(thing, true));
-    }
+    announce(thing);
 }
 
 void ZugatewRunner::restoreGateway(Scan &scan)
@@ -227,15 +232,17 @@ void ZugatewRunner::updatePool()
     const DevicePool pool = DevicePool::read();
     const QList<QAbstractThing *> things = m_things;
     m_gateway->setAlias(QString());
+    const ThingIndex index(things);
     for (QAbstractThing *const thing : things) {
-        thing->setAlias(QString());
+        if (m_origins.contains(thing)) { // a change of name is announced and may end a thing
+            thing->setAlias(QString());
+        }
     }
     const int gateway =
         pool.indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial());
     if (gateway >= 0) {
         m_gateway->setAlias(pool.at(gateway).alias);
     }
-    const ThingIndex index(things);
     for (int i = 0; i < pool.size(); ++i) {
         const PoolEntry entry = pool.at(i);
         if (pool.indexOf(entry.key()) != i ||
@@ -248,18 +255,15 @@ void ZugatewRunner::updatePool()
         QAbstractThing *thing = index.find(entry.key());
         if (thing == nullptr || !matches(thing)) {
             // Only a thing that matches by a rule of its own is still to be found.
-            const auto found = std::find_if(things.cbegin(), things.cend(), matches);
-            thing = found == things.cend() ? nullptr : *found;
+            thing = index.findWhere(matches);
         }
-        if (thing != nullptr) {
+        if (thing != nullptr && m_origins.contains(thing)) {
             thing->setAlias(entry.alias);
         }
     }
-    emit thingChanged(ThingState(m_gateway, true));
+    announce(m_gateway);
     for (const QAbstractThing *const thing : things) {
-        if (m_origins.contains(thing)) {
-            emit thingChanged(ThingState(thing, true));
-        }
+        announce(thing);
     }
 }
 
@@ -295,8 +299,10 @@ void ZugatewRunner::renameThing(const QString &sid, const QString &alias)
         return;
     }
     target->setAlias(alias);
-    writePool({target});
-    emit thingChanged(ThingState(target, true));
+    if (isLive(target)) {
+        writePool({target});
+        announce(target);
+    }
     emit finished(TRename, true);
 }
 
@@ -322,6 +328,6 @@ void ZugatewRunner::resetDevPool()
         }
         m_gateway->removeSibling(thing);
         thing->setRegid(QString());
-        emit thingChanged(ThingState(thing, true));
+        announce(thing);
     }
 }

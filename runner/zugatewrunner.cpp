@@ -10,6 +10,8 @@
 #include "things/qabstractthing.h"
 
 #include <QCoreApplication>
+#include <QPointer>
+#include <QTimer>
 
 #include <utility>
 
@@ -20,13 +22,13 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     , m_gateway(new GatewayThing(this))
     , m_registrar(new QSSEManager(this))
     , m_plugins(QCoreApplication::applicationDirPath())
+    , m_registrationDeadline(new QTimer(this))
 {
     registerMetaTypes();
     listenTo(m_gateway);
     connect(m_gateway, &GatewayThing::connectivityChanged, this,
             &ZugatewRunner::connectivityChanged);
-    connect(m_gateway, &GatewayThing::siblingUpdated, this,
-            [this](const QAbstractThing *thing) { emit thingChanged(ThingState(thing, true)); });
+    connect(m_gateway, &GatewayThing::siblingUpdated, this, &ZugatewRunner::announce);
     connect(m_gateway, &GatewayThing::settingsChanged, this,
             [this] { emit finished(SetUpdate, QVariant()); });
     {
@@ -37,15 +39,23 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     // finished(), not closed(): a stream that ends by itself is what has to be noticed.
     connect(m_registrar, &QSSEManager::finished, this, &ZugatewRunner::reg_closed);
     connect(m_registrar, &QSSEManager::dataReady, this, &ZugatewRunner::reg_dataRead);
+    m_registrationDeadline->setSingleShot(true);
+    connect(m_registrationDeadline, &QTimer::timeout, this, &ZugatewRunner::endRegistration);
 }
 
 ZugatewRunner::~ZugatewRunner()
 {
-    delete m_gateway; // first: it refers to the things
-    // Those that wait for their deletion included.
-    const auto things = findChildren<QAbstractThing *>(QString(), Qt::FindDirectChildrenOnly);
-    for (QAbstractThing *const thing : things) {
+    // Those that wait for their deletion included. The end of one may be the end of another, and
+    // none may speak to what is no more.
+    QVector<QPointer<QAbstractThing>> things;
+    const auto children = findChildren<QAbstractThing *>(QString(), Qt::FindDirectChildrenOnly);
+    for (QAbstractThing *const thing : children) {
         thing->disconnect(this);
+        thing->disconnect(m_gateway);
+        things.append(thing);
+    }
+    delete m_gateway;
+    for (const QPointer<QAbstractThing> &thing : things) {
         delete thing;
     }
     m_plugins.deinitialise();
@@ -89,14 +99,10 @@ void ZugatewRunner::listThings()
 {
     ThingStateList list;
     list.reserve(m_things.size() + 1);
-    const QList<QAbstractThing *> things = m_things; // state() may end in mediumGone()
-    list.append(ThingState(m_gateway, true));
-    for (const QAbstractThing *const thing : things) {
-        if (m_origins.contains(thing)) {
-            const ThingState state(thing, true);
-            if (m_origins.contains(thing)) {
-                list.append(state);
-            }
+    const QList<QAbstractThing *> all = allThings();
+    for (const QAbstractThing *const thing : all) {
+        if (const auto state = stateOf(thing)) {
+            list.append(*state);
         }
     }
     emit finished(Lsthings, QVariant::fromValue(list));
@@ -108,7 +114,8 @@ void ZugatewRunner::applyDeviceSettings()
         const SettingsStore store;
         m_gateway->setReportInterval(store.value(keys::ReportInterval));
     }
-    for (const LoadedPlugin &plugin : m_plugins.plugins()) {
+    const QVector<LoadedPlugin> plugins = m_plugins.plugins();
+    for (const LoadedPlugin &plugin : plugins) {
         const QVariantHash settings = pluginSettings(plugin.name, plugin.metadata);
         const QList<QAbstractThing *> things = m_things;
         for (QAbstractThing *const thing : things) {
@@ -165,6 +172,9 @@ void ZugatewRunner::registrationState()
 
 void ZugatewRunner::resetGateway()
 {
+    if (m_registering) {
+        endRegistration(); // its result would belong to what is void then
+    }
     // Waits in a local event loop, which may run a request to connect that came meanwhile.
     const bool ending = std::exchange(m_ending, true);
     m_gateway->disconnectFromCloud();
@@ -229,6 +239,31 @@ void ZugatewRunner::thing_serialChanged(const QString &old, const QString & /*cu
     }
 }
 
+bool ZugatewRunner::isLive(const QAbstractThing *thing) const
+{
+    return thing == m_gateway || m_origins.contains(thing);
+}
+
+// state() is a plugin's code and may end in mediumGone(): a record taken while the thing ended
+// must not follow the one that tells of its end.
+std::optional<ThingState> ZugatewRunner::stateOf(const QAbstractThing *thing) const
+{
+    if (isLive(thing)) {
+        const ThingState state(thing, true);
+        if (isLive(thing)) {
+            return state;
+        }
+    }
+    return std::nullopt;
+}
+
+void ZugatewRunner::announce(const QAbstractThing *thing)
+{
+    if (const auto state = stateOf(thing)) {
+        emit thingChanged(*state);
+    }
+}
+
 void ZugatewRunner::reportState(const QAbstractThing *thing, const QJsonObject &state)
 {
     ThingState changed(thing, false);
@@ -248,5 +283,5 @@ void ZugatewRunner::reportSerial(const QAbstractThing *thing, const QString &old
     if (origin != m_origins.end()) {
         origin->shortid = thing->shortid();
     }
-    emit thingChanged(ThingState(thing, true));
+    announce(thing);
 }

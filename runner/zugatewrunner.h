@@ -10,10 +10,13 @@
 #include <QString>
 #include <QVariant>
 
+#include <optional>
+
 class DevicePool;
 class GatewayThing;
 class QAbstractThing;
 class QSSEManager;
+class QTimer;
 
 // The worker behind the user interface: loads device types, finds devices, keeps the pool of
 // known devices, registers them and holds the cloud connection.
@@ -117,6 +120,9 @@ private:
     void adopt(QAbstractThing *thing, const Origin &origin, Scan &scan);
     void restoreGateway(Scan &scan);
     void listenTo(QAbstractThing *thing);
+    bool isLive(const QAbstractThing *thing) const;
+    std::optional<ThingState> stateOf(const QAbstractThing *thing) const;
+    void announce(const QAbstractThing *thing);
     void reportState(const QAbstractThing *thing, const QJsonObject &state);
     void reportSerial(const QAbstractThing *thing, const QString &old);
     void release(QAbstractThing *thing);
@@ -125,6 +131,7 @@ private:
     void writePool(const QList<QAbstractThing *> &things);
 
     void processResult(const QString &msg);
+    void endRegistration();
     void startCloud(bool firstrun);
     bool allRegistered() const;
 
@@ -132,6 +139,7 @@ private:
     QList<QAbstractThing *> m_things;
     QSSEManager *m_registrar;
     PluginLoader m_plugins;
+    QTimer *m_registrationDeadline; // child
     bool m_registering = false;
     bool m_scanning = false;
     bool m_ending = false; // the connection is being ended: nothing may begin another meanwhile

@@ -9,6 +9,7 @@
 #include <QMutex>
 
 #include <algorithm>
+#include <atomic>
 
 namespace {
 
@@ -52,6 +53,12 @@ QMutex &writers()
     return mutex;
 }
 
+std::atomic<int> &generations()
+{
+    static std::atomic<int> count{0};
+    return count;
+}
+
 } // namespace
 
 QString PoolEntry::key() const
@@ -75,9 +82,11 @@ DevicePool DevicePool::load(SettingsStore &store)
 {
     DevicePool pool;
     pool.m_root = stored(store);
-    const QString text = store.value(keys::DevicePool);
+    const QVariant text = store.rawValue(keys::DevicePool);
     const QJsonValue list = pool.m_root.take(devicesMember);
-    if (!text.isEmpty() && !list.isArray() && text != QLatin1String(keys::DevicePool.fallback)) {
+    if (!list.isArray() && text.isValid() && text != QVariant(QString()) &&
+        text != QVariant(QLatin1String(keys::DevicePool.fallback))) {
+        qCWarning(lcSettings, "The device pool holds no list of devices");
         pool.m_unreadable = text;
     }
     const QJsonArray devices = list.toArray();
@@ -106,10 +115,16 @@ void DevicePool::update(const std::function<void(DevicePool &)> &change)
     pool.save(store);
 }
 
+int DevicePool::generation()
+{
+    return generations();
+}
+
 void DevicePool::save(SettingsStore &store)
 {
-    if (!m_unreadable.isEmpty()) {
-        store.set(keys::UnreadablePool, m_unreadable);
+    ++generations();
+    if (m_unreadable.isValid()) {
+        store.setVariant(keys::UnreadablePool, m_unreadable);
     }
     m_root[updatedMember] = QDateTime::currentDateTime().toString("yyyy.MM.dd hh:mm:ss");
     store.set(keys::DevicePool, asciiJson(toJson()));

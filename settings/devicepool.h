@@ -4,6 +4,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
+#include <QVariant>
 #include <QVector>
 
 #include <functional>
@@ -44,6 +45,9 @@ public:
     // threads of this program are concerned.
     static void update(const std::function<void(DevicePool &)> &change);
 
+    // Changes whenever this program writes the pool: what was read before is out of date then.
+    static int generation();
+
     int size() const { return m_devices.size(); }
     PoolEntry at(int index) const;
     // Index of the first entry of this key; -1 when there is none. Constant time.
@@ -68,8 +72,8 @@ private:
     void save(SettingsStore &store);
     void reindex();
 
-    QJsonObject m_root;   // everything but "devices"
-    QString m_unreadable; // the stored text, when it holds no list of devices
+    QJsonObject m_root;    // everything but "devices"
+    QVariant m_unreadable; // what is stored, when it holds no list of devices
     QVector<QJsonValue> m_devices;
     QHash<QString, int> m_index;
 };

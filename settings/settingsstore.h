@@ -55,6 +55,12 @@ public:
     // Every key that this user stored, system-wide fallbacks left out.
     QStringList ownKeys();
     QVariant rawValue(const QString &key) const;
+    // As stored, of whatever type; invalid when there is nothing.
+    template <typename T>
+    QVariant rawValue(const Key<T> &key) const
+    {
+        return rawValue(QLatin1String(key.path));
+    }
 
 private:
     void write(const QString &key, const QVariant &value);

@@ -31,6 +31,6 @@ bool ZUSettings::exportAll(QDataStream &stream)
 
 void ZUSettings::resetRegistration()
 {
-    DevicePool::update([](DevicePool &pool) { pool.clearRegistrations(); });
     m_store.set(keys::CloudSerial, QString());
+    DevicePool::update([](DevicePool &pool) { pool.clearRegistrations(); });
 }

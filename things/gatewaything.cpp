@@ -1,6 +1,7 @@
 #include "things/gatewaything.h"
 
 #include "cloud/credentialstore.h"
+#include "cloud/topics.h"
 #include "cloud/velmorcloudclient.h"
 #include "settings/settingsstore.h"
 #include "things/log.h"
@@ -8,6 +9,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QPointer>
 #include <QRandomGenerator>
 #include <QTimer>
 #include <QTimerEvent>
@@ -24,11 +26,6 @@ constexpr int earlyReportFrom = 30000;     // milliseconds
 constexpr int earlyReportSpread = 40000;   // milliseconds
 constexpr int longestId = 1024;            // characters
 constexpr int longestHost = 253;           // characters, RFC 1035
-
-QByteArray compact(const QJsonObject &object)
-{
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
 
 bool isHost(const QString &text)
 {
@@ -181,8 +178,8 @@ void GatewayThing::mqtt_connectivityChanged(bool on)
             QTimer::singleShot(earlyReportFrom + static_cast<int>(spread), this,
                                &GatewayThing::reportStates);
         }
+        m_firstConnection = false; // not at a failed attempt: the first success counts
     }
-    m_firstConnection = false;
     emit connectivityChanged(on);
 }
 
@@ -334,15 +331,16 @@ void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &da
         qCDebug(lcThings) << "Ignored an update for" << tid;
         return;
     }
-    if (!thing->applyUpdate(document.object())) {
+    // Each call may be the thing's end, or change its id.
+    if (!thing->applyUpdate(document.object()) || !m_keys.contains(thing)) {
         return;
     }
-    if (m_siblings.value(tid) != thing) {
-        return; // the update was its end
-    }
     const QJsonObject current = thing->state();
+    if (!m_keys.contains(thing)) {
+        return;
+    }
     if (!current.isEmpty()) {
-        m_client->publish(tid, compact(current));
+        m_client->publish(rekey(thing), current);
     }
     emit siblingUpdated(thing);
 }
@@ -394,7 +392,8 @@ bool GatewayThing::applyIdentity(const QJsonObject &reply)
 {
     const QString id = reply["id"].toString();
     const QStringList parts = id.split(QLatin1Char('_'));
-    if (parts.size() != 4 || id.size() > longestId) {
+    // It becomes the name of the gateway at the broker, and part of every topic.
+    if (parts.size() != 4 || id.size() > longestId || !topics::isValidId(id)) {
         qCWarning(lcThings) << "The registrar's reply has no usable id; credentials are left out";
         return true;
     }
@@ -442,15 +441,17 @@ void GatewayThing::applyFleet(const QJsonObject &reply, const QList<QAbstractThi
     for (const QJsonValue &value : fleet) {
         const QJsonObject element = value.toObject();
         const QString id = element["id"].toString();
-        QAbstractThing *const thing =
+        const QPointer<QAbstractThing> thing =
             id.isEmpty() || id.size() > longestId ? nullptr : index.find(id);
-        if (thing == nullptr) {
+        if (thing.isNull()) {
             qCWarning(lcThings) << "The registrar named a thing that is not here:" << id.left(80);
             continue;
         }
-        thing->rename(element["alias"].toString());
-        thing->setRegidFromCid(id);
-        if (!suppressSiblings) {
+        thing->rename(element["alias"].toString()); // announced, so it may be the thing's end
+        if (thing) {
+            thing->setRegidFromCid(id);
+        }
+        if (thing && !suppressSiblings) {
             addSibling(thing);
         }
     }

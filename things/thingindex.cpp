@@ -1,26 +1,31 @@
 #include "things/thingindex.h"
 
-#include "things/qabstractthing.h"
+#include <algorithm>
+#include <functional>
 
 namespace {
 
 // A thing may own ids by a rule of its own, which only a walk over all things finds. Ids come
-// from the network by the hundred thousand, so walks are rationed.
-constexpr int mostWalks = 1000;
+// from the network by the hundred thousand, so the questions are rationed.
+constexpr qint64 mostQuestions = 1000000;
 
 } // namespace
 
 ThingIndex::ThingIndex(const QList<QAbstractThing *> &things)
-    : m_things(things)
-    , m_walksLeft(mostWalks)
+    : m_questionsLeft(mostQuestions)
 {
+    m_things.reserve(things.size());
     m_byShortid.reserve(things.size());
     for (QAbstractThing *const thing : things) {
+        m_things.append(thing);
         const QString shortid = thing->shortid();
         if (!m_byShortid.contains(shortid)) {
             m_byShortid.insert(shortid, thing);
+            m_lengths.append(shortid.size());
         }
     }
+    std::sort(m_lengths.begin(), m_lengths.end(), std::greater<>());
+    m_lengths.erase(std::unique(m_lengths.begin(), m_lengths.end()), m_lengths.end());
 }
 
 QAbstractThing *ThingIndex::ofShortid(const QString &shortid, const QString &id) const
@@ -34,23 +39,29 @@ QAbstractThing *ThingIndex::find(const QString &id) const
     if (QAbstractThing *const equal = ofShortid(id, id)) {
         return equal;
     }
-    for (int end = id.lastIndexOf(QLatin1Char('_')); end > 0;
-         end = id.lastIndexOf(QLatin1Char('_'), end - 1)) {
-        if (QAbstractThing *const separated = ofShortid(id.left(end), id)) {
-            return separated;
-        }
-    }
-    for (int end = id.size() - 1; end > 0; --end) {
-        if (QAbstractThing *const longest = ofShortid(id.left(end), id)) {
-            return longest;
-        }
-    }
-    if (m_walksLeft > 0) {
-        --m_walksLeft;
-        for (QAbstractThing *const thing : m_things) {
-            if (thing->ownsCloudid(id)) {
-                return thing;
+    for (const bool separated : {true, false}) {
+        for (const int length : m_lengths) {
+            if (length >= id.size() || separated != (id.at(length) == QLatin1Char('_'))) {
+                continue;
             }
+            if (QAbstractThing *const longest = ofShortid(id.left(length), id)) {
+                return longest;
+            }
+        }
+    }
+    return findWhere([&id](const QAbstractThing *thing) { return thing->ownsCloudid(id); });
+}
+
+QAbstractThing *
+ThingIndex::findWhere(const std::function<bool(const QAbstractThing *)> &accepts) const
+{
+    if (m_questionsLeft < m_things.size()) {
+        return nullptr;
+    }
+    m_questionsLeft -= m_things.size();
+    for (const QPointer<QAbstractThing> &thing : m_things) {
+        if (thing && accepts(thing)) {
+            return thing;
         }
     }
     return nullptr;

@@ -1,29 +1,36 @@
 #pragma once
 
+#include "things/qabstractthing.h"
+
 #include <QHash>
 #include <QList>
+#include <QPointer>
 #include <QString>
+#include <QVector>
 
-class QAbstractThing;
+#include <functional>
 
 // Finds the thing that an identifier means. Identifiers are prefixes of each other (serial "ABC"
 // owns the ids of serial "ABCD" too), so the best match counts: an equal short id, then a short
 // id followed by "_", then the longest short id that the identifier begins with, then the first
 // thing that owns it.
 //
-// A view for one use: it borrows the things and knows nothing of later changes.
+// A view for one use. It does not notice changes of ids; things may be deleted meanwhile.
 class ThingIndex
 {
 public:
     explicit ThingIndex(const QList<QAbstractThing *> &things);
-    // Null when no thing owns the id. Time goes with the length of the id, not with the number
-    // of things.
+    // Null when no thing owns the id. Does not walk over the things, unless some might own ids by
+    // a rule of their own; such walks end when a million questions were asked.
     QAbstractThing *find(const QString &id) const;
+    // The first thing that is accepted, by such a walk.
+    QAbstractThing *findWhere(const std::function<bool(const QAbstractThing *)> &accepts) const;
 
 private:
     QAbstractThing *ofShortid(const QString &shortid, const QString &id) const;
 
-    QList<QAbstractThing *> m_things;
-    QHash<QString, QAbstractThing *> m_byShortid; // the first of each
-    mutable int m_walksLeft;
+    QVector<QPointer<QAbstractThing>> m_things;
+    QHash<QString, QPointer<QAbstractThing>> m_byShortid; // the first of each
+    QVector<int> m_lengths;                               // of the short ids, longest first
+    mutable qint64 m_questionsLeft;
 };
