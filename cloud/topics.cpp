@@ -53,8 +53,9 @@ bool topics::isValidId(const QString &tid)
     const QVector<uint> characters = topic.toUcs4();
     const auto forbidden = [](uint c) {
         return c == '#' || c == '+' || QChar::category(c) == QChar::Other_Control ||
-               QChar::isSurrogate(c) || QChar::isNonCharacter(c);
+               QChar::isNonCharacter(c);
     };
-    return std::none_of(characters.cbegin(), characters.cend(), forbidden) &&
+    const bool wellFormed = QString::fromUcs4(characters.constData(), characters.size()) == topic;
+    return wellFormed && std::none_of(characters.cbegin(), characters.cend(), forbidden) &&
            topic.count(QLatin1Char('/')) < mostLevels && topic.toUtf8().size() <= longestTopic;
 }

@@ -73,7 +73,7 @@ private slots:
     void theConsoleAnswersEveryLine()
     {
         const QString output =
-            run({}, "state\nnonsense\nrename gateway_200_? \xd0\x94\xd0\xbe\xd0\xbc 1\n" +
+            run({}, "status\nstate\nnonsense\nrename gateway_200_? \xd0\x94\xd0\xbe\xd0\xbc 1\n" +
                         QByteArray(100000, 'x') + "\nthings\nquit\n");
         QVERIFY(output.contains("{\"op\":\"RegStatus\",\"result\":0}"));
         QVERIFY(output.contains("unknown command: nonsense"));

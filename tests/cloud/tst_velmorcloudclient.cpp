@@ -64,8 +64,17 @@ private slots:
             }
         });
         // Ids that would cost everybody the connection.
-        for (const QString &id :
-             {QString("#"), QString("a/+/b"), QString(QChar(0)), QString(70000, 'x')}) {
+        const QStringList odd = {"#",
+                                 "a/+/b",
+                                 QString(QChar(0)),
+                                 "a\n",
+                                 "\x01",
+                                 QString(QChar(0x7f)),
+                                 QString(QChar(0xfffe)),
+                                 QString(QChar(0xd800)),
+                                 QString(250, '/'),
+                                 QString(70000, 'x')};
+        for (const QString &id : odd) {
             client.publish(id, QByteArray("x"));
             client.subscribe(id);
         }

@@ -103,6 +103,7 @@ private slots:
         m_registrar->send("result",
                           QJsonObject{{"fleet", QJsonArray{QJsonObject{{"id", "fake_1_C_3"},
                                                                        {"alias", "sea"}}}}});
+        m_registrar->send("error", "{}"); // too late
         QCOMPARE(next(ZugatewRunner::ProcReg).toJsonObject().keys(), QStringList{"fleet"});
         QVERIFY(gateway()->hasSibling("fake_1_C_3"));
 
@@ -155,6 +156,31 @@ private slots:
                 return; // the id was issued: the next document is another
             }
         }
+    }
+
+    void voidingTheRegistrationEndsOneThatIsUnderWay()
+    {
+        nameAll();
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 1);
+        m_runner->resetGateway();
+        QCOMPARE(status().first, 500);
+        next(ZugatewRunner::CStatus);
+        next(ZugatewRunner::DUnreg);
+        QTRY_VERIFY(m_registrar->stream.isNull() ||
+                    m_registrar->stream->state() != QTcpSocket::ConnectedState);
+    }
+
+    void anErrorPageIsNoEventStream()
+    {
+        nameAll();
+        m_registrar->head = "HTTP/1.1 404 Not Found\r\nConnection: close\r\n\r\n";
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 1);
+        m_registrar->send("result", result());
+        m_registrar->stream->disconnectFromHost();
+        QCOMPARE(status().first, 500);
+        QVERIFY(gateway()->regid().isEmpty());
     }
 
     void aRegistrarThatMustNotBeAskedIsNot()

@@ -212,6 +212,10 @@ private slots:
         QCOMPARE(list.size(), 2);
         QCOMPARE(list.at(1).shortid, QString("fake_1_C"));
         QVERIFY(changes().contains("fake_1_B gone"));
+        thing("C")->vanishesWhenAsked = true;
+        m_runner->renameThing("fake_1_C", "c");
+        QCOMPARE(results(), QStringList{"TRename true"});
+        QCOMPARE(changes().last(), QString("fake_1_C gone")); // and nothing of it afterwards
         plug({"A", "B", "C"});
         QCOMPARE(shortids().size(), 4);
     }

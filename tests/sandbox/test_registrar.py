@@ -28,6 +28,13 @@ def is_running(pid):
     return False
 
 
+def broker_of(sandbox):
+    """The process of its mosquitto; None between two of them."""
+    path = f"/proc/{sandbox.process.pid}/task/{sandbox.process.pid}/children"
+    with open(path, encoding="ascii") as children:
+        return next(iter(children.read().split()), None)
+
+
 class SandboxTest(unittest.TestCase):
     def setUp(self):
         self.sandbox = self.start()
@@ -184,13 +191,24 @@ class SandboxTest(unittest.TestCase):
         gateway.publish(gateway.things[0], {"on": False})  # by its old certificate
         eventually(self, lambda: second.things()[0]["things"][0]["state"])
 
+    def test_a_broker_that_dies_is_started_again_on_its_port(self):
+        sandbox = self.start()
+        gateway = self.register(sandbox, new_gateway("Home", [("lamp_1_A", "Hall")]))
+        old = broker_of(sandbox)
+        os.kill(int(old), signal.SIGKILL)
+        eventually(self, lambda: broker_of(sandbox) not in (None, old))
+
+        def heard():
+            with contextlib.suppress(subprocess.CalledProcessError):
+                gateway.publish(gateway.things[0], {"on": True})
+            return sandbox.things()[0]["things"][0]["state"]
+        eventually(self, heard)
+
     def test_no_broker_outlives_the_sandbox_however_it_ends(self):
         for end in (signal.SIGKILL, signal.SIGTERM):
             sandbox = Sandbox()
             registering(sandbox, new_gateway())
-            path = f"/proc/{sandbox.process.pid}/task/{sandbox.process.pid}/children"
-            with open(path, encoding="ascii") as children:
-                broker = children.read().split()[0]  # mosquitto
+            broker = broker_of(sandbox)
             self.assertTrue(is_running(broker))
             sandbox.process.send_signal(end)
             self.assertEqual(sandbox.close(), -end if end == signal.SIGKILL else 0)

@@ -24,8 +24,7 @@ public:
                 if (m_head.endsWith("\r\n\r\n")) {
                     note(QUrl::fromEncoded(m_head.split(' ').value(1)));
                     m_head.clear();
-                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
-                                  "Connection: close\r\n\r\n");
+                    socket->write(head);
                 }
             });
         });
@@ -46,6 +45,8 @@ public:
 
     QList<QJsonObject> documents; // of the requests, decoded
     QPointer<QTcpSocket> stream;  // of the last request
+    QByteArray head = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
+                      "Connection: close\r\n\r\n";
 
 private:
     void note(const QUrl &url)

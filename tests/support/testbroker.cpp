@@ -7,6 +7,7 @@
 #include <QThread>
 
 #include <csignal>
+#include <sys/prctl.h>
 
 namespace {
 
@@ -34,8 +35,12 @@ const QString authority = QStringLiteral(KVG_AUTHORITY_DIR "/authority");
 
 } // namespace
 
-TestBroker::TestBroker(Security security)
-    : m_security(security)
+void TestBroker::Process::setupChildProcess()
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+}
+
+TestBroker::TestBroker()
 {
     m_process.setProcessChannelMode(QProcess::MergedChannels);
 }
@@ -73,22 +78,20 @@ TestBroker::Credentials TestBroker::issue(const QString &commonName)
     return {contents(cert), contents(key)};
 }
 
-bool TestBroker::launch(const QStringList &extraConfiguration)
+bool TestBroker::launch()
 {
-    QStringList lines = {QStringLiteral("listener %1 127.0.0.1").arg(m_port),
-                         "user root", // started as root it would drop rights and not read its files
-                         "persistence false",
-                         "log_dest stderr",
-                         "max_queued_messages 0",
-                         "set_tcp_nodelay true"};
-    if (m_security == Tls) {
-        lines << "cafile " + caFile() << "certfile " + m_dir.filePath("broker.pem")
-              << "keyfile " + m_dir.filePath("broker.key") << "require_certificate true";
-    }
-    if (extraConfiguration.filter("allow_anonymous").isEmpty()) {
-        lines << "allow_anonymous true";
-    }
-    lines << extraConfiguration;
+    const QStringList lines = {
+        QStringLiteral("listener %1 127.0.0.1").arg(m_port),
+        "user root", // started as root it would drop rights and not read its files
+        "persistence false",
+        "log_dest stderr",
+        "max_queued_messages 0",
+        "set_tcp_nodelay true",
+        "allow_anonymous true",
+        "require_certificate true",
+        "cafile " + caFile(),
+        "certfile " + m_dir.filePath("broker.pem"),
+        "keyfile " + m_dir.filePath("broker.key")};
     QFile configuration(m_dir.filePath("mosquitto.conf"));
     if (!configuration.open(QIODevice::WriteOnly)) {
         return false;
@@ -109,9 +112,9 @@ bool TestBroker::launch(const QStringList &extraConfiguration)
     return false;
 }
 
-bool TestBroker::start(const QStringList &extraConfiguration)
+bool TestBroker::start()
 {
-    if (m_security == Tls && !QFile::exists(m_dir.filePath("broker.pem"))) {
+    if (!QFile::exists(m_dir.filePath("broker.pem"))) {
         const Credentials own = issue("localhost");
         for (const auto &[name, text] :
              {std::pair("broker.pem", own.cert), std::pair("broker.key", own.key)}) {
@@ -123,7 +126,7 @@ bool TestBroker::start(const QStringList &extraConfiguration)
         }
     }
     if (m_port != 0) {
-        return launch(extraConfiguration);
+        return launch();
     }
     for (int attempt = 0; attempt < 5; ++attempt) {
         QTcpServer reservation; // another process may take the port meanwhile: hence the attempts
@@ -132,7 +135,7 @@ bool TestBroker::start(const QStringList &extraConfiguration)
         }
         m_port = reservation.serverPort();
         reservation.close();
-        if (launch(extraConfiguration)) {
+        if (launch()) {
             return true;
         }
         kill();
@@ -142,19 +145,6 @@ bool TestBroker::start(const QStringList &extraConfiguration)
 
 void TestBroker::kill()
 {
-    thaw();
     m_process.kill();
     m_process.waitForFinished();
-}
-
-void TestBroker::freeze()
-{
-    ::kill(static_cast<pid_t>(m_process.processId()), SIGSTOP);
-}
-
-void TestBroker::thaw()
-{
-    if (m_process.processId() > 0) {
-        ::kill(static_cast<pid_t>(m_process.processId()), SIGCONT);
-    }
 }

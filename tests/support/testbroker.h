@@ -10,16 +10,13 @@
 class TestBroker
 {
 public:
-    enum Security { Tls, PlainTcp };
-    explicit TestBroker(Security security = Tls);
+    TestBroker();
     ~TestBroker();
 
     // Starts the broker and waits until it listens: on a free port the first time, on the same
     // port again later. False, with a warning, when it does not come up.
-    bool start(const QStringList &extraConfiguration = {});
-    void kill();   // SIGKILL
-    void freeze(); // SIGSTOP: the link stays up and stalls
-    void thaw();   // SIGCONT
+    bool start();
+    void kill(); // SIGKILL
     quint16 port() const { return m_port; }
     QString caFile() const;
 
@@ -32,10 +29,15 @@ public:
     Credentials issue(const QString &commonName);
 
 private:
-    bool launch(const QStringList &extraConfiguration);
+    // Ends with this program, however that ends.
+    class Process : public QProcess
+    {
+    protected:
+        void setupChildProcess() override;
+    };
+    bool launch();
 
-    Security m_security;
     QTemporaryDir m_dir;
-    QProcess m_process;
+    Process m_process;
     quint16 m_port = 0;
 };
