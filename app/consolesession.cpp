@@ -7,13 +7,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMetaEnum>
-#include <QSocketNotifier>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 
@@ -62,7 +59,6 @@ std::chrono::milliseconds scanPeriod()
 ConsoleSession::ConsoleSession(QObject *parent)
     : QObject(parent)
     , m_awaited(loaded)
-    , m_input(new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this))
 {
     ZugatewRunner *const runner = m_worker.runner();
     connect(runner, &ZugatewRunner::finished, this, &ConsoleSession::showResult);
@@ -72,7 +68,8 @@ ConsoleSession::ConsoleSession(QObject *parent)
     });
     // Without a window there is nothing to show a device's own interface in.
     connect(runner, &ZugatewRunner::deviceCreated, this, [](QObject *ui) { delete ui; });
-    connect(m_input, &QSocketNotifier::activated, this, &ConsoleSession::readInput);
+    connect(&m_input, &StandardInput::received, this, &ConsoleSession::readInput);
+    connect(&m_input, &StandardInput::ended, this, &QCoreApplication::quit);
     connect(&m_scanTimer, &QTimer::timeout, this, &ConsoleSession::requestScan);
 }
 
@@ -154,19 +151,9 @@ void ConsoleSession::showThing(const ThingState &thing)
     print({{"thing", toJson(thing)}});
 }
 
-void ConsoleSession::readInput()
+void ConsoleSession::readInput(const QByteArray &piece)
 {
-    char buffer[4096];
-    const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
-    if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
-        return;
-    }
-    if (count <= 0) {
-        m_input->setEnabled(false);
-        QCoreApplication::quit();
-        return;
-    }
-    m_unread.append(buffer, static_cast<int>(count));
+    m_unread += piece;
     for (int end = m_unread.indexOf('\n'); end >= 0; end = m_unread.indexOf('\n')) {
         const QByteArray line = m_unread.left(end).trimmed();
         m_unread.remove(0, end + 1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/platform/standardinput.h"
 #include "runner/runnerthread.h"
 #include "things/thingstate.h"
 
@@ -9,15 +10,16 @@
 #include <QTimer>
 #include <QVariant>
 
-class QSocketNotifier;
-
 // The gateway without a window: runs the start-up chain, rescans by the stored interval, writes
 // every result and change as a line of JSON to standard output, and takes commands, a line each,
 // from standard input. Ends the application when the input ends. Interface thread.
 //
 //     register            begins a registration
 //     rename ID ALIAS     ALIAS is the rest of the line
-//     things | status | state | rescan | reset | quit
+//     things | rescan | quit
+//     status              of the connection's credentials
+//     state               of the registration
+//     reset               voids the registration
 class ConsoleSession : public QObject
 {
     Q_OBJECT
@@ -31,7 +33,7 @@ private:
     void showResult(int operation, const QVariant &result);
     void continueLoading();
     void showThing(const ThingState &thing);
-    void readInput();
+    void readInput(const QByteArray &piece);
     void execute(const QByteArray &line);
     void requestScan();
     template <typename Slot>
@@ -39,8 +41,8 @@ private:
 
     RunnerThread m_worker;
     int m_awaited; // the result that the start-up chain goes on at
-    QSocketNotifier *m_input;
-    QByteArray m_unread; // of the input
+    StandardInput m_input;
+    QByteArray m_unread;
     QTimer m_scanTimer;
     bool m_scanning = false; // one scan outstanding at a time
 };

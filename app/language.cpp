@@ -38,7 +38,7 @@ Translations::Translations(const QString &language)
     }
     install(QLatin1String("qt_") + language,
             QLibraryInfo::location(QLibraryInfo::TranslationsPath));
-    const QDir folder(QStringLiteral(":/%1").arg("lang"));
+    const QDir folder(QStringLiteral(":/lang"));
     const QString pattern =
         QStringLiteral("*_%1*.qm").arg(language.section(QLatin1Char('_'), 0, 0));
     const QStringList files = folder.entryList({pattern}, QDir::Files, QDir::Unsorted);

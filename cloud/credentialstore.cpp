@@ -86,6 +86,16 @@ QString CredentialStore::certFilePath() const
     return pathOf("kvgatew.cert");
 }
 
+QSslKey CredentialStore::key() const
+{
+    return readKey(contents(keyFilePath()));
+}
+
+QSslCertificate CredentialStore::certificate() const
+{
+    return QSslCertificate(contents(certFilePath()), QSsl::Pem);
+}
+
 CredentialStore::SSLStatus CredentialStore::keyStatus() const
 {
     return status(keyFilePath(), [](const QByteArray &pem) { return readKey(pem).isNull(); });
@@ -135,12 +145,12 @@ bool CredentialStore::storeKeyDer(const QByteArray &der)
 
 QByteArray CredentialStore::certificateDer() const
 {
-    return QSslCertificate(contents(certFilePath()), QSsl::Pem).toDer();
+    return certificate().toDer();
 }
 
 QByteArray CredentialStore::keyDer() const
 {
-    return readKey(contents(keyFilePath())).toDer();
+    return key().toDer();
 }
 
 void CredentialStore::removeCredentials()

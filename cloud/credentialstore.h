@@ -4,6 +4,9 @@
 #include <QObject>
 #include <QString>
 
+class QSslCertificate;
+class QSslKey;
+
 // The client certificate and private key that the cloud issued, in the per-user data folder.
 // The key is encrypted on disk; both files are readable by the user alone and are replaced in
 // one step, so that a crash leaves either the old or the new one. Any thread; no state.
@@ -23,6 +26,10 @@ public:
     // Paths of the two files; their folder is created when it does not exist.
     QString keyFilePath() const;
     QString certFilePath() const;
+
+    // What the files hold; null when they cannot be opened or hold none.
+    QSslKey key() const;
+    QSslCertificate certificate() const;
 
     SSLStatus keyStatus() const;
     SSLStatus certStatus() const;

@@ -136,18 +136,12 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
     tls.setCaCertificates(trustedAuthorities());
 
     const CredentialStore credentials;
-    QFile keyFile(credentials.keyFilePath());
-    const QSslKey key = keyFile.open(QIODevice::ReadOnly)
-                            ? QSslKey(&keyFile, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey,
-                                      CredentialStore::passPhrase())
-                            : QSslKey();
+    const QSslKey key = credentials.key();
     if (key.isNull()) {
         m_lastError = QStringLiteral("Key is missing / invalid");
         return false;
     }
-    QFile certFile(credentials.certFilePath());
-    const QSslCertificate certificate =
-        certFile.open(QIODevice::ReadOnly) ? QSslCertificate(&certFile) : QSslCertificate();
+    const QSslCertificate certificate = credentials.certificate();
     if (certificate.isNull()) {
         m_lastError = QStringLiteral("Certificate is missing / invalid");
         return false;

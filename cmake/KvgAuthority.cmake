@@ -16,11 +16,13 @@ add_custom_target(kvg_authority DEPENDS ${KVG_SANDBOX_CA})
 function(kvg_trust target bundle)
   set(_qrc ${CMAKE_CURRENT_BINARY_DIR}/${target}_cacerts.qrc)
   set(_cpp ${CMAKE_CURRENT_BINARY_DIR}/qrc_${target}_cacerts.cpp)
+  string(REPLACE "&" "&amp;" _escaped "${bundle}")
   file(CONFIGURE OUTPUT ${_qrc} CONTENT "<RCC><qresource prefix=\"/cacerts\">
-<file alias=\"@KVG_CLOUD_HOST@.ca\">${bundle}</file></qresource></RCC>\n" @ONLY)
+<file alias=\"@KVG_CLOUD_HOST@.ca\">${_escaped}</file></qresource></RCC>\n" @ONLY)
   add_custom_command(OUTPUT ${_cpp}
     COMMAND Qt5::rcc --name ${target}_cacerts -o ${_cpp} ${_qrc}
     DEPENDS ${bundle} ${_qrc} VERBATIM)
   set_source_files_properties(${_cpp} PROPERTIES SKIP_AUTOGEN ON)
   target_sources(${target} PRIVATE ${_cpp})
+  add_dependencies(${target} kvg_authority)
 endfunction()

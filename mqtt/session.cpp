@@ -311,8 +311,12 @@ void Session::keepAliveElapsed()
 {
     const std::chrono::milliseconds keepAlive = std::chrono::seconds(m_keepAliveSeconds);
     if (m_pinging) {
+        const qint64 left = unsent();
         if (m_socketSignals > 0) {
             m_keepAlive->start(); // a handler's own event loop: the socket reads nothing meanwhile
+        } else if (left > 0 && left < m_unsentAtPing) {
+            m_unsentAtPing = left; // a slow link: the ping may still wait behind other messages
+            m_keepAlive->start();
         } else {
             fail(MqttNoPingResponse);
         }
@@ -328,6 +332,7 @@ void Session::keepAliveElapsed()
     m_pinging = true;
     packets::appendEmpty(m_outbox, PacketType::Pingreq);
     flush();
+    m_unsentAtPing = unsent();
     m_keepAlive->start(qMin<std::chrono::milliseconds>(keepAlive, longestPingWait));
 }
 

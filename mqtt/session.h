@@ -97,6 +97,7 @@ private:
     bool m_current = false; // m_state speaks of the socket's present connection
     bool m_autoReconnect = false;
     bool m_pinging = false;
+    qint64 m_unsentAtPing = 0; // bytes; shrinks as long as the link moves
     bool m_flushQueued = false;
     bool m_flushing = false;
     bool m_readingPaused = false;

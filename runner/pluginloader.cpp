@@ -36,6 +36,9 @@ void PluginLoader::load()
     if (!folder.exists()) {
         folder.setPath(m_applicationDir + QLatin1String("/../plugins"));
     }
+    if (!folder.exists()) {
+        qCWarning(lcRunner).noquote() << "No folder \"plugins\" in or beside" << m_applicationDir;
+    }
     const QStringList patterns = QString::fromLatin1(KVG_PLUGIN_PATTERNS).split(QLatin1Char('|'));
     const QStringList files = folder.entryList(patterns, QDir::Files, QDir::Unsorted);
     for (const QString &file : files) {

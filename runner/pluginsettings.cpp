@@ -25,7 +25,8 @@ QVariant converted(const QVariant &stored, const QString &type)
         return ok && qIsFinite(value) ? QVariant(value) : QVariant();
     }
     if (type == QLatin1String("string") || type == QLatin1String("list")) {
-        return stored.canConvert(QMetaType::QString) ? QVariant(stored.toString()) : QVariant();
+        const QString value = storedText(stored, &ok);
+        return ok ? QVariant(value) : QVariant();
     }
     return stored;
 }

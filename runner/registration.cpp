@@ -22,6 +22,16 @@ namespace {
 constexpr std::chrono::milliseconds codeWait = 120s;
 constexpr double longestCode = 7 * 24 * 3600; // seconds
 
+// The object of an event; empty, with a log line, when there is none.
+QJsonObject parsed(const QString &msg)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(msg.toUtf8());
+    if (!document.isObject()) {
+        qCWarning(lcRunner, "The registrar sent an event without an object");
+    }
+    return document.object();
+}
+
 } // namespace
 
 void ZugatewRunner::generateDoc()
@@ -37,7 +47,7 @@ void ZugatewRunner::generateDoc()
         emit finished(AliasFill, unnamed);
         return;
     }
-    if (m_registering || m_ending) { // an id that is being voided must not be sent
+    if (m_registering || m_voiding || m_leaving) { // an id that is being voided must not be sent
         emit finished(ProcReg, registrationStatus(RegistrationFailure::Busy));
         return;
     }
@@ -80,10 +90,10 @@ void ZugatewRunner::reg_dataRead(const QString &evt, const QString &msg, const Q
     }
     if (evt == QLatin1String("error")) {
         m_registering = false;
-        emit finished(ProcReg, QJsonDocument::fromJson(msg.toUtf8()).object());
+        emit finished(ProcReg, parsed(msg));
         m_registrar->close();
     } else if (evt == QLatin1String("code")) {
-        const QJsonObject code = QJsonDocument::fromJson(msg.toUtf8()).object();
+        const QJsonObject code = parsed(msg);
         const double valid = code["timeout"].toDouble(); // seconds, from outside
         const std::chrono::seconds left(static_cast<int>(qBound(0.0, valid, longestCode)));
         m_registrationDeadline->start(left + codeWait);

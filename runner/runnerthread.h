@@ -20,7 +20,8 @@ public:
     ZugatewRunner *runner() const { return m_runner; }
     void start();
     // Ends the cloud connection, the runner and the thread, and waits for it: well under a second
-    // when the network answers, three at the most when it does not. Further calls do nothing.
+    // when the network answers, three at the most when it does not, and whatever a plugin's call
+    // that is under way takes. Further calls do nothing.
     void stop();
 
 private:

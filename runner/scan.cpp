@@ -101,11 +101,11 @@ void ZugatewRunner::scanPlugin(const LoadedPlugin &plugin, Scan &scan)
         QObject *ui = nullptr;
         QAbstractThing *const thing =
             plugin.type->create(key, devices.value(key), scan.settings(), &ui);
-        ui = prepareInterface(ui);
         if (thing == nullptr || m_origins.contains(thing)) {
             delete ui;
             continue;
         }
+        ui = prepareInterface(ui);
         scan.take(key);
         adopt(thing, {plugin.name, key, thing->shortid()}, scan);
         emit deviceCreated(ui);

@@ -64,7 +64,7 @@ ZugatewRunner::~ZugatewRunner()
 void ZugatewRunner::shutdown()
 {
     m_registering = false;
-    m_ending = true; // for good
+    m_leaving = true;
     m_registrar->close();
     m_gateway->disconnectFromCloud();
 }
@@ -134,7 +134,7 @@ void ZugatewRunner::connectToCloud(bool firstrun)
 
 void ZugatewRunner::startCloud(bool firstrun)
 {
-    if (!m_ending && !m_gateway->isConnected() && m_gateway->holdsCredentials()) {
+    if (!m_voiding && !m_leaving && !m_gateway->isConnected() && m_gateway->holdsCredentials()) {
         m_gateway->connectToCloud(firstrun);
     }
 }
@@ -176,9 +176,9 @@ void ZugatewRunner::resetGateway()
         endRegistration(); // its result would belong to what is void then
     }
     // Waits in a local event loop, which may run a request to connect that came meanwhile.
-    const bool ending = std::exchange(m_ending, true);
+    const bool voiding = std::exchange(m_voiding, true);
     m_gateway->disconnectFromCloud();
-    m_ending = ending;
+    m_voiding = voiding;
     m_gateway->resetRegistration();
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {

@@ -88,7 +88,8 @@ public slots:
     void cloudStatus();
     // Voids the registration of the gateway and of all things.
     void resetGateway();
-    // Brings the live things in line with a pool that the user has edited. No finished().
+    // Brings the live things in line with a pool that the user has edited. No finished() of its
+    // own; a gateway that was forgotten ends as by resetGateway().
     void resetDevPool();
     void releaseThings();
     void registrationState();
@@ -142,7 +143,8 @@ private:
     QTimer *m_registrationDeadline; // child
     bool m_registering = false;
     bool m_scanning = false;
-    bool m_ending = false; // the connection is being ended: nothing may begin another meanwhile
+    bool m_voiding = false; // the registration is: nothing may connect or register meanwhile
+    bool m_leaving = false; // the same, for good
     QHash<const QObject *, Origin> m_origins;                // the live things
     QHash<QString, QHash<QString, QAbstractThing *>> m_made; // plugin, device key
 };

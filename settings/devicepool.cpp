@@ -71,7 +71,7 @@ QJsonObject DevicePool::stored(const SettingsStore &store)
     const QString text = store.value(keys::DevicePool);
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text.toLatin1(), &error);
-    if (!document.isObject() && !text.isEmpty()) {
+    if (error.error != QJsonParseError::NoError && !text.isEmpty()) {
         qCWarning(lcSettings) << "The device pool cannot be read and counts as empty:"
                               << error.errorString();
     }
@@ -86,7 +86,7 @@ DevicePool DevicePool::load(SettingsStore &store)
     const QJsonValue list = pool.m_root.take(devicesMember);
     if (!list.isArray() && text.isValid() && text != QVariant(QString()) &&
         text != QVariant(QLatin1String(keys::DevicePool.fallback))) {
-        qCWarning(lcSettings, "The device pool holds no list of devices");
+        qCWarning(lcSettings, "The device pool holds no list of devices; it is kept aside");
         pool.m_unreadable = text;
     }
     const QJsonArray devices = list.toArray();
@@ -101,7 +101,7 @@ DevicePool DevicePool::load(SettingsStore &store)
 DevicePool DevicePool::read()
 {
     SettingsStore store;
-    store.checkVersion();
+    store.markVersion();
     return load(store);
 }
 
@@ -109,7 +109,7 @@ void DevicePool::update(const std::function<void(DevicePool &)> &change)
 {
     const QMutexLocker lock(&writers());
     SettingsStore store;
-    store.checkVersion();
+    store.markVersion();
     DevicePool pool = load(store);
     change(pool);
     pool.save(store);

@@ -38,8 +38,8 @@ public:
     // The stored text as JSON, read as Latin-1; empty, with a log line, when it is none.
     static QJsonObject stored(const SettingsStore &store);
 
-    // The stored pool. One that cannot be read counts as empty, with a log line; its text is
-    // kept aside when the next write replaces it.
+    // The stored pool; marks the version of the settings' layout. One that cannot be read counts as
+    // empty, with a log line; its text is kept aside when the next write replaces it.
     static DevicePool read();
     // Reads, lets `change` work on the pool and writes it, all in one step as far as other
     // threads of this program are concerned.

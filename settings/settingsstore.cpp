@@ -37,6 +37,13 @@ bool storedBool(const QVariant &value, bool *ok)
     return false;
 }
 
+QString storedText(const QVariant &value, bool *ok)
+{
+    *ok = value.canConvert(QMetaType::QString);
+    return value.type() == QVariant::StringList ? value.toStringList().join(QLatin1Char(','))
+                                                : value.toString();
+}
+
 SettingsStore::SettingsStore() = default;
 
 SettingsStore::~SettingsStore()
@@ -77,15 +84,7 @@ bool SettingsStore::value(const Key<bool> &key) const
 
 QString SettingsStore::value(const Key<QString> &key) const
 {
-    const QVariant stored = m_settings.value(QLatin1String(key.path));
-    if (stored.type() == QVariant::StringList) {
-        // The file format cuts a text with bare commas into a list: administrators forget quotes.
-        return stored.toStringList().join(QLatin1Char(','));
-    }
-    return converted(m_settings, key, [](const QVariant &v, bool *ok) {
-        *ok = v.canConvert(QMetaType::QString);
-        return v.toString();
-    });
+    return converted(m_settings, key, storedText);
 }
 
 QByteArray SettingsStore::value(const Key<QByteArray> &key) const
@@ -96,7 +95,7 @@ QByteArray SettingsStore::value(const Key<QByteArray> &key) const
     });
 }
 
-void SettingsStore::checkVersion()
+void SettingsStore::markVersion()
 {
     const QString running = QLatin1String(defaults::Version);
     if (!contains(keys::StoredVersion) || value(keys::StoredVersion) != running) {

@@ -42,8 +42,8 @@ public:
     {
         return m_settings.contains(QLatin1String(key.path));
     }
-    // Makes sure that the store names the running version as that of its layout.
-    void checkVersion();
+    // Makes sure that the store names the running version as that of its layout; writes if not.
+    void markVersion();
     // Removes every key of the application.
     void clear();
 
@@ -71,6 +71,10 @@ private:
 
 // A boolean as the store's file may hold it; `ok` tells whether `value` is one.
 bool storedBool(const QVariant &value, bool *ok);
+
+// The same for a text. The file format cuts a text with bare commas into a list, and people who
+// edit the file forget the quotes.
+QString storedText(const QVariant &value, bool *ok);
 
 // The same for an integer. QVariant's own conversion wraps what does not fit.
 template <typename Integer>

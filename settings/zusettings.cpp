@@ -10,7 +10,7 @@ Q_LOGGING_CATEGORY(lcSettings, "kvg.settings")
 ZUSettings::ZUSettings(QObject *parent)
     : QObject(parent)
 {
-    m_store.checkVersion();
+    m_store.markVersion();
 }
 
 ZUSettings::~ZUSettings() = default;

@@ -34,7 +34,8 @@ public slots:
     void resetRegistration();
 
 signals:
-    // The user wants the registration to be voided. Emitted by the settings page's owner only.
+    // The user wants the registration to be voided. Nothing here emits it: it is the settings
+    // page's, whose window connects it.
     void unregDevices();
 
 private:

@@ -25,6 +25,7 @@ constexpr int shortestReportInterval = 60; // seconds
 constexpr int earlyReportFrom = 30000;     // milliseconds
 constexpr int earlyReportSpread = 40000;   // milliseconds
 constexpr int longestId = 1024;            // characters
+constexpr int longestAlias = 1024;         // characters
 constexpr int longestHost = 253;           // characters, RFC 1035
 
 bool isHost(const QString &text)
@@ -314,13 +315,10 @@ void GatewayThing::sibling_stateChanged(const QJsonObject &value)
 
 void GatewayThing::publishState(QAbstractThing *thing, const QJsonObject &value)
 {
-    if (!thing->isActive() || value.isEmpty()) {
+    if (!m_keys.contains(thing) || !thing->isActive() || value.isEmpty()) {
         return;
     }
-    if (m_keys.contains(thing)) {
-        rekey(thing);
-    }
-    m_client->publish(thing->cloudid(), value);
+    m_client->publish(rekey(thing), value);
 }
 
 void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &data)
@@ -379,7 +377,7 @@ bool GatewayThing::applyRegistration(const QJsonObject &reply,
         return false;
     }
     if (reply.contains(QLatin1String("alias"))) {
-        rename(reply["alias"].toString());
+        rename(reply["alias"].toString().left(longestAlias));
     }
     applyAddress(reply);
     applyFleet(reply, things, suppressSiblings);
@@ -447,7 +445,8 @@ void GatewayThing::applyFleet(const QJsonObject &reply, const QList<QAbstractThi
             qCWarning(lcThings) << "The registrar named a thing that is not here:" << id.left(80);
             continue;
         }
-        thing->rename(element["alias"].toString()); // announced, so it may be the thing's end
+        thing->rename(element["alias"].toString().left(
+            longestAlias)); // announced, so it may be the thing's end
         if (thing) {
             thing->setRegidFromCid(id);
         }

@@ -52,7 +52,8 @@ public:
 
     virtual bool matches(const QString &type, const QString &version, const QString &serial) const;
     // True when `id` begins with "type_version_serial". A bare prefix test: the id of serial
-    // "ABCD" is owned by serial "ABC" as well. Use findThing() to look for the thing of an id.
+    // "ABCD" is owned by serial "ABC" as well. To look for the thing of an id is ThingIndex's work,
+    // which weighs all things.
     virtual bool ownsCloudid(const QString &id) const;
 
     // The values of the device type's settings, by name; stored values over the defaults of the

@@ -32,24 +32,15 @@ private slots:
         m_runner->rescan();
         m_finished = std::make_unique<QSignalSpy>(m_runner.get(), &ZugatewRunner::finished);
     }
-    void cleanup()
-    {
-        m_finished.reset();
-        m_runner.reset();
-    }
-
-    void unnamedThingsComeFirst()
-    {
-        m_runner->renameThing("fake_1_A", "a");
-        m_finished->clear();
-        m_runner->generateDoc();
-        QCOMPARE(next(ZugatewRunner::AliasFill).toStringList(),
-                 (QStringList{"gateway_200_?", "fake_1_B"}));
-        QVERIFY(m_registrar->documents.isEmpty());
-    }
+    void cleanup() { m_runner.reset(); }
 
     void theWholeWayFromNothingToConnectedAndBack()
     {
+        m_runner->renameThing("fake_1_A", "a");
+        next(ZugatewRunner::TRename);
+        m_runner->generateDoc();
+        QCOMPARE(next(ZugatewRunner::AliasFill).toStringList(),
+                 (QStringList{"gateway_200_?", "fake_1_B"}));
         nameAll();
         m_runner->generateDoc();
         QTRY_COMPARE(m_registrar->documents.size(), 1);
@@ -67,10 +58,10 @@ private slots:
         QSignalSpy changed(m_runner.get(), &ZugatewRunner::thingChanged);
         QSignalSpy connected(m_runner.get(), &ZugatewRunner::connectivityChanged);
         m_registrar->send("result", result());
-        QJsonObject told = next(ZugatewRunner::SetUpdate, ZugatewRunner::ProcReg).toJsonObject();
+        next(ZugatewRunner::SetUpdate);
         QJsonObject expected = result();
         expected.remove("cred");
-        QCOMPARE(told, expected);
+        QCOMPARE(next(ZugatewRunner::ProcReg).toJsonObject(), expected);
         QTRY_COMPARE(connected.size(), 1);
         QVERIFY(m_finished->isEmpty()); // no result for a connection that nobody asked for
         QStringList records;
@@ -116,46 +107,34 @@ private slots:
         QCOMPARE(DevicePool::read().at(DevicePool::read().indexOf("fake_1_C")).regid, QString());
     }
 
-    void failuresEndTheRegistrationAndAllowAnother_data()
-    {
-        QTest::addColumn<QByteArray>("event");
-        QTest::addColumn<QByteArray>("data");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("error") << QByteArray("error") << QByteArray(R"({"code":7,"error":"no"})")
-                               << 7 << "no";
-        QTest::newRow("unreadable error") << QByteArray("error") << QByteArray("x") << 0 << "";
-        QTest::newRow("refused result")
-            << QByteArray("result") << QByteArray(R"({"error":"late","code":9})") << 9 << "late";
-        QTest::newRow("bad credentials")
-            << QByteArray("result")
-            << QByteArray(R"({"id":"gateway_200_S_G","cred":{"priv":"x","file":"y"}})") << 498
-            << "Reply processing error";
-        QTest::newRow("end of the stream")
-            << QByteArray() << QByteArray() << 500
-            << "Connection to the registrar service was closed unexpectedly.";
-    }
     void failuresEndTheRegistrationAndAllowAnother()
     {
-        QFETCH(QByteArray, event);
-        QFETCH(QByteArray, data);
-        QFETCH(int, code);
-        QFETCH(QString, error);
         nameAll();
-        for (int attempt = 1; attempt <= 2; ++attempt) {
-            m_runner->generateDoc();
-            QTRY_COMPARE(m_registrar->documents.size(), attempt);
-            m_registrar->send("unheard-of", "{}");
-            if (event.isEmpty()) {
-                m_registrar->stream->close();
-            } else {
-                m_registrar->send(event, data);
-            }
-            QCOMPARE(status(), qMakePair(code, error));
-            if (code == 498) {
-                return; // the id was issued: the next document is another
-            }
-        }
+        QCOMPARE(statusAfter("error", "x"), qMakePair(0, QString()));
+        QCOMPARE(statusAfter("result", R"({"error":"late","code":9})"),
+                 qMakePair(9, QString("late")));
+        QCOMPARE(statusAfter({}, {}),
+                 qMakePair(500, QString("Connection to the registrar service was closed "
+                                        "unexpectedly.")));
+        QCOMPARE(
+            statusAfter("result", R"({"id":"gateway_200_S_G","cred":{"priv":"x","file":"y"}})"),
+            qMakePair(498, QString("Reply processing error")));
+    }
+
+    void neitherAnErrorPageNorAForeignAddressIsBelieved()
+    {
+        nameAll();
+        m_registrar->head = "HTTP/1.1 404 Not Found\r\nConnection: close\r\n\r\n";
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 1);
+        m_registrar->send("result", result());
+        m_registrar->stream->disconnectFromHost();
+        QCOMPARE(status().first, 500);
+        QVERIFY(gateway()->regid().isEmpty());
+        SettingsStore().set(keys::RegistrarEndpoint, QString("http://192.0.2.1/iot/register"));
+        m_runner->generateDoc();
+        QCOMPARE(status(), qMakePair(400, QString("Cannot establish a connection to the "
+                                                  "registrar service")));
     }
 
     void voidingTheRegistrationEndsOneThatIsUnderWay()
@@ -171,34 +150,12 @@ private slots:
                     m_registrar->stream->state() != QTcpSocket::ConnectedState);
     }
 
-    void anErrorPageIsNoEventStream()
-    {
-        nameAll();
-        m_registrar->head = "HTTP/1.1 404 Not Found\r\nConnection: close\r\n\r\n";
-        m_runner->generateDoc();
-        QTRY_COMPARE(m_registrar->documents.size(), 1);
-        m_registrar->send("result", result());
-        m_registrar->stream->disconnectFromHost();
-        QCOMPARE(status().first, 500);
-        QVERIFY(gateway()->regid().isEmpty());
-    }
-
-    void aRegistrarThatMustNotBeAskedIsNot()
-    {
-        nameAll();
-        SettingsStore().set(keys::RegistrarEndpoint, QString("http://192.0.2.1/iot/register"));
-        m_runner->generateDoc();
-        QCOMPARE(status(),
-                 qMakePair(400, QString("Cannot establish a connection to the registrar service")));
-    }
-
 private:
     void nameAll()
     {
-        for (const auto &[id, alias] : {std::pair("gateway_200_?", "gate"),
-                                        std::pair("fake_1_A", "a"), std::pair("fake_1_B", "b")}) {
-            m_runner->renameThing(id, alias);
-        }
+        m_runner->renameThing("gateway_200_?", "gate");
+        m_runner->renameThing("fake_1_A", "a");
+        m_runner->renameThing("fake_1_B", "b");
         m_finished->clear();
     }
     QJsonObject result() const
@@ -212,15 +169,7 @@ private:
                 {"fleet", QJsonArray{QJsonObject{{"id", "fake_1_A_1"}, {"alias", "a"}},
                                      QJsonObject{{"id", "fake_1_B_2"}, {"alias", "b"}}}}};
     }
-    // The next result, which must be of this operation; `before` may come first.
-    QVariant next(int before, int operation)
-    {
-        [&] { QTRY_VERIFY(!m_finished->isEmpty()); }();
-        if (m_finished->value(0).value(0) == before) {
-            m_finished->removeFirst();
-        }
-        return next(operation);
-    }
+    // The next result, which must be of this operation.
     QVariant next(int operation)
     {
         [&] { QTRY_VERIFY(!m_finished->isEmpty()); }();
@@ -233,6 +182,20 @@ private:
     {
         const QJsonObject object = next(ZugatewRunner::ProcReg).toJsonObject();
         return {object["code"].toInt(), object["error"].toString()};
+    }
+    // Of a registration that the registrar answers with this event; without one, it hangs up.
+    QPair<int, QString> statusAfter(const QByteArray &event, const QByteArray &data)
+    {
+        const int before = m_registrar->documents.size();
+        m_runner->generateDoc();
+        [&] { QTRY_COMPARE(m_registrar->documents.size(), before + 1); }();
+        m_registrar->send("unheard-of", "{}");
+        if (event.isEmpty()) {
+            m_registrar->stream->close();
+        } else {
+            m_registrar->send(event, data);
+        }
+        return status();
     }
     GatewayThing *gateway() const { return m_runner->findChild<GatewayThing *>(); }
 

@@ -26,17 +26,11 @@ private slots:
         m_runner->loadPlugins();
         QCOMPARE(results(), QStringList{"Load true"});
     }
-    void cleanup()
-    {
-        m_finished.reset();
-        m_changed.reset();
-        m_runner.reset();
-    }
+    void cleanup() { m_runner.reset(); }
 
     void everyRequestEndsWithItsOwnResult()
     {
         m_runner->listPlugins();
-        QCOMPARE(m_finished->takeFirst().at(1).toJsonObject().keys(), QStringList{"fake"});
         m_runner->rescan();
         m_runner->listThings();
         m_runner->connectToCloud(true);
@@ -45,8 +39,8 @@ private slots:
         m_runner->resetGateway();
         m_runner->releaseThings();
         QCOMPARE(results(),
-                 (QStringList{"Rescan true", "Lsthings", "CConnect true", "CStatus", "RegStatus 0",
-                              "CStatus", "DUnreg true", "ThingsGone true"}));
+                 (QStringList{"Lsmod", "Rescan true", "Lsthings", "CConnect true", "CStatus",
+                              "RegStatus 0", "CStatus", "DUnreg true", "ThingsGone true"}));
         m_runner->updatePool();
         m_runner->applyDeviceSettings();
         m_runner->resetDevPool();
@@ -60,39 +54,28 @@ private slots:
         plug({"A", "B", "C"});
         m_runner->rescan();
         QCOMPARE(shortids(), (QStringList{"gateway_200_?", "fake_1_A", "fake_1_B", "fake_1_C"}));
-        qApp->setProperty("fake/claims", 0);
-        m_runner->rescan();
-        QCOMPARE(qApp->property("fake/claims").toInt(), 3); // one question for each device
     }
 
-    void aDisabledPluginIsNotAsked()
+    void aDisabledPluginFindsNothing()
     {
         SettingsStore().setPluginValue("fake", "enabled", false);
         plug({"A"});
-        QCOMPARE(qApp->property("fake/asked").toInt(), 0);
-        SettingsStore().setPluginValue("fake", "enabled", "garbage"); // counts as absent
-        m_runner->rescan();
-        QCOMPARE(qApp->property("fake/asked").toInt(), 1);
+        QCOMPARE(shortids(), QStringList{"gateway_200_?"});
     }
 
     void settingsReachThingsTypedAndOverDefaults()
     {
-        {
-            SettingsStore store;
-            store.setPluginValue("fake", "count", "7");
-            store.setPluginValue("fake", "bright", "perhaps");
-            store.setPluginValue("fake", "level", "nan");
-            store.setPluginValue("fake", "unknown", "kept");
-            store.set(keys::ReportInterval, 900);
-        }
+        SettingsStore().setPluginValue("fake", "count", "7");
+        SettingsStore().setPluginValue("fake", "bright", "perhaps");
+        SettingsStore().setPluginValue("fake", "level", "nan");
+        SettingsStore().set(keys::ReportInterval, 900);
         plug({"A"});
         const QVariantHash expected = {
-            {"count", 7}, {"bright", true}, {"level", 0.5}, {"note", "none"}, {"unknown", "kept"}};
+            {"count", 7}, {"bright", true}, {"level", 0.5}, {"note", "none"}};
         QCOMPARE(qApp->property("fake/settings").toHash(), expected);
         m_runner->applyDeviceSettings();
         QCOMPARE(thing("A")->settings, QList<QVariantHash>{expected});
         QCOMPARE(gateway()->reportInterval(), 900);
-        QVERIFY(m_finished->isEmpty());
     }
 
     void aPluggedDeviceGetsItsNameAndIdBack()
@@ -106,15 +89,14 @@ private slots:
         plug({"A", "B"});
         QCOMPARE(thing("A")->alias(), QString("Lamp"));
         QCOMPARE(gateway()->cloudid(), QString("gateway_200_NEW_G"));
-        QCOMPARE(gateway()->alias(), QString("Home"));
         QVERIFY(gateway()->hasSibling("fake_1_A_1"));
-        QCOMPARE(state(), int(ZugatewRunner::PartiallyRegistered));
+        m_runner->registrationState();
+        QCOMPARE(results(), QStringList{"RegStatus 1"});
 
-        m_changed->clear();
         emit thing("B")->mediumGone();
         QCOMPARE(changes(), QStringList{"fake_1_B gone"});
-        QCOMPARE(state(), int(ZugatewRunner::Complete));
-        m_changed->clear();
+        m_runner->registrationState();
+        QCOMPARE(results(), QStringList{"RegStatus 2"});
         FakeThing *const lamp = thing("A");
         QSignalSpy deleted(lamp, &QObject::destroyed);
         emit lamp->mediumGone();
@@ -124,17 +106,6 @@ private slots:
         plug({"A"});
         QCOMPARE(thing("A")->cloudid(), QString("fake_1_A_1"));
         QVERIFY(gateway()->hasSibling("fake_1_A_1"));
-    }
-
-    void aVoidRegistrationAddsNoSiblings()
-    {
-        DevicePool::update([](DevicePool &pool) {
-            pool.put({"gateway", "200", "OLD", "", "Home"});
-            pool.put({"fake", "1", "A", "1", "Lamp"});
-        });
-        plug({"A"});
-        QCOMPARE(gateway()->alias(), QString("Home"));
-        QCOMPARE(gateway()->state()["count"].toInt(), 0);
     }
 
     void renamingFindsTheRightThingAndKeepsNamesApart()
@@ -151,14 +122,9 @@ private slots:
         m_runner->renameThing("fake_1_A", "two");
         QCOMPARE(results(),
                  (QStringList{"Error Cannot rename to two - duplicate alias", "TRename false"}));
-        m_runner->renameThing("fake_1_A", "gate");
-        QCOMPARE(results().last(), QString("TRename false"));
         m_runner->renameThing("xyz", "%1 three");
         QCOMPARE(results(),
                  (QStringList{"Error Cannot rename xyz: no such thing", "TRename false"}));
-        m_runner->renameThing("fake_1_A", "");
-        m_runner->renameThing("fake_1_AB", ""); // another thing's empty alias counts as taken
-        QCOMPARE(results().filter("TRename"), (QStringList{"TRename true", "TRename false"}));
         QCOMPARE(DevicePool::read().indexOf("gateway_200_?"), -1); // went at the next write
         QCOMPARE(DevicePool::read().at(DevicePool::read().indexOf("fake_1_AB")).alias,
                  QString("two"));
@@ -166,18 +132,15 @@ private slots:
 
     void anEditedPoolIsFollowed()
     {
-        const auto reset = [](const QString &regid) {
-            DevicePool::update([&](DevicePool &pool) {
-                pool.put({"gateway", "200", "S", "G", "Home"});
-                pool.put({"fake", "1", "A", regid, "Lamp"});
-                pool.put({"fake", "1", "B", "2", "Other"});
-            });
-        };
         SettingsStore().set(keys::CloudSerial, QString("S"));
-        reset("1");
+        DevicePool::update([](DevicePool &pool) {
+            pool.put({"gateway", "200", "S", "G", "Home"});
+            pool.put({"fake", "1", "A", "1", "Lamp"});
+            pool.put({"fake", "1", "B", "2", "Other"});
+        });
         plug({"A", "B"});
-        reset("9"); // another id than the live thing's
-        m_changed->clear();
+        // Another id than the live thing's.
+        DevicePool::update([](DevicePool &pool) { pool.put({"fake", "1", "A", "9", "Lamp"}); });
         m_runner->resetDevPool();
         QCOMPARE(changes(), (QStringList{"gateway_200_S", "fake_1_A"}));
         QVERIFY(thing("A")->regid().isEmpty());
@@ -187,12 +150,10 @@ private slots:
             pool.put({"fake", "1", "B", "2", "Renamed"});
             pool.remove("fake_1_A");
         });
-        m_changed->clear();
         m_runner->updatePool();
         QCOMPARE(changes(), (QStringList{"gateway_200_S", "fake_1_A", "fake_1_B"}));
         QCOMPARE(thing("A")->alias(), QString());
         QCOMPARE(thing("B")->alias(), QString("Renamed"));
-        QVERIFY(m_finished->isEmpty());
 
         DevicePool::update([](DevicePool &pool) { pool.remove("gateway_200_S"); });
         m_runner->resetDevPool();
@@ -207,10 +168,7 @@ private slots:
         plug({"A", "B", "C"});
         thing("A")->vanishesWhenAsked = true;
         delete thing("B"); // without a word
-        m_runner->listThings();
-        const auto list = m_finished->takeFirst().at(1).value<ThingStateList>();
-        QCOMPARE(list.size(), 2);
-        QCOMPARE(list.at(1).shortid, QString("fake_1_C"));
+        QCOMPARE(shortids(), (QStringList{"gateway_200_?", "fake_1_C"}));
         QVERIFY(changes().contains("fake_1_B gone"));
         thing("C")->vanishesWhenAsked = true;
         m_runner->renameThing("fake_1_C", "c");
@@ -220,28 +178,13 @@ private slots:
         QCOMPARE(shortids().size(), 4);
     }
 
-    void aNewSerialEndsTheOldRecord()
+    void changesOfAThingAreReported()
     {
         plug({"A"});
-        m_changed->clear();
-        thing("A")->changeSerial("A");
-        QCOMPARE(changes(), QStringList{"fake_1_A"});
-        m_changed->clear();
+        emit thing("A")->stateChanged({{"x", 1}}); // not what state() says
+        QCOMPARE(m_changed->takeFirst().first().value<ThingState>().state, (QJsonObject{{"x", 1}}));
         thing("A")->changeSerial("Z");
         QCOMPARE(changes(), (QStringList{"fake_1_A gone", "fake_1_Z"}));
-    }
-
-    void statesAreReportedAsTheyCame()
-    {
-        plug({"A"});
-        m_changed->clear();
-        emit thing("A")->stateChanged({{"x", 1}});
-        const auto record = m_changed->first().first().value<ThingState>();
-        QCOMPARE(record.state, (QJsonObject{{"x", 1}})); // not what state() says
-        QVERIFY(!record.gone);
-        m_changed->clear();
-        m_runner->releaseThings();
-        QCOMPARE(changes(), QStringList{"fake_1_A gone"});
     }
 
     void interfaceObjectsGoToTheInterfaceThread()
@@ -250,16 +193,10 @@ private slots:
         qApp->setProperty("fake/devices", QStringList{"A"});
         RunnerThread worker;
         QSignalSpy created(worker.runner(), &ZugatewRunner::deviceCreated);
-        QSignalSpy finished(worker.runner(), &ZugatewRunner::finished);
-        QCOMPARE(worker.runner()->thread() == thread(), false);
-        const auto children = worker.runner()->findChildren<QObject *>();
-        for (const QObject *const child : children) {
-            QCOMPARE(child->thread(), worker.runner()->thread());
-        }
+        QVERIFY(worker.runner()->thread() != thread());
         worker.start();
         QMetaObject::invokeMethod(worker.runner(), "loadPlugins");
         QMetaObject::invokeMethod(worker.runner(), "rescan");
-        QTRY_COMPARE(finished.size(), 2);
         QTRY_COMPARE(created.size(), 1);
         std::unique_ptr<QObject> ui(created.first().first().value<QObject *>());
         QVERIFY(ui && ui->thread() == thread() && ui->parent() == nullptr);
@@ -274,6 +211,7 @@ private:
         qApp->setProperty("fake/devices", keys);
         m_runner->rescan();
         QCOMPARE(results(), QStringList{"Rescan true"});
+        m_changed->clear();
     }
     // What finished() told since the last call.
     QStringList results()
@@ -281,20 +219,17 @@ private:
         QStringList texts;
         while (!m_finished->isEmpty()) {
             const QVariantList arguments = m_finished->takeFirst();
-            const auto operation = ZugatewRunner::Operation(arguments.at(0).toInt());
-            QString text = QVariant::fromValue(operation).toString();
-            if (arguments.at(1).canConvert(QMetaType::QString)) {
-                text += ' ' + arguments.at(1).toString();
-            }
-            texts.append(text);
+            const auto operation =
+                QVariant::fromValue(ZugatewRunner::Operation(arguments.first().toInt()));
+            texts.append((operation.toString() + ' ' + arguments.last().toString()).trimmed());
         }
         return texts;
     }
-    QStringList changes() const
+    QStringList changes()
     {
         QStringList texts;
-        for (const QVariantList &arguments : *m_changed) {
-            const auto record = arguments.first().value<ThingState>();
+        while (!m_changed->isEmpty()) {
+            const auto record = m_changed->takeFirst().first().value<ThingState>();
             texts.append(record.shortid + (record.gone ? " gone" : ""));
         }
         return texts;
@@ -309,20 +244,9 @@ private:
         }
         return ids;
     }
-    int state()
-    {
-        m_runner->registrationState();
-        return m_finished->takeLast().at(1).toInt();
-    }
     FakeThing *thing(const QString &serial) const
     {
-        const auto things = m_runner->findChildren<QAbstractThing *>();
-        for (QAbstractThing *const candidate : things) {
-            if (candidate->type() == "fake" && candidate->serial() == serial) {
-                return static_cast<FakeThing *>(candidate);
-            }
-        }
-        return nullptr;
+        return static_cast<FakeThing *>(m_runner->findChild<QAbstractThing *>(serial));
     }
     GatewayThing *gateway() const { return m_runner->findChild<GatewayThing *>(); }
 

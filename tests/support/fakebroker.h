@@ -22,7 +22,6 @@ public:
     }
 
     int refusal = 0; // code of the answer to a CONNECT
-    int connections = 0;
     QStringList seen;
     QPointer<QSslSocket> client;
 
@@ -37,15 +36,11 @@ public:
 protected:
     void incomingConnection(qintptr descriptor) override
     {
-        ++connections;
         client = new QSslSocket(this);
         m_unread.clear();
         client->setSocketDescriptor(descriptor);
         client->setLocalCertificate(m_cert);
         client->setPrivateKey(m_key);
-        client->setPeerVerifyMode(QSslSocket::QueryPeer);
-        connect(client, QOverload<const QList<QSslError> &>::of(&QSslSocket::sslErrors), client,
-                [socket = client.data()] { socket->ignoreSslErrors(); });
         connect(client, &QSslSocket::readyRead, this, [this] { readPackets(); });
         client->startServerEncryption();
     }
@@ -58,15 +53,10 @@ private:
         }
         m_unread += client->readAll();
         while (m_unread.size() >= 2) {
-            int length = m_unread.at(1) & 0x7f;
-            int header = 2;
-            if (m_unread.at(1) & 0x80) {
-                if (m_unread.size() < 3) {
-                    return;
-                }
-                length |= (m_unread.at(2) & 0x7f) << 7;
-                header = 3;
-            }
+            const bool isLong = m_unread.at(1) & 0x80; // the length has a second byte
+            const int header = isLong ? 3 : 2;
+            const int high = isLong && m_unread.size() > 2 ? m_unread.at(2) << 7 : 0;
+            const int length = high + (m_unread.at(1) & 0x7f);
             if (m_unread.size() < header + length) {
                 return;
             }
@@ -86,18 +76,13 @@ private:
             seen << "connect " + text(body, 10);
             client->write(QByteArray("\x20\x02\x00", 3) + char(refusal));
             break;
-        case 3: {
-            const QString topic = text(body, 0);
-            seen << "publish " + topic + ' ' +
-                        QString::fromUtf8(body.mid(2 + topic.toUtf8().size()));
+        case 3:
+            seen << "publish " + text(body, 0) + ' ' +
+                        QString::fromUtf8(body.mid(2 + text(body, 0).toUtf8().size()));
             break;
-        }
         case 8:
             seen << "subscribe " + text(body, 2);
             client->write(QByteArray("\x90\x03", 2) + body.left(2) + '\0');
-            break;
-        case 10:
-            client->write(QByteArray("\xb0\x02", 2) + body.left(2));
             break;
         case 14:
             seen << "disconnect";

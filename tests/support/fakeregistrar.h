@@ -51,12 +51,9 @@ public:
 private:
     void note(const QUrl &url)
     {
-        const auto items = QUrlQuery(url).queryItems(QUrl::FullyDecoded);
-        if (url.path() != "/iot/register" || items.size() != 1 || items.first().first != "doc") {
-            return;
-        }
+        const QString doc = QUrlQuery(url).queryItemValue("doc", QUrl::FullyDecoded);
         const QByteArray zlib =
-            QByteArray::fromBase64(items.first().second.toLatin1(), QByteArray::Base64UrlEncoding);
+            QByteArray::fromBase64(doc.toLatin1(), QByteArray::Base64UrlEncoding);
         documents.append(QJsonDocument::fromJson(qUncompress(QByteArray(4, '\0') + zlib)).object());
     }
 

@@ -12,6 +12,7 @@ public:
         , m_type(type)
         , m_serial(serial)
     {
+        setObjectName(serial); // also after changeSerial()
         setActive(true);
     }
 

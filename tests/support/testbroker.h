@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 // A real mosquitto on a free port of the loopback interface, with TLS and client certificates
@@ -10,8 +11,8 @@
 class TestBroker
 {
 public:
-    TestBroker();
-    ~TestBroker();
+    TestBroker() { m_process.setProcessChannelMode(QProcess::MergedChannels); }
+    ~TestBroker() { kill(); }
 
     // Starts the broker and waits until it listens: on a free port the first time, on the same
     // port again later. False, with a warning, when it does not come up.
@@ -27,6 +28,8 @@ public:
         QByteArray key;
     };
     Credentials issue(const QString &commonName);
+    // Of mosquitto_pub and mosquitto_sub, to connect with these credentials; `more` follows.
+    QStringList clientArguments(const Credentials &credentials, const QStringList &more);
 
 private:
     // Ends with this program, however that ends.

@@ -7,22 +7,13 @@
 
 TestProfile::TestProfile()
 {
-    const struct
-    {
-        const char *variable;
-        const char *folder;
-    } places[] = {{"HOME", "home"},
-                  {"XDG_CONFIG_HOME", "config"},
-                  {"XDG_CONFIG_DIRS", "system-config"},
-                  {"XDG_DATA_HOME", "data"},
-                  {"XDG_CACHE_HOME", "cache"},
-                  {"XDG_RUNTIME_DIR", "run"}};
-    for (const auto &place : places) {
-        const QString folder = m_dir.filePath(QString::fromLatin1(place.folder));
+    for (const char *const variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS",
+                                       "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
+        const QString folder = m_dir.filePath(QString::fromLatin1(variable));
         QDir().mkpath(folder);
-        qputenv(place.variable, QFile::encodeName(folder));
+        qputenv(variable, QFile::encodeName(folder));
     }
-    QFile::setPermissions(m_dir.filePath("run"),
+    QFile::setPermissions(m_dir.filePath("XDG_RUNTIME_DIR"),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QCoreApplication::setOrganizationName("Corvalt");
     QCoreApplication::setApplicationName("KVG-Gate");

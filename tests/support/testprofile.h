@@ -8,7 +8,6 @@ class TestProfile
 {
 public:
     TestProfile();
-    QString path() const { return m_dir.path(); }
 
 private:
     QTemporaryDir m_dir;

@@ -6,6 +6,8 @@ every step worked, 1 with the reason when one did not, 128 + signal when it was 
 """
 
 import argparse
+import contextlib
+import fcntl
 import json
 import os
 import pathlib
@@ -162,9 +164,26 @@ def write_settings(profile, cloud):
         "[Plugins]\nhost\\interval=1\nlamp\\blink=2\n")
 
 
+@contextlib.contextmanager
+def own_folder(work):
+    """Empties the working folder and holds it against a second journey."""
+    mark = work / ".journey"
+    if work.exists() and any(work.iterdir()) and not mark.exists():
+        raise JourneyError(f"{work} is not empty and not the folder of an earlier journey")
+    work.mkdir(parents=True, exist_ok=True)
+    with open(mark, "a", encoding="ascii") as lock:
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except OSError:
+            raise JourneyError(f"another journey is under way in {work}") from None
+        for entry in work.iterdir():
+            if entry != mark:
+                shutil.rmtree(entry) if entry.is_dir() else entry.unlink()
+        yield
+
+
 def journey(build, work, watch, programs):
     binaries = build / "bin"
-    shutil.rmtree(work, ignore_errors=True)
     profile = work / "profile"
     environment = environment_for(profile)
 
@@ -205,7 +224,7 @@ def journey(build, work, watch, programs):
     answer = gateway.wait_for("code", lambda line: line.get("op") in ("RegCode", "ProcReg"))
     if answer["op"] != "RegCode":
         raise JourneyError(f"no code: {short(answer['result'])}")
-    code = answer["result"]["value"]
+    code = answer["result"].get("value", answer["result"].get("code"))
     say("code", f"{code}, valid for {answer['result']['timeout']} s")
     portal.post("/api/code", {"code": str(code)})
     say("portal", "code entered")
@@ -233,7 +252,9 @@ def journey(build, work, watch, programs):
         raise JourneyError("the broker saw no state of " + ", ".join(sorted(wanted - set(seen))))
     say("states", f"{sum(seen.values())} of {len(seen)} things in {watch} s")
 
-    lamp = next(e["id"] for e in result["fleet"] if e["id"].startswith("lamp"))
+    lamp = next((e["id"] for e in result["fleet"] if e["id"].startswith("lamp")), None)
+    if lamp is None:
+        raise JourneyError("no lamp was registered")
     portal.post("/api/update", {"id": lamp, "update": {"color": "#4caf50", "brightness": 42}})
     say("update", f"sent to {lamp} from the portal")
     deadline = time.monotonic() + 15
@@ -262,7 +283,7 @@ def stop_on_signal(number, _frame):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
-    parser.add_argument("--work", type=pathlib.Path, help="folder for profile and logs; emptied")
+    parser.add_argument("--work", type=pathlib.Path, help="folder for profile and logs: new, or of an earlier journey")
     parser.add_argument("--watch", type=float, default=10, help="seconds to watch the states")
     options = parser.parse_args()
     build = options.build.resolve()
@@ -271,18 +292,21 @@ def main():
         signal.signal(number, stop_on_signal)
     programs = []
     try:
-        journey(build, work, options.watch, programs)
+        with own_folder(work):
+            journey(build, work, options.watch, programs)
         status = 0
     except Stopped as stopped:
         print(f"\nstopped by signal {stopped.args[0]}", file=sys.stderr)
         status = 128 + stopped.args[0]
-    except (JourneyError, OSError, KeyError, ValueError) as error:
-        print(f"\nThe journey failed: {error}\nLogs: {work}", file=sys.stderr)
+    except Exception as error:  # pylint: disable=broad-except  # whatever it is, it has a reason
+        reason = str(error) if isinstance(error, JourneyError) else repr(error)
+        print(f"\nThe journey failed: {reason}\nLogs: {work}", file=sys.stderr)
         status = 1
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, signal.SIG_IGN)
-    for program in reversed(programs):
-        program.stop()
+    finally:
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            signal.signal(number, signal.SIG_IGN)
+        for program in reversed(programs):
+            program.stop()
     return status
 
 

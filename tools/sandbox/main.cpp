@@ -41,6 +41,7 @@ void stopBySignals(QCoreApplication &app)
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
+    ::sigaction(SIGHUP, &action, nullptr);
 }
 
 void stopAtEndOfInput(QCoreApplication &app)

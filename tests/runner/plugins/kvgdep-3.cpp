@@ -3,21 +3,12 @@
 #include <QCoreApplication>
 #include <QVariant>
 
-namespace {
-
-void count(const char *property)
-{
-    qApp->setProperty(property, qApp->property(property).toInt() + 1);
-}
-
-} // namespace
-
 extern "C" Q_DECL_EXPORT void init()
 {
-    count("dep/init");
+    qApp->setProperty("dep/init", qApp->property("dep/init").toInt() + 1);
 }
 
 extern "C" Q_DECL_EXPORT void deinit()
 {
-    count("dep/deinit");
+    qApp->setProperty("dep/deinit", qApp->property("dep/deinit").toInt() + 1);
 }

@@ -1,21 +1,12 @@
 // A device type that a test drives through properties of the application object:
 // "fake/devices" (QStringList of keys, which are the serials too; "A=B" is a second key of the
-// device B), "fake/ui" (bool: things come with an interface object), "fake/asked" (int: number
-// of discoveries), "fake/claims" (int: number of claims), "fake/settings" (what create() got).
+// device B), "fake/ui" (bool: things come with an interface object), "fake/settings" (what
+// create() got).
 
 #include "tests/support/fakething.h"
 #include "things/abstractthingtype.h"
 
 #include <QCoreApplication>
-
-namespace {
-
-void count(const char *property)
-{
-    qApp->setProperty(property, qApp->property(property).toInt() + 1);
-}
-
-} // namespace
 
 class FakeType : public QObject, public AbstractThingType
 {
@@ -26,7 +17,6 @@ class FakeType : public QObject, public AbstractThingType
 public:
     QHash<QString, QVariant> discover() override
     {
-        count("fake/asked");
         QHash<QString, QVariant> devices;
         const QStringList keys = qApp->property("fake/devices").toStringList();
         for (const QString &key : keys) {
@@ -48,7 +38,6 @@ public:
     }
     bool claims(const QString &key, const QAbstractThing *thing) override
     {
-        count("fake/claims");
         return thing->type() == "fake" && thing->serial() == key.section('=', -1);
     }
 };
