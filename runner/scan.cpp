@@ -231,8 +231,8 @@ void ZugatewRunner::updatePool()
 {
     const DevicePool pool = DevicePool::read();
     const QList<QAbstractThing *> things = m_things;
-    m_gateway->setAlias(QString());
     const ThingIndex index(things);
+    m_gateway->setAlias(QString());
     for (QAbstractThing *const thing : things) {
         if (m_origins.contains(thing)) { // a change of name is announced and may end a thing
             thing->setAlias(QString());
@@ -269,11 +269,17 @@ void ZugatewRunner::updatePool()
 
 void ZugatewRunner::writePool(const QList<QAbstractThing *> &things)
 {
-    DevicePool::update([&things](DevicePool &pool) {
+    // Asked before the pool is locked: the answers are plugins' code.
+    QVector<PoolEntry> entries;
+    entries.reserve(things.size());
+    for (const QAbstractThing *const thing : things) {
+        entries.append(
+            {thing->type(), thing->version(), thing->serial(), thing->regid(), thing->alias()});
+    }
+    DevicePool::update([&entries](DevicePool &pool) {
         pool.dropGatewayPlaceholders();
-        for (const QAbstractThing *const thing : things) {
-            pool.put(
-                {thing->type(), thing->version(), thing->serial(), thing->regid(), thing->alias()});
+        for (const PoolEntry &entry : qAsConst(entries)) {
+            pool.put(entry);
         }
     });
 }
