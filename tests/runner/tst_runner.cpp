@@ -108,6 +108,17 @@ private slots:
         QVERIFY(gateway()->hasSibling("fake_1_A_1"));
     }
 
+    void aVoidRegistrationAddsNoSiblings()
+    {
+        DevicePool::update([](DevicePool &pool) {
+            pool.put({"gateway", "200", "OLD", "", "Home"});
+            pool.put({"fake", "1", "A", "1", "Lamp"});
+        });
+        plug({"A"});
+        QCOMPARE(gateway()->alias(), QString("Home"));
+        QCOMPARE(gateway()->state()["count"].toInt(), 0);
+    }
+
     void renamingFindsTheRightThingAndKeepsNamesApart()
     {
         plug({"A", "AB"});
