@@ -43,7 +43,7 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription("Nimbra Cloud Gateway Application");
     addThemeOptions(parser);
     parser.addOption({{"r", "reset"}, "Reset all settings."});
-    // The misspelling is deliberate: scripts compare the help text.
+    // Spelt so on purpose: the wording of the help is fixed.
     parser.addOption({{"l", "lang"}, "Set langugage to <lang>.", "lang"});
     parser.process(app);
 

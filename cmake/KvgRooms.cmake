@@ -1,6 +1,5 @@
 # Targets by cmake/rooms.txt: what a target may use is what it is linked with.
 
-find_package(Threads REQUIRED)
 set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
              ${PROJECT_SOURCE_DIR}/cmake/rooms.txt)
 file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/rooms.txt _kvg_rooms REGEX "^[^#]")
