@@ -1,15 +1,22 @@
-#include "app/consolesession.h"
 #include "app/language.h"
+#include "app/logfile.h"
 #include "app/platform/quitsignals.h"
+#include "app/qautostarter.h"
+#include "app/singleapphandler.h"
+#include "app/sleeplistener.h"
 #include "app/theme.h"
 #include "runner/metatypes.h"
 #include "settings/defaults.h"
+#include "ui/mainwindow.h"
+#include "ui/widgets/qmaterialicon.h"
+#include "ui/widgets/qtdockedapplication.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QIcon>
 
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -26,16 +33,50 @@ void leaveWithin(std::chrono::milliseconds limit, int status)
     }).detach();
 }
 
+void settleLanguage(const QCommandLineParser &parser)
+{
+    std::optional<QString> language;
+    if (parser.isSet("lang")) {
+        language = parser.value("lang");
+    }
+    settleLanguage(parser.isSet("reset"), language);
+}
+
+int runWindow(const QtDockedApplication &app, SingleAppHandler &guard)
+{
+    QAutoStarter autostart(QStringLiteral("NimbraCloudGate"),
+                           QStringLiteral(":/images/zu-gate.png"), nullptr);
+    SleepListener *const sleep = SleepListener::instance();
+    sleep->install();
+    MainWindow window(autostart, LogFile::folder());
+    QObject::connect(&app, &QtDockedApplication::clickedOnDock, &window, &MainWindow::dockClicked);
+    QObject::connect(sleep, &SleepListener::aboutToSleep, &window, &MainWindow::prepareSleep);
+    QObject::connect(sleep, &SleepListener::didWakeUp, &window, &MainWindow::postWake);
+    QObject::connect(&guard, &SingleAppHandler::incomingMessage, &window,
+                     [&window](const QString &message) {
+                         if (message == QLatin1String("show")) {
+                             window.bringUp();
+                         }
+                     });
+    window.restoreLayout();
+    QMetaObject::invokeMethod(&window, "runInitSequence", Qt::AutoConnection);
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
     registerMetaTypes();
-    QCoreApplication app(argc, argv);
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QtDockedApplication app(argc, argv);
     QCoreApplication::setOrganizationName("Corvalt");
     QCoreApplication::setApplicationName("KVG-Gate");
     QCoreApplication::setApplicationVersion(QString::fromLatin1(defaults::Version));
+    QGuiApplication::setWindowIcon(QIcon("://kvg-gate.ico"));
+    QGuiApplication::setDesktopFileName("kvg-gate");
     QCoreApplication::addLibraryPath(QCoreApplication::applicationDirPath());
+    QGuiApplication::setQuitOnLastWindowClosed(false);
 
     QCommandLineParser parser;
     parser.addHelpOption();
@@ -47,19 +88,20 @@ int main(int argc, char *argv[])
     parser.addOption({{"l", "lang"}, "Set langugage to <lang>.", "lang"});
     parser.process(app);
 
-    std::optional<QString> language;
-    if (parser.isSet("lang")) {
-        language = parser.value("lang");
+    SingleAppHandler guard;
+    if (!guard.isFirstInstance()) {
+        guard.sendMessage("show");
+        return 0;
     }
-    settleLanguage(parser.isSet("reset"), language);
-    const Translations translations(storedLanguage());
-
     int status = 0;
     {
+        const LogFile log;
+        settleLanguage(parser);
+        settleTheme(&parser, &keys::Dark);
+        QMaterialIcon::instance().setDark(isDarkTheme());
+        const Translations translations(storedLanguage());
         const QuitSignals quitSignals;
-        ConsoleSession session;
-        session.start();
-        status = QCoreApplication::exec();
+        status = runWindow(app, guard);
     }
     leaveWithin(500ms, status);
     return status;

@@ -4,12 +4,14 @@
 #include "cloud/topics.h"
 #include "settings/defaults.h"
 
+#include <QDateTime>
 #include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
 #include <QMetaType>
 #include <QSslCertificate>
 #include <QSslConfiguration>
+#include <QSslError>
 #include <QSslKey>
 #include <QSslSocket>
 #include <QTimer>
@@ -72,6 +74,96 @@ bool isFinalRefusal(QMQTT::ClientError error)
     return error == QMQTT::MqttUnacceptableProtocolVersionError ||
            error == QMQTT::MqttIdentifierRejectedError ||
            error == QMQTT::MqttBadUserNameOrPasswordError || error == QMQTT::MqttNotAuthorizedError;
+}
+
+const char registerAnew[] = "register the gateway anew";
+const char checkClock[] = "check the date and the time of this computer";
+
+struct TlsAlert
+{
+    const char *text; // as OpenSSL names it after the word "alert"
+    const char *cause;
+    const char *cure;
+};
+constexpr char refusedCertificate[] = "the cloud refuses the certificate of this gateway";
+constexpr char noCommonTls[] = "the cloud has no TLS 1.2 or later in common with this gateway";
+constexpr char checkBetween[] = "check what stands between, a proxy or a virus scanner";
+const TlsAlert tlsAlerts[] = {
+    {"certificate expired", "for the cloud the certificate of this gateway has expired",
+     "check the date and the time of this computer, then register the gateway anew"},
+    {"certificate revoked", "the certificate of this gateway was revoked", registerAnew},
+    {"unknown ca", "the cloud does not know who issued the certificate of this gateway",
+     registerAnew},
+    {"bad certificate", refusedCertificate, registerAnew},
+    {"certificate required", refusedCertificate, registerAnew},
+    {"certificate unknown", refusedCertificate, registerAnew},
+    {"unsupported certificate", refusedCertificate, registerAnew},
+    {"access denied", refusedCertificate, registerAnew},
+    {"decrypt error", refusedCertificate, registerAnew},
+    {"protocol version", noCommonTls, checkBetween},
+    {"handshake failure", noCommonTls, checkBetween},
+    {"insufficient security", noCommonTls, checkBetween},
+};
+
+// What lies behind a failure and what the user can do about it, for the log.
+QString explained(QMQTT::ClientError error, const QString &detail)
+{
+    const QString format = QStringLiteral("%1: %2");
+    const int alert = detail.indexOf(QLatin1String(" alert "));
+    if (alert >= 0) {
+        for (const TlsAlert &known : tlsAlerts) {
+            if (detail.indexOf(QLatin1String(known.text), alert) >= 0) {
+                return format.arg(QLatin1String(known.cause), QLatin1String(known.cure));
+            }
+        }
+    }
+    switch (error) {
+    case QMQTT::SocketConnectionRefusedError:
+        return QStringLiteral("nobody listens there, or a firewall refuses: check the cloud's "
+                              "address and port in the settings, and the firewall");
+    case QMQTT::SocketHostNotFoundError:
+        return QStringLiteral("the name cannot be looked up: check the network and the cloud's "
+                              "address in the settings");
+    case QMQTT::SocketTimeoutError:
+    case QMQTT::SocketNetworkError:
+        return QStringLiteral("no way to the cloud: check the network and the firewall");
+    case QMQTT::SocketRemoteHostClosedError:
+        return QStringLiteral("the cloud hung up; it is tried again");
+    case QMQTT::SocketSslHandshakeFailedError:
+    case QMQTT::SocketSslInternalError:
+        return QStringLiteral("no secure connection; see what was reported before");
+    case QMQTT::MqttUnacceptableProtocolVersionError:
+        return QStringLiteral("the cloud does not speak MQTT 3.1.1: check its address");
+    case QMQTT::MqttIdentifierRejectedError:
+    case QMQTT::MqttBadUserNameOrPasswordError:
+    case QMQTT::MqttNotAuthorizedError:
+        return format.arg("the cloud does not accept the registration of this gateway",
+                          QLatin1String(registerAnew));
+    case QMQTT::MqttServerUnavailableError:
+        return QStringLiteral("the cloud is out of service; it is tried again");
+    case QMQTT::MqttNoPingResponse:
+        return QStringLiteral("the connection went dead; it is tried again");
+    default:
+        return QStringLiteral("it is tried again");
+    }
+}
+
+QString explained(const QSslError &error)
+{
+    const char *cure = nullptr;
+    switch (error.error()) {
+    case QSslError::CertificateNotYetValid:
+    case QSslError::CertificateExpired:
+        cure = checkClock;
+        break;
+    case QSslError::HostNameMismatch:
+        cure = "check the cloud's address in the settings";
+        break;
+    default:
+        cure = "this build trusts another cloud, or somebody stands between";
+    }
+    return QStringLiteral("Broker not believed: %1 - %2")
+        .arg(error.errorString(), QLatin1String(cure));
 }
 
 QList<QSslCertificate> trustedAuthorities()
@@ -146,6 +238,13 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
         m_lastError = QStringLiteral("Certificate is missing / invalid");
         return false;
     }
+    const QDateTime now = QDateTime::currentDateTime();
+    if (certificate.expiryDate() < now || certificate.effectiveDate() > now) {
+        qCWarning(lcCloud).noquote() << "The certificate of this gateway is valid from"
+                                     << certificate.effectiveDate().toString(Qt::ISODate) << "to"
+                                     << certificate.expiryDate().toString(Qt::ISODate) << "-"
+                                     << checkClock << "or" << registerAnew;
+    }
     tls.setLocalCertificate(certificate);
     tls.setPrivateKey(key);
 
@@ -162,9 +261,9 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
     connect(m_client, &QMQTT::Client::unsubscribed, this, &VelmorCloudClient::client_unsubscribed);
     connect(m_client, &QMQTT::Client::published, this, &VelmorCloudClient::client_published);
     connect(m_client, &QMQTT::Client::received, this, &VelmorCloudClient::client_received);
-    connect(m_client, &QMQTT::Client::sslErrors, this, [](const QList<QSslError> &errors) {
+    connect(m_client, &QMQTT::Client::sslErrors, this, [this](const QList<QSslError> &errors) {
         for (const QSslError &error : errors) {
-            qCWarning(lcCloud).noquote() << "Broker not believed:" << error.errorString();
+            logFailure(explained(error));
         }
     });
     m_socket = m_client->findChild<QSslSocket *>();
@@ -179,6 +278,7 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
                                     int(std::numeric_limits<quint16>::max()))));
     m_client->setClientId(clientId);
     m_client->setUsername(clientId);
+    m_logged.clear();
     qCInfo(lcCloud).noquote() << "Connecting to" << host << port;
     m_client->connectToHost();
     return true;
@@ -332,6 +432,7 @@ void VelmorCloudClient::unsubscribe(const QString &tid)
 
 void VelmorCloudClient::client_connected()
 {
+    m_logged.clear();
     qCInfo(lcCloud, "Connected to the broker");
     const QPointer<QMQTT::Client> client = m_client;
     emit connectivityChanged(true);
@@ -348,8 +449,9 @@ void VelmorCloudClient::client_connected()
 
 void VelmorCloudClient::client_disconnected()
 {
-    m_ready = false;
-    qCInfo(lcCloud, "Disconnected from the broker");
+    if (std::exchange(m_ready, false)) {
+        qCInfo(lcCloud, "Disconnected from the broker");
+    }
     emit connectivityChanged(false);
 }
 
@@ -357,8 +459,10 @@ void VelmorCloudClient::client_error(QMQTT::ClientError error)
 {
     m_lastError = textOf(error);
     const QString detail = m_socket ? m_socket->errorString() : QString();
-    qCWarning(lcCloud).noquote() << "Cloud connection:" << m_lastError << "- code" << Qt::hex
-                                 << static_cast<int>(error) << detail;
+    const bool fromSocket = error < QMQTT::MqttUnacceptableProtocolVersionError;
+    logFailure(QStringLiteral("Cloud connection failed, code 0x%1 (%2) - %3")
+                   .arg(QString::number(error, 16), fromSocket ? detail : "MQTT",
+                        explained(error, fromSocket ? detail : QString())));
     if (isFinalRefusal(error)) {
         const QPointer<QMQTT::Client> refused = m_client;
         QMetaObject::invokeMethod(
@@ -369,6 +473,14 @@ void VelmorCloudClient::client_error(QMQTT::ClientError error)
                 }
             },
             Qt::QueuedConnection);
+    }
+}
+
+void VelmorCloudClient::logFailure(const QString &text)
+{
+    if (!m_logged.contains(text)) {
+        m_logged.append(text);
+        qCWarning(lcCloud).noquote() << text;
     }
 }
 

@@ -8,6 +8,7 @@
 #include <QPointer>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <qmqtt.h>
 
@@ -80,11 +81,15 @@ private:
     void append(const QMQTT::Message &message);
     void drain();
     QString stateTopic(const QString &tid);
+    void logFailure(const QString &text);
 
     QMQTT::Client *m_client = nullptr; // deleted (deferred) by stop()
     QSet<QString> m_subscriptions;
     std::deque<QMQTT::Message> m_pending;
     QString m_lastError;
+    // Failures since the last connection. Each is logged once: an attempt every ten seconds would
+    // push all else out of the log.
+    QStringList m_logged;
 
     QPointer<QSslSocket> m_socket;
     qint64 m_pendingBytes = 0;

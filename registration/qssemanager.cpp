@@ -8,6 +8,7 @@
 #include <QNetworkRequest>
 #include <QPointer>
 #include <QSslConfiguration>
+#include <QSslError>
 #include <QUrlQuery>
 
 #include <utility>
@@ -22,6 +23,35 @@ constexpr qint64 readBuffer = 1 << 20;
 bool isPlain(const QUrl &url)
 {
     return url.scheme() == QLatin1String("http");
+}
+
+// What a user can do about the end of a stream, for the log.
+const char *cureFor(QNetworkReply::NetworkError error)
+{
+    switch (error) {
+    case QNetworkReply::ConnectionRefusedError:
+        return "nobody listens there: check the firewall";
+    case QNetworkReply::HostNotFoundError:
+        return "the name cannot be looked up: check the network";
+    case QNetworkReply::TimeoutError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::UnknownNetworkError:
+        return "no way to the registrar: check the network and the firewall";
+    case QNetworkReply::SslHandshakeFailedError:
+        return "no secure connection: check the date and the time of this computer, and what "
+               "stands between, a proxy or a virus scanner";
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::ProxyNotFoundError:
+    case QNetworkReply::ProxyTimeoutError:
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+    case QNetworkReply::UnknownProxyError:
+        return "check the proxy in the settings of this computer";
+    case QNetworkReply::RemoteHostClosedError:
+        return "the registrar hung up: try again";
+    default:
+        return "try again later";
+    }
 }
 
 bool mayCarryCredentials(const QUrl &url)
@@ -128,11 +158,17 @@ bool QSSEManager::request(const QUrl &url)
         std::exchange(m_manager, nullptr)->deleteLater();
         return false;
     }
+    qCInfo(lcRegistration).noquote() << "asks the registrar" << url.host();
     m_reply->setReadBufferSize(readBuffer);
     m_parser.reset();
     connect(m_reply, &QNetworkReply::readyRead, this, &QSSEManager::dataReceived);
     connect(m_reply, &QNetworkReply::errorOccurred, this, &QSSEManager::error);
     connect(m_reply, &QNetworkReply::redirected, this, &QSSEManager::redirected);
+    connect(m_reply, &QNetworkReply::sslErrors, this, [](const QList<QSslError> &errors) {
+        for (const QSslError &error : errors) {
+            qCWarning(lcRegistration).noquote() << "registrar not believed:" << error.errorString();
+        }
+    });
     connect(m_reply, &QNetworkReply::finished, this, &QSSEManager::replyFinished);
     return true;
 }
@@ -221,8 +257,13 @@ void QSSEManager::dataReceived()
 
 void QSSEManager::error(QNetworkReply::NetworkError code)
 {
-    // The end of the reply reports it. Not its text, which would name the query.
-    qCInfo(lcRegistration) << "stream ends with" << code;
+    // The end of the reply reports it. Only of a handshake the text, that of others may name the
+    // query.
+    const bool handshake = code == QNetworkReply::SslHandshakeFailedError;
+    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    qCWarning(lcRegistration).noquote()
+        << "stream ends with" << code << "HTTP status" << status
+        << (handshake ? m_reply->errorString() : QString()) << "-" << cureFor(code);
 }
 
 void QSSEManager::redirected(const QUrl &url)

@@ -5,34 +5,6 @@
 
 #include <QJsonArray>
 
-namespace {
-
-// The stored value in the described type; invalid when it is not one. The settings file holds
-// numbers and booleans as texts.
-QVariant converted(const QVariant &stored, const QString &type)
-{
-    bool ok = true;
-    if (type == QLatin1String("bool")) {
-        const bool value = storedBool(stored, &ok);
-        return ok ? QVariant(value) : QVariant();
-    }
-    if (type == QLatin1String("int")) {
-        const int value = storedInteger<int>(stored, &ok);
-        return ok ? QVariant(value) : QVariant();
-    }
-    if (type == QLatin1String("float")) {
-        const double value = stored.toDouble(&ok);
-        return ok && qIsFinite(value) ? QVariant(value) : QVariant();
-    }
-    if (type == QLatin1String("string") || type == QLatin1String("list")) {
-        const QString value = storedText(stored, &ok);
-        return ok ? QVariant(value) : QVariant();
-    }
-    return stored;
-}
-
-} // namespace
-
 QVariantHash pluginSettings(const QString &plugin, const QJsonObject &description)
 {
     QVariantHash values;
@@ -45,13 +17,13 @@ QVariantHash pluginSettings(const QString &plugin, const QJsonObject &descriptio
         types.insert(name, type);
         if (setting.contains(QLatin1String("value"))) {
             const QVariant fallback = setting["value"].toVariant();
-            const QVariant typed = converted(fallback, type);
+            const QVariant typed = storedPluginValue(fallback, type);
             values.insert(name, typed.isValid() ? typed : fallback);
         }
     }
     const QVariantHash stored = SettingsStore().pluginValues(plugin);
     for (auto it = stored.cbegin(); it != stored.cend(); ++it) {
-        const QVariant value = converted(it.value(), types.value(it.key()));
+        const QVariant value = storedPluginValue(it.value(), types.value(it.key()));
         if (value.isValid()) {
             values.insert(it.key(), value);
         } else {

@@ -93,6 +93,13 @@ public slots:
     void resetDevPool();
     void releaseThings();
     void registrationState();
+    // Writes the settings and the credentials into one file that the user alone can read. The
+    // key is in it without pass phrase. An older file of that name stays whole until the new one
+    // is complete.
+    void exportSettings(const QString &file);
+    // Replaces settings and credentials by those of such a file, chunk by chunk; what was taken
+    // before a failure stays.
+    void importSettings(const QString &file);
 
 private slots:
     // The name is misspelt on purpose: it is part of the meta-object interface.

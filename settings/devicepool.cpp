@@ -113,6 +113,15 @@ void DevicePool::update(const std::function<void(DevicePool &)> &change)
     DevicePool pool = load(store);
     change(pool);
     pool.save(store);
+    ++generations();
+}
+
+bool DevicePool::replaceStored(const std::function<bool()> &replace)
+{
+    const QMutexLocker lock(&writers());
+    const bool replaced = replace();
+    ++generations(); // afterwards: whoever reads the number before the pool is never out of date
+    return replaced;
 }
 
 int DevicePool::generation()
@@ -122,7 +131,6 @@ int DevicePool::generation()
 
 void DevicePool::save(SettingsStore &store)
 {
-    ++generations();
     if (m_unreadable.isValid()) {
         store.setVariant(keys::UnreadablePool, m_unreadable);
     }

@@ -45,7 +45,12 @@ public:
     // threads of this program are concerned.
     static void update(const std::function<void(DevicePool &)> &change);
 
-    // Changes whenever this program writes the pool: what was read before is out of date then.
+    // Lets `replace` put another pool into the store by itself, while every update() waits; no
+    // update() may be called from inside. Returns what `replace` returns.
+    static bool replaceStored(const std::function<bool()> &replace);
+
+    // Changes whenever this program has written the pool. Who asks for it before reading the pool
+    // sees by it whether what was read is out of date.
     static int generation();
 
     int size() const { return m_devices.size(); }

@@ -2,7 +2,16 @@
 
 #include "settings/log.h"
 
+#include <QMutex>
+
 namespace {
+
+// Held by whoever may write the store's file.
+QMutex &fileLock()
+{
+    static QMutex mutex;
+    return mutex;
+}
 
 template <typename T, typename Convert>
 T converted(const QSettings &settings, const Key<T> &key, Convert convert)
@@ -44,6 +53,37 @@ QString storedText(const QVariant &value, bool *ok)
                                                 : value.toString();
 }
 
+QVariant storedPluginValue(const QVariant &value, const QString &type)
+{
+    bool ok = true;
+    QVariant typed = value;
+    if (type == QLatin1String("bool")) {
+        typed = storedBool(value, &ok);
+    } else if (type == QLatin1String("int")) {
+        typed = storedInteger<int>(value, &ok);
+    } else if (type == QLatin1String("float")) {
+        const double number = value.toDouble(&ok);
+        ok = ok && qIsFinite(number);
+        typed = number;
+    } else if (type == QLatin1String("string") || type == QLatin1String("list")) {
+        typed = storedText(value, &ok);
+    }
+    return ok ? typed : QVariant();
+}
+
+SettingsStore::Settings::Settings()
+    : Settings(QMutexLocker(&fileLock()))
+{
+}
+
+SettingsStore::Settings::Settings(const QMutexLocker & /*lock*/) {}
+
+bool SettingsStore::Settings::event(QEvent *event)
+{
+    const QMutexLocker lock(&fileLock());
+    return QSettings::event(event);
+}
+
 SettingsStore::SettingsStore() = default;
 
 SettingsStore::~SettingsStore()
@@ -51,7 +91,10 @@ SettingsStore::~SettingsStore()
     if (!m_changed) {
         return;
     }
-    m_settings.sync();
+    {
+        const QMutexLocker lock(&fileLock());
+        m_settings.sync();
+    }
     if (m_settings.status() == QSettings::AccessError) {
         qCWarning(lcSettings).noquote()
             << "Settings could not be written to" << m_settings.fileName();
@@ -107,6 +150,32 @@ void SettingsStore::clear()
 {
     m_changed = true;
     m_settings.clear();
+}
+
+bool SettingsStore::replaceAll(const QMap<QString, QVariant> &values)
+{
+    QMap<QString, QVariant> old;
+    const QMutexLocker lock(&fileLock());
+    const QStringList all = ownKeys();
+    for (const QString &key : all) {
+        old.insert(key, rawValue(key));
+    }
+    fill(values);
+    m_settings.sync();
+    if (m_settings.status() != QSettings::AccessError) {
+        return true;
+    }
+    fill(old); // or a later write of anything would bring the rest of `values` along
+    return false;
+}
+
+void SettingsStore::fill(const QMap<QString, QVariant> &values)
+{
+    m_changed = true;
+    m_settings.clear();
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        m_settings.setValue(it.key(), it.value());
+    }
 }
 
 bool SettingsStore::pluginEnabled(const QString &plugin) const

@@ -2,11 +2,14 @@
 
 #include "settings/keys.h"
 
+#include <QMap>
 #include <QSettings>
 #include <QStringList>
 #include <QVariant>
 
 #include <limits>
+
+class QMutexLocker;
 
 // A short-lived view of the per-user settings, made for one use and dropped: what one component
 // writes, the next read anywhere sees. Any thread; each object is for one thread.
@@ -46,6 +49,11 @@ public:
     void markVersion();
     // Removes every key of the application.
     void clear();
+    // Makes `values` all that this user stored, written at once: the file, and what whoever opens
+    // the store meanwhile finds, is wholly old or wholly new. An object that another thread has
+    // open already may find a key missing for a moment. False, with the store as it was, when it
+    // cannot be written.
+    bool replaceAll(const QMap<QString, QVariant> &values);
 
     bool pluginEnabled(const QString &plugin) const;
     // The stored values of a device type: setting name to value, as the file holds them.
@@ -63,9 +71,24 @@ public:
     }
 
 private:
-    void write(const QString &key, const QVariant &value);
+    // All objects of a process share the pending changes, and each writes all of them when it is
+    // made, is synchronised, or has its turn in an event loop. Here they wait for replaceAll().
+    class Settings : public QSettings
+    {
+    public:
+        Settings();
 
-    QSettings m_settings;
+    protected:
+        bool event(QEvent *event) override;
+
+    private:
+        explicit Settings(const QMutexLocker &lock);
+    };
+
+    void write(const QString &key, const QVariant &value);
+    void fill(const QMap<QString, QVariant> &values);
+
+    Settings m_settings;
     bool m_changed = false;
 };
 
@@ -85,3 +108,7 @@ Integer storedInteger(const QVariant &value, bool *ok)
           wide <= std::numeric_limits<Integer>::max();
     return static_cast<Integer>(wide);
 }
+
+// The same for a setting of a device type, in the type that its description names: "bool", "int",
+// "float", "string" or "list". Invalid when `value` is not of that type; as it is for any other.
+QVariant storedPluginValue(const QVariant &value, const QString &type);

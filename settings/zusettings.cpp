@@ -3,8 +3,6 @@
 #include "settings/devicepool.h"
 #include "settings/log.h"
 
-#include <QDataStream>
-
 Q_LOGGING_CATEGORY(lcSettings, "kvg.settings")
 
 ZUSettings::ZUSettings(QObject *parent)
@@ -18,15 +16,6 @@ ZUSettings::~ZUSettings() = default;
 QJsonObject ZUSettings::pool() const
 {
     return DevicePool::stored(m_store);
-}
-
-bool ZUSettings::exportAll(QDataStream &stream)
-{
-    const QStringList all = m_store.ownKeys();
-    for (const QString &key : all) {
-        stream << key << m_store.rawValue(key);
-    }
-    return stream.status() == QDataStream::Ok;
 }
 
 void ZUSettings::resetRegistration()

@@ -6,9 +6,11 @@
 #include <QObject>
 
 class QDataStream;
+class SettingsForm;
 
 // The settings as a whole: the version of their layout, the pool, the registration marks, the
-// backup's view of them. Any thread; each object is for one thread.
+// settings page, the window's layout, the backup's view of them. Any thread; each object is for
+// one thread.
 class ZUSettings : public QObject
 {
     Q_OBJECT
@@ -24,9 +26,37 @@ public:
     // Latin-1.
     QJsonObject pool() const;
 
-    // Writes every key of this user as (key, value) pairs in the store's order. True when the
-    // stream is still good afterwards.
+    // Fills the page from the store; also how edits are discarded. The check box for the
+    // autostart shows the entry itself.
+    void load(SettingsForm &page) const;
+    // Stores what the page shows and switches the autostart. Language and theme come into force
+    // at the next start; the user is told when one of them changed.
+    void apply(SettingsForm &page);
+
+    // The layout of a window with the four methods that QMainWindow has for it.
+    template <typename Window>
+    void restore(Window &window) const
+    {
+        window.restoreState(m_store.value(keys::PageState));
+        window.restoreGeometry(m_store.value(keys::PageGeometry));
+    }
+    template <typename Window>
+    void save(const Window &window)
+    {
+        m_store.set(keys::PageGeometry, window.saveGeometry());
+        m_store.set(keys::PageState, window.saveState());
+    }
+
+    // Writes every key of this user as (key, value) pairs in the store's order, in the encoding
+    // of QDataStream::Qt_5_15, big-endian, to which it sets the stream. What importAll() would
+    // refuse is left out, with a log line. True when the stream is still good afterwards.
     bool exportAll(QDataStream &stream);
+    // Replaces every key of this user by those of `chunk`, which holds what exportAll() wrote,
+    // whole. False, with the store untouched, when the chunk is anything else: it is taken for
+    // hostile and checked to the end before anything is replaced. False as well when the store
+    // cannot be written. Settings of a later version are taken as they are; the store names the
+    // running version afterwards, as it does when a later version's store is opened.
+    bool importAll(const QByteArray &chunk);
 
 public slots:
     // Takes the registration id from every known device and forgets the gateway's serial. The

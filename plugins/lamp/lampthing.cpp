@@ -69,7 +69,7 @@ void LampThing::setSettings(const QVariantHash &settings)
 {
     const LampSettings checked(settings);
     m_board->setBlink(checked.blink);
-    endIfAbove(checked.count);
+    m_board->setCount(checked.count);
 }
 
 QJsonObject LampThing::state() const
@@ -96,6 +96,9 @@ bool LampThing::applyUpdate(const QJsonObject &update)
     if (const auto rgb = color(update["color"].toString())) {
         changed |= assign(m_color, *rgb);
     }
+    if (changed) {
+        m_board->note(m_number);
+    }
     return changed;
 }
 
@@ -109,9 +112,9 @@ bool LampThing::hasEnded() const
     return m_ended;
 }
 
-void LampThing::endIfAbove(int count)
+void LampThing::end()
 {
-    if (m_number > count && !m_ended) {
+    if (!m_ended) {
         m_ended = true;
         m_board->remove(this);
         emit mediumGone();
@@ -121,5 +124,11 @@ void LampThing::endIfAbove(int count)
 void LampThing::toggle()
 {
     m_on = !m_on;
+    m_board->note(m_number);
     emit stateChanged(state());
+}
+
+LampRecord LampThing::record() const
+{
+    return {m_number, m_color, m_brightness, m_on, LampRecord::Attached};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "plugins/lamp/lampbatch.h"
 #include "things/qabstractthing.h"
 
 #include <memory>
@@ -25,7 +26,7 @@ public:
     int kind() const override;
     QString serial() const override;
 
-    // Ends this lamp when there are fewer now.
+    // Tells the board, which ends this lamp when there are fewer now.
     void setSettings(const QVariantHash &settings) override;
     QJsonObject state() const override;
     // Takes the members that make sense and leaves the others. Whoever applied the update
@@ -35,8 +36,9 @@ public:
     int number() const;
     // The lamp has said mediumGone(), which it does once.
     bool hasEnded() const;
-    void endIfAbove(int count);
+    void end();
     void toggle();
+    LampRecord record() const;
 
 private:
     const std::shared_ptr<LampBoard> m_board;

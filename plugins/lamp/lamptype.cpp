@@ -27,23 +27,30 @@ void LampType::configure(const QVariantHash &settings)
 
 QHash<QString, QVariant> LampType::discover()
 {
-    m_board->limitTo(m_settings.count);
+    m_board->setCount(m_settings.count);
     QHash<QString, QVariant> lamps;
     lamps.reserve(m_settings.count);
     for (int number = 1; number <= m_settings.count; ++number) {
-        lamps.insert(keyOf(number), number);
+        if (!m_board->isUnplugged(number)) {
+            lamps.insert(keyOf(number), number);
+        }
     }
     return lamps;
 }
 
 QAbstractThing *LampType::create(const QString &key, const QVariant &descriptor,
-                                 const QVariantHash &settings, QObject ** /*ui*/)
+                                 const QVariantHash &settings, QObject **ui)
 {
     const int number = descriptor.toInt();
-    if (number < 1 || number > m_settings.count || key != keyOf(number)) {
+    if (number < 1 || number > m_settings.count || key != keyOf(number) ||
+        m_board->isUnplugged(number)) {
         return nullptr;
     }
-    return new LampThing(number, LampSettings(settings).startOn, m_board);
+    auto *const lamp = new LampThing(number, LampSettings(settings).startOn, m_board);
+    if (ui != nullptr) {
+        *ui = m_board->openPanel();
+    }
+    return lamp;
 }
 
 bool LampType::claims(const QString &key, const QAbstractThing *thing)

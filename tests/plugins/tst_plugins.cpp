@@ -59,8 +59,9 @@ private slots:
             const auto devices = plugin.type->discover();
             QVERIFY(!devices.isEmpty());
             for (auto device = devices.begin(); device != devices.end(); ++device) {
+                QObject *ui = nullptr;
                 const auto create = [&](const QString &key) {
-                    return ThingPointer(plugin.type->create(key, device.value(), {}, nullptr));
+                    return ThingPointer(plugin.type->create(key, device.value(), {}, &ui));
                 };
                 const ThingPointer thing = create(device.key());
                 QCOMPARE(thing->type(), name);
@@ -69,6 +70,9 @@ private slots:
                     QCOMPARE(plugin.type->claims(key, thing.get()), key == device.key());
                 }
                 QVERIFY(!create(device.key() + "0") && !create(""));
+                const std::unique_ptr<QObject> owned(ui);
+                QVERIFY(!ui || (!ui->parent() &&
+                                ui->metaObject()->indexOfMethod("createWidget(QWidget*)") >= 0));
             }
         }
     }

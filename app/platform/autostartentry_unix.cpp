@@ -1,0 +1,125 @@
+// The autostart folder and the format of its files: freedesktop.org's Desktop Application
+// Autostart Specification and Desktop Entry Specification.
+#include "app/platform/autostartentry.h"
+
+#include "app/log.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QHash>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+namespace {
+
+constexpr qint64 longestFile = 64LL * 1024; // bytes; a longer one is none of ours
+
+QString pathOf(const QString &name)
+{
+    return QStringLiteral("%1/autostart/%2.desktop")
+        .arg(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation), name);
+}
+
+// A value of the type "string", which has its own escapes outside of those of a command.
+QString escaped(QString value)
+{
+    return value.replace('\\', "\\\\")
+        .replace('\n', "\\n")
+        .replace('\r', "\\r")
+        .replace('\t', "\\t");
+}
+
+QString unescaped(const QString &value)
+{
+    QString result;
+    for (int i = 0; i < value.size(); ++i) {
+        const int next = i + 1;
+        const int code = value[i] == '\\' && next < value.size()
+                             ? QStringLiteral("\\nrts").indexOf(value[next])
+                             : -1;
+        result += code < 0 ? value[i] : QStringLiteral("\\\n\r\t ")[code];
+        i += code < 0 ? 0 : 1;
+    }
+    return result;
+}
+
+// The keys of the main group, values as the file spells them.
+QHash<QString, QString> readEntry(const QString &path)
+{
+    QHash<QString, QString> entry;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return entry;
+    }
+    const QStringList lines = QString::fromUtf8(file.read(longestFile)).split('\n');
+    bool inGroup = false;
+    for (const QString &line : lines) {
+        const int equals = line.indexOf('=');
+        if (line.startsWith('[')) {
+            inGroup = line.trimmed() == QLatin1String("[Desktop Entry]");
+        } else if (inGroup && equals > 0) {
+            entry.insert(line.left(equals).trimmed(), line.mid(equals + 1).trimmed());
+        }
+    }
+    return entry;
+}
+
+} // namespace
+
+AutostartEntry::AutostartEntry(const QString &name)
+    : m_name(name)
+{
+}
+
+QString AutostartEntry::commandFor(const QString &executable)
+{
+    QString quoted;
+    for (const QChar c : executable) {
+        if (QStringLiteral("\"`$\\").contains(c)) {
+            quoted += '\\';
+        }
+        quoted += c;
+        if (c == '%') {
+            quoted += c; // or it would begin a field code
+        }
+    }
+    return '"' + quoted + '"';
+}
+
+QString AutostartEntry::read() const
+{
+    const QHash<QString, QString> entry = readEntry(pathOf(m_name));
+    const bool switchedOff = entry.value("Hidden") == QLatin1String("true") ||
+                             entry.value("X-GNOME-Autostart-enabled") == QLatin1String("false");
+    return switchedOff ? QString() : unescaped(entry.value("Exec"));
+}
+
+void AutostartEntry::write(const QString &command)
+{
+    const QString path = pathOf(m_name);
+    const QString text = QStringLiteral("[Desktop Entry]\n"
+                                        "Type=Application\n"
+                                        "Name=%1\n"
+                                        "Exec=%2\n"
+                                        "Icon=kvg-gate\n"
+                                        "Terminal=false\n"
+                                        "X-GNOME-Autostart-enabled=true\n")
+                             .arg(escaped(QCoreApplication::applicationName()), escaped(command));
+    QDir().mkpath(QFileInfo(path).path());
+    QSaveFile file(path);
+    file.open(QIODevice::WriteOnly);
+    file.write(text.toUtf8());
+    if (!file.commit()) {
+        qCWarning(lcApp).noquote() << "Cannot write" << path << "-" << file.errorString();
+    }
+}
+
+void AutostartEntry::remove()
+{
+    QFile file(pathOf(m_name));
+    if (file.exists() && !file.remove()) {
+        qCWarning(lcApp).noquote()
+            << "Cannot remove" << file.fileName() << "-" << file.errorString();
+    }
+}

@@ -1,0 +1,61 @@
+#include "plugins/lamp/lampfeed.h"
+
+#include "plugins/lamp/lampboard.h"
+
+#include <utility>
+
+LampFeed::LampFeed(LampBoard &board)
+    : m_board(board)
+{
+}
+
+void LampFeed::start()
+{
+    m_changed = m_board.numbers();
+    m_countChanged = true;
+    resume();
+}
+
+void LampFeed::note(int number)
+{
+    m_changed.insert(number);
+    send();
+}
+
+void LampFeed::noteCount()
+{
+    m_countChanged = true;
+    send();
+}
+
+void LampFeed::resume()
+{
+    m_underway = false;
+    send();
+}
+
+void LampFeed::toggle(int number)
+{
+    m_board.toggle(number);
+}
+
+void LampFeed::setPlugged(int number, bool plugged)
+{
+    m_board.setPlugged(number, plugged);
+}
+
+void LampFeed::send()
+{
+    if (m_underway || (m_changed.isEmpty() && !m_countChanged)) {
+        return;
+    }
+    LampBatch batch;
+    batch.count = m_board.count();
+    batch.lamps.reserve(m_changed.size());
+    for (const int number : std::exchange(m_changed, {})) {
+        batch.lamps.append(m_board.record(number));
+    }
+    m_countChanged = false;
+    m_underway = true;
+    emit changed(batch);
+}

@@ -1,0 +1,123 @@
+// The part of the runner that writes and restores a backup of the configuration.
+
+#include "runner/backupfile.h"
+#include "runner/log.h"
+#include "runner/zugatewrunner.h"
+#include "settings/zusettings.h"
+#include "things/gatewaything.h"
+
+#include <QDataStream>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTemporaryFile>
+
+namespace {
+
+bool writeWhole(const QString &path, const QByteArray &bytes)
+{
+    const QFileInfo older(path);
+    if (older.exists() && !older.isFile()) {
+        return false; // a device or a pipe, which a file would replace
+    }
+    // QSaveFile makes its file with the permissions of the one that it replaces, else for all to
+    // read, and who opened it before a later change of permissions can read it after that. So
+    // there always is one to replace.
+    QTemporaryFile place(path + QLatin1String(".XXXXXX")); // for the user alone
+    if (older.exists()) {
+        // A file system without permissions, as on many a stick, is no reason to fail.
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    } else if (!place.open() || !place.rename(path)) {
+        qCWarning(lcRunner).noquote() << "Cannot make the backup:" << place.errorString();
+        return false;
+    }
+    place.close();
+
+    QSaveFile file(path);
+    const bool written =
+        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    if (!written) {
+        qCWarning(lcRunner).noquote() << "Cannot write the backup:" << file.errorString();
+    }
+    place.setAutoRemove(!written);
+    return written;
+}
+
+// Nothing when the file cannot be read; what is too large is read no further than it takes to
+// notice.
+std::optional<QByteArray> readBounded(const QString &path)
+{
+    QFile file(path);
+    // Opening a pipe would wait for somebody who writes to it.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.read(BackupFile::largest + 1LL);
+    return file.error() == QFile::NoError ? std::optional(bytes) : std::nullopt;
+}
+
+} // namespace
+
+void ZugatewRunner::exportSettings(const QString &file)
+{
+    QByteArray settings;
+    QDataStream stream(&settings, QIODevice::WriteOnly);
+    const bool exported = ZUSettings().exportAll(stream);
+
+    QByteArray certificate;
+    QByteArray key;
+    m_gateway->exportCredentials(certificate, key);
+    QVector<BackupFile::Chunk> chunks{{BackupFile::Settings, settings}};
+    if (!certificate.isEmpty()) {
+        chunks.append({BackupFile::Certificate, certificate});
+    }
+    if (!key.isEmpty()) {
+        chunks.append({BackupFile::PrivateKey, key});
+    }
+    const QByteArray bytes = BackupFile::pack(chunks);
+    if (!exported || bytes.size() > BackupFile::largest || !writeWhole(file, bytes)) {
+        fail(SExport, tr("Cannot write to %1").arg(QFileInfo(file).fileName()));
+        return;
+    }
+    emit finished(SExport, true);
+}
+
+void ZugatewRunner::importSettings(const QString &file)
+{
+    const QString name = QFileInfo(file).fileName();
+    const std::optional<QByteArray> bytes = readBounded(file);
+    if (!bytes) {
+        fail(SImport, tr("Cannot read %1").arg(name));
+        return;
+    }
+    QVector<BackupFile::Chunk> chunks;
+    const BackupFile::Fault fault = BackupFile::unpack(*bytes, chunks);
+    if (fault != BackupFile::None) {
+        fail(SImport, fault == BackupFile::WrongVersion
+                          ? tr("Cannot restore config - wrong version")
+                          : tr("Cannot restore config from %1").arg(name));
+        return;
+    }
+    // In the order of the table, on purpose: what was taken before a failure stays.
+    for (const BackupFile::Chunk &chunk : qAsConst(chunks)) {
+        if (chunk.id == BackupFile::Settings) {
+            const QString oldSerial = m_gateway->serial();
+            if (!ZUSettings().importAll(chunk.data)) {
+                fail(SImport, tr("Cannot restore settings from %1 - invalid data").arg(name));
+                return;
+            }
+            if (m_gateway->serial() != oldSerial) {
+                reportSerial(m_gateway, oldSerial); // the gateway asks the store for it
+            }
+            continue;
+        }
+        const bool isKey = chunk.id == BackupFile::PrivateKey;
+        if (chunk.data.isEmpty() ||
+            !m_gateway->importCredentials(isKey ? QByteArray() : chunk.data,
+                                          isKey ? chunk.data : QByteArray())) {
+            fail(SImport, tr("Cannot restore credentials from %1 - invalid data").arg(name));
+            return;
+        }
+    }
+    updatePool();
+    emit finished(SImport, true);
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+
+// Starting with the user's session, as the settings page sees and switches it. Interface thread.
+class Autostart
+{
+public:
+    virtual ~Autostart() = default;
+
+    // True when the entry is there and names the running executable.
+    virtual bool autostartSet() const = 0;
+    virtual void setAutostart(bool on) = 0;
+    // Makes an entry that is there follow an executable that was moved.
+    virtual void checkAutostart() = 0;
+};
+
+// What the settings page shows, in the terms of its editors.
+struct SettingsValues
+{
+    int intervalIndex = 0; // into reportIntervals()
+    QString host;
+    quint32 port = 0;
+    int keepAlive = 0;     // seconds
+    int languageIndex = 0; // 0 English, 1 Russian
+    bool autostart = false;
+    bool closeToTray = false;
+    bool startHidden = false;
+    bool autoScan = false;
+    int scanInterval = 0; // minutes
+    bool dark = false;
+};
+
+// The settings page as the settings know it. Interface thread.
+class SettingsForm
+{
+public:
+    virtual ~SettingsForm() = default;
+
+    virtual SettingsValues values() const = 0;
+    virtual void show(const SettingsValues &values) = 0;
+    // Tells the user something that has to be confirmed with OK.
+    virtual void warn(const QString &title, const QString &text) = 0;
+    virtual Autostart &autostart() = 0;
+};

@@ -1,0 +1,84 @@
+#include "app/logfile.h"
+#include "tests/support/files.h"
+#include "tests/support/testmain.h"
+
+#include <QDir>
+#include <QLoggingCategory>
+#include <QRegularExpression>
+
+#include <thread>
+
+class TestLogFile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { QDir(LogFile::folder()).removeRecursively(); }
+
+    void aMessageIsOneLineWhateverItHolds()
+    {
+        const LogFile log;
+        qWarning().noquote() << "two\nlines\x1b[31m" << QChar(0x202e) << QString(5000, 'x');
+        qDebug("unseen");
+        const QStringList written = lines();
+        QCOMPARE(written.size(), 2); // the first tells the version
+        static const QRegularExpression form(
+            "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} W default "
+            "two\\\\nlines\\\\u001b\\[31m \\\\u202e x{1900,2000}…$");
+        QVERIFY2(form.match(written[1]).hasMatch(), qPrintable(written[1]));
+        const auto others = QFile::ReadGroup | QFile::ReadOther | QFile::WriteOther;
+        QVERIFY(!(QFile::permissions(path()) & others));
+        QVERIFY(!(QFile::permissions(LogFile::folder()) & others));
+    }
+
+    void twoFilesAreKeptAndBounded()
+    {
+        const LogFile log;
+        QVERIFY(writeFile(path() + ".1", "older"));
+        QVERIFY(writeFile(path(), QByteArray(LogFile::longestFile - 10, '\n')));
+        qInfo("fresh");
+        QCOMPARE(lines().size(), 1);
+        QVERIFY(lines().first().endsWith("fresh"));
+        QCOMPARE(QFileInfo(path() + ".1").size(), LogFile::longestFile - 10);
+    }
+
+    void threadsDoNotMixTheirLines()
+    {
+        const LogFile log;
+        const QString text(500, 'y');
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&text] {
+                for (int n = 0; n < 100; ++n) {
+                    qInfo("%s", qPrintable(text));
+                }
+            });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        QCOMPARE(lines().filter(QRegularExpression("default y{500}$")).size(), 400);
+    }
+
+    void aFolderThatCannotBeHadMakesItSilent()
+    {
+        QVERIFY(writeFile(LogFile::folder(), "in the way"));
+        {
+            const LogFile log;
+            QTest::ignoreMessage(QtWarningMsg, "to the error output still");
+            qWarning("to the error output still");
+        }
+        QCOMPARE(readFile(LogFile::folder()), QByteArray("in the way"));
+        QVERIFY(QFile::remove(LogFile::folder()));
+    }
+
+private:
+    static QString path() { return LogFile::folder() + "/kvg-gate.log"; }
+    static QStringList lines()
+    {
+        return QString::fromUtf8(readFile(path())).split('\n', Qt::SkipEmptyParts);
+    }
+};
+
+KVG_TEST_MAIN(TestLogFile)
+#include "tst_logfile.moc"

@@ -1,0 +1,147 @@
+#include "settings/deviceforms.h"
+#include "tests/support/widgettestmain.h"
+
+#include <QDoubleSpinBox>
+#include <QGroupBox>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLabel>
+#include <QLineEdit>
+#include <QScrollArea>
+#include <QSettings>
+#include <QVBoxLayout>
+
+namespace {
+
+QJsonObject type(const QByteArray &settings)
+{
+    return {{"settings", QJsonDocument::fromJson(settings).array()}};
+}
+
+const QJsonObject kettle = type(R"([
+    {"name": "b", "type": "bool", "value": true, "descr": "B"},
+    {"name": "i", "type": "int", "value": 7, "min": -5, "max": 90000, "descr": "<b>Salt & so</b>"},
+    {"type": "spacer"},
+    {"name": "f", "type": "float", "value": 1e-9, "descr": "F"},
+    {"name": "l", "type": "list", "value": "y", "values": ["x", "y"], "descr": "L"},
+    {"name": "s", "type": "string", "value": "t", "descr": "S"}])");
+const QVariantMap defaults = {{"enabled", true}, {"b", true}, {"i", 7},
+                              {"f", 1e-9},       {"l", "y"},  {"s", "t"}};
+
+// What is stored once the forms have been built and written, of the type "kettle".
+QVariantMap written(QWidget &page, const QJsonObject &descriptions)
+{
+    deviceforms::discard(page);
+    deviceforms::build(page, descriptions, nullptr);
+    deviceforms::write(page);
+    QSettings settings;
+    settings.beginGroup("Plugins/kettle");
+    QVariantMap values;
+    for (const QString &name : settings.allKeys()) {
+        values[name] = settings.value(name);
+    }
+    return values;
+}
+
+} // namespace
+
+class TestDeviceForms : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { QSettings().clear(); }
+
+    void storedValuesOfTheRightTypeAreShownAndKept()
+    {
+        QWidget page;
+        QCOMPARE(written(page, {{"kettle", kettle}}), defaults);
+        const QVariantMap changed = {{"enabled", false},       {"b", false}, {"i", 80000},
+                                     {"f", -123456.654321789}, {"l", "x"},   {"s", "a, \"b\" &"}};
+        for (auto it = changed.begin(); it != changed.end(); ++it) {
+            QSettings().setValue("Plugins/kettle/" + it.key(), it.value().toString());
+        }
+        QCOMPARE(written(page, {{"kettle", kettle}}), changed);
+        for (auto it = defaults.begin(); it != defaults.end(); ++it) {
+            QCOMPARE(page.findChild<QWidget *>(it.key())->property("default_value"), it.value());
+            QSettings().setValue("Plugins/kettle/" + it.key(), "nonsense");
+        }
+        QVariantMap expected = defaults;
+        expected["l"] = "x"; // the first choice, not the default
+        expected["s"] = "nonsense";
+        QCOMPARE(written(page, {{"kettle", kettle}}), expected);
+        deviceforms::build(page, {{"another", kettle}}, nullptr); // does nothing any more
+        QCOMPARE(page.findChildren<QGroupBox *>().size(), 1);
+        const auto *const label = page.findChildren<QLabel *>().at(1);
+        QCOMPARE(label->text(), QString("<b>Salt && so</b>:"));
+        QCOMPARE(label->textFormat(), Qt::PlainText);
+        QCOMPARE(label->buddy()->accessibleName(), QString("<b>Salt & so</b>"));
+    }
+
+    void pointAndCommaAreBothTheDecimalPoint()
+    {
+        QWidget page;
+        page.setLocale(QLocale::Russian);
+        deviceforms::build(page, {{"kettle", kettle}}, nullptr);
+        auto *const editor = page.findChild<QDoubleSpinBox *>("f");
+        for (const QString text : {"1234.5", "1234,5"}) {
+            editor->selectAll();
+            QTest::keyClicks(editor, text);
+            QCOMPARE(editor->value(), 1234.5);
+            QCOMPARE(editor->textFromValue(1234.5), QString("1234,5"));
+        }
+    }
+
+    void aDescriptionCannotMakeAnythingElse()
+    {
+        QJsonArray odd = type(R"([4, {"name": "typeless"}, {"name": "enabled", "type": "int"},
+            {"type": "int"}, {"name": "a/b", "type": "int"}, {"name": "a\\b", "type": "int"},
+            {"name": "nowhere", "type": "list", "value": "x"},
+            {"name": "i", "type": "int", "min": 9, "max": 1, "value": 1e300},
+            {"name": "i", "type": "string"},
+            {"name": "j", "type": "int", "min": -1e300, "max": 1e300, "value": -2147483648},
+            {"name": "f", "type": "float", "min": "low", "value": 1e300}])")["settings"]
+                             .toArray();
+        odd.append(QJsonObject{{"name", "n"}, {"type", "float"}, {"min", qQNaN()}, {"value", -1}});
+        for (int i = 0; i < 1000; ++i) {
+            odd.append(QJsonObject{{"name", QString("s%1").arg(i)}, {"type", "string"}});
+        }
+        QWidget page;
+        const QVariantMap values = written(
+            page,
+            {{"", kettle}, {"empty", type("[]")}, {"kettle", QJsonObject{{"settings", odd}}}});
+        QCOMPARE(page.findChildren<QGroupBox *>().size(), 1);
+        QCOMPARE(values.size(), 200 - 8 + 1); // eight make no editor
+        QCOMPARE(values["enabled"], QVariant(true));
+        QCOMPARE(values["i"], QVariant(0));
+        QCOMPARE(values["j"], QVariant(INT_MIN));
+        QCOMPARE(values["f"], QVariant(1e300));
+        QCOMPARE(values["n"], QVariant(-1.0));
+    }
+
+    void theTabKeyFollowsTheRowsFromWhereThePageStands()
+    {
+        QWidget window;
+        QVBoxLayout layout(&window);
+        QScrollArea area;
+        QLineEdit after;
+        layout.addWidget(&area);
+        layout.addWidget(&after);
+        auto *const page = new QWidget;
+        area.setWidget(page);
+        deviceforms::build(*page, {{"a", kettle}, {"z", kettle}}, nullptr);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        area.setFocus();
+        QStringList names;
+        while (!after.hasFocus() && names.size() < 20) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            names.append(QApplication::focusWidget()->objectName());
+        }
+        const QStringList rows{"enabled", "b", "i", "f", "l", "s"};
+        QCOMPARE(names, rows + rows + QStringList{""});
+    }
+};
+
+KVG_WIDGET_TEST_MAIN(TestDeviceForms)
+#include "tst_deviceforms.moc"

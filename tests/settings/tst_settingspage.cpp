@@ -1,0 +1,70 @@
+#include "settings/settingsform.h"
+#include "settings/zusettings.h"
+#include "tests/support/testmain.h"
+
+namespace {
+
+struct FakePage : SettingsForm, Autostart
+{
+    SettingsValues shown;
+    bool entry = false;
+    QStringList warnings;
+
+    SettingsValues values() const override { return shown; }
+    void show(const SettingsValues &values) override { shown = values; }
+    void warn(const QString &title, const QString &) override { warnings.append(title); }
+    Autostart &autostart() override { return *this; }
+    bool autostartSet() const override { return entry; }
+    void setAutostart(bool on) override { entry = on; }
+    void checkAutostart() override {}
+};
+
+} // namespace
+
+class TestSettingsPage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { QSettings().clear(); }
+
+    void whatIsAppliedIsStoredAndLoadedAgain()
+    {
+        FakePage page;
+        page.shown = {6, "h", 1, 2, 1, true, false, true, false, 9, true};
+        for (int round = 0; round < 2; ++round) {
+            ZUSettings().apply(page);
+            QStringList stored;
+            for (const QString &key : QSettings().allKeys()) {
+                stored.append(key.section('/', 1) + "=" + QSettings().value(key).toString());
+            }
+            QCOMPARE(stored.join(' '),
+                     QString("Host=h Interval=3600 KeepAlive=2 Port=1 AutoScan=false "
+                             "Autostart=true CloseToTray=false ScanInterval=9 "
+                             "StartHidden=true Version=0.2.0 Dark=true Language=ru"));
+            QCOMPARE(page.warnings, (QStringList{"Language", "Theme"})); // of the first round
+            page.shown = {};
+            ZUSettings().load(page);
+        }
+        page.entry = false; // behind our back
+        ZUSettings().load(page);
+        QVERIFY(!page.shown.autostart);
+    }
+
+    void whatThePageCannotShowIsReplaced()
+    {
+        for (const QVariant &language : {QVariant("de"), QVariant("RU"), QVariant(31)}) {
+            QSettings().setValue("UI/Language", language);
+            QSettings().setValue("Cloud/Interval", 200);
+            FakePage page;
+            ZUSettings().load(page);
+            ZUSettings().apply(page);
+            QCOMPARE(page.warnings, QStringList{"Language"});
+            QCOMPARE(QSettings().value("UI/Language").toString(), QString("en"));
+            QCOMPARE(QSettings().value("Cloud/Interval").toInt(), 300);
+        }
+    }
+};
+
+KVG_TEST_MAIN(TestSettingsPage)
+#include "tst_settingspage.moc"

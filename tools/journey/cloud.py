@@ -1,0 +1,74 @@
+"""The sandbox cloud, and what the user does in its portal."""
+
+import json
+import queue
+import subprocess
+import threading
+import time
+import urllib.request
+
+from programs import JourneyError, Program
+
+
+def start_sandbox(build, work, programs):
+    """The addresses of the cloud, which keeps its data in the working folder."""
+    programs.append(Program(
+        "sandbox", [build / "bin" / "kvg-sandbox", "--authority", build / "authority",
+                    "--dir", work / "cloud"], work / "sandbox.log", output=subprocess.PIPE))
+    return json.loads(programs[-1].first_line())
+
+
+class Portal:
+    """What the user does in the web portal, and what the broker delivered to it."""
+
+    def __init__(self, address):
+        self.address = address
+        self.base = address.rsplit("/", 1)[0]
+        self.states = queue.Queue()
+        stream = urllib.request.urlopen(f"{self.base}/api/events", timeout=60)
+        threading.Thread(target=self._read, args=(stream,), daemon=True).start()
+
+    def _read(self, stream):
+        kind = ""
+        try:
+            for line in stream:
+                name, _, value = line.decode().strip().partition(":")
+                if name == "event":
+                    kind = value.strip()
+                elif name == "data" and kind == "thing":
+                    self.states.put(json.loads(value))
+        except OSError:
+            pass  # the sandbox ended; whoever waits will say so
+
+    def post(self, path, body):
+        request = urllib.request.Request(
+            f"{self.base}{path}", json.dumps(body).encode(),
+            {"Content-Type": "application/json"})
+        with urllib.request.urlopen(request, timeout=10) as answer:
+            return json.load(answer)
+
+    def gateways(self):
+        with urllib.request.urlopen(f"{self.base}/api/things", timeout=10) as answer:
+            return json.load(answer)["gateways"]
+
+    def arriving(self, seconds):
+        """The things whose states arrive, for that long."""
+        deadline = time.monotonic() + seconds
+        while (left := deadline - time.monotonic()) > 0:
+            try:
+                thing = self.states.get(timeout=left)
+            except queue.Empty:
+                return
+            if thing.get("state"):
+                yield thing
+
+    def wait_for_states(self, ids, seconds=20):
+        """A state of each that arrives from now on."""
+        while not self.states.empty():
+            self.states.get()
+        missing = set(ids)
+        for thing in self.arriving(seconds):
+            missing.discard(thing["id"])
+            if not missing:
+                return
+        raise JourneyError("the broker saw no state of " + ", ".join(sorted(missing)))

@@ -1,0 +1,330 @@
+"""The tour: what a new user does with the window, from the first start to the last exit."""
+
+import json
+import subprocess
+import xml.etree.ElementTree as xml
+
+from programs import JourneyError, say
+from screen import BUTTON, DIALOG, plain, wait_for
+
+TITLE = "KVG-Gate"
+PAGES = ("Devices", "Cloud", "Device settings", "Settings", "Known devices")
+ALIASES = {"host": "This computer", "lamp": "Lamp", "gateway": "My gateway"}
+TYPE, SERIAL, ALIAS, STATE, REGISTERED = range(5)  # columns of the table of devices
+
+
+def short(state):
+    text = json.dumps(state, ensure_ascii=False, separators=(",", ":"))
+    return text if len(text) <= 100 else text[:99] + "…"
+
+
+def translations(file):
+    """Each source text to the texts that stand for it."""
+    words = {}
+    for message in xml.parse(file).iter("message"):
+        words.setdefault(plain(message.findtext("source")), set()).add(
+            plain(message.findtext("translation") or ""))
+    return words
+
+
+class Tour:
+    """One run. Each step raises JourneyError when the window does not do what it should.
+
+    `start_gateway` starts the program and gives the running one; `opened` is the file that the
+    addresses go to which are opened in the browser.
+    """
+
+    def __init__(self, start_gateway, screen, portal, folder, opened):
+        self.start_gateway = start_gateway
+        self.screen = screen
+        self.portal = portal
+        self.folder = folder
+        self.opened = opened
+        self.backup = folder / "kvg.bak"
+        self.gateway = None
+        self.look = "light-english"
+
+    def play(self, watch, russian):
+        self.start()
+        self.first_look()
+        self.register()
+        self.watch_states(watch)
+        self.update_from_portal()
+        self.rename_in_place()
+        self.add_lamp()
+        self.unplug()
+        self.show_pages()
+        self.save_backup()
+        self.reset()
+        self.restore()
+        self.close_and_wake()
+        self.about()
+        for look, theme, language in (("dark-english", True, False), ("dark-russian", False, True),
+                                      ("light-russian", True, False)):
+            self.change_look(look, theme, language)
+            self.restart()
+            if language:
+                self.screen.words = translations(russian)
+            self.show_pages()
+        self.exit()
+
+    # --- starts and ends
+
+    def start(self):
+        self.gateway = self.start_gateway()
+        self.screen.pid = self.gateway.process.pid
+        wait_for("splash", self.screen.windows)
+        self.screen.picture(f"splash-{self.look}")
+        self.screen.find(("frame",), TITLE)
+        say("started", self.look)
+
+    def exit(self):
+        self.choose_in_tray("Up")
+        status = self.gateway.wait(15)
+        if status != 0:
+            raise JourneyError(f"the gateway ended with {status}\n{self.gateway.tail()}")
+        say("exit", "by the menu of the tray")
+
+    def restart(self):
+        self.exit()
+        self.start()
+
+    def choose_in_tray(self, *keys):
+        before = self.screen.windows()
+        self.screen.tray(3)
+        wait_for("menu of the tray", lambda: self.screen.windows() - before)
+        self.screen.picture("tray-menu")
+        self.screen.key(*keys, "Return")
+
+    # --- what is on the screen
+
+    def rows(self, count):
+        """The table's rows, once there are that many."""
+        wait_for(f"{count} devices", lambda: len(self.screen.rows("Devices")) == count)
+        return self.screen.rows("Devices")
+
+    def row_of(self, alias):
+        """Its number and its texts, or None."""
+        return next(((number, row) for number, row in enumerate(self.screen.rows("Devices"))
+                     if row[ALIAS] == alias), None)
+
+    def state_of(self, alias):
+        return self.row_of(alias)[1][STATE]
+
+    def labels(self):
+        return self.screen.texts(("label",))
+
+    def answer(self, title, picture, key="Return"):
+        self.screen.activate(self.screen.find(DIALOG, title))
+        self.screen.picture(picture)
+        self.screen.key(key)
+        self.screen.gone(DIALOG, title)
+
+    # --- the steps
+
+    def first_look(self):
+        for row in self.rows(5):  # the gateway, this computer and three lamps
+            say("found", f"{row[TYPE]} {row[SERIAL]}  {row[STATE]}")
+        self.screen.find(("frame",), "Lamps")
+        self.screen.picture("first-start")
+
+    def register(self):
+        self.screen.press("Cloud")
+        wait_for("first step", lambda: "Step 1. Fill in the thing names" in self.labels())
+        self.screen.picture("wizard-start")
+        self.screen.press("Start")
+        named = self.name_things()
+        self.screen.find(BUTTON, "Copy to Clipboard")
+        wait_for("third step", lambda: "Step 3. Enter the code in the cloud" in self.labels())
+        self.screen.picture("wizard-code")
+        left = int(self.screen.value("Expires in"))
+        wait_for("countdown", lambda: int(self.screen.value("Expires in")) < left)
+        self.screen.press("Copy to Clipboard")
+        code = wait_for("code", lambda: self.screen.clipboard().isdigit() and
+                        self.screen.clipboard())
+        if code not in self.labels():
+            raise JourneyError(f"the code {code} is not the one that is shown")
+        say("code", f"{code}, valid for {left} s")
+        self.screen.press("Open in browser")
+        wait_for("browser", lambda: self.opened.exists() and
+                 self.portal.address in self.opened.read_text().splitlines())
+        self.portal.post("/api/code", {"code": code.zfill(6)})
+        say("portal", "code entered")
+        self.wait_for_registration("Yes", len(named))
+        self.screen.picture("registered")
+        self.screen.press("Cloud")
+        lines = self.screen.texts(("list item",))
+        for alias in named:
+            if not any(line.startswith(alias) for line in lines):
+                raise JourneyError(f"“{alias}” is not among the registered: {lines}")
+            say("registered", alias)
+        self.wait_for_connection()
+        self.screen.picture("wizard-finish")
+        self.screen.press("Devices")
+
+    def name_things(self):
+        asked, named = set(), []
+        while len(named) < 5:
+            dialog, text = wait_for("question for a name", lambda: next(
+                ((found, text) for found in [self.screen.look(DIALOG, "Thing Name")] if found
+                 for text in self.screen.texts(("label",), found) if text not in asked), None))
+            self.screen.activate(dialog)
+            asked.add(text)
+            kind = text.splitlines()[1].split(" / ")[0]
+            number = sum(alias.startswith(ALIASES[kind]) for alias in named) + 1
+            named.append(ALIASES[kind] + (f" {number}" if kind == "lamp" else ""))
+            self.screen.key("ctrl+a")
+            self.screen.type(named[-1])
+            if len(named) == 1:
+                self.screen.picture("thing-name")
+            self.screen.key("Return")
+            say("named", f"{text.splitlines()[1]}  {named[-1]}")
+        return named
+
+    def wait_for_registration(self, wanted, count):
+        self.screen.press("Devices")
+        wait_for(f"{count} times “{wanted}”", lambda: sum(
+            row[REGISTERED] == wanted for row in self.screen.rows("Devices")) == count, 30)
+
+    def wait_for_connection(self):
+        wait_for("connection", lambda: "Connected" in self.labels(), 30)
+        say("connected", "over TLS")
+
+    def watch_states(self, seconds):
+        things = [thing["id"] for gateway in self.portal.gateways()
+                  for thing in [gateway, *gateway["things"]]]
+        before = self.state_of("This computer")
+        for thing in self.portal.arriving(seconds):
+            say("state", f"{thing['id']}  {short(thing['state'])}")
+        self.portal.wait_for_states(things)
+        wait_for("live state", lambda: self.state_of("This computer") != before)
+        self.screen.picture("live-states")
+
+    def update_from_portal(self):
+        lamp = next(thing["id"] for gateway in self.portal.gateways()
+                    for thing in gateway["things"] if thing["alias"] == "Lamp 1")
+        self.portal.post("/api/update", {"id": lamp,
+                                         "update": {"color": "#4caf50", "brightness": 42}})
+        say("update", f"sent to {lamp} from the portal")
+        wait_for("update", lambda: "brightness:42" in self.state_of("Lamp 1"))
+        say("applied", self.state_of("Lamp 1"))
+        self.screen.picture("updated")
+
+    def rename_in_place(self):
+        """While the lamp changes by itself, which must not disturb the one who types."""
+        self.screen.click(self.screen.cell("Devices", self.row_of("Lamp 3")[0], ALIAS), times=2)
+        self.screen.key("ctrl+a")
+        self.screen.type("Kitchen")
+        before = self.state_of("Lamp 3")
+        wait_for("change of the lamp", lambda: self.state_of("Lamp 3") != before)
+        self.screen.type(" lamp")
+        self.screen.picture("rename")
+        self.screen.key("Return")
+        wait_for("new name", lambda: self.row_of("Kitchen lamp"))
+        say("renamed", "Lamp 3 is the Kitchen lamp")
+
+    def add_lamp(self):
+        self.screen.press("Device settings")
+        self.screen.fill("Number of lamps", "4")
+        self.screen.picture("four-lamps")
+        self.screen.press("Write")
+        self.screen.press("Rescan")
+        self.screen.press("Devices")
+        self.rows(6)
+        self.screen.picture("fourth-lamp")
+        say("setting", "a fourth lamp was found")
+
+    def unplug(self):
+        def plug():
+            self.screen.click(self.screen.find(("table cell",), "Lamp 3 plugged in"))
+        plug()
+        wait_for("end of the lamp", lambda: not self.row_of("Kitchen lamp"))
+        self.screen.picture("unplugged")
+        say("unplugged", "the Kitchen lamp has left")
+        plug()
+        self.screen.press("Rescan")
+        wait_for("lamp again", lambda: self.row_of("Kitchen lamp"))
+        if self.row_of("Kitchen lamp")[1][REGISTERED] != "Yes":
+            raise JourneyError("the lamp has lost its registration")
+        self.screen.picture("plugged")
+        say("plugged", "the Kitchen lamp is back, under its name")
+
+    def show_pages(self):
+        """A picture of every page as it looks now."""
+        for page in PAGES:
+            self.screen.press(page)
+            self.screen.picture(f"{page}-{self.look}", self.screen.find(("frame",), TITLE))
+        self.screen.picture(f"Lamps-{self.look}", self.screen.find(("frame",), "Lamps"))
+        self.screen.press("Devices")
+        say("pages", self.look)
+
+    def choose_file(self, button, title):
+        self.screen.press("Settings")
+        self.screen.press(button)
+        self.screen.activate(self.screen.find(DIALOG, title))
+        self.screen.type(str(self.backup))
+        self.screen.picture(title)
+        self.screen.key("Return")
+
+    def save_backup(self):
+        self.choose_file("Backup", "Save As")
+        self.answer("Backup", "backup-made")
+        if not self.backup.exists():
+            raise JourneyError("there is no backup")
+        say("backup", f"{self.backup.stat().st_size} bytes")
+
+    def reset(self):
+        self.screen.press("Cloud")
+        self.screen.press("Reset Registration")
+        self.answer("Gateway Registration", "reset-question", "alt+y")
+        wait_for("reset", lambda: self.labels().count("Not registered") == 2)
+        self.screen.picture("reset")
+        self.wait_for_registration("No", 6)
+        say("reset", "nothing is registered any more")
+
+    def restore(self):
+        self.choose_file("Load Backup", "Load Backup")
+        self.answer("Import", "backup-loaded")
+        self.restart()
+        self.wait_for_registration("Yes", 5)
+        self.screen.press("Cloud")
+        self.wait_for_connection()
+        self.portal.wait_for_states(gateway["id"] for gateway in self.portal.gateways())
+        self.screen.picture("restored")
+        say("restored", "registered and connected as before")
+
+    def close_and_wake(self):
+        self.screen.activate(self.screen.find(("frame",), TITLE))
+        self.screen.key("alt+F4")
+        wait_for("empty screen", lambda: not self.screen.look(("frame",), TITLE))
+        self.screen.picture("closed-to-tray")
+        say("closed", "to the tray")
+        second = self.start_gateway()
+        status = second.wait(15)
+        if status != 0:
+            raise JourneyError(f"the second start ended with {status}\n{second.tail()}")
+        self.screen.find(("frame",), TITLE)
+        say("woken", "by a second start")
+        self.screen.tray(1)
+        wait_for("empty screen", lambda: not self.screen.look(("frame",), TITLE))
+        self.screen.tray(1)
+        self.screen.find(("frame",), TITLE)
+        say("tray", "a click hides the window, another brings it back")
+
+    def about(self):
+        self.choose_in_tray("Up", "Up")
+        self.answer(TITLE, "about")
+
+    def change_look(self, look, theme, language):
+        """Through the settings page; it shows after the next start."""
+        self.screen.press("Settings")
+        if theme:
+            self.screen.press("Dark theme")
+        if language:
+            self.screen.choose_last("Language")
+        self.screen.press("Apply")
+        box = self.screen.find(DIALOG)
+        while box:  # a fresh profile asks about the language as well
+            self.answer(box.get_name(), f"apply-{look}")
+            box = self.screen.look(DIALOG)
+        self.look = look

@@ -1,0 +1,6 @@
+#pragma once
+
+class QWidget;
+
+// Opens the box that tells what this program is, and returns at once. Interface thread.
+void showAboutBox(QWidget *parent);

@@ -1,0 +1,81 @@
+#include "ui/aliasprompts.h"
+
+#include <QDateTime>
+#include <QDialogButtonBox>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace {
+
+// A name must have something in it before it can be given.
+void requireText(QInputDialog *prompt)
+{
+    auto *const buttons = prompt->findChild<QDialogButtonBox *>();
+    if (buttons == nullptr) {
+        return;
+    }
+    QPushButton *const ok = buttons->button(QDialogButtonBox::Ok);
+    QObject::connect(prompt, &QInputDialog::textValueChanged, ok,
+                     [ok](const QString &text) { ok->setDisabled(text.trimmed().isEmpty()); });
+}
+
+} // namespace
+
+AliasPrompts::AliasPrompts(QWidget *window)
+    : QObject(window)
+    , m_window(window)
+{
+}
+
+void AliasPrompts::ask(const QStringList &things)
+{
+    if (m_prompt) {
+        m_prompt->disconnect(this);
+        m_prompt->close();
+    }
+    m_things = things;
+    m_random.seed(static_cast<quint32>(QDateTime::currentMSecsSinceEpoch()));
+    askNext();
+}
+
+void AliasPrompts::askNext()
+{
+    if (m_things.isEmpty()) {
+        emit ended(true);
+        return;
+    }
+    const QString thing = m_things.takeFirst();
+    const QString type = thing.section(QLatin1Char('_'), 0, 0);
+    const QString serial = thing.section(QLatin1Char('_'), 2);
+    m_prompt = new QInputDialog(m_window);
+    m_prompt->setAttribute(Qt::WA_DeleteOnClose);
+    m_prompt->setWindowTitle(tr("Thing Name"));
+    m_prompt->setLabelText(
+        tr("Please fill the alias for<br><b>%1 / %2</b><br>Note: the alias must be unique among "
+           "all the devices registered to your account.")
+            .arg(type.toHtmlEscaped(), serial.toHtmlEscaped()));
+    m_prompt->setTextValue(proposal(type));
+    requireText(m_prompt);
+    connect(m_prompt, &QInputDialog::finished, this, [this, thing](int result) {
+        const QString alias = m_prompt->textValue().trimmed();
+        m_prompt.clear(); // it deletes itself
+        if (result != QDialog::Accepted || alias.isEmpty()) {
+            m_things.clear();
+            emit ended(false);
+            return;
+        }
+        emit answered(thing, alias);
+        askNext();
+    });
+    m_prompt->open();
+    if (auto *const editor = m_prompt->findChild<QLineEdit *>()) {
+        editor->selectAll();
+    }
+}
+
+QString AliasPrompts::proposal(const QString &type)
+{
+    const quint32 number = m_random.bounded(0x10000U, 0x100000U); // five hexadecimal digits
+    return QStringLiteral("%1_%2").arg(type, QString::number(number, 16));
+}

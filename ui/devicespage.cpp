@@ -1,0 +1,78 @@
+#include "ui/devicespage.h"
+
+#include "settings/deviceforms.h"
+#include "ui/messages.h"
+
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QEvent>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+DevicesPage::DevicesPage(QWidget *parent)
+    : QWidget(parent)
+    , m_area(new QScrollArea(this))
+    , m_hint(messages::hint(tr("No device type has settings."), this))
+    , m_readButton(new QPushButton(tr("&Read"), this))
+    , m_writeButton(new QPushButton(tr("&Write"), this))
+{
+    m_area->setWidgetResizable(true);
+    m_area->setFrameShape(QFrame::NoFrame);
+    m_area->setWidget(new QWidget(m_area));
+
+    m_readButton->setObjectName("deviceConfigsReadButton");
+    m_readButton->setAccessibleName(tr("Read"));
+    m_readButton->setToolTip(tr("Show the stored settings again"));
+    m_writeButton->setObjectName("deviceConfigsWriteButton");
+    m_writeButton->setAccessibleName(tr("Write"));
+    m_writeButton->setToolTip(tr("Store the settings and apply them to the devices"));
+    auto *const buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(m_readButton);
+    buttons->addWidget(m_writeButton);
+    auto *const layout = new QVBoxLayout(this);
+    layout->addWidget(m_area, 1);
+    layout->addWidget(m_hint, 1);
+    layout->addLayout(buttons);
+    QMetaObject::connectSlotsByName(this);
+    showPlugins({});
+}
+
+void DevicesPage::showPlugins(const QJsonObject &plugins)
+{
+    m_plugins = plugins;
+    on_deviceConfigsReadButton_clicked();
+}
+
+void DevicesPage::on_deviceConfigsReadButton_clicked()
+{
+    deviceforms::discard(*m_area->widget());
+    deviceforms::build(*m_area->widget(), m_plugins, this);
+    const bool any = !m_area->widget()->findChildren<QWidget *>().isEmpty();
+    m_area->setVisible(any);
+    m_hint->setVisible(!any);
+    m_readButton->setEnabled(any);
+    m_writeButton->setEnabled(any);
+}
+
+void DevicesPage::on_deviceConfigsWriteButton_clicked()
+{
+    deviceforms::write(*m_area->widget());
+    emit stored();
+    emit notice(tr("Device settings saved"), 2000);
+}
+
+bool DevicesPage::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Wheel &&
+        (qobject_cast<QComboBox *>(watched) != nullptr ||
+         qobject_cast<QSpinBox *>(watched) != nullptr ||
+         qobject_cast<QDoubleSpinBox *>(watched) != nullptr)) {
+        event->ignore(); // goes on to the page, which scrolls
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+class QScrollArea;
+
+// The settings of the device types, in forms that the types describe. Interface thread.
+class DevicesPage : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit DevicesPage(QWidget *parent = nullptr);
+
+    // Builds the forms anew from the plugin list: plugin name to metadata.
+    void showPlugins(const QJsonObject &plugins);
+
+    // Keeps the wheel from changing values while a page is scrolled.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+public slots:
+    // Shows what is stored; edits are discarded.
+    void on_deviceConfigsReadButton_clicked();
+    void on_deviceConfigsWriteButton_clicked();
+
+signals:
+    // The settings were stored and wait to be applied.
+    void stored();
+    void notice(const QString &text, int milliseconds);
+
+private:
+    QJsonObject m_plugins;
+    QScrollArea *m_area;
+    QLabel *m_hint;
+    QPushButton *m_readButton;
+    QPushButton *m_writeButton;
+};

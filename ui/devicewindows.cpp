@@ -1,0 +1,56 @@
+#include "ui/devicewindows.h"
+
+#include <QWidget>
+
+namespace {
+
+constexpr size_t mostWindows = 100; // a screen full; devices decide how many they bring
+
+void bringUp(QWidget *window)
+{
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace
+
+DeviceWindows::DeviceWindows(QObject *parent)
+    : QObject(parent)
+{
+}
+
+DeviceWindows::~DeviceWindows()
+{
+    for (const Entry &entry : m_entries) {
+        delete entry.window;
+    }
+}
+
+void DeviceWindows::add(QObject *thui)
+{
+    std::unique_ptr<QObject> owned(thui);
+    QWidget *window = nullptr;
+    if (thui == nullptr || m_entries.size() >= mostWindows ||
+        !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
+                                   Q_RETURN_ARG(QWidget *, window),
+                                   Q_ARG(QWidget *, nullptr)) ||
+        window == nullptr) {
+        return;
+    }
+    m_entries.push_back({std::move(owned), window});
+    emit available();
+    if (!m_heldBack) {
+        bringUp(window);
+    }
+}
+
+void DeviceWindows::showAll()
+{
+    m_heldBack = false;
+    for (const Entry &entry : m_entries) {
+        if (entry.window) {
+            bringUp(entry.window);
+        }
+    }
+}

@@ -1,0 +1,599 @@
+#include "ui/mainwindow.h"
+
+#include "runner/zugatewrunner.h"
+#include "ui/aboutbox.h"
+#include "ui/cloudpage.h"
+#include "ui/devicespage.h"
+#include "ui/messages.h"
+#include "ui/registrationwizard.h"
+#include "ui/regthingseditor.h"
+#include "ui/settingspage.h"
+#include "ui/splash.h"
+#include "ui/statepage.h"
+#include "ui/trayicon.h"
+#include "ui/widgets/qledlabel.h"
+#include "ui/widgets/qmaterialicon.h"
+#include "ui/widgets/qtooldock.h"
+#include "updates/cvupdater.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QEventLoop>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QToolButton>
+
+#include <iterator>
+#include <optional>
+
+namespace {
+
+using Role = QMaterialIcon::Color;
+
+// An action of the dock: its data are not the index of its page.
+struct DockEntry
+{
+    const char *icon;
+    const char *text;
+    MainWindow::Pages page;
+};
+constexpr int scanData = 2;
+constexpr DockEntry dockEntries[] = {
+    {"dashboard", QT_TRANSLATE_NOOP("MainWindow", "Devices"), MainWindow::P_STATE},
+    {"cloud", QT_TRANSLATE_NOOP("MainWindow", "Cloud"), MainWindow::P_CLOUD},
+    {"sync", QT_TRANSLATE_NOOP("MainWindow", "Rescan"), MainWindow::P_STATE},
+    {"device_hub", QT_TRANSLATE_NOOP("MainWindow", "Device settings"), MainWindow::P_DEVICES},
+    {"settings", QT_TRANSLATE_NOOP("MainWindow", "Settings"), MainWindow::P_SETTINGS},
+    {"inventory", QT_TRANSLATE_NOOP("MainWindow", "Known devices"), MainWindow::P_REGISTRY},
+};
+
+} // namespace
+
+// One row for each operation, in the order of their codes.
+const MainWindow::Reaction MainWindow::s_reactions[] = {
+    &MainWindow::loaded,            // Load
+    &MainWindow::rescanned,         // Rescan
+    &MainWindow::codeReceived,      // RegCode
+    &MainWindow::registrationEnded, // ProcReg
+    &MainWindow::pluginsListed,     // Lsmod
+    &MainWindow::thingsListed,      // Lsthings
+    &MainWindow::connecting,        // CConnect
+    &MainWindow::nothing,           // TRename
+    &MainWindow::statusReceived,    // CStatus
+    &MainWindow::unregistered,      // DUnreg
+    &MainWindow::aliasesMissing,    // AliasFill
+    &MainWindow::failed,            // Error
+    &MainWindow::exported,          // SExport
+    &MainWindow::imported,          // SImport
+    &MainWindow::settingsChanged,   // SetUpdate
+    &MainWindow::nothing,           // ThingsGone
+    &MainWindow::stateReceived,     // RegStatus
+};
+
+MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *parent)
+    : QMainWindow(parent)
+    , m_tray(nullptr)
+    , m_pages(new QStackedWidget)
+    , m_pageActions(new QActionGroup(this))
+    , m_scanAction(nullptr)
+    , m_title(new QLabel)
+    , m_led(nullptr)
+{
+    setObjectName("MainWindow");
+    setWindowTitle(QStringLiteral("KVG-Gate"));
+    const bool wanted = m_settings.store().value(keys::Autostart);
+    if (!wanted || !autostart.autostartSet()) {
+        autostart.setAutostart(wanted);
+    }
+    makePages(autostart, logFolder);
+    makeDock();
+    connectRunner();
+    m_updater = makeUpdater(m_settings.store().value(keys::UpdateFeed));
+    makeMenu();
+    makeToolBar();
+    makeStatusBar();
+    showPage(P_STATE);
+    m_tray = new TrayIcon(m_menu, this);
+    connect(m_tray, &TrayIcon::activated, this, &MainWindow::trayActivated);
+    m_worker.start();
+    m_settingsPage->load();
+    m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);
+    m_clock.arm();
+    resize(960, 640);
+}
+
+MainWindow::~MainWindow()
+{
+    m_clock.stop();
+    m_settings.save(*this);
+    m_settings.store().set(keys::WindowState, saveState());
+    m_settings.store().set(keys::WindowGeometry, saveGeometry());
+    m_worker.stop();
+}
+
+void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
+{
+    m_statePage = new StatePage(m_pages);
+    m_settingsPage = new SettingsPage(m_settings, autostart, logFolder, m_pages);
+    m_devicesPage = new DevicesPage(m_pages);
+    m_cloudPage = new CloudPage(m_pages);
+    m_registry = new RegThingsEditor(m_pages);
+    QWidget *const pages[] = {m_statePage, m_settingsPage, m_devicesPage, m_cloudPage, m_registry};
+    for (QWidget *const page : pages) {
+        m_pages->addWidget(page);
+    }
+    RegistrationWizard *const wizard = &m_cloudPage->wizard();
+    connect(m_settingsPage, &SettingsPage::notice, this, &MainWindow::notice);
+    connect(m_devicesPage, &DevicesPage::notice, this, &MainWindow::notice);
+    connect(wizard, &RegistrationWizard::notice, this, &MainWindow::notice);
+    connect(m_settingsPage, &SettingsPage::applied, &m_clock, &ScanClock::arm);
+    connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
+    connect(wizard, &RegistrationWizard::renameRequested, this, &MainWindow::thing_renamereq);
+}
+
+void MainWindow::makeDock()
+{
+    auto *const centre = new QWidget(this);
+    auto *const layout = new QHBoxLayout(centre);
+    layout->addWidget(m_pages);
+    setCentralWidget(centre);
+    auto *const dock = new QToolDock(centre, QToolDock::Left);
+    const auto leaveRoom = [layout](int extent) { layout->setContentsMargins(extent, 0, 0, 0); };
+
+    int number = 0;
+    for (const DockEntry &entry : dockEntries) {
+        const QMaterialIcon &icons = QMaterialIcon::instance();
+        auto *const action = new QAction(
+            icons.icon(QLatin1String(entry.icon), Role::Base, Role::Checked), tr(entry.text), this);
+        action->setData(number);
+        if (number == scanData) {
+            action->setShortcut(QKeySequence::Refresh);
+            m_scanAction = action;
+        } else {
+            action->setCheckable(true);
+            action->setShortcut(QKeySequence(QStringLiteral("Ctrl+%1").arg(number + 1)));
+            m_pageActions->addAction(action);
+        }
+        action->setToolTip(QStringLiteral("%1 (%2)").arg(
+            action->text(), action->shortcut().toString(QKeySequence::NativeText)));
+        connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
+        addAction(action); // so that the short cut works
+        dock->addAction(action);
+        ++number;
+    }
+    leaveRoom(dock->extent());
+    connect(dock, &QToolDock::extentChanged, layout, leaveRoom);
+}
+
+void MainWindow::makeMenu()
+{
+    const auto add = [this](const QString &text, Actions action) {
+        QAction *const entry = m_menu.addAction(text);
+        entry->setData(action);
+        connect(entry, &QAction::triggered, this,
+                [this, entry] { process_action(entry->data().toInt()); });
+        return entry;
+    };
+    add(tr("Show/Hide"), A_VSWITCH);
+    m_menu.addSeparator();
+    if (m_updater) {
+        add(tr("Check for Updates"), A_UPDCHK);
+    }
+    add(tr("About"), A_ABOUT);
+    QAction *const exit = add(tr("Exit"), A_EXIT);
+    exit->setShortcut(QKeySequence::Quit);
+    addAction(exit);
+}
+
+void MainWindow::makeToolBar()
+{
+    // Named, so that the stored state has something to hold.
+    QToolBar *const bar = addToolBar(tr("Tool bar"));
+    bar->setObjectName("toolBar");
+    bar->setStyleSheet(QStringLiteral("QToolBar{border:0px;}"));
+    bar->setMovable(false);
+    bar->toggleViewAction()->setVisible(false);
+    setContextMenuPolicy(Qt::NoContextMenu);
+
+    QFont font = m_title->font();
+    font.setPointSizeF(font.pointSizeF() * 1.4);
+    m_title->setFont(font);
+    m_title->setMargin(6);
+    bar->addWidget(m_title);
+    auto *const gap = new QWidget(bar);
+    gap->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    bar->addWidget(gap);
+
+    const QMaterialIcon &icons = QMaterialIcon::instance();
+    QAction *const windows =
+        bar->addAction(icons.icon(QStringLiteral("web_asset")), tr("Device windows"),
+                       &m_deviceWindows, &DeviceWindows::showAll);
+    windows->setToolTip(tr("Show the windows that devices bring along"));
+    windows->setVisible(false);
+    connect(&m_deviceWindows, &DeviceWindows::available, windows,
+            [windows] { windows->setVisible(true); });
+    auto *const more = new QToolButton(bar);
+    more->setIcon(icons.icon(QStringLiteral("more_vert")));
+    more->setToolTip(tr("More"));
+    more->setAccessibleName(tr("More"));
+    more->setMenu(&m_menu);
+    more->setPopupMode(QToolButton::InstantPopup);
+    more->setStyleSheet(QStringLiteral("QToolButton::menu-indicator{image:none;}"));
+    bar->addWidget(more);
+    for (QToolButton *const button : bar->findChildren<QToolButton *>()) {
+        button->setFocusPolicy(Qt::TabFocus);
+    }
+}
+
+void MainWindow::makeStatusBar()
+{
+    m_led = new QLedLabel(statusBar());
+    m_led->setIcon(QStringLiteral("gps_off"));
+    m_led->setToolTip(tr("Cloud connection is not configured"));
+    m_led->setAccessibleName(m_led->toolTip());
+    statusBar()->addPermanentWidget(m_led);
+}
+
+void MainWindow::connectRunner()
+{
+    ZugatewRunner *const runner = m_worker.runner();
+    connect(runner, &ZugatewRunner::finished, this, &MainWindow::runner_finished);
+    connect(runner, &ZugatewRunner::thingChanged, this, &MainWindow::thing_changed);
+    connect(runner, &ZugatewRunner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
+    connect(runner, &ZugatewRunner::deviceCreated, this, &MainWindow::deviceCreated);
+
+    // Queued also where the runner's thread does not run yet.
+    const auto queued = Qt::QueuedConnection;
+    RegistrationWizard *const wizard = &m_cloudPage->wizard();
+    connect(&m_settings, &ZUSettings::unregDevices, runner, &ZugatewRunner::resetGateway, queued);
+    connect(m_cloudPage, &CloudPage::resetWanted, runner, &ZugatewRunner::resetGateway, queued);
+    connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::resetDevPool, queued);
+    connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::updatePool, queued);
+    connect(m_devicesPage, &DevicesPage::stored, runner, &ZugatewRunner::applyDeviceSettings,
+            queued);
+    connect(wizard, &RegistrationWizard::stateWanted, runner, &ZugatewRunner::registrationState,
+            queued);
+    connect(wizard, &RegistrationWizard::registrationWanted, runner, &ZugatewRunner::generateDoc,
+            queued);
+    connect(m_settingsPage, &SettingsPage::exportRequested, runner, &ZugatewRunner::exportSettings,
+            queued);
+    connect(m_settingsPage, &SettingsPage::importRequested, runner, &ZugatewRunner::importSettings,
+            queued);
+    connect(&m_clock, &ScanClock::scanWanted, runner, &ZugatewRunner::rescan, queued);
+    connect(&m_clock, &ScanClock::scanning, this, &MainWindow::showScanning);
+}
+
+template <typename Slot>
+void MainWindow::queue(Slot slot)
+{
+    QMetaObject::invokeMethod(m_worker.runner(), slot, Qt::QueuedConnection);
+}
+
+void MainWindow::restoreLayout()
+{
+    if (m_layoutRestored) {
+        return;
+    }
+    m_layoutRestored = true;
+    m_settings.restore(*this);
+    restoreGeometry(m_settings.store().value(keys::WindowGeometry));
+    restoreState(m_settings.store().value(keys::WindowState));
+}
+
+void MainWindow::runInitSequence()
+{
+    Splash splash;
+    splash.show();
+    connect(this, &MainWindow::loadProgress, &splash, &Splash::showProgress);
+    QEventLoop loop;
+    std::optional<bool> outcome; // none: somebody ended the application meanwhile
+    connect(this, &MainWindow::loadFinished, &loop, [&loop, &outcome](bool result) {
+        outcome = result;
+        loop.exit(result ? 0 : 1);
+    });
+    m_loading = true;
+    m_deviceWindows.holdBack();
+    emit loadProgress(4, 0, tr("Loading plugins"));
+    queue(&ZugatewRunner::loadPlugins);
+    loop.exec();
+
+    if (outcome != true) {
+        // The main event loop does not run yet, and would forget to end.
+        const int status = outcome.has_value() ? 1 : 0;
+        QMetaObject::invokeMethod(
+            qApp, [status] { QCoreApplication::exit(status); }, Qt::QueuedConnection);
+        return;
+    }
+    m_settingsPage->load();
+    if (m_settings.store().value(keys::StartHidden) && !m_bringUpLater) {
+        splash.close(); // finish() would wait for a window that does not come
+        return;
+    }
+    show();
+    disconnect(this, &MainWindow::loadProgress, &splash, nullptr);
+    splash.finish(this);
+    m_deviceWindows.showAll();
+    bringUp();
+}
+
+void MainWindow::bringUp()
+{
+    if (m_loading) {
+        m_bringUpLater = true;
+        return;
+    }
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void MainWindow::checkUpdate()
+{
+    if (m_updater) {
+        m_updater->checkNow();
+    }
+}
+
+void MainWindow::dockClicked()
+{
+    if (!isVisible()) {
+        bringUp();
+    }
+}
+
+void MainWindow::runner_finished(int op, const QVariant &result)
+{
+    if (op >= 0 && op < int(std::size(s_reactions))) {
+        (this->*s_reactions[op])(result);
+    }
+}
+
+// Also after start-up: the next steps do nothing then.
+void MainWindow::loaded(const QVariant &result)
+{
+    if (!result.toBool()) {
+        emit loadFinished(false);
+        return;
+    }
+    emit loadProgress(4, 1, tr("Assembling plugins list"));
+    queue(&ZugatewRunner::listPlugins);
+}
+
+void MainWindow::pluginsListed(const QVariant &result)
+{
+    m_devicesPage->showPlugins(result.toJsonObject());
+    if (m_loading) {
+        emit loadProgress(4, 2, tr("Scanning for devices"));
+        m_clock.scan();
+    }
+}
+
+void MainWindow::rescanned(const QVariant &result)
+{
+    m_clock.scanned();
+    if (!m_loading) {
+        return;
+    }
+    if (!result.toBool()) {
+        emit loadFinished(false);
+        return;
+    }
+    emit loadProgress(4, 3, tr("Assembling devices list"));
+    queue(&ZugatewRunner::listThings);
+}
+
+void MainWindow::thingsListed(const QVariant &result)
+{
+    m_statePage->showThings(result.value<ThingStateList>());
+    if (m_loading) {
+        emit loadProgress(4, 4, tr("Connecting to the cloud"));
+        QMetaObject::invokeMethod(m_worker.runner(), "connectToCloud", Qt::QueuedConnection,
+                                  Q_ARG(bool, true));
+    }
+}
+
+void MainWindow::connecting(const QVariant & /*result*/)
+{
+    if (m_loading) {
+        emit loadProgress(5, 5, tr("Requesting status")); // 5 on purpose
+        queue(&ZugatewRunner::cloudStatus);
+    }
+}
+
+void MainWindow::statusReceived(const QVariant &result)
+{
+    m_cloudPage->showStatus(result.toJsonObject());
+    if (m_loading) {
+        m_loading = false;
+        // The first answer came before the gateway was restored.
+        queue(&ZugatewRunner::registrationState);
+        emit loadFinished(true);
+    }
+}
+
+void MainWindow::codeReceived(const QVariant &result)
+{
+    m_cloudPage->wizard().showCode(result.toJsonObject());
+}
+
+void MainWindow::registrationEnded(const QVariant &result)
+{
+    if (!m_cloudPage->wizard().showResult(result.toJsonObject())) {
+        return;
+    }
+    showPage(P_STATE);
+    if (!m_loading) {
+        queue(&ZugatewRunner::cloudStatus);
+    }
+}
+
+void MainWindow::unregistered(const QVariant & /*result*/)
+{
+    queue(&ZugatewRunner::listThings);
+    m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);
+}
+
+void MainWindow::aliasesMissing(const QVariant &result)
+{
+    m_cloudPage->wizard().askForAliases(result.toStringList());
+}
+
+void MainWindow::stateReceived(const QVariant &result)
+{
+    m_cloudPage->wizard().showState(result.toInt());
+}
+
+void MainWindow::failed(const QVariant &result)
+{
+    messages::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
+                   result.toString());
+}
+
+void MainWindow::exported(const QVariant &result)
+{
+    m_settingsPage->showExported(result.toBool());
+}
+
+void MainWindow::imported(const QVariant &result)
+{
+    m_settingsPage->showImported(result.toBool());
+}
+
+void MainWindow::settingsChanged(const QVariant & /*result*/)
+{
+    m_settingsPage->load();
+}
+
+void MainWindow::deviceCreated(QObject *thui)
+{
+    m_deviceWindows.add(thui);
+}
+
+void MainWindow::thing_changed(const ThingState &thing)
+{
+    m_statePage->showThing(thing);
+    if (thing.gone) {
+        m_clock.scanLater();
+    }
+}
+
+void MainWindow::thing_renamereq(const QString &sid, const QString &alias)
+{
+    QMetaObject::invokeMethod(m_worker.runner(), "renameThing", Qt::QueuedConnection,
+                              Q_ARG(QString, sid), Q_ARG(QString, alias));
+}
+
+void MainWindow::gw_connectivityChanged(bool connected)
+{
+    if (connected) {
+        m_led->setIcon(QStringLiteral("gps_fixed"), Role::Success);
+        m_led->setToolTip(tr("Connected to the cloud"));
+    } else {
+        m_led->setIcon(QStringLiteral("gps_not_fixed"), Role::Error);
+        m_led->setToolTip(tr("Disconnected from the cloud"));
+    }
+    m_led->setAccessibleName(m_led->toolTip());
+    m_cloudPage->showConnectivity(connected);
+}
+
+void MainWindow::sidePane_clicked()
+{
+    const auto *const action = qobject_cast<const QAction *>(sender());
+    const int page = action != nullptr ? action->data().toInt() : 0;
+    if (page == scanData) {
+        m_clock.scan();
+        return;
+    }
+    const bool known = page >= 0 && page < int(std::size(dockEntries));
+    showPage(known ? dockEntries[page].page : P_STATE);
+}
+
+void MainWindow::showPage(Pages page)
+{
+    if (page == P_CLOUD) {
+        m_cloudPage->refresh();
+    } else if (page == P_REGISTRY) {
+        m_registry->sync();
+    }
+    m_pages->setCurrentIndex(page);
+    for (QAction *const action : m_pageActions->actions()) {
+        if (dockEntries[action->data().toInt()].page == page) {
+            action->setChecked(true);
+            m_title->setText(action->text());
+        }
+    }
+}
+
+void MainWindow::showScanning(bool on)
+{
+    m_scanAction->setDisabled(on);
+    m_statePage->showScanning(on);
+}
+
+void MainWindow::notice(const QString &text, int milliseconds)
+{
+    statusBar()->showMessage(text, milliseconds);
+}
+
+void MainWindow::trayActivated(QSystemTrayIcon::ActivationReason reason)
+{
+    if (reason == QSystemTrayIcon::Trigger) {
+        process_action(A_VSWITCH);
+    }
+}
+
+void MainWindow::process_action(int action)
+{
+    switch (action) {
+    case A_VSWITCH:
+        if (isVisible()) {
+            mhide();
+        } else {
+            bringUp();
+        }
+        break;
+    case A_EXIT:
+        QCoreApplication::exit(0); // ends the loop of the start-up as well
+        break;
+    case A_ABOUT:
+        showAboutBox(this);
+        break;
+    case A_UPDCHK:
+        checkUpdate();
+        break;
+    case A_RESCAN: // the dock's; on purpose not here
+    case A_HIDE:
+    default:
+        break;
+    }
+}
+
+void MainWindow::mhide()
+{
+    if (m_tray->isThere()) {
+        hide();
+    } else {
+        showMinimized();
+    }
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    if (qApp->isSavingSession()) {
+        event->accept(); // the tray must not keep the session from ending
+        return;
+    }
+    if (m_settings.store().value(keys::CloseToTray)) {
+        event->ignore();
+        mhide();
+        return;
+    }
+    event->accept();
+    QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+}

@@ -1,0 +1,135 @@
+#pragma once
+
+#include "runner/runnerthread.h"
+#include "settings/settingsform.h"
+#include "settings/zusettings.h"
+#include "things/thingstate.h"
+#include "ui/devicewindows.h"
+#include "ui/scanclock.h"
+
+#include <QMainWindow>
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <QVariant>
+
+#include <memory>
+
+class CVUpdater;
+class CloudPage;
+class DevicesPage;
+class QActionGroup;
+class QLabel;
+class QLedLabel;
+class QStackedWidget;
+class RegThingsEditor;
+class SettingsPage;
+class StatePage;
+class TrayIcon;
+
+// The only window: the frame round the pages, and the owner of the runner. It asks the runner for
+// every long operation and hands each result to the page that shows it. Interface thread; hidden
+// at first.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    // In the order of the pages.
+    enum Pages { P_STATE, P_SETTINGS, P_DEVICES, P_CLOUD, P_REGISTRY };
+    Q_ENUM(Pages)
+    // What menu entries carry.
+    enum Actions { A_RESCAN, A_EXIT, A_VSWITCH, A_ABOUT, A_HIDE, A_UPDCHK };
+    Q_ENUM(Actions)
+
+    // `autostart` is borrowed for life. `logFolder`: of the log that the user can open.
+    MainWindow(Autostart &autostart, const QString &logFolder, QWidget *parent = nullptr);
+    // Stores the layout, ends the cloud connection and waits for the runner.
+    ~MainWindow() override;
+
+    // Gives the window the size, place and tool bars that it had. Further calls do nothing.
+    void restoreLayout();
+
+public slots:
+    // Shows the splash screen and runs the start-up chain in a local event loop, then shows the
+    // window unless the settings hide it. When the chain fails the application ends with 1, when
+    // the user leaves meanwhile with 0, both as soon as the main event loop runs.
+    void runInitSequence();
+    // Shows, raises and activates the window; during start-up, as soon as that is over.
+    void bringUp();
+    void checkUpdate();
+    // Nothing has to be done around sleep: the cloud client notices a lost connection by itself.
+    void prepareSleep() {}
+    void postWake() {}
+    void dockClicked();
+    void runner_finished(int op, const QVariant &result);
+    void deviceCreated(QObject *thui);
+    void thing_changed(const ThingState &thing);
+    void thing_renamereq(const QString &sid, const QString &alias);
+    void gw_connectivityChanged(bool connected);
+    void sidePane_clicked();
+    void trayActivated(QSystemTrayIcon::ActivationReason reason);
+    void process_action(int action);
+    void mhide();
+
+signals:
+    void loadProgress(int total, int completed, const QString &statusMsg);
+    void loadFinished(bool result);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void makePages(Autostart &autostart, const QString &logFolder);
+    void makeDock();
+    void makeToolBar();
+    void makeMenu();
+    void makeStatusBar();
+    void connectRunner();
+    void showPage(Pages page);
+    void showScanning(bool on);
+    void notice(const QString &text, int milliseconds);
+    template <typename Slot>
+    void queue(Slot slot);
+
+    // What follows each result, by operation; see s_reactions.
+    void loaded(const QVariant &result);
+    void rescanned(const QVariant &result);
+    void codeReceived(const QVariant &result);
+    void registrationEnded(const QVariant &result);
+    void pluginsListed(const QVariant &result);
+    void thingsListed(const QVariant &result);
+    void connecting(const QVariant &result);
+    void statusReceived(const QVariant &result);
+    void unregistered(const QVariant &result);
+    void aliasesMissing(const QVariant &result);
+    void failed(const QVariant &result);
+    void exported(const QVariant &result);
+    void imported(const QVariant &result);
+    void settingsChanged(const QVariant &result);
+    void stateReceived(const QVariant &result);
+    void nothing(const QVariant & /*result*/) {}
+
+    using Reaction = void (MainWindow::*)(const QVariant &);
+    static const Reaction s_reactions[];
+
+    ZUSettings m_settings;
+    RunnerThread m_worker;
+    ScanClock m_clock;
+    DeviceWindows m_deviceWindows;
+    QMenu m_menu;
+    std::unique_ptr<CVUpdater> m_updater; // null where there is none
+    TrayIcon *m_tray;
+    QStackedWidget *m_pages;
+    StatePage *m_statePage;
+    SettingsPage *m_settingsPage;
+    DevicesPage *m_devicesPage;
+    CloudPage *m_cloudPage;
+    RegThingsEditor *m_registry;
+    QActionGroup *m_pageActions;
+    QAction *m_scanAction;
+    QLabel *m_title;
+    QLedLabel *m_led;
+    bool m_loading = false;
+    bool m_layoutRestored = false;
+    bool m_bringUpLater = false;
+};

@@ -1,0 +1,303 @@
+#include "ui/registrationwizard.h"
+
+#include "runner/zugatewrunner.h"
+#include "settings/settingsstore.h"
+#include "ui/aliasprompts.h"
+#include "ui/messages.h"
+#include "ui/widgets/qcountdownlcd.h"
+
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QJsonArray>
+#include <QLCDNumber>
+#include <QLabel>
+#include <QListWidget>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QUrl>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+constexpr int copiedNotice = 1500;   // milliseconds
+constexpr int mostResults = 100'000; // lines; a fleet is smaller
+
+QPushButton *makeButton(const QString &text, const char *name, QWidget *parent)
+{
+    auto *const button = new QPushButton(text, parent);
+    button->setObjectName(QLatin1String(name));
+    button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
+    return button;
+}
+
+// Below each other, at the top, as wide as they need to be.
+QVBoxLayout *makeColumn(QWidget *page)
+{
+    auto *const column = new QVBoxLayout(page);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(12);
+    return column;
+}
+
+QHBoxLayout *makeRow(std::initializer_list<QWidget *> widgets)
+{
+    auto *const row = new QHBoxLayout;
+    for (QWidget *const widget : widgets) {
+        row->addWidget(widget);
+    }
+    row->addStretch();
+    return row;
+}
+
+// From outside: what is no number of ours counts as 0.
+int whole(const QJsonValue &value)
+{
+    const double number = value.toDouble();
+    return number >= 0 && number <= std::numeric_limits<int>::max() ? static_cast<int>(number) : 0;
+}
+
+} // namespace
+
+RegistrationWizard::RegistrationWizard(QWidget *parent)
+    : QWidget(parent)
+    , m_prompts(new AliasPrompts(this))
+    , m_stepLabel(new QLabel(this))
+    , m_steps(new QStackedWidget(this))
+    , m_startButton(makeButton(tr("&Start"), "cloudGetCodeButton", this))
+    , m_copyButton(makeButton(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
+    , m_expiredButton(makeButton(tr("&New Session"), "cloudExpiredButton", this))
+    , m_code(new QLCDNumber(10, this))
+    , m_countdown(new QCountDownLCD(this))
+    , m_results(new QListWidget(this))
+{
+    QFont heading = m_stepLabel->font();
+    heading.setBold(true);
+    heading.setPointSizeF(heading.pointSizeF() * 1.15);
+    m_stepLabel->setFont(heading);
+    m_stepLabel->setObjectName("regStepLabel");
+    m_stepLabel->setWordWrap(true);
+    m_steps->setObjectName("regSteps");
+    m_steps->addWidget(makeStartPage());
+    m_steps->addWidget(makeWaitPage());
+    m_steps->addWidget(makeCodePage());
+    m_steps->addWidget(makeResultPage());
+    auto *const layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(12);
+    layout->addWidget(m_stepLabel);
+    layout->addWidget(m_steps, 1);
+
+    connect(m_prompts, &AliasPrompts::answered, this, &RegistrationWizard::renameRequested);
+    connect(m_prompts, &AliasPrompts::ended, this, [this](bool complete) {
+        if (complete) {
+            on_cloudGetCodeButton_clicked();
+        } else {
+            setStep(R_SERIAL);
+        }
+    });
+    connect(m_countdown, &QCountDownLCD::timeout, this, [this] { showExpired(true); });
+    connect(m_expiredButton, &QPushButton::clicked, this,
+            &RegistrationWizard::on_cloudRestartRegButton_clicked);
+    QMetaObject::connectSlotsByName(this);
+}
+
+QWidget *RegistrationWizard::makeStartPage()
+{
+    auto *const page = new QWidget(m_steps);
+    auto *const text =
+        new QLabel(tr("If all things have names, registration process will begin right away. "
+                      "Please be ready to fill in the code from the next window into the "
+                      "corresponding field in the Nimbra Cloud."),
+                   page);
+    text->setWordWrap(true);
+    QVBoxLayout *const column = makeColumn(page);
+    column->addWidget(text);
+    column->addLayout(makeRow({m_startButton}));
+    column->addStretch();
+    return page;
+}
+
+QWidget *RegistrationWizard::makeWaitPage()
+{
+    auto *const page = new QWidget(m_steps);
+    auto *const bar = new QProgressBar(page);
+    bar->setRange(0, 0); // nobody knows for how long
+    bar->setTextVisible(false);
+    bar->setMaximumWidth(bar->fontMetrics().averageCharWidth() * 40);
+    bar->setAccessibleName(tr("Connecting..."));
+    QVBoxLayout *const column = makeColumn(page);
+    column->addWidget(new QLabel(tr("Connecting..."), page));
+    column->addWidget(bar);
+    column->addStretch();
+    return page;
+}
+
+QWidget *RegistrationWizard::makeCodePage()
+{
+    auto *const page = new QWidget(m_steps);
+    m_code->setObjectName("cloudCode");
+    m_code->setAccessibleName(tr("Code"));
+    m_code->setSegmentStyle(QLCDNumber::Flat);
+    m_code->setFrameShape(QFrame::NoFrame);
+    m_code->setMinimumHeight(56);
+    m_code->setMaximumWidth(360);
+    m_countdown->setObjectName("cloudCountdown");
+    m_countdown->setAccessibleName(tr("Expires in"));
+    m_countdown->setFrameShape(QFrame::NoFrame);
+    m_countdown->setFixedHeight(28);
+    m_countdown->setMaximumWidth(180);
+    QVBoxLayout *const column = makeColumn(page);
+    column->addWidget(m_code);
+    column->addLayout(makeRow({m_copyButton,
+                               makeButton(tr("&Open in browser"), "cloudOpenKVGButton", page),
+                               m_expiredButton}));
+    column->addLayout(makeRow({new QLabel(tr("Expires in:"), page), m_countdown}));
+    column->addStretch();
+    return page;
+}
+
+QWidget *RegistrationWizard::makeResultPage()
+{
+    auto *const page = new QWidget(m_steps);
+    m_results->setObjectName("regResults");
+    m_results->setAccessibleName(tr("Registered"));
+    QVBoxLayout *const column = makeColumn(page);
+    column->addWidget(m_results, 1);
+    column->addLayout(makeRow({makeButton(tr("&New Session"), "cloudRestartRegButton", page)}));
+    return page;
+}
+
+void RegistrationWizard::setStep(RegSteps step)
+{
+    m_countdown->stop();
+    switch (step) {
+    case R_SERIAL:
+        m_stepLabel->setText(tr("Querying..."));
+        m_results->clear();
+        m_startButton->setEnabled(false);
+        emit stateWanted();
+        break;
+    case R_CONN:
+        m_stepLabel->setText(tr("Step 2. Connecting to the cloud"));
+        break;
+    case R_CODE:
+        showExpired(false);
+        break;
+    case R_FIN:
+        m_stepLabel->setText(tr("Step 4. Finish"));
+        break;
+    }
+    m_steps->setCurrentIndex(step);
+}
+
+void RegistrationWizard::refresh()
+{
+    if (m_steps->currentIndex() == R_SERIAL) {
+        setStep(R_SERIAL);
+    }
+}
+
+void RegistrationWizard::clearResults()
+{
+    m_results->clear();
+}
+
+void RegistrationWizard::showState(int state)
+{
+    // The answer may come when the user is further already.
+    if (m_steps->currentIndex() != R_SERIAL) {
+        return;
+    }
+    const bool complete = state == ZugatewRunner::Complete;
+    m_stepLabel->setText(complete ? tr("Your registration process is complete")
+                                  : tr("Step 1. Fill in the thing names"));
+    m_startButton->setDisabled(complete);
+}
+
+void RegistrationWizard::askForAliases(const QStringList &things)
+{
+    m_prompts->ask(things);
+}
+
+void RegistrationWizard::showCode(const QJsonObject &code)
+{
+    setStep(R_CODE);
+    const QJsonValue value = code[QLatin1String("value")];
+    m_code->display(value.isDouble() ? whole(value)
+                                     : code[QLatin1String("code")].toVariant().toInt());
+    m_countdown->start(whole(code[QLatin1String("timeout")]));
+}
+
+void RegistrationWizard::showExpired(bool expired)
+{
+    m_stepLabel->setText(expired ? tr("The code has expired. Begin a new session for another one.")
+                                 : tr("Step 3. Enter the code in the cloud"));
+    m_copyButton->setDisabled(expired);
+    m_code->setDisabled(expired);
+    m_expiredButton->setVisible(expired);
+}
+
+bool RegistrationWizard::showResult(const QJsonObject &result)
+{
+    setStep(R_FIN);
+    m_results->clear();
+    const QJsonValue error = result[QLatin1String("error")];
+    if (!error.isUndefined()) {
+        messages::tell(window(), QMessageBox::Warning, tr("Registration Error"),
+                       // Spelt so on purpose: the wording is fixed.
+                       tr("Registation has completed with an error.") + QLatin1String("<br>") +
+                           error.toVariant().toString().left(1000).toHtmlEscaped() +
+                           QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
+                       Qt::RichText);
+        setStep(R_SERIAL);
+        return false;
+    }
+    const auto text = [](const QJsonObject &thing, const char *member) {
+        return thing[QLatin1String(member)].toVariant().toString();
+    };
+    if (result.contains(QLatin1String("id")) && result.contains(QLatin1String("alias"))) {
+        m_results->addItem(tr("%1 (gateway): %2").arg(text(result, "alias"), text(result, "id")));
+    }
+    const QJsonArray fleet = result[QLatin1String("fleet")].toArray();
+    QStringList lines;
+    for (int i = 0; i < std::min(fleet.size(), mostResults); ++i) {
+        const QJsonObject thing = fleet.at(i).toObject();
+        lines.append(QStringLiteral("%1: %2").arg(text(thing, "alias"), text(thing, "id")));
+    }
+    m_results->addItems(lines);
+    return true;
+}
+
+void RegistrationWizard::on_cloudGetCodeButton_clicked()
+{
+    setStep(R_CONN);
+    emit registrationWanted();
+}
+
+void RegistrationWizard::on_cloudCodeCopyButton_clicked()
+{
+    QGuiApplication::clipboard()->setText(QString::number(m_code->intValue()));
+    emit notice(tr("Code copied to clipboard"), copiedNotice);
+}
+
+void RegistrationWizard::on_cloudOpenKVGButton_clicked()
+{
+    const SettingsStore store;
+    const QUrl page(store.value(keys::Portal) + store.value(keys::PortalPage));
+    // Whatever else is stored there must not become a way to start programs.
+    const bool isWeb = page.isValid() && (page.scheme() == QLatin1String("https") ||
+                                          page.scheme() == QLatin1String("http"));
+    if (!isWeb || !QDesktopServices::openUrl(page)) {
+        emit notice(tr("The browser could not be opened"), 5000);
+    }
+}
+
+void RegistrationWizard::on_cloudRestartRegButton_clicked()
+{
+    setStep(R_SERIAL);
+}

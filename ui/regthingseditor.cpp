@@ -1,0 +1,93 @@
+#include "ui/regthingseditor.h"
+
+#include "settings/devicepool.h"
+#include "settings/zusettings.h"
+#include "ui/messages.h"
+#include "ui/thingsregtablemodel.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableView>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+RegThingsEditor::RegThingsEditor(QWidget *parent)
+    : QWidget(parent)
+    , m_model(new ThingsRegTableModel(this))
+    , m_table(new QTableView(this))
+    , m_hint(messages::hint(tr("No devices are known yet. Devices that were named or registered "
+                               "are remembered here."),
+                            this))
+    , m_forgetButton(new QPushButton(tr("&Forget Selected"), this))
+{
+    m_table->setObjectName("registeredThings");
+    m_table->setAccessibleName(tr("Known devices"));
+    m_table->setModel(m_model);
+    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_table->setAlternatingRowColors(true);
+    m_table->setTabKeyNavigation(false);
+    m_table->verticalHeader()->hide();
+    QHeaderView *const header = m_table->horizontalHeader();
+    header->setHighlightSections(false);
+    header->setMaximumSectionSize(360);
+
+    m_forgetButton->setObjectName("forgetButton");
+    m_forgetButton->setAccessibleName(tr("Forget Selected"));
+    auto *const buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(m_forgetButton);
+    auto *const layout = new QVBoxLayout(this);
+    layout->addWidget(m_table, 1);
+    layout->addWidget(m_hint, 1);
+    layout->addLayout(buttons);
+
+    sync();
+    for (const int column : {ThingsRegTableModel::ColType, ThingsRegTableModel::ColVersion,
+                             ThingsRegTableModel::ColSerial}) {
+        header->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+    }
+    header->setSectionResizeMode(ThingsRegTableModel::ColAlias, QHeaderView::Stretch);
+    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &RegThingsEditor::showState);
+    QMetaObject::connectSlotsByName(this);
+}
+
+void RegThingsEditor::sync()
+{
+    m_model->replaceAll(ZUSettings().pool()["devices"].toArray());
+    showState();
+}
+
+void RegThingsEditor::showState()
+{
+    const bool empty = m_model->rowCount() == 0;
+    m_table->setVisible(!empty);
+    m_hint->setVisible(empty);
+    m_forgetButton->setEnabled(m_table->selectionModel()->hasSelection());
+}
+
+void RegThingsEditor::on_forgetButton_clicked()
+{
+    QVector<int> rows;
+    const QModelIndexList selected = m_table->selectionModel()->selectedRows();
+    for (const QModelIndex &index : selected) {
+        rows.append(index.row());
+    }
+    if (rows.isEmpty()) {
+        return;
+    }
+    std::sort(rows.begin(), rows.end(), std::greater<>());
+    DevicePool::update([this, &rows](DevicePool &pool) {
+        for (const int row : qAsConst(rows)) {
+            pool.remove(m_model->key(row));
+        }
+    });
+    for (const int row : qAsConst(rows)) {
+        m_model->removeRow(row);
+    }
+    showState();
+    emit modified();
+}

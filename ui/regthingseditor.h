@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+class QTableView;
+class ThingsRegTableModel;
+
+// The page of known devices: shows the stored pool and forgets what the user selects. Interface
+// thread.
+class RegThingsEditor : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit RegThingsEditor(QWidget *parent = nullptr);
+
+public slots:
+    // Shows the pool as it is stored now.
+    void sync();
+    // Takes the selected devices out of the stored pool. What the runner stored about the others
+    // meanwhile stays.
+    void on_forgetButton_clicked();
+
+signals:
+    // The stored pool has changed.
+    void modified();
+
+private:
+    void showState();
+
+    ThingsRegTableModel *m_model;
+    QTableView *m_table;
+    QLabel *m_hint;
+    QPushButton *m_forgetButton;
+};

@@ -1,0 +1,75 @@
+#include "ui/scanclock.h"
+
+#include "settings/settingsstore.h"
+
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// The floor keeps a period of 0 minutes from becoming a busy loop, the ceiling fits the timer.
+std::chrono::milliseconds scanPeriod(const SettingsStore &store)
+{
+    const std::chrono::minutes stored(store.value(keys::ScanInterval));
+    return std::clamp<std::chrono::milliseconds>(stored, 30s, 7 * 24h);
+}
+
+} // namespace
+
+ScanClock::ScanClock(QObject *parent)
+    : QObject(parent)
+{
+    m_deferred.setSingleShot(true);
+    m_deferred.setInterval(20s);
+    connect(&m_deferred, &QTimer::timeout, this, &ScanClock::scan);
+}
+
+void ScanClock::arm()
+{
+    stop();
+    const SettingsStore store;
+    if (store.value(keys::AutoScan)) {
+        m_period = scanPeriod(store);
+        m_regular.start(static_cast<int>(m_period.count()), Qt::CoarseTimer, this);
+    }
+}
+
+void ScanClock::stop()
+{
+    m_regular.stop();
+    m_period = 0ms;
+}
+
+void ScanClock::scanLater()
+{
+    m_deferred.start();
+}
+
+void ScanClock::scan()
+{
+    m_deferred.stop();
+    if (!m_scanning) {
+        m_scanning = true;
+        emit scanning(true);
+        emit scanWanted();
+    }
+}
+
+void ScanClock::scanned()
+{
+    m_scanning = false;
+    emit scanning(false);
+}
+
+void ScanClock::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == m_regular.timerId()) {
+        scan();
+    } else {
+        QObject::timerEvent(event);
+    }
+}

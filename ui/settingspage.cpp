@@ -1,0 +1,305 @@
+#include "ui/settingspage.h"
+
+#include "settings/reportintervals.h"
+#include "settings/zusettings.h"
+#include "ui/messages.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDesktopServices>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSpinBox>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr auto savedNotice = 2000; // milliseconds
+constexpr auto failureNotice = 5000;
+
+// A row of a form: the label is the editor's name for those who cannot see it, too.
+void addRow(QFormLayout *form, const QString &label, QWidget *editor, const char *name)
+{
+    editor->setObjectName(QLatin1String(name));
+    editor->setAccessibleName(label);
+    form->addRow(label + QLatin1Char(':'), editor);
+}
+
+void addCheck(QFormLayout *form, QCheckBox *box, const char *name)
+{
+    box->setObjectName(QLatin1String(name));
+    form->addRow(QString(), box);
+}
+
+QSpinBox *makeSpinBox(int least, int most, const QString &suffix, QWidget *parent)
+{
+    auto *const box = new QSpinBox(parent);
+    box->setRange(least, most);
+    box->setSuffix(suffix);
+    return box;
+}
+
+QFormLayout *makeForm(QGroupBox *group)
+{
+    auto *const form = new QFormLayout(group);
+    form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    return form;
+}
+
+QPushButton *makeButton(const QString &text, const char *name, QWidget *parent)
+{
+    auto *const button = new QPushButton(text, parent);
+    button->setObjectName(QLatin1String(name));
+    button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
+    return button;
+}
+
+QFileDialog *makeDialog(QWidget *parent, const QString &title)
+{
+    const QString stored = SettingsStore().value(keys::ExportDirectory);
+    auto *const dialog =
+        new QFileDialog(parent, title, stored.isEmpty() ? QDir::homePath() : stored,
+                        SettingsPage::tr("Backup files (*.bak)"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    return dialog;
+}
+
+} // namespace
+
+SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QString &logFolder,
+                           QWidget *parent)
+    : QWidget(parent)
+    , m_settings(settings)
+    , m_autostart(autostart)
+    , m_logFolder(logFolder)
+    , m_interval(new QComboBox(this))
+    , m_host(new QLineEdit(this))
+    , m_port(makeSpinBox(1, 65535, QString(), this))
+    , m_keepAlive(makeSpinBox(0, 65535, tr(" s"), this))
+    , m_language(new QComboBox(this))
+    , m_dark(new QCheckBox(tr("&Dark theme"), this))
+    , m_startWithSession(new QCheckBox(tr("Start when &I log on"), this))
+    , m_closeToTray(new QCheckBox(tr("&Closing the window leaves the program in the tray"), this))
+    , m_startHidden(new QCheckBox(tr("Start &hidden in the tray"), this))
+    , m_autoScan(new QCheckBox(tr("&Look for devices regularly"), this))
+    , m_scanInterval(makeSpinBox(0, 7 * 24 * 60, tr(" min"), this))
+    , m_backupButton(makeButton(tr("&Backup…"), "settingsBackupButton", this))
+    , m_restoreButton(makeButton(tr("L&oad Backup…"), "settingsRestoreButton", this))
+{
+    auto *const pane = new QWidget(this);
+    auto *const groups = new QVBoxLayout(pane);
+    groups->addWidget(makeCloudGroup());
+    groups->addWidget(makeInterfaceGroup());
+    groups->addWidget(makeSystemGroup());
+    groups->addWidget(makeBackupGroup());
+    groups->addStretch();
+    auto *const area = new QScrollArea(this);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidget(pane);
+
+    auto *const buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(makeButton(tr("Re&vert"), "settingsRevertButton", this));
+    buttons->addWidget(makeButton(tr("&Apply"), "settingsApplyButton", this));
+    auto *const layout = new QVBoxLayout(this);
+    layout->addWidget(area, 1);
+    layout->addLayout(buttons);
+
+    connect(m_autoScan, &QCheckBox::toggled, m_scanInterval, &QWidget::setEnabled);
+    QMetaObject::connectSlotsByName(this);
+}
+
+QGroupBox *SettingsPage::makeCloudGroup()
+{
+    auto *const group = new QGroupBox(tr("Cloud"), this);
+    QFormLayout *const form = makeForm(group);
+    for (int i = 0; i < reportIntervals().size(); ++i) {
+        m_interval->addItem(reportIntervalLabel(i));
+    }
+    m_host->setMinimumWidth(m_host->fontMetrics().averageCharWidth() * 36);
+    m_host->setMaxLength(255);
+    addRow(form, tr("Report interval"), m_interval, "interval");
+    addRow(form, tr("Host"), m_host, "host");
+    addRow(form, tr("Port"), m_port, "port");
+    addRow(form, tr("Keep-alive"), m_keepAlive, "keepAlive");
+    return group;
+}
+
+QGroupBox *SettingsPage::makeInterfaceGroup()
+{
+    auto *const group = new QGroupBox(tr("Interface"), this);
+    QFormLayout *const form = makeForm(group);
+    // Each language in its own words, whatever the present one is.
+    m_language->addItems({QStringLiteral("English"), QStringLiteral("Русский")});
+    addRow(form, tr("Language"), m_language, "language");
+    addCheck(form, m_dark, "dark");
+    return group;
+}
+
+QGroupBox *SettingsPage::makeSystemGroup()
+{
+    auto *const group = new QGroupBox(tr("System"), this);
+    QFormLayout *const form = makeForm(group);
+    addCheck(form, m_startWithSession, "autostart");
+    addCheck(form, m_startHidden, "startHidden");
+    addCheck(form, m_closeToTray, "closeToTray");
+    addCheck(form, m_autoScan, "autoScan");
+    m_scanInterval->setToolTip(tr("Never more often than every 30 seconds"));
+    addRow(form, tr("Time between two searches"), m_scanInterval, "scanInterval");
+    return group;
+}
+
+QGroupBox *SettingsPage::makeBackupGroup()
+{
+    auto *const group = new QGroupBox(tr("Backup and log"), this);
+    auto *const row = new QHBoxLayout(group);
+    row->addWidget(m_backupButton);
+    row->addWidget(m_restoreButton);
+    if (!m_logFolder.isEmpty()) {
+        row->addWidget(makeButton(tr("Open Log &Folder"), "settingsLogButton", this));
+    }
+    row->addStretch();
+    return group;
+}
+
+void SettingsPage::load()
+{
+    m_settings.load(*this);
+}
+
+SettingsValues SettingsPage::values() const
+{
+    SettingsValues values;
+    values.intervalIndex = m_interval->currentIndex();
+    values.host = m_host->text();
+    values.port = static_cast<quint32>(m_port->value());
+    values.keepAlive = m_keepAlive->value();
+    values.languageIndex = m_language->currentIndex();
+    values.autostart = m_startWithSession->isChecked();
+    values.closeToTray = m_closeToTray->isChecked();
+    values.startHidden = m_startHidden->isChecked();
+    values.autoScan = m_autoScan->isChecked();
+    values.scanInterval = m_scanInterval->value();
+    values.dark = m_dark->isChecked();
+    return values;
+}
+
+void SettingsPage::show(const SettingsValues &values)
+{
+    m_interval->setCurrentIndex(values.intervalIndex);
+    m_host->setText(values.host);
+    m_port->setValue(static_cast<int>(qMin(values.port, 65535U)));
+    m_keepAlive->setValue(values.keepAlive);
+    m_language->setCurrentIndex(values.languageIndex);
+    m_startWithSession->setChecked(values.autostart);
+    m_closeToTray->setChecked(values.closeToTray);
+    m_startHidden->setChecked(values.startHidden);
+    m_autoScan->setChecked(values.autoScan);
+    m_scanInterval->setValue(values.scanInterval);
+    m_scanInterval->setEnabled(values.autoScan);
+    m_dark->setChecked(values.dark);
+}
+
+void SettingsPage::warn(const QString &title, const QString &text)
+{
+    messages::tell(this, QMessageBox::Warning, title, text);
+}
+
+void SettingsPage::on_settingsApplyButton_clicked()
+{
+    m_settings.apply(*this);
+    emit applied();
+    emit notice(tr("Settings saved"), savedNotice);
+}
+
+void SettingsPage::on_settingsRevertButton_clicked()
+{
+    load();
+}
+
+void SettingsPage::on_settingsRestoreButton_clicked()
+{
+    QFileDialog *const dialog = makeDialog(this, tr("Load Backup"));
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString &file) {
+        showTransfer(true);
+        emit importRequested(file);
+    });
+    dialog->open();
+}
+
+void SettingsPage::on_settingsBackupButton_clicked()
+{
+    QFileDialog *const dialog = makeDialog(this, tr("Save As"));
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    connect(dialog, &QFileDialog::fileSelected, this, &SettingsPage::exportTo);
+    dialog->open();
+}
+
+void SettingsPage::exportTo(QString file)
+{
+    const auto start = [this](const QString &name) {
+        m_settings.store().set(keys::ExportDirectory, QFileInfo(name).absolutePath());
+        showTransfer(true);
+        emit exportRequested(name);
+    };
+    if (file.endsWith(QLatin1String(".bak"), Qt::CaseInsensitive)) {
+        start(file);
+        return;
+    }
+    // The dialog asked about the name without the ending.
+    file += QLatin1String(".bak");
+    if (QFileInfo::exists(file)) {
+        messages::ask(this, tr("Save As"),
+                      tr("%1 already exists. Replace it?").arg(QFileInfo(file).fileName()),
+                      [start, file] { start(file); });
+    } else {
+        start(file);
+    }
+}
+
+void SettingsPage::showTransfer(bool running)
+{
+    m_backupButton->setDisabled(running);
+    m_restoreButton->setDisabled(running);
+}
+
+void SettingsPage::showExported(bool done)
+{
+    showTransfer(false);
+    if (!done) {
+        emit notice(tr("Backup could not be saved"), failureNotice);
+        return;
+    }
+    emit notice(tr("Configuration saved"), savedNotice);
+    messages::tell(this, QMessageBox::Information, tr("Backup"),
+                   tr("The configuration backup file has been generated. It contains sensitive "
+                      "information, so keep it safe!"));
+}
+
+void SettingsPage::showImported(bool done)
+{
+    showTransfer(false);
+    if (!done) {
+        emit notice(tr("Configuration could not be restored."), failureNotice);
+        return;
+    }
+    load();
+    messages::tell(this, QMessageBox::Information, tr("Import"),
+                   tr("Configuration has been restored from a backup. Restart the application as "
+                      "soon as possible."));
+}
+
+void SettingsPage::on_settingsLogButton_clicked()
+{
+    QDesktopServices::openUrl(QUrl::fromLocalFile(m_logFolder));
+}

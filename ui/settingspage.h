@@ -1,0 +1,76 @@
+#pragma once
+
+#include "settings/settingsform.h"
+
+#include <QWidget>
+
+class QCheckBox;
+class QComboBox;
+class QFormLayout;
+class QGroupBox;
+class QLineEdit;
+class QPushButton;
+class QSpinBox;
+class ZUSettings;
+
+// The application's own settings, the backup and the way to the log. Interface thread.
+class SettingsPage : public QWidget, public SettingsForm
+{
+    Q_OBJECT
+
+public:
+    // `settings` and `autostart` are borrowed for life. `logFolder`: opened by its button; empty
+    // for no button.
+    SettingsPage(ZUSettings &settings, Autostart &autostart, const QString &logFolder,
+                 QWidget *parent = nullptr);
+
+    // Shows what is stored; edits are discarded.
+    void load();
+    // Results of the runner's backup and restore.
+    void showExported(bool done);
+    void showImported(bool done);
+
+    SettingsValues values() const override;
+    void show(const SettingsValues &values) override;
+    using QWidget::show;
+    void warn(const QString &title, const QString &text) override;
+    Autostart &autostart() override { return m_autostart; }
+
+public slots:
+    void on_settingsApplyButton_clicked();
+    void on_settingsRevertButton_clicked();
+    void on_settingsBackupButton_clicked();
+    void on_settingsRestoreButton_clicked();
+    void on_settingsLogButton_clicked();
+
+signals:
+    void applied();
+    void exportRequested(const QString &file);
+    void importRequested(const QString &file);
+    void notice(const QString &text, int milliseconds);
+
+private:
+    void exportTo(QString file);
+    void showTransfer(bool running);
+    QGroupBox *makeCloudGroup();
+    QGroupBox *makeInterfaceGroup();
+    QGroupBox *makeSystemGroup();
+    QGroupBox *makeBackupGroup();
+
+    ZUSettings &m_settings;
+    Autostart &m_autostart;
+    const QString m_logFolder;
+    QComboBox *m_interval;
+    QLineEdit *m_host;
+    QSpinBox *m_port;
+    QSpinBox *m_keepAlive;
+    QComboBox *m_language;
+    QCheckBox *m_dark;
+    QCheckBox *m_startWithSession;
+    QCheckBox *m_closeToTray;
+    QCheckBox *m_startHidden;
+    QCheckBox *m_autoScan;
+    QSpinBox *m_scanInterval;
+    QPushButton *m_backupButton;
+    QPushButton *m_restoreButton;
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QAbstractTableModel>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QVector>
+
+// The known devices as the stored pool lists them. Interface thread.
+class ThingsRegTableModel : public QAbstractTableModel
+{
+    Q_OBJECT
+
+public:
+    enum ColumnNames { ColType, ColVersion, ColSerial, ColAlias, ColumnCount };
+
+    explicit ThingsRegTableModel(QObject *parent = nullptr);
+
+    int rowCount(const QModelIndex &parent = {}) const override;
+    int columnCount(const QModelIndex &parent = {}) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    QVariant data(const QModelIndex &index, int role) const override;
+    // Only what lies within the list; false when that is nothing.
+    bool removeRows(int row, int count, const QModelIndex &parent = {}) override;
+
+    // Takes out all rows, then inserts the entries of `devices` in order.
+    void replaceAll(const QJsonArray &devices);
+    // The pool's key of a row: "type_version_serial".
+    QString key(int row) const;
+
+private:
+    QVector<QJsonObject> m_devices;
+};

@@ -1,0 +1,251 @@
+#include "ui/thingsstatetablemodel.h"
+
+#include "ui/statetext.h"
+#include "ui/widgets/qmaterialicon.h"
+
+#include <QColor>
+#include <QTextDocument>
+
+#include <array>
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr quint8 bit(int column)
+{
+    return static_cast<quint8>(1U << static_cast<unsigned>(column));
+}
+
+QString partOf(const ThingState &thing, int part)
+{
+    return thing.shortid.section(QLatin1Char('_'), part, part);
+}
+
+// What a tool tip would take for markup is marked up as text.
+QString plainToolTip(const QString &text)
+{
+    return Qt::mightBeRichText(text) ? QLatin1String("<p>") + text.toHtmlEscaped() : text;
+}
+
+QColor registrationColor(const ThingState &thing)
+{
+    const QMaterialIcon &icons = QMaterialIcon::instance();
+    if (thing.gone) {
+        return icons.color(QMaterialIcon::Color::Error);
+    }
+    return icons.color(thing.regid.isEmpty() ? QMaterialIcon::Color::Warning
+                                               : QMaterialIcon::Color::Success);
+}
+
+} // namespace
+
+ThingsStateTableModel::ThingsStateTableModel(QObject *parent)
+    : QAbstractTableModel(parent)
+{
+    m_announcement.setSingleShot(true);
+    m_announcement.setInterval(100ms);
+    connect(&m_announcement, &QTimer::timeout, this, &ThingsStateTableModel::announceChanges);
+}
+
+ThingsStateTableModel::~ThingsStateTableModel() = default;
+
+int ThingsStateTableModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(m_rows.size());
+}
+
+int ThingsStateTableModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(ColumnCount);
+}
+
+QVariant ThingsStateTableModel::headerData(int section, Qt::Orientation orientation,
+                                           int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
+        return {};
+    }
+    switch (section) {
+    case ColType:
+        return tr("Type");
+    case ColSerial:
+        return tr("Serial");
+    case ColAlias:
+        return tr("Alias");
+    case ColState:
+        return tr("State");
+    case ColCloud:
+        return tr("Reg. ID");
+    default:
+        return {};
+    }
+}
+
+Qt::ItemFlags ThingsStateTableModel::flags(const QModelIndex &index) const
+{
+    if (!index.isValid()) {
+        return Qt::NoItemFlags;
+    }
+    const Qt::ItemFlags flags = Qt::ItemIsSelectable | Qt::ItemIsEnabled;
+    return index.column() == ColAlias ? flags | Qt::ItemIsEditable : flags;
+}
+
+QVariant ThingsStateTableModel::data(const QModelIndex &index, int role) const
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    const ThingState &thing = m_rows[static_cast<size_t>(index.row())]->thing;
+    const bool display = role == Qt::DisplayRole;
+    switch (index.column()) {
+    case ColType:
+        if (role == Qt::ToolTipRole) {
+            return plainToolTip(thing.shortid);
+        }
+        return display ? partOf(thing, 0) : QVariant();
+    case ColSerial:
+        return display ? partOf(thing, 2) : QVariant();
+    case ColAlias:
+        return display || role == Qt::EditRole ? thing.alias : QVariant();
+    case ColState:
+        return display ? stateText(thing.state) : QVariant();
+    case ColCloud:
+        if (role == Qt::DecorationRole) {
+            return registrationColor(thing);
+        }
+        return display ? (thing.regid.isEmpty() ? tr("No") : tr("Yes")) : QVariant();
+    default:
+        return {};
+    }
+}
+
+bool ThingsStateTableModel::setData(const QModelIndex &index, const QVariant &value, int role)
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid) || index.column() != ColAlias ||
+        role != Qt::EditRole) {
+        return false;
+    }
+    const ThingState &thing = m_rows[static_cast<size_t>(index.row())]->thing;
+    const QString alias = value.toString().trimmed();
+    if (alias.isEmpty() || alias == thing.alias) {
+        return false;
+    }
+    emit renameRequested(thing.shortid, alias);
+    emit dataChanged(index, index);
+    return true;
+}
+
+void ThingsStateTableModel::append(const ThingState &thing)
+{
+    m_rows.push_back(std::make_unique<Row>(Row{thing, int(m_rows.size())}));
+    m_byShortid.insert(thing.shortid, m_rows.back().get());
+}
+
+void ThingsStateTableModel::update(const ThingState &state)
+{
+    Row *const row = m_byShortid.value(state.shortid);
+    if (row == nullptr) {
+        const int end = rowCount();
+        beginInsertRows({}, end, end);
+        append(state);
+        endInsertRows();
+        return;
+    }
+    // Only what differs: a column that is announced loses what is being typed into it.
+    quint8 columns = 0;
+    if (row->thing.alias != state.alias) {
+        columns |= bit(ColAlias);
+    }
+    if (row->thing.state != state.state) {
+        columns |= bit(ColState);
+    }
+    if (row->thing.regid != state.regid || row->thing.gone != state.gone) {
+        columns |= bit(ColCloud);
+    }
+    row->thing = state;
+    if (columns != 0) {
+        markChanged(*row, columns);
+    }
+}
+
+void ThingsStateTableModel::markChanged(Row &row, quint8 columns)
+{
+    row.changed |= columns;
+    m_changed.insert(&row);
+    if (!m_announcement.isActive()) {
+        m_announcement.start();
+    }
+}
+
+// One range for each column: what lies between two changed rows costs a view nothing.
+void ThingsStateTableModel::announceChanges()
+{
+    struct Range
+    {
+        int first = -1;
+        int last = -1;
+    };
+    std::array<Range, ColumnCount> ranges;
+    for (Row *const row : qAsConst(m_changed)) {
+        for (int column = 0; column < ColumnCount; ++column) {
+            if ((row->changed & bit(column)) == 0) {
+                continue;
+            }
+            Range &range = ranges[static_cast<size_t>(column)];
+            range.first = range.first < 0 ? row->number : qMin(range.first, row->number);
+            range.last = qMax(range.last, row->number);
+        }
+        row->changed = 0;
+    }
+    m_changed.clear();
+    for (int column = 0; column < ColumnCount; ++column) {
+        const Range range = ranges[static_cast<size_t>(column)];
+        if (range.first >= 0) {
+            emit dataChanged(index(range.first, column), index(range.last, column));
+        }
+    }
+}
+
+void ThingsStateTableModel::remove(const QString &shortid)
+{
+    Row *const row = m_byShortid.value(shortid);
+    if (row == nullptr) {
+        return;
+    }
+    const int number = row->number;
+    beginRemoveRows({}, number, number);
+    m_byShortid.remove(shortid);
+    m_changed.remove(row);
+    m_rows.erase(m_rows.begin() + number);
+    for (size_t i = static_cast<size_t>(number); i < m_rows.size(); ++i) {
+        m_rows[i]->number = int(i);
+    }
+    endRemoveRows();
+}
+
+void ThingsStateTableModel::replaceAll(const ThingStateList &list)
+{
+    if (!m_rows.empty()) {
+        beginRemoveRows({}, 0, rowCount() - 1);
+        m_changed.clear();
+        m_byShortid.clear();
+        m_rows.clear();
+        endRemoveRows();
+    }
+    QHash<QString, int> last;
+    for (int i = 0; i < list.size(); ++i) {
+        last.insert(list.at(i).shortid, i);
+    }
+    if (last.isEmpty()) {
+        return;
+    }
+    beginInsertRows({}, 0, last.size() - 1);
+    for (int i = 0; i < list.size(); ++i) {
+        if (last.value(list.at(i).shortid) == i) {
+            append(list.at(i));
+        }
+    }
+    endInsertRows();
+}

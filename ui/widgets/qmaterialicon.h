@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QColor>
+#include <QHash>
+#include <QIcon>
+#include <QPixmap>
+#include <QString>
+
+// The icons of the interface: glyphs of the Material Icons font, found by name and coloured by
+// roles that follow the theme. Interface thread. Icons keep the colours that they were made
+// with, so setDark() comes before the first of them.
+// Where the font, its table or a name is missing, icons are there and draw nothing.
+class QMaterialIcon
+{
+public:
+    enum Color { Base, Checked, Success, Warning, Error };
+
+    // Built at the first call, which needs the application object; lives until the process ends.
+    static QMaterialIcon &instance();
+
+    // Light until told otherwise.
+    void setDark(bool dark);
+    QColor color(Color role) const;
+
+    // Follows the palette's text on buttons.
+    QIcon icon(const QString &name) const;
+    // `checked` is the colour in the on state, `nameOn` another glyph for it.
+    QIcon icon(const QString &name, Color color, Color checked) const;
+    QIcon icon(const QString &name, Color color) const { return icon(name, color, color); }
+    QIcon icon(const QString &name, const QString &nameOn, Color color, Color checked) const;
+    // `size` is the side in device-independent pixels, `ratio` the screen's pixels for each.
+    QPixmap pixmap(const QString &name, int size, Color color, qreal ratio = 1) const;
+
+    // The glyph as text in the icon font; empty for a name that is not in the table.
+    QString glyph(const QString &name) const { return m_glyphs.value(name); }
+    // Empty when the font is missing.
+    QString family() const { return m_family; }
+
+private:
+    QMaterialIcon();
+
+    QString drawable(const QString &name) const;
+
+    QString m_family;
+    QHash<QString, QString> m_glyphs;
+    bool m_dark = false;
+};

@@ -1,0 +1,193 @@
+#include "ui/widgets/qtooldock.h"
+
+#include "ui/widgets/qmaterialicon.h"
+
+#include <QAction>
+#include <QActionEvent>
+#include <QBoxLayout>
+#include <QPainter>
+#include <QPainterPath>
+#include <QToolButton>
+
+namespace {
+
+constexpr char IndexProperty[] = "iaction";
+constexpr int Gap = 6;
+constexpr int WideParent = 400;
+constexpr int Radius = 15;
+
+// The ground on which icons in `ink` show best, out of a palette that need not be the theme's
+// own: the light theme leaves the platform's, which may be dark.
+QBrush groundFor(const QColor &ink, const QPalette &palette)
+{
+    const QBrush grounds[] = {palette.base(), palette.text()};
+    const auto contrast = [&ink](const QBrush &ground) {
+        return qAbs(qGray(ground.color().rgb()) - qGray(ink.rgb()));
+    };
+    return contrast(grounds[0]) >= contrast(grounds[1]) ? grounds[0] : grounds[1];
+}
+
+QString styleSheetFor(const QColor &accent)
+{
+    return QStringLiteral("QToolDock QToolButton {color: white; background-color: rgba(0,0,0,0); "
+                          "border: 1px solid black; icon-size: 32px; border-radius: 4;}") +
+           QStringLiteral("QToolDock QToolButton:hover {color: %1; border: 1px solid %1;}")
+               .arg(accent.name())
+           // The page shown is told by more than the colour of its icon, and the keyboard's
+           // focus can be seen.
+           + QStringLiteral("QToolDock QToolButton:checked {background-color: rgba(0,0,0,210); "
+                            "border: 1px solid %1;}"
+                            "QToolDock QToolButton:focus {border: 2px solid palette(highlight);}")
+                 .arg(accent.name());
+}
+
+} // namespace
+
+QToolDock::QToolDock(QWidget *parent, Side side)
+    : QWidget(parent)
+    , m_side(side)
+    , m_layout(
+          new QBoxLayout(side == Bottom ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom, this))
+{
+    const QMaterialIcon &icons = QMaterialIcon::instance();
+    m_layout->setSpacing(5);
+    m_layout->setContentsMargins(10, 10, 10, 10);
+    QPalette grounded = palette();
+    grounded.setBrush(QPalette::Window, groundFor(icons.color(QMaterialIcon::Base), grounded));
+    setPalette(grounded);
+    setAutoFillBackground(true);
+    setStyleSheet(styleSheetFor(icons.color(QMaterialIcon::Checked)));
+    parent->installEventFilter(this);
+    place();
+}
+
+int QToolDock::extent() const
+{
+    const QSize hint = sizeHint();
+    return (m_side == Bottom ? hint.height() : hint.width()) + 2 * Gap;
+}
+
+bool QToolDock::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == parent() && event->type() == QEvent::Resize) {
+        place();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+bool QToolDock::event(QEvent *event)
+{
+    const bool handled = QWidget::event(event);
+    // The size of the buttons is known for certain once the style has seen them.
+    if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show) {
+        place();
+    }
+    return handled;
+}
+
+void QToolDock::actionEvent(QActionEvent *event)
+{
+    QAction *const action = event->action();
+    switch (event->type()) {
+    case QEvent::ActionAdded:
+        addButton(action);
+        break;
+    case QEvent::ActionChanged:
+        follow(action);
+        break;
+    case QEvent::ActionRemoved: {
+        // Later, because it may be this button's click that ends its action.
+        QToolButton *const button = m_buttons.take(action);
+        button->hide();
+        button->deleteLater();
+        break;
+    }
+    default:
+        break;
+    }
+    place();
+}
+
+void QToolDock::resizeEvent(QResizeEvent * /*event*/)
+{
+    const QRect bar = rect();
+    if (qMin(bar.width(), bar.height()) <= 2 * Radius) {
+        setMask(bar);
+        return;
+    }
+    QRegion shape(bar.adjusted(Radius, 0, -Radius, 0));
+    shape += bar.adjusted(0, Radius, 0, -Radius);
+    QRect corner(0, 0, 2 * Radius, 2 * Radius);
+    shape += QRegion(corner, QRegion::Ellipse);
+    corner.moveRight(bar.right());
+    shape += QRegion(corner, QRegion::Ellipse);
+    corner.moveBottom(bar.bottom());
+    shape += QRegion(corner, QRegion::Ellipse);
+    corner.moveLeft(0);
+    shape += QRegion(corner, QRegion::Ellipse);
+    setMask(shape);
+}
+
+// A mask has hard steps: its outermost pixels take the parent's colour, smoothly.
+void QToolDock::paintEvent(QPaintEvent * /*event*/)
+{
+    QPainterPath bar;
+    bar.addRoundedRect(rect(), Radius + 2, Radius + 2);
+    QPainterPath outside;
+    outside.addRect(rect());
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillPath(outside.subtracted(bar), parentWidget()->palette().window());
+}
+
+void QToolDock::addButton(QAction *action)
+{
+    auto *button = new QToolButton(this);
+    const int index = m_nextIndex++;
+    button->setProperty(IndexProperty, index);
+    button->setDefaultAction(action);
+    button->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    connect(button, &QToolButton::clicked, this, [this, index] {
+        emit action_triggered(index);
+        emit clicked();
+    });
+    m_layout->addWidget(button);
+    m_buttons.insert(action, button);
+    follow(action);
+}
+
+// The rest follows the default action by itself.
+void QToolDock::follow(QAction *action)
+{
+    QToolButton *const button = m_buttons.value(action);
+    button->setAccessibleName(action->iconText());
+    button->setVisible(action->isVisible());
+}
+
+void QToolDock::place()
+{
+    const QSize space = parentWidget()->size();
+    const int icon = space.width() >= WideParent ? 32 : 24;
+    for (QToolButton *button : qAsConst(m_buttons)) {
+        button->setIconSize(QSize(icon, icon));
+    }
+    resize(sizeHint());
+    const int x = qMax(0, (space.width() - width()) / 2);
+    const int y = qMax(0, (space.height() - height()) / 2);
+    switch (m_side) {
+    case Left:
+        move(Gap, y);
+        break;
+    case Right:
+        move(space.width() - width() - Gap, y);
+        break;
+    case Bottom:
+        move(x, space.height() - height() - Gap);
+        break;
+    }
+    raise();
+    if (extent() != m_extent) {
+        m_extent = extent();
+        emit extentChanged(m_extent);
+    }
+}
