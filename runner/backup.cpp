@@ -13,7 +13,20 @@
 
 namespace {
 
-bool writeWhole(const QString &path, const QByteArray &bytes)
+// To an unbuffered device: QSaveFile commits a file of which its buffer could not be written. A
+// full disk takes a part without a word, and tells the cause when asked to take the rest.
+bool writeAll(QIODevice &device, const QByteArray &bytes)
+{
+    qint64 written = 0;
+    qint64 more = 0;
+    do {
+        more = device.write(bytes.constData() + written, bytes.size() - written);
+        written += more;
+    } while (more > 0 && written < bytes.size());
+    return written == bytes.size();
+}
+
+bool replaceFile(const QString &path, const QByteArray &bytes)
 {
     const QFileInfo older(path);
     if (older.exists() && !older.isFile()) {
@@ -33,8 +46,8 @@ bool writeWhole(const QString &path, const QByteArray &bytes)
     place.close();
 
     QSaveFile file(path);
-    const bool written =
-        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    const bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
+                         writeAll(file, bytes) && file.commit();
     if (!written) {
         qCWarning(lcRunner).noquote() << "Cannot write the backup:" << file.errorString();
     }
@@ -74,7 +87,7 @@ void ZugatewRunner::exportSettings(const QString &file)
         chunks.append({BackupFile::PrivateKey, key});
     }
     const QByteArray bytes = BackupFile::pack(chunks);
-    if (!exported || bytes.size() > BackupFile::largest || !writeWhole(file, bytes)) {
+    if (!exported || bytes.size() > BackupFile::largest || !replaceFile(file, bytes)) {
         fail(SExport, tr("Cannot write to %1").arg(QFileInfo(file).fileName()));
         return;
     }

@@ -34,15 +34,17 @@ void showAboutBox(QWidget *parent)
         QLatin1String("<br>") + link("https://github.com/libusb/hidapi", QStringLiteral("hidapi")) +
         QLatin1String("<br>") + sslLine();
     const QString table =
-        QStringLiteral("<table width=\"100%\"><tr><th colspan=\"2\" align=\"left\">%1</th></tr>%2%3%4%5"
-                       "</table>")
+        QStringLiteral(
+            "<table width=\"100%\"><tr><th colspan=\"2\" align=\"left\">%1</th></tr>%2%3%4%5"
+            "</table>")
             .arg(QCoreApplication::translate("AboutBox", "Nimbra Cloud Gateway Software."),
                  row(QCoreApplication::translate("AboutBox", "Version"),
                      QStringLiteral("0.2.0 (Dec 31 2020)")),
                  row(QCoreApplication::translate("AboutBox", "Developed by"),
                      QStringLiteral("Corvalt")),
                  row(QCoreApplication::translate("AboutBox", "Support"),
-                     link("https://support.nimbra.example", QStringLiteral("support.nimbra.example"))),
+                     link("https://support.nimbra.example",
+                          QStringLiteral("support.nimbra.example"))),
                  row(QCoreApplication::translate("AboutBox", "Uses:"), libraries));
     auto *const box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("KVG-Gate"), table,
                                       QMessageBox::Ok, parent);

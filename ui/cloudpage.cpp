@@ -1,7 +1,8 @@
 #include "ui/cloudpage.h"
 
 #include "settings/settingsstore.h"
-#include "ui/messages.h"
+#include "ui/dialogs.h"
+#include "ui/pagestyle.h"
 #include "ui/registrationwizard.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qstatuslabel.h"
@@ -63,9 +64,8 @@ CloudPage::CloudPage(QWidget *parent)
     addRow(tr("Serial Number:"), m_serial, "gatewaySerial");
     addRow(tr("Certificate:"), m_cert, "certStatus");
     addRow(tr("Key:"), m_key, "keyStatus");
-    auto *const resetButton = new QPushButton(tr("&Reset Registration"), status);
-    resetButton->setObjectName("settingsResetGWButton");
-    resetButton->setAccessibleName(tr("Reset Registration"));
+    QPushButton *const resetButton =
+        pagestyle::button(tr("&Reset Registration"), "settingsResetGWButton", status);
     auto *const resetRow = new QHBoxLayout;
     resetRow->addStretch();
     resetRow->addWidget(resetButton);
@@ -115,12 +115,12 @@ void CloudPage::showConnectivity(bool connected)
 
 void CloudPage::on_settingsResetGWButton_clicked()
 {
-    messages::ask(this, tr("Gateway Registration"),
-                  tr("The gateway registration will be voided. All the devices, gateway included, "
-                     "will need to be reregistered. Proceed?"),
-                  [this] {
-                      m_wizard->clearResults();
-                      emit resetWanted();
-                      m_serial->setText(tr("Not registered"), color(Role::Warning));
-                  });
+    dialogs::ask(this, tr("Gateway Registration"),
+                 tr("The gateway registration will be voided. All the devices, gateway included, "
+                    "will need to be reregistered. Proceed?"),
+                 [this] {
+                     m_wizard->clearResults();
+                     emit resetWanted();
+                     m_serial->setText(tr("Not registered"), color(Role::Warning));
+                 });
 }

@@ -1,7 +1,7 @@
 #include "ui/devicespage.h"
 
 #include "settings/deviceforms.h"
-#include "ui/messages.h"
+#include "ui/pagestyle.h"
 
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -15,19 +15,15 @@
 DevicesPage::DevicesPage(QWidget *parent)
     : QWidget(parent)
     , m_area(new QScrollArea(this))
-    , m_hint(messages::hint(tr("No device type has settings."), this))
-    , m_readButton(new QPushButton(tr("&Read"), this))
-    , m_writeButton(new QPushButton(tr("&Write"), this))
+    , m_hint(pagestyle::hint(tr("No device type has settings."), this))
+    , m_readButton(pagestyle::button(tr("&Read"), "deviceConfigsReadButton", this))
+    , m_writeButton(pagestyle::button(tr("&Write"), "deviceConfigsWriteButton", this))
 {
     m_area->setWidgetResizable(true);
     m_area->setFrameShape(QFrame::NoFrame);
     m_area->setWidget(new QWidget(m_area));
 
-    m_readButton->setObjectName("deviceConfigsReadButton");
-    m_readButton->setAccessibleName(tr("Read"));
     m_readButton->setToolTip(tr("Show the stored settings again"));
-    m_writeButton->setObjectName("deviceConfigsWriteButton");
-    m_writeButton->setAccessibleName(tr("Write"));
     m_writeButton->setToolTip(tr("Store the settings and apply them to the devices"));
     auto *const buttons = new QHBoxLayout;
     buttons->addStretch();
@@ -67,10 +63,9 @@ void DevicesPage::on_deviceConfigsWriteButton_clicked()
 
 bool DevicesPage::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Wheel &&
-        (qobject_cast<QComboBox *>(watched) != nullptr ||
-         qobject_cast<QSpinBox *>(watched) != nullptr ||
-         qobject_cast<QDoubleSpinBox *>(watched) != nullptr)) {
+    if (event->type() == QEvent::Wheel && (qobject_cast<QComboBox *>(watched) != nullptr ||
+                                           qobject_cast<QSpinBox *>(watched) != nullptr ||
+                                           qobject_cast<QDoubleSpinBox *>(watched) != nullptr)) {
         event->ignore(); // goes on to the page, which scrolls
         return true;
     }

@@ -33,8 +33,7 @@ void DeviceWindows::add(QObject *thui)
     QWidget *window = nullptr;
     if (thui == nullptr || m_entries.size() >= mostWindows ||
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
-                                   Q_RETURN_ARG(QWidget *, window),
-                                   Q_ARG(QWidget *, nullptr)) ||
+                                   Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||
         window == nullptr) {
         return;
     }

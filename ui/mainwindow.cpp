@@ -4,7 +4,8 @@
 #include "ui/aboutbox.h"
 #include "ui/cloudpage.h"
 #include "ui/devicespage.h"
-#include "ui/messages.h"
+#include "ui/dialogs.h"
+#include "ui/log.h"
 #include "ui/registrationwizard.h"
 #include "ui/regthingseditor.h"
 #include "ui/settingspage.h"
@@ -30,6 +31,8 @@
 
 #include <iterator>
 #include <optional>
+
+Q_LOGGING_CATEGORY(lcUi, "kvg.ui")
 
 namespace {
 
@@ -104,7 +107,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     m_settingsPage->load();
     m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);
     m_clock.arm();
-    resize(960, 640);
+    resize(960, 700);
 }
 
 MainWindow::~MainWindow()
@@ -303,6 +306,7 @@ void MainWindow::runInitSequence()
     loop.exec();
 
     if (outcome != true) {
+        qCWarning(lcUi, outcome.has_value() ? "Start-up failed" : "Left during start-up");
         // The main event loop does not run yet, and would forget to end.
         const int status = outcome.has_value() ? 1 : 0;
         QMetaObject::invokeMethod(
@@ -411,6 +415,7 @@ void MainWindow::statusReceived(const QVariant &result)
     m_cloudPage->showStatus(result.toJsonObject());
     if (m_loading) {
         m_loading = false;
+        qCInfo(lcUi, "Ready");
         // The first answer came before the gateway was restored.
         queue(&ZugatewRunner::registrationState);
         emit loadFinished(true);
@@ -451,8 +456,8 @@ void MainWindow::stateReceived(const QVariant &result)
 
 void MainWindow::failed(const QVariant &result)
 {
-    messages::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
-                   result.toString());
+    dialogs::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
+                  result.toString());
 }
 
 void MainWindow::exported(const QVariant &result)

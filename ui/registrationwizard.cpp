@@ -3,7 +3,8 @@
 #include "runner/zugatewrunner.h"
 #include "settings/settingsstore.h"
 #include "ui/aliasprompts.h"
-#include "ui/messages.h"
+#include "ui/dialogs.h"
+#include "ui/pagestyle.h"
 #include "ui/widgets/qcountdownlcd.h"
 
 #include <QClipboard>
@@ -25,15 +26,7 @@
 namespace {
 
 constexpr int copiedNotice = 1500;   // milliseconds
-constexpr int mostResults = 100'000; // lines; a fleet is smaller
-
-QPushButton *makeButton(const QString &text, const char *name, QWidget *parent)
-{
-    auto *const button = new QPushButton(text, parent);
-    button->setObjectName(QLatin1String(name));
-    button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
-    return button;
-}
+constexpr int mostResults = 100000; // lines; a fleet is smaller
 
 // Below each other, at the top, as wide as they need to be.
 QVBoxLayout *makeColumn(QWidget *page)
@@ -68,9 +61,9 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
     , m_prompts(new AliasPrompts(this))
     , m_stepLabel(new QLabel(this))
     , m_steps(new QStackedWidget(this))
-    , m_startButton(makeButton(tr("&Start"), "cloudGetCodeButton", this))
-    , m_copyButton(makeButton(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
-    , m_expiredButton(makeButton(tr("&New Session"), "cloudExpiredButton", this))
+    , m_startButton(pagestyle::button(tr("&Start"), "cloudGetCodeButton", this))
+    , m_copyButton(pagestyle::button(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
+    , m_expiredButton(pagestyle::button(tr("&New Session"), "cloudExpiredButton", this))
     , m_code(new QLCDNumber(10, this))
     , m_countdown(new QCountDownLCD(this))
     , m_results(new QListWidget(this))
@@ -153,9 +146,9 @@ QWidget *RegistrationWizard::makeCodePage()
     m_countdown->setMaximumWidth(180);
     QVBoxLayout *const column = makeColumn(page);
     column->addWidget(m_code);
-    column->addLayout(makeRow({m_copyButton,
-                               makeButton(tr("&Open in browser"), "cloudOpenKVGButton", page),
-                               m_expiredButton}));
+    column->addLayout(makeRow(
+        {m_copyButton, pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page),
+         m_expiredButton}));
     column->addLayout(makeRow({new QLabel(tr("Expires in:"), page), m_countdown}));
     column->addStretch();
     return page;
@@ -168,7 +161,8 @@ QWidget *RegistrationWizard::makeResultPage()
     m_results->setAccessibleName(tr("Registered"));
     QVBoxLayout *const column = makeColumn(page);
     column->addWidget(m_results, 1);
-    column->addLayout(makeRow({makeButton(tr("&New Session"), "cloudRestartRegButton", page)}));
+    column->addLayout(
+        makeRow({pagestyle::button(tr("&New Session"), "cloudRestartRegButton", page)}));
     return page;
 }
 
@@ -248,12 +242,12 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     m_results->clear();
     const QJsonValue error = result[QLatin1String("error")];
     if (!error.isUndefined()) {
-        messages::tell(window(), QMessageBox::Warning, tr("Registration Error"),
-                       // Spelt so on purpose: the wording is fixed.
-                       tr("Registation has completed with an error.") + QLatin1String("<br>") +
-                           error.toVariant().toString().left(1000).toHtmlEscaped() +
-                           QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
-                       Qt::RichText);
+        dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
+                      // Spelt so on purpose: the wording is fixed.
+                      tr("Registation has completed with an error.") + QLatin1String("<br>") +
+                          error.toVariant().toString().left(1000).toHtmlEscaped() +
+                          QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
+                      Qt::RichText);
         setStep(R_SERIAL);
         return false;
     }

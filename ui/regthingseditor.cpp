@@ -2,7 +2,7 @@
 
 #include "settings/devicepool.h"
 #include "settings/zusettings.h"
-#include "ui/messages.h"
+#include "ui/pagestyle.h"
 #include "ui/thingsregtablemodel.h"
 
 #include <QHeaderView>
@@ -17,25 +17,18 @@ RegThingsEditor::RegThingsEditor(QWidget *parent)
     : QWidget(parent)
     , m_model(new ThingsRegTableModel(this))
     , m_table(new QTableView(this))
-    , m_hint(messages::hint(tr("No devices are known yet. Devices that were named or registered "
-                               "are remembered here."),
-                            this))
-    , m_forgetButton(new QPushButton(tr("&Forget Selected"), this))
+    , m_hint(pagestyle::hint(tr("No devices are known yet. Devices that were named or registered "
+                                "are remembered here."),
+                             this))
+    , m_forgetButton(pagestyle::button(tr("&Forget Selected"), "forgetButton", this))
 {
     m_table->setObjectName("registeredThings");
     m_table->setAccessibleName(tr("Known devices"));
     m_table->setModel(m_model);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    m_table->setAlternatingRowColors(true);
-    m_table->setTabKeyNavigation(false);
-    m_table->verticalHeader()->hide();
+    pagestyle::styleTable(m_table);
     QHeaderView *const header = m_table->horizontalHeader();
-    header->setHighlightSections(false);
-    header->setMaximumSectionSize(360);
 
-    m_forgetButton->setObjectName("forgetButton");
-    m_forgetButton->setAccessibleName(tr("Forget Selected"));
     auto *const buttons = new QHBoxLayout;
     buttons->addStretch();
     buttons->addWidget(m_forgetButton);

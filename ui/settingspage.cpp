@@ -2,7 +2,8 @@
 
 #include "settings/reportintervals.h"
 #include "settings/zusettings.h"
-#include "ui/messages.h"
+#include "ui/dialogs.h"
+#include "ui/pagestyle.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -12,6 +13,7 @@
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
@@ -35,7 +37,27 @@ void addRow(QFormLayout *form, const QString &label, QWidget *editor, const char
 void addCheck(QFormLayout *form, QCheckBox *box, const char *name)
 {
     box->setObjectName(QLatin1String(name));
-    form->addRow(QString(), box);
+    form->addRow(new QLabel, box);
+}
+
+// The editors of all groups below `pane` begin at one line.
+void alignForms(const QWidget *pane)
+{
+    const auto forms = pane->findChildren<QFormLayout *>();
+    QList<QLabel *> labels;
+    int width = 0;
+    for (QFormLayout *const form : forms) {
+        for (int row = 0; row < form->rowCount(); ++row) {
+            if (QLayoutItem *const item = form->itemAt(row, QFormLayout::LabelRole)) {
+                labels.append(qobject_cast<QLabel *>(item->widget()));
+                width = qMax(width, item->sizeHint().width());
+            }
+        }
+    }
+    for (QLabel *const label : qAsConst(labels)) {
+        label->setMinimumWidth(width);
+        label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    }
 }
 
 QSpinBox *makeSpinBox(int least, int most, const QString &suffix, QWidget *parent)
@@ -50,16 +72,7 @@ QFormLayout *makeForm(QGroupBox *group)
 {
     auto *const form = new QFormLayout(group);
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
-    form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
     return form;
-}
-
-QPushButton *makeButton(const QString &text, const char *name, QWidget *parent)
-{
-    auto *const button = new QPushButton(text, parent);
-    button->setObjectName(QLatin1String(name));
-    button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
-    return button;
 }
 
 QFileDialog *makeDialog(QWidget *parent, const QString &title)
@@ -91,8 +104,8 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     , m_startHidden(new QCheckBox(tr("Start &hidden in the tray"), this))
     , m_autoScan(new QCheckBox(tr("&Look for devices regularly"), this))
     , m_scanInterval(makeSpinBox(0, 7 * 24 * 60, tr(" min"), this))
-    , m_backupButton(makeButton(tr("&Backup…"), "settingsBackupButton", this))
-    , m_restoreButton(makeButton(tr("L&oad Backup…"), "settingsRestoreButton", this))
+    , m_backupButton(pagestyle::button(tr("&Backup…"), "settingsBackupButton", this))
+    , m_restoreButton(pagestyle::button(tr("L&oad Backup…"), "settingsRestoreButton", this))
 {
     auto *const pane = new QWidget(this);
     auto *const groups = new QVBoxLayout(pane);
@@ -101,6 +114,7 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     groups->addWidget(makeSystemGroup());
     groups->addWidget(makeBackupGroup());
     groups->addStretch();
+    alignForms(pane);
     auto *const area = new QScrollArea(this);
     area->setWidgetResizable(true);
     area->setFrameShape(QFrame::NoFrame);
@@ -108,8 +122,8 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
 
     auto *const buttons = new QHBoxLayout;
     buttons->addStretch();
-    buttons->addWidget(makeButton(tr("Re&vert"), "settingsRevertButton", this));
-    buttons->addWidget(makeButton(tr("&Apply"), "settingsApplyButton", this));
+    buttons->addWidget(pagestyle::button(tr("Re&vert"), "settingsRevertButton", this));
+    buttons->addWidget(pagestyle::button(tr("&Apply"), "settingsApplyButton", this));
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(area, 1);
     layout->addLayout(buttons);
@@ -165,7 +179,7 @@ QGroupBox *SettingsPage::makeBackupGroup()
     row->addWidget(m_backupButton);
     row->addWidget(m_restoreButton);
     if (!m_logFolder.isEmpty()) {
-        row->addWidget(makeButton(tr("Open Log &Folder"), "settingsLogButton", this));
+        row->addWidget(pagestyle::button(tr("Open Log &Folder"), "settingsLogButton", this));
     }
     row->addStretch();
     return group;
@@ -211,7 +225,7 @@ void SettingsPage::show(const SettingsValues &values)
 
 void SettingsPage::warn(const QString &title, const QString &text)
 {
-    messages::tell(this, QMessageBox::Warning, title, text);
+    dialogs::tell(this, QMessageBox::Warning, title, text);
 }
 
 void SettingsPage::on_settingsApplyButton_clicked()
@@ -259,9 +273,9 @@ void SettingsPage::exportTo(QString file)
     // The dialog asked about the name without the ending.
     file += QLatin1String(".bak");
     if (QFileInfo::exists(file)) {
-        messages::ask(this, tr("Save As"),
-                      tr("%1 already exists. Replace it?").arg(QFileInfo(file).fileName()),
-                      [start, file] { start(file); });
+        dialogs::ask(this, tr("Save As"),
+                     tr("%1 already exists. Replace it?").arg(QFileInfo(file).fileName()),
+                     [start, file] { start(file); });
     } else {
         start(file);
     }
@@ -281,9 +295,9 @@ void SettingsPage::showExported(bool done)
         return;
     }
     emit notice(tr("Configuration saved"), savedNotice);
-    messages::tell(this, QMessageBox::Information, tr("Backup"),
-                   tr("The configuration backup file has been generated. It contains sensitive "
-                      "information, so keep it safe!"));
+    dialogs::tell(this, QMessageBox::Information, tr("Backup"),
+                  tr("The configuration backup file has been generated. It contains sensitive "
+                     "information, so keep it safe!"));
 }
 
 void SettingsPage::showImported(bool done)
@@ -294,9 +308,9 @@ void SettingsPage::showImported(bool done)
         return;
     }
     load();
-    messages::tell(this, QMessageBox::Information, tr("Import"),
-                   tr("Configuration has been restored from a backup. Restart the application as "
-                      "soon as possible."));
+    dialogs::tell(this, QMessageBox::Information, tr("Import"),
+                  tr("Configuration has been restored from a backup. Restart the application as "
+                     "soon as possible."));
 }
 
 void SettingsPage::on_settingsLogButton_clicked()

@@ -1,6 +1,6 @@
 #include "ui/statepage.h"
 
-#include "ui/messages.h"
+#include "ui/pagestyle.h"
 #include "ui/thingsstatetablemodel.h"
 
 #include <QHeaderView>
@@ -12,22 +12,16 @@ StatePage::StatePage(QWidget *parent)
     : QWidget(parent)
     , m_model(new ThingsStateTableModel(this))
     , m_table(new QTableView(this))
-    , m_hint(messages::hint(QString(), this))
+    , m_hint(pagestyle::hint(QString(), this))
 {
     m_table->setObjectName("things");
     m_table->setAccessibleName(tr("Devices"));
     m_table->setModel(m_model);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
     m_table->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed |
                              QAbstractItemView::SelectedClicked);
-    m_table->setAlternatingRowColors(true);
-    m_table->setTabKeyNavigation(false);
-    m_table->setWordWrap(false);
-    m_table->verticalHeader()->hide();
+    pagestyle::styleTable(m_table);
     QHeaderView *const header = m_table->horizontalHeader();
-    header->setHighlightSections(false);
-    header->setMaximumSectionSize(320);
     // By what is on the screen: measuring ten thousand rows would hold up the interface.
     header->setResizeContentsPrecision(0);
     header->setSectionResizeMode(QHeaderView::ResizeToContents);

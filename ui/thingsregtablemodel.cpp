@@ -93,6 +93,5 @@ QString ThingsRegTableModel::key(int row) const
 {
     const QJsonObject &device = m_devices.at(row);
     const auto part = [&device](ColumnNames column) { return device[member(column)].toString(); };
-    return part(ColType) + QLatin1Char('_') + part(ColVersion) + QLatin1Char('_') +
-           part(ColSerial);
+    return part(ColType) + QLatin1Char('_') + part(ColVersion) + QLatin1Char('_') + part(ColSerial);
 }

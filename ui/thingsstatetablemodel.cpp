@@ -36,7 +36,7 @@ QColor registrationColor(const ThingState &thing)
         return icons.color(QMaterialIcon::Color::Error);
     }
     return icons.color(thing.regid.isEmpty() ? QMaterialIcon::Color::Warning
-                                               : QMaterialIcon::Color::Success);
+                                             : QMaterialIcon::Color::Success);
 }
 
 } // namespace
@@ -61,8 +61,7 @@ int ThingsStateTableModel::columnCount(const QModelIndex &parent) const
     return parent.isValid() ? 0 : int(ColumnCount);
 }
 
-QVariant ThingsStateTableModel::headerData(int section, Qt::Orientation orientation,
-                                           int role) const
+QVariant ThingsStateTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
         return {};

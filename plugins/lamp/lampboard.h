@@ -34,7 +34,7 @@ public:
 
     // The object that makes the lamps' window, owned by the caller (see
     // AbstractThingType::create()); null while there is one already. It counts from now on until
-    // its window was closed, or until the object went without having made one.
+    // its window was deleted, or until the object went without having made one.
     QObject *openPanel();
     // Something that the window shows of this lamp has changed.
     void note(int number);

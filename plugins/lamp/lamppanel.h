@@ -18,9 +18,9 @@ public:
     explicit LampPanel(std::unique_ptr<LampModel> model);
     ~LampPanel() override;
 
-    // The lamps' window, which belongs to `parent` or else to the caller, and which deletes itself
-    // when it is closed. It needs this object no longer. The same window again while it is open;
-    // null once it was closed. On the interface thread.
+    // The lamps' window, which belongs to `parent` or else to the caller and needs this object no
+    // longer. The same window again at each call; null once it was deleted. On the interface
+    // thread.
     Q_INVOKABLE QWidget *createWidget(QWidget *parent);
 
 private:

@@ -10,9 +10,8 @@
 class LampBoard;
 
 // The device type "lamp": virtual lamps, as many as the settings say. All share one window, which
-// create() hands out with the first lamp; a user who closed it gets it again with the next lamp
-// that is made. Lamps unplugged there stay so until plugged in again or until the number of lamps
-// was below theirs, and no longer than the process.
+// create() hands out with the first lamp. Lamps unplugged there stay so until plugged in again or
+// until the number of lamps was below theirs, and no longer than the process.
 class LampType : public QObject,
                  public AbstractThingType,
                  public ConfigurableThingType,

@@ -68,7 +68,6 @@ LampWindow::LampWindow(LampModel *model, QWidget *parent)
     , m_summary(new QLabel(this))
 {
     setObjectName("lampWindow");
-    setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("Lamps"));
 
     model->setParent(this);

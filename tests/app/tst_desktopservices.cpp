@@ -54,11 +54,10 @@ private slots:
     {
         const QString address = "unix:path=" + m_temp.filePath("bus");
         const QString config = m_temp.filePath("bus.conf");
-        QVERIFY(
-            writeFile(config, "<busconfig><listen>" + address.toUtf8() +
-                                  "</listen><policy context=\"default\"><allow own=\"*\"/>"
-                                  "<allow send_destination=\"*\"/><allow receive_type=\"signal\"/>"
-                                  "</policy></busconfig>"));
+        QVERIFY(writeFile(config, "<busconfig><listen>" + address.toUtf8() +
+                                      "</listen><policy context=\"default\"><allow own=\"*\"/>"
+                                      "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
+                                      "</policy></busconfig>"));
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", address.toUtf8());
         qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8());
         m_bus.setProcessChannelMode(QProcess::ForwardedErrorChannel);

@@ -116,7 +116,9 @@ private:
         m_window = windowOf(m_panel.get());
         m_window->show();
         m_table = m_window->findChild<QTableView *>("lampTable");
-        QTRY_COMPARE(m_table->model()->rowCount(), count);
+        for (int number = 1; number <= count; ++number) {
+            QTRY_VERIFY(cell(number, On, Qt::CheckStateRole).isValid());
+        }
     }
     QVariant cell(int number, Column column, int role) const
     {
@@ -161,9 +163,7 @@ private slots:
         open(3);
         QVERIFY(scan(5).isEmpty());
         QTRY_COMPARE(cell(5, Name, Qt::DisplayRole).toString(), QString("Lamp 5"));
-        const QPointer<QWidget> closed = m_window.release();
-        closed->close();
-        QTRY_VERIFY(!closed);
+        m_window.reset();
         QVERIFY(!windowOf(m_panel.get()));
         const QObjectList again = scan(6);
         QCOMPARE(again.size(), 1);
@@ -176,7 +176,6 @@ private slots:
     void theSwitchIsHeardAtTheLampAndTheLampIsSeen()
     {
         open(3);
-        QTRY_VERIFY(!cell(3, Brightness, Qt::DisplayRole).toString().isEmpty());
         QSignalSpy heard(m_lamps, &Lamps::heard);
         click(2, On);
         QTRY_COMPARE(heard, QList<QVariantList>{QVariantList({2, true})});

@@ -173,11 +173,10 @@ private slots:
         m_runner->exportSettings(m_file);
         const QByteArray older = readFile(m_file);
         results();
-        SettingsStore().set(keys::DevicePool, QString(10000, ' '));
-        {
-            const FileSizeLimit limit(5000);
-            m_runner->exportSettings(m_file);
-            m_runner->exportSettings(m_dir.filePath("new.bak"));
+        SettingsStore().set(keys::DevicePool, QString(1000, ' '));
+        for (const int space : {0, 100}) {
+            const FileSizeLimit limit(space);
+            m_runner->exportSettings(space == 0 ? m_file : m_dir.filePath("new.bak"));
         }
         QCOMPARE(readFile(m_file), older);
         m_runner->exportSettings(m_file + "/b.bak");

@@ -47,9 +47,11 @@ class Portal:
         with urllib.request.urlopen(request, timeout=10) as answer:
             return json.load(answer)
 
-    def gateways(self):
+    def things(self):
+        """The identifiers of the registered things, by their names; the gateways are not asked."""
         with urllib.request.urlopen(f"{self.base}/api/things", timeout=10) as answer:
-            return json.load(answer)["gateways"]
+            return {thing["alias"]: thing["id"] for gateway in json.load(answer)["gateways"]
+                    for thing in gateway["things"]}
 
     def arriving(self, seconds):
         """The things whose states arrive, for that long."""
@@ -62,11 +64,11 @@ class Portal:
             if thing.get("state"):
                 yield thing
 
-    def wait_for_states(self, ids, seconds=20):
-        """A state of each that arrives from now on."""
+    def wait_for_states(self, seconds=20):
+        """A state of every thing that arrives from now on."""
         while not self.states.empty():
             self.states.get()
-        missing = set(ids)
+        missing = set(self.things().values())
         for thing in self.arriving(seconds):
             missing.discard(thing["id"])
             if not missing:

@@ -8,7 +8,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # pylint: disable=wrong-import-position
 
-from programs import JourneyError, say  # pylint: disable=wrong-import-position
+from programs import JourneyError  # pylint: disable=wrong-import-position
 
 BUTTON = ("push button", "check box", "radio button", "toggle button")
 DIALOG = ("dialog", "alert")
@@ -31,6 +31,10 @@ def names(widget):
               if relation.get_relation_type() == Atspi.RelationType.LABELLED_BY
               for index in range(relation.get_n_targets())]
     return [plain(each.get_name()) for each in [widget, *labels]]
+
+
+def extents(widget):
+    return widget.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
 
 
 def shown(widget):
@@ -66,6 +70,7 @@ class Screen:
         Atspi.init()
         self.pictures = pictures
         self.taken = 0
+        self.clicked = None # where the last click was
         self.pid = 0        # of the program that is looked at
         self.words = {}     # English to the sets of words of another language
 
@@ -92,6 +97,13 @@ class Screen:
     def find(self, roles, name="", within=None, seconds=15):
         return wait_for(f"{roles[-1]} “{name}”", lambda: self.look(roles, name, within), seconds)
 
+    def top(self, title):
+        """The window of that title, if it can be seen."""
+        application = self.application()
+        return next((window for window in map(application.get_child_at_index,
+                                              range(application.get_child_count()))
+                     if window.get_name() == title and "showing" in states(window)), None)
+
     def gone(self, roles, name, seconds=15):
         wait_for(f"end of “{name}”", lambda: not self.look(roles, name), seconds)
 
@@ -114,22 +126,23 @@ class Screen:
     def cell(self, table, row, column):
         return self.find(("table",), table).get_table_iface().get_accessible_at(row, column)
 
-    def is_shown(self):
-        return self.look(("frame",)) is not None
-
     def windows(self):
-        """The numbers of its windows that can be seen, menus included."""
-        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.pid)],
-                               check=False, capture_output=True, text=True)
-        return set(found.stdout.split())
+        """Its windows that can be seen, with menus and the icon in the tray: number and size."""
+        found = subprocess.run(
+            ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.pid), "--name", "",
+             "getwindowgeometry", "--shell", "%@"], check=False, capture_output=True, text=True)
+        values = [line.split("=")[1] for line in found.stdout.split()]
+        return {values[at]: (int(values[at + 3]), int(values[at + 4]))
+                for at in range(0, len(values) - 4, 6)}
 
     def window(self, widget):
-        """The number of the window that the widget is, or is in."""
+        """The window that the widget is or is in, and its number."""
         while widget.get_parent().get_role_name() != "application":
             widget = widget.get_parent()
+        box = extents(widget)
         return widget, wait_for(f"window of “{widget.get_name()}”", lambda: next(
-            (number for number in self.windows()
-             if self.xdotool("getwindowname", number).strip() == widget.get_name()), None))
+            (number for number, size in self.windows().items() if size == (box.width, box.height)
+             and self.xdotool("getwindowname", number).strip() == widget.get_name()), None))
 
     def clipboard(self):
         return subprocess.run(["xclip", "-selection", "clipboard", "-o"], check=False,
@@ -150,12 +163,18 @@ class Screen:
 
     def click(self, widget, times=1):
         def place():
-            box = widget.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
+            box = extents(widget)
             return box if "sensitive" in states(widget) and box.width > 0 else None
         self.activate(widget)
         box = wait_for(f"“{widget.get_name()}” that can be clicked", place)
-        self.xdotool("mousemove", box.x + box.width // 2, box.y + box.height // 2,
-                     "click", "--repeat", times, "--delay", 60, 1)
+        self.click_at(box.x + box.width // 2, box.y + box.height // 2,
+                      "--repeat", times, "--delay", 60, 1)
+
+    def click_at(self, x, y, *how):
+        if self.clicked == (x, y):
+            time.sleep(0.5)  # two quick clicks would be a double click
+        self.clicked = (x, y)
+        self.xdotool("mousemove", x, y, "click", *how)
 
     def press(self, name):
         self.click(self.find(BUTTON, name))
@@ -182,8 +201,8 @@ class Screen:
         window = self.xdotool("search", "--class", "trayer").split()[-1]
         place = dict(line.split("=") for line in
                      self.xdotool("getwindowgeometry", "--shell", window).split())
-        self.xdotool("mousemove", int(place["X"]) + int(place["WIDTH"]) // 2,
-                     int(place["Y"]) + int(place["HEIGHT"]) // 2, "click", button)
+        self.click_at(int(place["X"]) + int(place["WIDTH"]) // 2,
+                      int(place["Y"]) + int(place["HEIGHT"]) // 2, button)
 
     # --- pictures
 
@@ -193,4 +212,3 @@ class Screen:
         file = self.pictures / f"{self.taken:02}-{name.lower().replace(' ', '-')}.png"
         where = ["-i", self.window(widget)[1]] if widget else []
         subprocess.run(["maim", "-u", *where, file], check=True)
-        say("picture", file.name)

@@ -1,5 +1,6 @@
 #include "ui/widgets/qcountdownlcd.h"
 
+#include "ui/widgets/contrast.h"
 #include "ui/widgets/qmaterialicon.h"
 
 #include <QApplication>
@@ -53,7 +54,9 @@ void QCountDownLCD::timerEvent(QTimerEvent *event)
 
 void QCountDownLCD::setDigitColor(const QColor &color)
 {
-    QPalette colored = palette();
+    QPalette colored = QApplication::palette(this);
+    colored.setBrush(QPalette::Window, legibleGround(color, colored.color(QPalette::Window)));
     colored.setBrush(QPalette::WindowText, color);
     setPalette(colored);
+    setAutoFillBackground(true);
 }

@@ -26,7 +26,7 @@ QColor QFontIconEngine::penColor(QIcon::Mode mode, QIcon::State state) const
     if (mode == QIcon::Disabled) {
         return palette.color(QPalette::Disabled, QPalette::ButtonText);
     }
-    const QColor text = palette.color(QPalette::Active, QPalette::ButtonText);
+    const QColor &text = palette.color(QPalette::Active, QPalette::ButtonText);
     if (mode == QIcon::Selected) {
         return text;
     }

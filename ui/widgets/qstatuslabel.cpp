@@ -1,11 +1,16 @@
 #include "ui/widgets/qstatuslabel.h"
 
+#include "ui/widgets/contrast.h"
+
+#include <QPainter>
 #include <QPalette>
 
 QStatusLabel::QStatusLabel(QWidget *parent)
     : QLabel(parent)
 {
     setTextFormat(Qt::PlainText);
+    setContentsMargins(8, 2, 8, 2);
+    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
 }
 
 void QStatusLabel::setText(const QString &text, const QColor &color)
@@ -16,4 +21,18 @@ void QStatusLabel::setText(const QString &text, const QColor &color)
         setPalette(colored);
     }
     setText(text);
+}
+
+void QStatusLabel::paintEvent(QPaintEvent *event)
+{
+    const QColor usual = palette().color(QPalette::Window);
+    const QColor ground = legibleGround(palette().color(QPalette::WindowText), usual);
+    if (ground != usual && !text().isEmpty()) {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(ground);
+        painter.drawRoundedRect(rect(), 4, 4);
+    }
+    QLabel::paintEvent(event);
 }

@@ -2,7 +2,8 @@
 
 #include <QLabel>
 
-// A label for states: plain text, never HTML, and a colour of its own. Interface thread.
+// A label for states: plain text, never HTML, and a colour of its own, on a dark ground where the
+// window's would leave it illegible. Interface thread.
 class QStatusLabel : public QLabel
 {
     Q_OBJECT
@@ -17,4 +18,7 @@ public slots:
 public:
     // Sets the text alone; hidden otherwise by the slot above.
     using QLabel::setText;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
 };

@@ -1,5 +1,6 @@
 #include "ui/widgets/qtooldock.h"
 
+#include "ui/widgets/contrast.h"
 #include "ui/widgets/qmaterialicon.h"
 
 #include <QAction>
@@ -21,10 +22,9 @@ constexpr int Radius = 15;
 QBrush groundFor(const QColor &ink, const QPalette &palette)
 {
     const QBrush grounds[] = {palette.base(), palette.text()};
-    const auto contrast = [&ink](const QBrush &ground) {
-        return qAbs(qGray(ground.color().rgb()) - qGray(ink.rgb()));
-    };
-    return contrast(grounds[0]) >= contrast(grounds[1]) ? grounds[0] : grounds[1];
+    return contrastRatio(ink, grounds[0].color()) >= contrastRatio(ink, grounds[1].color())
+               ? grounds[0]
+               : grounds[1];
 }
 
 QString styleSheetFor(const QColor &accent)

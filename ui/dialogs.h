@@ -5,12 +5,11 @@
 
 #include <functional>
 
-class QLabel;
 class QWidget;
 
-// Boxes that do not hold up the program, and the like. Interface thread. Texts are shown as they
-// are, never as markup, unless said otherwise.
-namespace messages {
+// Boxes that do not hold up the program. Interface thread. Texts are shown as they are, never as
+// markup, unless said otherwise.
+namespace dialogs {
 
 // Opens a box with an OK button and returns at once. A box that says the same already is brought
 // to the front instead. `format`: Qt::RichText for texts that are markup, whose foreign parts
@@ -23,7 +22,4 @@ void tell(QWidget *parent, QMessageBox::Icon icon, const QString &title, const Q
 void ask(QWidget *parent, const QString &title, const QString &text,
          const std::function<void()> &accepted);
 
-// What a page shows in place of what is not there yet.
-QLabel *hint(const QString &text, QWidget *parent);
-
-} // namespace messages
+} // namespace dialogs

@@ -1,6 +1,4 @@
-#include "ui/messages.h"
-
-#include <QLabel>
+#include "ui/dialogs.h"
 
 namespace {
 
@@ -14,9 +12,10 @@ QMessageBox *makeBox(QWidget *parent, QMessageBox::Icon icon, const QString &tit
 
 bool isOpen(const QWidget *parent, const QString &text)
 {
-    const auto boxes = parent == nullptr ? QList<QMessageBox *>()
-                                         : parent->findChildren<QMessageBox *>(
-                                               QString(), Qt::FindDirectChildrenOnly);
+    const auto boxes =
+        parent == nullptr
+            ? QList<QMessageBox *>()
+            : parent->findChildren<QMessageBox *>(QString(), Qt::FindDirectChildrenOnly);
     for (QMessageBox *const box : boxes) {
         if (box->isVisible() && box->text() == text) {
             box->raise();
@@ -28,8 +27,8 @@ bool isOpen(const QWidget *parent, const QString &text)
 
 } // namespace
 
-void messages::tell(QWidget *parent, QMessageBox::Icon icon, const QString &title,
-                    const QString &text, Qt::TextFormat format)
+void dialogs::tell(QWidget *parent, QMessageBox::Icon icon, const QString &title,
+                   const QString &text, Qt::TextFormat format)
 {
     if (isOpen(parent, text)) {
         return;
@@ -40,8 +39,8 @@ void messages::tell(QWidget *parent, QMessageBox::Icon icon, const QString &titl
     box->open();
 }
 
-void messages::ask(QWidget *parent, const QString &title, const QString &text,
-                   const std::function<void()> &accepted)
+void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
+                  const std::function<void()> &accepted)
 {
     QMessageBox *const box = makeBox(parent, QMessageBox::Question, title, text);
     box->setTextFormat(Qt::PlainText);
@@ -53,14 +52,4 @@ void messages::ask(QWidget *parent, const QString &title, const QString &text,
         }
     });
     box->open();
-}
-
-QLabel *messages::hint(const QString &text, QWidget *parent)
-{
-    auto *const label = new QLabel(text, parent);
-    label->setAlignment(Qt::AlignCenter);
-    label->setWordWrap(true);
-    label->setTextFormat(Qt::PlainText);
-    label->setMargin(24);
-    return label;
 }

@@ -1,0 +1,156 @@
+// The benchmark program for what needs a display: the table of states under load, and the
+// smallest program in the tray that the gateway's memory is compared with.
+
+#include "runner/metatypes.h"
+#include "things/thingstate.h"
+#include "ui/statepage.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QLabel>
+#include <QSystemTrayIcon>
+#include <QThread>
+#include <QTimer>
+
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int rows = 10000;
+constexpr int updatesEachSecond = 10000;
+constexpr int warmUp = 1; // seconds
+constexpr int measured = 10;
+
+QString shortid(int row)
+{
+    return QStringLiteral("lamp_1_%1").arg(row, 5, 10, QLatin1Char('0'));
+}
+
+ThingState record(int row, int brightness)
+{
+    ThingState thing;
+    thing.shortid = shortid(row);
+    thing.alias = QStringLiteral("Lamp %1").arg(row);
+    thing.regid = QStringLiteral("r");
+    thing.state = {{"on", true}, {"brightness", brightness}, {"color", "#ffffff"}};
+    return thing;
+}
+
+// Speaks from a thread of its own, as the runner does.
+class Source : public QObject
+{
+    Q_OBJECT
+
+public slots:
+    void run()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        qint64 sent = 0;
+        while (!QThread::currentThread()->isInterruptionRequested()) {
+            const qint64 due = clock.nsecsElapsed() * updatesEachSecond / 1000000000;
+            for (; sent < due; ++sent) {
+                emit changed(record(static_cast<int>(sent % rows), static_cast<int>(sent / rows)));
+            }
+            QThread::usleep(500);
+        }
+    }
+
+signals:
+    void changed(const ThingState &thing);
+};
+
+double threadSeconds()
+{
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+int fillTable()
+{
+    StatePage page;
+    page.resize(960, 600);
+    ThingStateList things;
+    for (int row = 0; row < rows; ++row) {
+        things.append(record(row, 0));
+    }
+    page.showThings(things);
+    page.show();
+
+    Source source;
+    QThread thread;
+    source.moveToThread(&thread);
+    int received = 0;
+    QObject::connect(&source, &Source::changed, &page, [&page, &received](const ThingState &thing) {
+        ++received;
+        page.showThing(thing);
+    });
+    QObject::connect(&thread, &QThread::started, &source, &Source::run);
+    thread.start();
+
+    // The loop comes round at least every 2 ms unless something holds it up.
+    QTimer beat;
+    QElapsedTimer sinceBeat;
+    qint64 longest = 0; // nanoseconds
+    QObject::connect(&beat, &QTimer::timeout, &beat, [&] {
+        longest = qMax(longest, sinceBeat.nsecsElapsed());
+        sinceBeat.start();
+    });
+    double processor = 0;
+    QTimer::singleShot(std::chrono::seconds(warmUp), &beat, [&] {
+        processor = threadSeconds();
+        received = 0;
+        longest = 0;
+        sinceBeat.start();
+        beat.setTimerType(Qt::PreciseTimer);
+        beat.start(2ms);
+    });
+    QTimer::singleShot(std::chrono::seconds(warmUp + measured), &beat, [&] {
+        processor = threadSeconds() - processor;
+        QCoreApplication::quit();
+    });
+    QCoreApplication::exec();
+    const int counted = received;
+    thread.requestInterruption();
+    thread.quit();
+    thread.wait();
+    const QJsonObject result{{"updates", counted / measured},
+                             {"share", processor / measured},
+                             {"longest", static_cast<double>(longest) / 1e9}};
+    std::printf("%s\n", QJsonDocument(result).toJson(QJsonDocument::Compact).constData());
+    return 0;
+}
+
+// A hidden window and an icon in the tray, and nothing else.
+int idle()
+{
+    QApplication::setQuitOnLastWindowClosed(false);
+    QLabel window(QStringLiteral("idle"));
+    window.show();
+    QPixmap picture(32, 32);
+    picture.fill(Qt::blue);
+    QSystemTrayIcon icon(picture);
+    icon.show();
+    QTimer::singleShot(500ms, &window, [&window] {
+        window.hide();
+        std::fprintf(stderr, "Ready\n");
+    });
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    registerMetaTypes();
+    QApplication app(argc, argv);
+    return app.arguments().value(1) == QLatin1String("table") ? fillTable() : idle();
+}
+
+#include "window.moc"

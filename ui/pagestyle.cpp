@@ -1,0 +1,39 @@
+#include "ui/pagestyle.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableView>
+
+QLabel *pagestyle::hint(const QString &text, QWidget *parent)
+{
+    auto *const label = new QLabel(text, parent);
+    label->setAlignment(Qt::AlignCenter);
+    label->setWordWrap(true);
+    label->setTextFormat(Qt::PlainText);
+    label->setMargin(24);
+    return label;
+}
+
+void pagestyle::styleTable(QTableView *table)
+{
+    table->setAlternatingRowColors(true);
+    table->setShowGrid(false);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setTabKeyNavigation(false); // Tab leads on to the next control
+    table->setWordWrap(false);
+    table->verticalHeader()->hide();
+    QHeaderView *const header = table->horizontalHeader();
+    header->setHighlightSections(false);
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    header->setMinimumSectionSize(table->fontMetrics().averageCharWidth() * 12);
+    header->setMaximumSectionSize(table->fontMetrics().averageCharWidth() * 48);
+}
+
+QPushButton *pagestyle::button(const QString &text, const char *name, QWidget *parent)
+{
+    auto *const button = new QPushButton(text, parent);
+    button->setObjectName(QLatin1String(name));
+    button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
+    return button;
+}
