@@ -91,13 +91,15 @@ bool SingleAppHandler::takeSegment()
     }
     for (const QString &name : m_names) {
         m_segment = std::make_unique<QSharedMemory>(name);
-        if (m_segment->create(1)) {
+        // What is in the way may be an orphan that only the key file just made leads to, or the
+        // segment of one who did not have to wait for the semaphore.
+        if (!m_segment->create(1) && isHeld(name)) {
+            m_segment.reset();
+            return false;
+        }
+        if (m_segment->isAttached() || m_segment->create(1)) {
             m_name = name;
             return true;
-        }
-        if (m_segment->attach()) {
-            m_segment.reset(); // one that did not have to wait for the semaphore was quicker
-            return false;
         }
     }
     qCWarning(lcApp).noquote() << "A second start will not be noticed:" << m_segment->errorString();

@@ -1,10 +1,12 @@
 """Runs the benchmarks and prints their table.
 
-usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, scan, stream
+usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, scan, stream, table,
+                                        start, idle
 
 Each comparison is made inside one run, against the same broker, in turn. Wall time of a
 publication runs from the start of the publisher to the last message at the subscriber; processor
 time and peak memory are those of the publisher's process, as the system accounts them.
+What has a window runs on a virtual display with a window manager and a tray.
 """
 
 import argparse
@@ -20,8 +22,13 @@ import sys
 import tempfile
 import time
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tools" / "journey"))
+from display import start_display
+
 MESSAGES = 200_000
 BACKLOG = 1_000_000
+LAMPS = 100
+IDLE = 120  # seconds; two scans at the default interval
 SMALL_STACK = 512 * 1024  # bytes; recursion over a backlog would not fit
 
 
@@ -90,6 +97,7 @@ class Bench:
         for variable in ("HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CONFIG_DIRS"):
             self.environment[variable] = str(folder / variable.lower())
         self._broker = None
+        self._desktop = []
 
     @property
     def broker(self):
@@ -100,6 +108,19 @@ class Bench:
     def stop(self):
         if self._broker is not None:
             self._broker.stop()
+        for program in reversed(self._desktop):
+            program.stop()
+
+    def display(self):
+        """The environment of a program with a window."""
+        if not self._desktop:
+            logs, sockets, temporary = (self.folder / name for name in ("logs", "s", "tmp"))
+            for folder in (logs, sockets, temporary):
+                folder.mkdir(mode=0o700)
+            # The guard against a second instance looks here: a gateway in real use is another.
+            self.environment.update(TMPDIR=str(temporary), XDG_RUNTIME_DIR=str(temporary))
+            start_display(logs, sockets, self.environment, self._desktop)
+        return self.environment
 
     def command(self, load, count=0, broker=True):
         words = [self.program, load, "--count", str(count)]
@@ -188,13 +209,85 @@ class Bench:
             row(f"one line of {size / 1000:g} MB", f"{result['seconds']:.3f}",
                 f"{size / 1000 / result['seconds']:.0f}", result["events"])
 
+    def table(self, rounds=3):
+        display = self.display()
+        command = [self.program + "-window", "table"]
+        heading("table of 10000 states", "updates/s", "share of a core", "longest gap ms")
+        for _ in range(rounds):
+            result = json.loads(subprocess.run(command, env=display, check=True,
+                                               stdout=subprocess.PIPE).stdout)
+            row("from another thread", result["updates"], f"{result['share'] * 100:.1f} %",
+                f"{result['longest'] * 1000:.1f}")
+
+    def hidden(self, program):
+        """Starts a program in the tray; it, and the seconds until it says that it is ready."""
+        start = time.monotonic()
+        process = subprocess.Popen(program, env=self.display(), stderr=subprocess.PIPE, text=True)
+        for line in process.stderr:
+            if "Ready" in line:
+                return process, time.monotonic() - start
+        sys.exit(f"{program[0]} ended with {process.wait()}")
+
+    def gateway(self):
+        settings = pathlib.Path(self.environment["XDG_CONFIG_HOME"]) / "Corvalt" / "KVG-Gate.conf"
+        settings.parent.mkdir(parents=True, exist_ok=True)
+        settings.write_text("[System]\nStartHidden=true\n[UI]\nLanguage=en\n[Plugins]\n"
+                            f"lamp\\count={LAMPS}\nhost\\enabled=false\n", encoding="ascii")
+        return self.hidden([str(pathlib.Path(self.program).parent / "KVG-Gate")])
+
+    def start(self, rounds=7):
+        seconds = []
+        self.gateway()[0].kill()  # the first finds nothing in the system's cache
+        for _ in range(rounds):
+            process, ready = self.gateway()
+            seconds.append(ready)
+            process.terminate()
+            process.wait()
+        heading(f"start with {LAMPS} lamps, hidden", "median ms", "shortest ms", "longest ms")
+        row(f"process start to Ready, {rounds} times",
+            *(f"{1000 * pick(seconds):.0f}" for pick in (statistics.median, min, max)))
+
+    def idle(self):
+        processes = {"minimal Qt Widgets program": self.hidden([self.program + "-window", "idle"])[0],
+                     f"gateway, {LAMPS} lamps": self.gateway()[0]}
+        time.sleep(10)
+        before = {name: switches(process.pid) for name, process in processes.items()}
+        time.sleep(IDLE)
+        heading("idle in the tray", "own MB", "resident MB", "wake-ups/min")
+        for name, process in processes.items():
+            own, resident = memory(process.pid)
+            woken = (switches(process.pid) - before[name]) * 60 / IDLE
+            row(name, f"{own:.1f}", f"{resident:.1f}", f"{woken:.1f}")
+            process.terminate()
+            process.wait()
+        print("own: not shared with another process; wake-ups: voluntary switches of all threads")
+
+
+def memory(pid):
+    """Private and resident memory in MB."""
+    sizes = {}
+    for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()[1:]:
+        name, size = line.split()[:2]
+        sizes[name] = int(size) / 1024
+    return sizes["Private_Clean:"] + sizes["Private_Dirty:"], sizes["Rss:"]
+
+
+def switches(pid):
+    total = 0
+    for status in pathlib.Path(f"/proc/{pid}/task").glob("*/status"):
+        for line in status.read_text().splitlines():
+            if line.startswith("voluntary_ctxt_switches"):
+                total += int(line.split()[1])
+    return total
+
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("names", nargs="*", metavar="NAME")
     options = parser.parse_args()
-    names = options.names or ["publish", "latency", "backlog", "scan", "stream"]
+    names = options.names or ["publish", "latency", "backlog", "scan", "stream", "table",
+                              "start", "idle"]
     with tempfile.TemporaryDirectory() as folder:
         bench = Bench(options.build.resolve(), pathlib.Path(folder))
         try:

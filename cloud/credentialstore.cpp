@@ -33,8 +33,9 @@ QByteArray contents(const QString &path)
 bool replace(const QString &path, const QByteArray &text)
 {
     QSaveFile file(path);
+    // flush(), because commit() does not tell when the disk was full.
     const bool written = file.open(QIODevice::WriteOnly) && file.setPermissions(userOnly) &&
-                         file.write(text) == text.size() && file.commit();
+                         file.write(text) == text.size() && file.flush() && file.commit();
     if (!written) {
         qCWarning(lcCloud).noquote() << "Cannot write" << path << "-" << file.errorString();
     }

@@ -3,6 +3,7 @@
 #include "things/qabstractthing.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -10,7 +11,7 @@ namespace {
 
 QJsonObject status(int code, const char *error)
 {
-    return {{"code", code}, {"error", QLatin1String(error)}};
+    return {{"code", code}, {"error", QCoreApplication::translate("registrationdocument", error)}};
 }
 
 } // namespace
@@ -52,15 +53,19 @@ QJsonObject registrationStatus(RegistrationFailure failure)
 {
     switch (failure) {
     case RegistrationFailure::Busy:
-        return status(409, "Busy with another request");
+        return status(409, QT_TRANSLATE_NOOP("registrationdocument", "Busy with another request"));
     case RegistrationFailure::NothingToRegister:
-        return status(400, "No new devices to register");
+        return status(400, QT_TRANSLATE_NOOP("registrationdocument", "No new devices to register"));
     case RegistrationFailure::NoConnection:
-        return status(400, "Cannot establish a connection to the registrar service");
+        return status(400,
+                      QT_TRANSLATE_NOOP("registrationdocument",
+                                        "Cannot establish a connection to the registrar service"));
     case RegistrationFailure::BadReply:
-        return status(498, "Reply processing error");
+        return status(498, QT_TRANSLATE_NOOP("registrationdocument", "Reply processing error"));
     case RegistrationFailure::StreamEnded:
-        return status(500, "Connection to the registrar service was closed unexpectedly.");
+        return status(
+            500, QT_TRANSLATE_NOOP("registrationdocument",
+                                   "Connection to the registrar service was closed unexpectedly."));
     }
     return {};
 }

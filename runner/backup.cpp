@@ -3,8 +3,10 @@
 #include "runner/backupfile.h"
 #include "runner/log.h"
 #include "runner/zugatewrunner.h"
+#include "settings/devicepool.h"
 #include "settings/zusettings.h"
 #include "things/gatewaything.h"
+#include "things/qabstractthing.h"
 
 #include <QDataStream>
 #include <QFileInfo>
@@ -110,6 +112,13 @@ void ZugatewRunner::importSettings(const QString &file)
                           : tr("Cannot restore config from %1").arg(name));
         return;
     }
+    if (m_registering) {
+        endRegistration(); // its result would belong to what is replaced now
+    }
+    endConnection();
+    // Under the restored identity, whatever part of the file proves to be good.
+    QMetaObject::invokeMethod(
+        this, [this] { startCloud(false); }, Qt::QueuedConnection);
     // In the order of the table, on purpose: what was taken before a failure stays.
     for (const BackupFile::Chunk &chunk : qAsConst(chunks)) {
         if (chunk.id == BackupFile::Settings) {
@@ -121,6 +130,7 @@ void ZugatewRunner::importSettings(const QString &file)
             if (m_gateway->serial() != oldSerial) {
                 reportSerial(m_gateway, oldSerial); // the gateway asks the store for it
             }
+            takeRegistrations();
             continue;
         }
         const bool isKey = chunk.id == BackupFile::PrivateKey;
@@ -133,4 +143,27 @@ void ZugatewRunner::importSettings(const QString &file)
     }
     updatePool();
     emit finished(SImport, true);
+}
+
+// The live things go on under the ids of the stored pool: under those from before, the next write
+// of the pool would undo the restore.
+void ZugatewRunner::takeRegistrations()
+{
+    const DevicePool pool = DevicePool::read();
+    const auto regidAt = [&pool](int index) {
+        return index < 0 ? QString() : pool.at(index).regid;
+    };
+    m_gateway->setRegid(
+        regidAt(pool.indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial())));
+    const QList<QAbstractThing *> things = m_things;
+    for (QAbstractThing *const thing : things) {
+        if (!m_origins.contains(thing)) {
+            continue;
+        }
+        m_gateway->removeSibling(thing);
+        thing->setRegid(regidAt(pool.indexOf(thing->shortid())));
+        if (!m_gateway->regid().isEmpty() && !thing->regid().isEmpty()) {
+            m_gateway->addSibling(thing);
+        }
+    }
 }

@@ -170,15 +170,20 @@ void ZugatewRunner::registrationState()
     emit finished(RegStatus, int(state));
 }
 
+// Waits in a local event loop, which may run a request to connect that came meanwhile.
+void ZugatewRunner::endConnection()
+{
+    const bool voiding = std::exchange(m_voiding, true);
+    m_gateway->disconnectFromCloud();
+    m_voiding = voiding;
+}
+
 void ZugatewRunner::resetGateway()
 {
     if (m_registering) {
         endRegistration(); // its result would belong to what is void then
     }
-    // Waits in a local event loop, which may run a request to connect that came meanwhile.
-    const bool voiding = std::exchange(m_voiding, true);
-    m_gateway->disconnectFromCloud();
-    m_voiding = voiding;
+    endConnection();
     m_gateway->resetRegistration();
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {

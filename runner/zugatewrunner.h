@@ -141,6 +141,8 @@ private:
     void processResult(const QString &msg);
     void endRegistration();
     void startCloud(bool firstrun);
+    void endConnection();
+    void takeRegistrations();
     bool allRegistered() const;
 
     GatewayThing *m_gateway; // child, as is the stream client
@@ -150,7 +152,7 @@ private:
     QTimer *m_registrationDeadline; // child
     bool m_registering = false;
     bool m_scanning = false;
-    bool m_voiding = false; // the registration is: nothing may connect or register meanwhile
+    bool m_voiding = false; // the identity is replaced: nothing may connect or register meanwhile
     bool m_leaving = false; // the same, for good
     QHash<const QObject *, Origin> m_origins;                // the live things
     QHash<QString, QHash<QString, QAbstractThing *>> m_made; // plugin, device key

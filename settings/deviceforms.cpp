@@ -173,6 +173,12 @@ bool isKeyPart(const QString &name)
            !name.contains(QLatin1Char('\\'));
 }
 
+// The catalogue knows the descriptions of the device types that come with the gateway.
+QString translated(const QString &description)
+{
+    return QCoreApplication::translate("Plugins", description.toUtf8().constData());
+}
+
 // For places where an ampersand would mark a key.
 QString literally(QString text)
 {
@@ -233,7 +239,8 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QObject *wh
         }
         names.insert(name);
         editor->setObjectName(name);
-        const QString description = setting["descr"].toString().left(longestText).simplified();
+        const QString description =
+            translated(setting["descr"].toString().left(longestText).simplified());
         addRow(*grid, row, description.isEmpty() ? name : description, editor);
     }
     return box;

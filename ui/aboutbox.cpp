@@ -21,7 +21,8 @@ QString sslLine()
 {
     return QSslSocket::supportsSsl()
                ? link("https://www.openssl.org", QSslSocket::sslLibraryVersionString())
-               : QStringLiteral("<font color=\"red\">OpenSSL: not loaded</font>");
+               : QStringLiteral("<font color=\"red\">%1</font>")
+                     .arg(QCoreApplication::translate("AboutBox", "OpenSSL: not loaded"));
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+#include <algorithm>
+
 namespace {
 
 constexpr size_t mostWindows = 100; // a screen full; devices decide how many they bring
@@ -30,6 +32,9 @@ DeviceWindows::~DeviceWindows()
 void DeviceWindows::add(QObject *thui)
 {
     std::unique_ptr<QObject> owned(thui);
+    // Windows may delete themselves when they are closed.
+    const auto isGone = [](const Entry &entry) { return entry.window.isNull(); };
+    m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
     QWidget *window = nullptr;
     if (thui == nullptr || m_entries.size() >= mostWindows ||
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,

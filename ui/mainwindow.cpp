@@ -296,8 +296,11 @@ void MainWindow::runInitSequence()
     QEventLoop loop;
     std::optional<bool> outcome; // none: somebody ended the application meanwhile
     connect(this, &MainWindow::loadFinished, &loop, [&loop, &outcome](bool result) {
-        outcome = result;
-        loop.exit(result ? 0 : 1);
+        // The user may have left already, and the loop have got round to this all the same.
+        if (loop.isRunning()) {
+            outcome = result;
+            loop.exit(result ? 0 : 1);
+        }
     });
     m_loading = true;
     m_deviceWindows.holdBack();
@@ -468,6 +471,8 @@ void MainWindow::exported(const QVariant &result)
 void MainWindow::imported(const QVariant &result)
 {
     m_settingsPage->showImported(result.toBool());
+    m_cloudPage->refresh();
+    queue(&ZugatewRunner::cloudStatus);
 }
 
 void MainWindow::settingsChanged(const QVariant & /*result*/)

@@ -5,6 +5,7 @@
 
 #include <QColor>
 #include <QTextDocument>
+#include <QVector>
 
 #include <array>
 #include <chrono>
@@ -178,7 +179,8 @@ void ThingsStateTableModel::markChanged(Row &row, quint8 columns)
     }
 }
 
-// One range for each column: what lies between two changed rows costs a view nothing.
+// One range for each column: what lies between two changed rows costs a view nothing. Only the
+// alias is announced row by row, since a row in between may be the one that is being typed into.
 void ThingsStateTableModel::announceChanges()
 {
     struct Range
@@ -187,9 +189,14 @@ void ThingsStateTableModel::announceChanges()
         int last = -1;
     };
     std::array<Range, ColumnCount> ranges;
+    QVector<int> aliases;
     for (Row *const row : qAsConst(m_changed)) {
         for (int column = 0; column < ColumnCount; ++column) {
             if ((row->changed & bit(column)) == 0) {
+                continue;
+            }
+            if (column == ColAlias) {
+                aliases.append(row->number);
                 continue;
             }
             Range &range = ranges[static_cast<size_t>(column)];
@@ -204,6 +211,9 @@ void ThingsStateTableModel::announceChanges()
         if (range.first >= 0) {
             emit dataChanged(index(range.first, column), index(range.last, column));
         }
+    }
+    for (const int row : qAsConst(aliases)) {
+        emit dataChanged(index(row, ColAlias), index(row, ColAlias));
     }
 }
 

@@ -110,7 +110,8 @@ void AutostartEntry::write(const QString &command)
     QSaveFile file(path);
     file.open(QIODevice::WriteOnly);
     file.write(text.toUtf8());
-    if (!file.commit()) {
+    // flush(), because commit() does not tell when the disk was full.
+    if (!file.flush() || !file.commit()) {
         qCWarning(lcApp).noquote() << "Cannot write" << path << "-" << file.errorString();
     }
 }

@@ -132,12 +132,12 @@ private slots:
     {
         QSignalSpy sleeps(SleepListener::instance(), &SleepListener::aboutToSleep);
         QSignalSpy wakes(SleepListener::instance(), &SleepListener::didWakeUp);
-        SleepListener::instance()->install();
-        SleepListener::instance()->install();
         const QString address = qEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS");
         QDBusConnection logind = QDBusConnection::connectToBus(address, "logind");
         QDBusConnection impostor = QDBusConnection::connectToBus(address, "impostor");
         QVERIFY(logind.registerService("org.freedesktop.login1"));
+        SleepListener::instance()->install();
+        SleepListener::instance()->install();
         tell(impostor, true);
         QVERIFY(impostor.interface()->isServiceRegistered("x.y").isValid()); // it went out
         tell(logind, false);

@@ -46,18 +46,20 @@ private slots:
     {
         const QtMessageHandler loud =
             qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-        const LogFile log;
-        const QString text(500, 'y');
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([&text] {
-                for (int n = 0; n < 100; ++n) {
-                    qInfo("%s", qPrintable(text));
-                }
-            });
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
+        {
+            const LogFile log;
+            const QString text(500, 'y');
+            std::vector<std::thread> threads;
+            for (int i = 0; i < 4; ++i) {
+                threads.emplace_back([&text] {
+                    for (int n = 0; n < 100; ++n) {
+                        qInfo("%s", qPrintable(text));
+                    }
+                });
+            }
+            for (std::thread &thread : threads) {
+                thread.join();
+            }
         }
         qInstallMessageHandler(loud);
         QCOMPARE(lines().filter(QRegularExpression("default y{500}$")).size(), 400);

@@ -163,7 +163,12 @@ def main():
             status = 128 + stopped.args[0]
         except Exception as error:  # pylint: disable=broad-except  # whatever it is, it has a reason
             reason = str(error) if isinstance(error, JourneyError) else repr(error)
-            print(f"\nThe journey failed: {reason}\nLogs and pictures: {work}", file=sys.stderr)
+            print(f"\nThe journey failed: {reason}", file=sys.stderr)
+            for program in programs:
+                if program.process.poll():
+                    print(f"{program.name} ended with {program.process.returncode}:\n"
+                          f"{program.tail()}", file=sys.stderr)
+            print(f"Logs and pictures: {work}", file=sys.stderr)
             status = 1
         finally:
             for number in signals:

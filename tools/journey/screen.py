@@ -30,7 +30,7 @@ def names(widget):
               for relation in widget.get_relation_set()
               if relation.get_relation_type() == Atspi.RelationType.LABELLED_BY
               for index in range(relation.get_n_targets())]
-    return [plain(each.get_name()) for each in [widget, *labels]]
+    return [each.get_name() for each in [widget, *labels]]
 
 
 def extents(widget):
@@ -85,33 +85,39 @@ class Screen:
                 return child
         return None
 
-    def look(self, roles, name="", within=None):
+    def look(self, roles, name=""):
         """The widget of that name that can be seen now, or None. No name: any."""
-        wanted = self.words.get(plain(name), {plain(name)})
-        start = within or self.application()
-        for widget in shown(start) if start else ():
-            if widget.get_role_name() in roles and (not name or wanted & set(names(widget))):
+        for widget in shown(self.application()):
+            if widget.get_role_name() in roles and (not name or self.means(name, names(widget))):
                 return widget
         return None
 
-    def find(self, roles, name="", within=None, seconds=15):
-        return wait_for(f"{roles[-1]} “{name}”", lambda: self.look(roles, name, within), seconds)
+    def find(self, roles, name=""):
+        return wait_for(f"{roles[-1]} “{name}”", lambda: self.look(roles, name))
+
+    def tops(self):
+        """Its windows that can be seen, without menus."""
+        application = self.application()
+        return [window for window in map(application.get_child_at_index,
+                                         range(application.get_child_count()))
+                if window and "showing" in states(window)]
 
     def top(self, title):
-        """The window of that title, if it can be seen."""
-        application = self.application()
-        return next((window for window in map(application.get_child_at_index,
-                                              range(application.get_child_count()))
-                     if window.get_name() == title and "showing" in states(window)), None)
+        return next((window for window in self.tops() if self.means(title, [window.get_name()])),
+                    None)
 
-    def gone(self, roles, name, seconds=15):
-        wait_for(f"end of “{name}”", lambda: not self.look(roles, name), seconds)
+    def means(self, name, found):
+        """Whether one of the found names is that English one, or a translation of it."""
+        return bool(self.words.get(plain(name), {plain(name)}) & set(map(plain, found)))
+
+    def gone(self, roles, name):
+        wait_for(f"end of “{name}”", lambda: not self.look(roles, name))
 
     def value(self, label):
         """What the display beside that label shows."""
         return wait_for(f"value of “{label}”", lambda: next(
             (widget.get_name() for widget in shown(self.application())
-             if widget.get_role_name() == "label" and label in names(widget)[1:]), None))
+             if widget.get_role_name() == "label" and self.means(label, names(widget)[1:])), None))
 
     def texts(self, roles, within=None):
         return [widget.get_name() for widget in shown(within or self.application())

@@ -6,7 +6,7 @@ import time
 import xml.etree.ElementTree as xml
 
 from programs import JourneyError, say
-from screen import BUTTON, DIALOG, plain, wait_for
+from screen import BUTTON, DIALOG, plain, states, wait_for
 
 TITLE = "KVG-Gate"
 PAGES = ("Devices", "Cloud", "Device settings", "Settings", "Known devices")
@@ -23,8 +23,8 @@ def translations(file):
     """Each source text to the texts that stand for it."""
     words = {}
     for message in xml.parse(file).iter("message"):
-        words.setdefault(plain(message.findtext("source")), set()).add(
-            plain(message.findtext("translation") or ""))
+        if text := message.findtext("translation"):
+            words.setdefault(plain(message.findtext("source")), set()).add(plain(text))
     return words
 
 
@@ -339,8 +339,10 @@ class Tour:
         if language:
             self.screen.choose_last("Language")
         self.screen.press("Apply")
-        box = self.screen.find(DIALOG)
-        while box:  # a fresh profile asks about the language as well
-            self.answer(box.get_name(), f"apply-{look}")
-            box = self.screen.look(DIALOG)
+        self.screen.find(DIALOG)
+        while self.screen.look(DIALOG):  # a fresh profile speaks of the language as well
+            front = wait_for("box in front", lambda: next(
+                (window for window in self.screen.tops() if window.get_role_name() in DIALOG
+                 and "active" in states(window)), None))
+            self.answer(front.get_name(), f"apply-{look}")
         self.look = look

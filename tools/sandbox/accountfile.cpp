@@ -63,7 +63,8 @@ bool AccountFile::write(const AccountBook &book, QString &error) const
     const QJsonObject root{{"brokerPort", book.brokerPort}, {"gateways", gateways}};
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly) ||
-        file.write(QJsonDocument(root).toJson(QJsonDocument::Indented)) < 0 || !file.commit()) {
+        file.write(QJsonDocument(root).toJson(QJsonDocument::Indented)) < 0 || !file.flush() ||
+        !file.commit()) {
         error = QStringLiteral("Cannot write %1: %2").arg(m_path, file.errorString());
         return false;
     }
