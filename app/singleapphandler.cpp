@@ -4,15 +4,26 @@
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QSharedMemory>
 #include <QSystemSemaphore>
+#include <QThread>
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <thread>
+#include <utility>
+
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int wait = 500; // milliseconds
+constexpr int longestWait = 500; // milliseconds, for the connection and for the bytes to leave
+constexpr std::chrono::milliseconds longestCheck = 3s; // takes some milliseconds as a rule
 
 QString hashed(const QString &text)
 {
@@ -34,13 +45,50 @@ bool isHeld(const QString &name)
     return segment.attach();
 }
 
-// The segment's key file lies in the folder for temporary files, where the system may tidy it
-// away below an instance that runs for weeks; its socket is spared as long as it is in use.
-bool answers(const QString &name)
+struct Claim
 {
-    QLocalSocket socket;
-    socket.connectToServer(name);
-    return socket.waitForConnected(wait);
+    bool isSecond = false;
+    std::unique_ptr<QSharedMemory> segment; // null when none could be had
+    QString name;                           // of the segment
+};
+
+Claim takeSegment(const QStringList &names)
+{
+    Claim claim;
+    for (const QString &name : names) {
+        if (isHeld(name)) {
+            claim.isSecond = true;
+            return claim;
+        }
+    }
+    for (const QString &name : names) {
+        auto segment = std::make_unique<QSharedMemory>(name);
+        // What is in the way may be an orphan that only the key file just made leads to, or the
+        // segment of one who did not have to wait for the semaphore.
+        if (!segment->create(1) && isHeld(name)) {
+            claim.isSecond = true;
+            return claim;
+        }
+        if (segment->isAttached() || segment->create(1)) {
+            claim.segment = std::move(segment);
+            claim.name = name;
+            return claim;
+        }
+    }
+    return claim;
+}
+
+Claim takeSegmentInTurn(const QString &key, const QStringList &names)
+{
+    // The system gives back what a process that dies has acquired. Another user's semaphore is
+    // not to be had, and need not be: it would only keep out those who compete for his names.
+    QSystemSemaphore turn(key + QLatin1String("_semaphore"), 1);
+    const bool acquired = turn.acquire();
+    Claim claim = takeSegment(names);
+    if (acquired) {
+        turn.release();
+    }
+    return claim;
 }
 
 } // namespace
@@ -68,71 +116,70 @@ bool SingleAppHandler::isFirstInstance()
     if (m_server) {
         return true;
     }
-    // The system gives back what a process that dies has acquired. Another user's semaphore is
-    // not to be had, and need not be: it would only keep out those who compete for his names.
-    QSystemSemaphore turn(m_key + QLatin1String("_semaphore"), 1);
-    const bool acquired = turn.acquire();
-    const bool first = takeSegment();
-    if (first) {
-        listen(); // before the next one's turn, which then finds somebody to talk to
+    // Asked first: this needs no key files, which lie in the folder for temporary files, where
+    // the system may tidy them away below an instance that runs for weeks.
+    if (isAnswered()) {
+        return false;
     }
-    if (acquired) {
-        turn.release();
+    // On a thread of its own, to be left behind: a semaphore knows no limit of time, and may be
+    // kept by a process that was stopped, by another user, or by ourselves, when the system has
+    // given the number of a key file that was removed to another.
+    std::packaged_task<Claim()> task(
+        [key = m_key, names = m_names] { return takeSegmentInTurn(key, names); });
+    std::future<Claim> asked = task.get_future();
+    std::thread(std::move(task)).detach();
+    Claim claim;
+    if (asked.wait_for(longestCheck) == std::future_status::ready) {
+        claim = asked.get();
+    } else {
+        claim.isSecond = isAnswered();
     }
-    return first;
-}
-
-bool SingleAppHandler::takeSegment()
-{
-    for (const QString &name : m_names) {
-        if (isHeld(name) || answers(name)) {
-            return false;
-        }
+    if (claim.isSecond) {
+        return false;
     }
-    for (const QString &name : m_names) {
-        m_segment = std::make_unique<QSharedMemory>(name);
-        // What is in the way may be an orphan that only the key file just made leads to, or the
-        // segment of one who did not have to wait for the semaphore.
-        if (!m_segment->create(1) && isHeld(name)) {
-            m_segment.reset();
-            return false;
-        }
-        if (m_segment->isAttached() || m_segment->create(1)) {
-            m_name = name;
-            return true;
-        }
+    if (!claim.segment) {
+        qCWarning(lcApp, "No shared memory: other instances are noticed by their socket only");
     }
-    qCWarning(lcApp).noquote() << "A second start will not be noticed:" << m_segment->errorString();
-    m_segment.reset();
-    m_name = m_names.last();
+    m_segment = std::move(claim.segment);
+    listen(m_segment ? claim.name : m_names.last());
     return true;
 }
 
-void SingleAppHandler::listen()
+bool SingleAppHandler::isAnswered() const
+{
+    return std::any_of(m_names.begin(), m_names.end(), [](const QString &name) {
+        QLocalSocket socket;
+        socket.connectToServer(name);
+        return socket.waitForConnected(longestWait);
+    });
+}
+
+void SingleAppHandler::listen(const QString &name)
 {
     m_server = std::make_unique<QLocalServer>();
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     connect(m_server.get(), &QLocalServer::newConnection, this,
             &SingleAppHandler::processConnection);
-    QLocalServer::removeServer(m_name);
-    if (!m_server->listen(m_name)) {
+    QLocalServer::removeServer(name);
+    if (!m_server->listen(name)) {
         qCWarning(lcApp).noquote() << "A second start cannot be heard:" << m_server->errorString();
     }
 }
 
 void SingleAppHandler::sendMessage(const QString &message)
 {
-    for (const QString &name : m_names) {
-        QLocalSocket socket;
-        socket.connectToServer(name);
-        if (!socket.waitForConnected(wait)) {
-            continue;
+    // The first instance may still be about to listen.
+    for (QDeadlineTimer left(longestWait); !left.hasExpired(); QThread::msleep(10)) {
+        for (const QString &name : m_names) {
+            QLocalSocket socket;
+            socket.connectToServer(name);
+            if (socket.waitForConnected(static_cast<int>(left.remainingTime()))) {
+                socket.write(message.toUtf8() + '\n');
+                while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(longestWait)) {
+                }
+                return;
+            }
         }
-        socket.write(message.toUtf8() + '\n');
-        while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(wait)) {
-        }
-        socket.disconnectFromServer();
-        return;
     }
 }
 

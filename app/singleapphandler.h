@@ -28,9 +28,9 @@ public:
     ~SingleAppHandler() override;
 
     // True when no other instance lives; this one then counts as the first until the object
-    // goes, and listens. A further call of a first instance answers true again. An instance that
-    // cannot mark its presence at all still counts as the first, with a log line: a broken
-    // system must not keep the user out.
+    // goes, and listens. A further call of a first instance answers true again. Takes three
+    // seconds at the most: where the system does not let the instance mark its presence, it still
+    // counts as the first, with a log line, and the socket alone keeps the next one away.
     bool isFirstInstance();
 
     // Hands a text without line breaks to the first instance. Waits at most 500 ms for the
@@ -50,12 +50,11 @@ private slots:
     void clientReadyRead();
 
 private:
-    bool takeSegment();
-    void listen();
+    bool isAnswered() const;
+    void listen(const QString &name);
 
     const QString m_key;
     const QStringList m_names; // the key, and what stands in for it
-    QString m_name;            // of these, the one that is ours
     std::unique_ptr<QSharedMemory> m_segment;
     std::unique_ptr<QLocalServer> m_server;
     QHash<QLocalSocket *, QByteArray> m_received; // of each client, not yet a whole message

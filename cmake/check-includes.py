@@ -38,8 +38,8 @@ def main():
         if line and not line.startswith("#"):
             folder, target, *allowed = line.split()
             uses[target] = set(allowed) | {target, "Qt5::Core"}
-        if "Qt5::Widgets" in allowed:
-            uses[target].add("Qt5::Gui")  # no widget goes without
+            if "Qt5::Widgets" in allowed:
+                uses[target].add("Qt5::Gui")  # no widget goes without
             folders.add(folder)
     owner = {}
     for line in room_sources.read_text().splitlines():

@@ -93,6 +93,7 @@ void ZugatewRunner::exportSettings(const QString &file)
         fail(SExport, tr("Cannot write to %1").arg(QFileInfo(file).fileName()));
         return;
     }
+    qCInfo(lcRunner, "Backup written");
     emit finished(SExport, true);
 }
 
@@ -142,6 +143,7 @@ void ZugatewRunner::importSettings(const QString &file)
         }
     }
     updatePool();
+    qCInfo(lcRunner, "Configuration restored from a backup");
     emit finished(SImport, true);
 }
 

@@ -48,22 +48,38 @@ void ZugatewRunner::generateDoc()
         return;
     }
     if (m_registering || m_voiding || m_leaving) { // an id that is being voided must not be sent
-        emit finished(ProcReg, registrationStatus(RegistrationFailure::Busy));
+        failRegistration(RegistrationFailure::Busy);
         return;
     }
     const QJsonObject document = registrationDocument(*m_gateway, m_things);
     if (document.isEmpty()) {
-        emit finished(ProcReg, registrationStatus(RegistrationFailure::NothingToRegister));
+        failRegistration(RegistrationFailure::NothingToRegister);
         return;
     }
     m_registering = true;
     const QString endpoint = SettingsStore().value(keys::RegistrarEndpoint);
     if (!m_registrar->open(endpoint, {{"doc", encodeRegistrationDocument(document)}})) {
         m_registering = false;
-        emit finished(ProcReg, registrationStatus(RegistrationFailure::NoConnection));
+        failRegistration(RegistrationFailure::NoConnection);
         return;
     }
+    qCInfo(lcRunner, "Registration begins");
     m_registrationDeadline->start(codeWait);
+}
+
+void ZugatewRunner::failRegistration(RegistrationFailure failure)
+{
+    const QJsonObject status = registrationStatus(failure);
+    qCWarning(lcRunner).noquote() << "Registration failed:" << status["error"].toString();
+    emit finished(ProcReg, status);
+}
+
+// What the registrar says may hold anything; its code tells enough.
+void ZugatewRunner::refuseRegistration(const QJsonObject &status)
+{
+    qCWarning(lcRunner) << "The registrar refused the registration, code"
+                        << status["code"].toInt();
+    emit finished(ProcReg, status);
 }
 
 void ZugatewRunner::reg_closed()
@@ -71,13 +87,14 @@ void ZugatewRunner::reg_closed()
     const bool awaited = m_registering;
     m_registering = false;
     if (awaited) {
-        emit finished(ProcReg, registrationStatus(RegistrationFailure::StreamEnded));
+        failRegistration(RegistrationFailure::StreamEnded);
     }
 }
 
 // Gives up on a registrar that neither speaks nor hangs up, or when the registration is voided.
 void ZugatewRunner::endRegistration()
 {
+    qCWarning(lcRunner, "The registration is given up");
     m_registrar->close();
     reg_closed();
 }
@@ -90,7 +107,7 @@ void ZugatewRunner::reg_dataRead(const QString &evt, const QString &msg, const Q
     }
     if (evt == QLatin1String("error")) {
         m_registering = false;
-        emit finished(ProcReg, parsed(msg));
+        refuseRegistration(parsed(msg));
         m_registrar->close();
     } else if (evt == QLatin1String("code")) {
         const QJsonObject code = parsed(msg);
@@ -114,14 +131,15 @@ void ZugatewRunner::processResult(const QString &msg)
     }
     QJsonObject result = document.object();
     if (result.contains(QLatin1String("error"))) {
-        emit finished(ProcReg, result);
+        refuseRegistration(result);
         return;
     }
     const QList<QAbstractThing *> things = m_things;
     if (!m_gateway->applyRegistration(result, things)) {
-        emit finished(ProcReg, registrationStatus(RegistrationFailure::BadReply));
+        failRegistration(RegistrationFailure::BadReply);
         return;
     }
+    qCInfo(lcRunner, "Registered");
     result.remove(QLatin1String("cred")); // the credentials stay on this side
     emit finished(ProcReg, result);
 

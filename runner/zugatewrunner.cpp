@@ -71,6 +71,7 @@ void ZugatewRunner::shutdown()
 
 void ZugatewRunner::fail(Operation op, const QString &message)
 {
+    qCWarning(lcRunner).noquote() << message;
     emit finished(Error, message);
     emit finished(op, false);
 }

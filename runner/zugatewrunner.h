@@ -17,6 +17,7 @@ class GatewayThing;
 class QAbstractThing;
 class QSSEManager;
 class QTimer;
+enum class RegistrationFailure;
 
 // The worker behind the user interface: loads device types, finds devices, keeps the pool of
 // known devices, registers them and holds the cloud connection.
@@ -139,6 +140,8 @@ private:
     void writePool(const QList<QAbstractThing *> &things);
 
     void processResult(const QString &msg);
+    void failRegistration(RegistrationFailure failure);
+    void refuseRegistration(const QJsonObject &status);
     void endRegistration();
     void startCloud(bool firstrun);
     void endConnection();

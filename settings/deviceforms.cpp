@@ -253,7 +253,10 @@ void alignAndChain(QWidget &container)
     int widest = 0;
     const auto labels = container.findChildren<QLabel *>();
     for (const QLabel *const label : labels) {
-        widest = qMax(widest, label->sizeHint().width());
+        // A label that may break its lines asks for less than the text, however short that is.
+        const QFontMetrics metrics = label->fontMetrics();
+        const int text = metrics.boundingRect(label->text()).width() + metrics.averageCharWidth();
+        widest = qMax(widest, qMin(text, metrics.averageCharWidth() * 44));
     }
     QWidget *previous = container.parentWidget();
     while (previous != nullptr && previous->focusPolicy() == Qt::NoFocus) {

@@ -24,6 +24,7 @@
 #include <QEventLoop>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QToolBar>
@@ -107,7 +108,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     m_settingsPage->load();
     m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);
     m_clock.arm();
-    resize(960, 700);
+    resize(QSize(960, 700).boundedTo(screen()->availableSize()));
 }
 
 MainWindow::~MainWindow()

@@ -5,716 +5,778 @@
     <name>AboutBox</name>
     <message>
         <source>Nimbra Cloud Gateway Software.</source>
-        <translation type="unfinished"></translation>
+        <translation>Программное обеспечение шлюза Nimbra Cloud.</translation>
     </message>
     <message>
         <source>Version</source>
-        <translation type="unfinished"></translation>
+        <translation>Версия</translation>
     </message>
     <message>
         <source>Developed by</source>
-        <translation type="unfinished"></translation>
+        <translation>Разработчик</translation>
     </message>
     <message>
         <source>Support</source>
-        <translation type="unfinished"></translation>
+        <translation>Поддержка</translation>
     </message>
     <message>
         <source>Uses:</source>
-        <translation type="unfinished"></translation>
+        <translation>Компоненты:</translation>
+    </message>
+    <message>
+        <source>OpenSSL: not loaded</source>
+        <translation>OpenSSL: не загружен</translation>
     </message>
 </context>
 <context>
     <name>AliasPrompts</name>
     <message>
         <source>Thing Name</source>
-        <translation type="unfinished"></translation>
+        <translation>Имя устройства</translation>
     </message>
     <message>
         <source>Please fill the alias for&lt;br&gt;&lt;b&gt;%1 / %2&lt;/b&gt;&lt;br&gt;Note: the alias must be unique among all the devices registered to your account.</source>
-        <translation type="unfinished"></translation>
+        <translation>Задайте имя устройства&lt;br&gt;&lt;b&gt;%1 / %2&lt;/b&gt;&lt;br&gt;Имя не должно совпадать с именами других устройств вашей учётной записи.</translation>
     </message>
 </context>
 <context>
     <name>CloudPage</name>
     <message>
         <source>Ok</source>
-        <translation type="unfinished"></translation>
+        <translation>В порядке</translation>
     </message>
     <message>
         <source>Missing</source>
-        <translation type="unfinished"></translation>
+        <translation>Отсутствует</translation>
     </message>
     <message>
         <source>Corrupt</source>
-        <translation type="unfinished"></translation>
+        <translation>Повреждён</translation>
     </message>
     <message>
         <source>Cryptographic error</source>
-        <translation type="unfinished"></translation>
+        <translation>Криптографическая ошибка</translation>
     </message>
     <message>
         <source>Status</source>
-        <translation type="unfinished"></translation>
+        <translation>Состояние</translation>
     </message>
     <message>
         <source>Gateway:</source>
-        <translation type="unfinished"></translation>
+        <translation>Шлюз:</translation>
     </message>
     <message>
         <source>Serial Number:</source>
-        <translation type="unfinished"></translation>
+        <translation>Серийный номер:</translation>
     </message>
     <message>
         <source>Certificate:</source>
-        <translation type="unfinished"></translation>
+        <translation>Сертификат:</translation>
     </message>
     <message>
         <source>Key:</source>
-        <translation type="unfinished"></translation>
+        <translation>Ключ:</translation>
     </message>
     <message>
         <source>&amp;Reset Registration</source>
-        <translation type="unfinished"></translation>
+        <translation>Сбросить &amp;регистрацию</translation>
     </message>
     <message>
         <source>Registration</source>
-        <translation type="unfinished"></translation>
+        <translation>Регистрация</translation>
     </message>
     <message>
         <source>Not registered</source>
-        <translation type="unfinished"></translation>
+        <translation>Не зарегистрирован</translation>
     </message>
     <message>
         <source>Ready</source>
-        <translation type="unfinished"></translation>
+        <translation>Готов</translation>
     </message>
     <message>
         <source>Connected</source>
-        <translation type="unfinished"></translation>
+        <translation>Подключён</translation>
     </message>
     <message>
         <source>Disconnected</source>
-        <translation type="unfinished"></translation>
+        <translation>Не подключён</translation>
     </message>
     <message>
         <source>Gateway Registration</source>
-        <translation type="unfinished"></translation>
+        <translation>Регистрация шлюза</translation>
     </message>
     <message>
         <source>The gateway registration will be voided. All the devices, gateway included, will need to be reregistered. Proceed?</source>
-        <translation type="unfinished"></translation>
+        <translation>Регистрация шлюза будет аннулирована. Все устройства, включая сам шлюз, придётся зарегистрировать заново. Продолжить?</translation>
     </message>
 </context>
 <context>
     <name>DevicesPage</name>
     <message>
         <source>No device type has settings.</source>
-        <translation type="unfinished"></translation>
+        <translation>Ни у одного типа устройств нет настроек.</translation>
     </message>
     <message>
         <source>&amp;Read</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Прочитать</translation>
     </message>
     <message>
         <source>&amp;Write</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Записать</translation>
     </message>
     <message>
         <source>Show the stored settings again</source>
-        <translation type="unfinished"></translation>
+        <translation>Показать сохранённые настройки</translation>
     </message>
     <message>
         <source>Store the settings and apply them to the devices</source>
-        <translation type="unfinished"></translation>
+        <translation>Сохранить настройки и применить их к устройствам</translation>
     </message>
     <message>
         <source>Device settings saved</source>
-        <translation type="unfinished"></translation>
+        <translation>Настройки устройств сохранены</translation>
     </message>
 </context>
 <context>
     <name>LampModel</name>
     <message>
         <source>Lamp</source>
-        <translation type="unfinished"></translation>
+        <translation>Лампа</translation>
     </message>
     <message>
         <source>On</source>
-        <translation type="unfinished"></translation>
+        <translation>Включена</translation>
     </message>
     <message>
         <source>Brightness</source>
-        <translation type="unfinished"></translation>
+        <translation>Яркость</translation>
     </message>
     <message>
         <source>Colour</source>
-        <translation type="unfinished"></translation>
+        <translation>Цвет</translation>
     </message>
     <message>
         <source>Plugged in</source>
-        <translation type="unfinished"></translation>
+        <translation>Подключена</translation>
     </message>
     <message>
         <source>Lamp %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Лампа %1</translation>
     </message>
     <message>
         <source>%1 %</source>
         <comment>brightness</comment>
-        <translation type="unfinished"></translation>
+        <translation>%1&#xa0;%</translation>
     </message>
     <message>
         <source>from the next scan on</source>
-        <translation type="unfinished"></translation>
+        <translation>со следующего поиска</translation>
     </message>
     <message>
         <source>Lamp %1 on</source>
-        <translation type="unfinished"></translation>
+        <translation>Лампа %1: включена</translation>
     </message>
     <message>
         <source>Lamp %1 plugged in</source>
-        <translation type="unfinished"></translation>
+        <translation>Лампа %1: подключена</translation>
     </message>
 </context>
 <context>
     <name>LampWindow</name>
     <message>
         <source>Lamps</source>
-        <translation type="unfinished"></translation>
+        <translation>Лампы</translation>
     </message>
     <message>
         <source>There are no lamps. Their number is on the settings page.</source>
-        <translation type="unfinished"></translation>
+        <translation>Ламп нет. Их количество задаётся на странице настроек.</translation>
     </message>
     <message>
         <source>All lamps are unplugged. Check &quot;Plugged in&quot; to bring one back.</source>
-        <translation type="unfinished"></translation>
+        <translation>Все лампы отсоединены. Чтобы вернуть лампу, установите флажок «Подключена».</translation>
     </message>
     <message>
         <source>On: %1 of %2. Unplugged: %3.</source>
-        <translation type="unfinished"></translation>
+        <translation>Включено: %1 из %2. Отсоединено: %3.</translation>
     </message>
 </context>
 <context>
     <name>MainWindow</name>
     <message>
         <source>Devices</source>
-        <translation type="unfinished"></translation>
+        <translation>Устройства</translation>
     </message>
     <message>
         <source>Cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Облако</translation>
     </message>
     <message>
         <source>Rescan</source>
-        <translation type="unfinished"></translation>
+        <translation>Найти устройства</translation>
     </message>
     <message>
         <source>Device settings</source>
-        <translation type="unfinished"></translation>
+        <translation>Настройки устройств</translation>
     </message>
     <message>
         <source>Settings</source>
-        <translation type="unfinished"></translation>
+        <translation>Настройки</translation>
     </message>
     <message>
         <source>Known devices</source>
-        <translation type="unfinished"></translation>
+        <translation>Известные устройства</translation>
     </message>
     <message>
         <source>Show/Hide</source>
-        <translation type="unfinished"></translation>
+        <translation>Показать/скрыть</translation>
     </message>
     <message>
         <source>Check for Updates</source>
-        <translation type="unfinished"></translation>
+        <translation>Проверить обновления</translation>
     </message>
     <message>
         <source>About</source>
-        <translation type="unfinished"></translation>
+        <translation>О программе</translation>
     </message>
     <message>
         <source>Exit</source>
-        <translation type="unfinished"></translation>
+        <translation>Выход</translation>
     </message>
     <message>
         <source>Tool bar</source>
-        <translation type="unfinished"></translation>
+        <translation>Панель инструментов</translation>
     </message>
     <message>
         <source>Device windows</source>
-        <translation type="unfinished"></translation>
+        <translation>Окна устройств</translation>
     </message>
     <message>
         <source>Show the windows that devices bring along</source>
-        <translation type="unfinished"></translation>
+        <translation>Показать собственные окна устройств</translation>
     </message>
     <message>
         <source>More</source>
-        <translation type="unfinished"></translation>
+        <translation>Ещё</translation>
     </message>
     <message>
         <source>Cloud connection is not configured</source>
-        <translation type="unfinished"></translation>
+        <translation>Подключение к облаку не настроено</translation>
     </message>
     <message>
         <source>Loading plugins</source>
-        <translation type="unfinished"></translation>
+        <translation>Загрузка модулей</translation>
     </message>
     <message>
         <source>Assembling plugins list</source>
-        <translation type="unfinished"></translation>
+        <translation>Составление списка модулей</translation>
     </message>
     <message>
         <source>Scanning for devices</source>
-        <translation type="unfinished"></translation>
+        <translation>Поиск устройств</translation>
     </message>
     <message>
         <source>Assembling devices list</source>
-        <translation type="unfinished"></translation>
+        <translation>Составление списка устройств</translation>
     </message>
     <message>
         <source>Connecting to the cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Подключение к облаку</translation>
     </message>
     <message>
         <source>Requesting status</source>
-        <translation type="unfinished"></translation>
+        <translation>Запрос состояния</translation>
     </message>
     <message>
         <source>Connected to the cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Облако подключено</translation>
     </message>
     <message>
         <source>Disconnected from the cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Нет подключения к облаку</translation>
+    </message>
+</context>
+<context>
+    <name>Plugins</name>
+    <message>
+        <source>Seconds between two measurements</source>
+        <translation>Интервал между измерениями, с</translation>
+    </message>
+    <message>
+        <source>Folder on the disk to watch</source>
+        <translation>Папка на контролируемом диске</translation>
+    </message>
+    <message>
+        <source>Warn from this processor load in percent</source>
+        <translation>Порог загрузки процессора, %</translation>
+    </message>
+    <message>
+        <source>Warn from this much memory used in percent</source>
+        <translation>Порог использования памяти, %</translation>
+    </message>
+    <message>
+        <source>Warn from this much disk space used in percent</source>
+        <translation>Порог заполнения диска, %</translation>
+    </message>
+    <message>
+        <source>Number of lamps</source>
+        <translation>Количество ламп</translation>
+    </message>
+    <message>
+        <source>Seconds between two changes by themselves, 0 for none</source>
+        <translation>Автопереключение, с (0&#xa0;—&#xa0;нет)</translation>
+    </message>
+    <message>
+        <source>New lamps are on</source>
+        <translation>Новые лампы включены</translation>
     </message>
 </context>
 <context>
     <name>RegThingsEditor</name>
     <message>
         <source>No devices are known yet. Devices that were named or registered are remembered here.</source>
-        <translation type="unfinished"></translation>
+        <translation>Известных устройств пока нет. Здесь появятся устройства, получившие имя или прошедшие регистрацию.</translation>
     </message>
     <message>
         <source>&amp;Forget Selected</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Забыть выбранные</translation>
     </message>
     <message>
         <source>Known devices</source>
-        <translation type="unfinished"></translation>
+        <translation>Известные устройства</translation>
     </message>
 </context>
 <context>
     <name>RegistrationWizard</name>
     <message>
         <source>&amp;Start</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Начать</translation>
     </message>
     <message>
         <source>&amp;Copy to Clipboard</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Копировать в буфер обмена</translation>
     </message>
     <message>
         <source>&amp;New Session</source>
-        <translation type="unfinished"></translation>
+        <translation>Новый &amp;сеанс</translation>
     </message>
     <message>
         <source>If all things have names, registration process will begin right away. Please be ready to fill in the code from the next window into the corresponding field in the Nimbra Cloud.</source>
-        <translation type="unfinished"></translation>
+        <translation>Если имена есть у всех устройств, регистрация начнётся сразу. Код, который появится на следующем шаге, нужно будет ввести в соответствующее поле в Nimbra Cloud.</translation>
     </message>
     <message>
         <source>Connecting...</source>
-        <translation type="unfinished"></translation>
+        <translation>Подключение…</translation>
     </message>
     <message>
         <source>Code</source>
-        <translation type="unfinished"></translation>
+        <translation>Код</translation>
     </message>
     <message>
         <source>Expires in</source>
-        <translation type="unfinished"></translation>
+        <translation>Осталось секунд</translation>
     </message>
     <message>
         <source>&amp;Open in browser</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Открыть в браузере</translation>
     </message>
     <message>
         <source>Expires in:</source>
-        <translation type="unfinished"></translation>
+        <translation>Осталось секунд:</translation>
     </message>
     <message>
         <source>Registered</source>
-        <translation type="unfinished"></translation>
+        <translation>Зарегистрировано</translation>
     </message>
     <message>
         <source>Querying...</source>
-        <translation type="unfinished"></translation>
+        <translation>Запрос состояния…</translation>
     </message>
     <message>
         <source>Step 2. Connecting to the cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Шаг 2. Подключение к облаку</translation>
     </message>
     <message>
         <source>Step 4. Finish</source>
-        <translation type="unfinished"></translation>
+        <translation>Шаг 4. Готово</translation>
     </message>
     <message>
         <source>Your registration process is complete</source>
-        <translation type="unfinished"></translation>
+        <translation>Регистрация завершена</translation>
     </message>
     <message>
         <source>Step 1. Fill in the thing names</source>
-        <translation type="unfinished"></translation>
+        <translation>Шаг 1. Задайте имена устройств</translation>
     </message>
     <message>
         <source>The code has expired. Begin a new session for another one.</source>
-        <translation type="unfinished"></translation>
+        <translation>Срок действия кода истёк. Чтобы получить другой код, начните новый сеанс.</translation>
     </message>
     <message>
         <source>Step 3. Enter the code in the cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Шаг 3. Введите код в облаке</translation>
     </message>
     <message>
         <source>Registration Error</source>
-        <translation type="unfinished"></translation>
+        <translation>Ошибка регистрации</translation>
     </message>
     <message>
         <source>Registation has completed with an error.</source>
-        <translation type="unfinished"></translation>
+        <translation>Регистрация завершилась с ошибкой.</translation>
     </message>
     <message>
         <source>%1 (gateway): %2</source>
-        <translation type="unfinished"></translation>
+        <translation>%1 (шлюз): %2</translation>
     </message>
     <message>
         <source>Code copied to clipboard</source>
-        <translation type="unfinished"></translation>
+        <translation>Код скопирован в буфер обмена</translation>
     </message>
     <message>
         <source>The browser could not be opened</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось открыть браузер</translation>
     </message>
 </context>
 <context>
     <name>ReportInterval</name>
     <message>
         <source>3 min</source>
-        <translation type="unfinished"></translation>
+        <translation>3 мин</translation>
     </message>
     <message>
         <source>5 min</source>
-        <translation type="unfinished"></translation>
+        <translation>5 мин</translation>
     </message>
     <message>
         <source>10 min</source>
-        <translation type="unfinished"></translation>
+        <translation>10 мин</translation>
     </message>
     <message>
         <source>15 min</source>
-        <translation type="unfinished"></translation>
+        <translation>15 мин</translation>
     </message>
     <message>
         <source>20 min</source>
-        <translation type="unfinished"></translation>
+        <translation>20 мин</translation>
     </message>
     <message>
         <source>30 min</source>
-        <translation type="unfinished"></translation>
+        <translation>30 мин</translation>
     </message>
     <message>
         <source>1 hour</source>
-        <translation type="unfinished"></translation>
+        <translation>1 ч</translation>
     </message>
     <message>
         <source>2 hours</source>
-        <translation type="unfinished"></translation>
+        <translation>2 ч</translation>
     </message>
     <message>
         <source>3 hours</source>
-        <translation type="unfinished"></translation>
+        <translation>3 ч</translation>
     </message>
     <message>
         <source>5 hours</source>
-        <translation type="unfinished"></translation>
+        <translation>5 ч</translation>
     </message>
     <message>
         <source>12 hours</source>
-        <translation type="unfinished"></translation>
+        <translation>12 ч</translation>
     </message>
     <message>
         <source>1 day</source>
-        <translation type="unfinished"></translation>
+        <translation>1 сутки</translation>
     </message>
 </context>
 <context>
     <name>SettingsPage</name>
     <message>
         <source>Backup files (*.bak)</source>
-        <translation type="unfinished"></translation>
+        <translation>Резервные копии (*.bak)</translation>
     </message>
     <message>
         <source> s</source>
-        <translation type="unfinished"></translation>
+        <translation> с</translation>
     </message>
     <message>
         <source>&amp;Dark theme</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Тёмная тема</translation>
     </message>
     <message>
         <source>Start when &amp;I log on</source>
-        <translation type="unfinished"></translation>
+        <translation>Запускать при &amp;входе в систему</translation>
     </message>
     <message>
         <source>&amp;Closing the window leaves the program in the tray</source>
-        <translation type="unfinished"></translation>
+        <translation>При закрытии &amp;окна сворачивать в область уведомлений</translation>
     </message>
     <message>
         <source>Start &amp;hidden in the tray</source>
-        <translation type="unfinished"></translation>
+        <translation>При запуске &amp;сворачивать в область уведомлений</translation>
     </message>
     <message>
         <source>&amp;Look for devices regularly</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Регулярно искать устройства</translation>
     </message>
     <message>
         <source> min</source>
-        <translation type="unfinished"></translation>
+        <translation> мин</translation>
     </message>
     <message>
         <source>&amp;Backup…</source>
-        <translation type="unfinished"></translation>
+        <translation>Создать &amp;копию…</translation>
     </message>
     <message>
         <source>L&amp;oad Backup…</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Загрузить копию…</translation>
     </message>
     <message>
         <source>Re&amp;vert</source>
-        <translation type="unfinished"></translation>
+        <translation>Отменить &amp;изменения</translation>
     </message>
     <message>
         <source>&amp;Apply</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Применить</translation>
     </message>
     <message>
         <source>Cloud</source>
-        <translation type="unfinished"></translation>
+        <translation>Облако</translation>
     </message>
     <message>
         <source>Report interval</source>
-        <translation type="unfinished"></translation>
+        <translation>Интервал отправки данных</translation>
     </message>
     <message>
         <source>Host</source>
-        <translation type="unfinished"></translation>
+        <translation>Сервер</translation>
     </message>
     <message>
         <source>Port</source>
-        <translation type="unfinished"></translation>
+        <translation>Порт</translation>
     </message>
     <message>
         <source>Keep-alive</source>
-        <translation type="unfinished"></translation>
+        <translation>Поддержание связи</translation>
     </message>
     <message>
         <source>Interface</source>
-        <translation type="unfinished"></translation>
+        <translation>Интерфейс</translation>
     </message>
     <message>
         <source>Language</source>
-        <translation type="unfinished"></translation>
+        <translation>Язык</translation>
     </message>
     <message>
         <source>System</source>
-        <translation type="unfinished"></translation>
+        <translation>Система</translation>
     </message>
     <message>
         <source>Never more often than every 30 seconds</source>
-        <translation type="unfinished"></translation>
+        <translation>Не чаще одного раза в 30 с</translation>
     </message>
     <message>
         <source>Time between two searches</source>
-        <translation type="unfinished"></translation>
+        <translation>Интервал поиска</translation>
     </message>
     <message>
         <source>Backup and log</source>
-        <translation type="unfinished"></translation>
+        <translation>Резервная копия и журнал</translation>
     </message>
     <message>
         <source>Open Log &amp;Folder</source>
-        <translation type="unfinished"></translation>
+        <translation>Открыть папку &amp;журнала</translation>
     </message>
     <message>
         <source>Settings saved</source>
-        <translation type="unfinished"></translation>
+        <translation>Настройки сохранены</translation>
     </message>
     <message>
         <source>Load Backup</source>
-        <translation type="unfinished"></translation>
+        <translation>Загрузка резервной копии</translation>
     </message>
     <message>
         <source>Save As</source>
-        <translation type="unfinished"></translation>
+        <translation>Сохранить как</translation>
     </message>
     <message>
         <source>%1 already exists. Replace it?</source>
-        <translation type="unfinished"></translation>
+        <translation>Файл %1 уже существует. Заменить его?</translation>
     </message>
     <message>
         <source>Backup could not be saved</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось сохранить резервную копию</translation>
     </message>
     <message>
         <source>Configuration saved</source>
-        <translation type="unfinished"></translation>
+        <translation>Конфигурация сохранена</translation>
     </message>
     <message>
         <source>Backup</source>
-        <translation type="unfinished"></translation>
+        <translation>Резервная копия</translation>
     </message>
     <message>
         <source>The configuration backup file has been generated. It contains sensitive information, so keep it safe!</source>
-        <translation type="unfinished"></translation>
+        <translation>Создан файл резервной копии конфигурации. Он содержит конфиденциальные данные: храните его в надёжном месте!</translation>
     </message>
     <message>
         <source>Configuration could not be restored.</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось восстановить конфигурацию.</translation>
     </message>
     <message>
         <source>Import</source>
-        <translation type="unfinished"></translation>
+        <translation>Восстановление</translation>
     </message>
     <message>
         <source>Configuration has been restored from a backup. Restart the application as soon as possible.</source>
-        <translation type="unfinished"></translation>
+        <translation>Конфигурация восстановлена из резервной копии. Перезапустите программу как можно скорее.</translation>
     </message>
 </context>
 <context>
     <name>StatePage</name>
     <message>
         <source>Devices</source>
-        <translation type="unfinished"></translation>
+        <translation>Устройства</translation>
     </message>
     <message>
         <source>Looking for devices…</source>
-        <translation type="unfinished"></translation>
+        <translation>Идёт поиск устройств…</translation>
     </message>
     <message>
         <source>No devices found yet. Attach a device and press Rescan, or switch on its type under Device settings.</source>
-        <translation type="unfinished"></translation>
+        <translation>Устройства пока не найдены. Подключите устройство и нажмите «Найти устройства» или включите его тип на странице «Настройки устройств».</translation>
     </message>
 </context>
 <context>
     <name>ThingsRegTableModel</name>
     <message>
         <source>Type</source>
-        <translation type="unfinished"></translation>
+        <translation>Тип</translation>
     </message>
     <message>
         <source>Version</source>
-        <translation type="unfinished"></translation>
+        <translation>Версия</translation>
     </message>
     <message>
         <source>Serial</source>
-        <translation type="unfinished"></translation>
+        <translation>Серийный номер</translation>
     </message>
     <message>
         <source>Alias</source>
-        <translation type="unfinished"></translation>
+        <translation>Имя</translation>
     </message>
 </context>
 <context>
     <name>ThingsStateTableModel</name>
     <message>
         <source>Type</source>
-        <translation type="unfinished"></translation>
+        <translation>Тип</translation>
     </message>
     <message>
         <source>Serial</source>
-        <translation type="unfinished"></translation>
+        <translation>Серийный номер</translation>
     </message>
     <message>
         <source>Alias</source>
-        <translation type="unfinished"></translation>
+        <translation>Имя</translation>
     </message>
     <message>
         <source>State</source>
-        <translation type="unfinished"></translation>
+        <translation>Состояние</translation>
     </message>
     <message>
         <source>Reg. ID</source>
-        <translation type="unfinished"></translation>
+        <translation>Регистрация</translation>
     </message>
     <message>
         <source>No</source>
-        <translation type="unfinished"></translation>
+        <translation>Нет</translation>
     </message>
     <message>
         <source>Yes</source>
-        <translation type="unfinished"></translation>
+        <translation>Есть</translation>
     </message>
 </context>
 <context>
     <name>ZUSettings</name>
     <message>
         <source>Language</source>
-        <translation type="unfinished"></translation>
+        <translation>Язык</translation>
     </message>
     <message>
         <source>Language will be changed when the application is relaunched</source>
-        <translation type="unfinished"></translation>
+        <translation>Язык изменится после перезапуска программы</translation>
     </message>
     <message>
         <source>Theme</source>
-        <translation type="unfinished"></translation>
+        <translation>Тема</translation>
     </message>
     <message>
         <source>Application theme will be changed when the application is relaunched</source>
-        <translation type="unfinished"></translation>
+        <translation>Тема изменится после перезапуска программы</translation>
     </message>
 </context>
 <context>
     <name>ZugatewRunner</name>
     <message>
         <source>Cannot rename %1: no such thing</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось переименовать %1: такого устройства нет</translation>
     </message>
     <message>
         <source>Cannot rename to %1 - duplicate alias</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось присвоить имя %1: оно уже занято</translation>
     </message>
     <message>
         <source>Cannot write to %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось записать файл %1</translation>
     </message>
     <message>
         <source>Cannot read %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось прочитать файл %1</translation>
     </message>
     <message>
         <source>Cannot restore config - wrong version</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось восстановить конфигурацию: неподдерживаемая версия</translation>
     </message>
     <message>
         <source>Cannot restore config from %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось восстановить конфигурацию из файла %1</translation>
     </message>
     <message>
         <source>Cannot restore settings from %1 - invalid data</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось восстановить настройки из файла %1: недопустимые данные</translation>
     </message>
     <message>
         <source>Cannot restore credentials from %1 - invalid data</source>
-        <translation type="unfinished"></translation>
+        <translation>Не удалось восстановить учётные данные из файла %1: недопустимые данные</translation>
     </message>
 </context>
 <context>
     <name>deviceforms</name>
     <message>
         <source>Enabled</source>
-        <translation type="unfinished"></translation>
+        <translation>Включено</translation>
+    </message>
+</context>
+<context>
+    <name>registrationdocument</name>
+    <message>
+        <source>Busy with another request</source>
+        <translation>Выполняется другой запрос</translation>
+    </message>
+    <message>
+        <source>No new devices to register</source>
+        <translation>Нет новых устройств для регистрации</translation>
+    </message>
+    <message>
+        <source>Cannot establish a connection to the registrar service</source>
+        <translation>Не удалось подключиться к службе регистрации</translation>
+    </message>
+    <message>
+        <source>Reply processing error</source>
+        <translation>Ошибка обработки ответа</translation>
+    </message>
+    <message>
+        <source>Connection to the registrar service was closed unexpectedly.</source>
+        <translation>Соединение со службой регистрации неожиданно прервано.</translation>
     </message>
 </context>
 </TS>

@@ -50,6 +50,7 @@ private slots:
             const LogFile log;
             const QString text(500, 'y');
             std::vector<std::thread> threads;
+            threads.reserve(4);
             for (int i = 0; i < 4; ++i) {
                 threads.emplace_back([&text] {
                     for (int n = 0; n < 100; ++n) {

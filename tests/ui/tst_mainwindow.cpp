@@ -1,21 +1,18 @@
 #include "settings/settingsstore.h"
-#include "settings/zusettings.h"
 #include "tests/support/files.h"
 #include "tests/support/widgettestmain.h"
 #include "things/thingstate.h"
 #include "ui/mainwindow.h"
-#include "ui/registrationwizard.h"
 #include "ui/scanclock.h"
 #include "ui/widgets/qmaterialicon.h"
+#include "ui/widgets/qstatuslabel.h"
 
 #include <QAbstractEventDispatcher>
+#include <QAbstractItemView>
 #include <QAction>
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QJsonArray>
-#include <QLCDNumber>
-#include <QLabel>
-#include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -23,8 +20,6 @@
 #include <QSplashScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
-#include <QTableView>
-#include <QToolBar>
 #include <QWheelEvent>
 
 using namespace std::chrono_literals;
@@ -94,11 +89,7 @@ private slots:
         m_autostart = FakeAutostart();
         makeWindow();
     }
-    void cleanup()
-    {
-        m_window.reset();
-        QVERIFY(deviceWindow() == nullptr);
-    }
+    void cleanup() { m_window.reset(); }
 
     void startUpTellsItsStepsAndShowsTheWindow_data()
     {
@@ -137,7 +128,7 @@ private slots:
         QCOMPARE(m_window->isVisible(), shown);
         QCOMPARE(deviceWindow()->isVisible(), shown);
         QCOMPARE(m_window->findChild<QSpinBox *>("keepAlive")->value(), 77);
-        QCOMPARE(rows("things").size(), 1); // the gateway itself
+        QCOMPARE(rows("things"), QString("gateway ? "));
         QTRY_COMPARE(shows("regStepLabel"), firstStep);
         m_window->dockClicked();
         QVERIFY(m_window->isVisible());
@@ -148,7 +139,7 @@ private slots:
         QTest::addColumn<int>("step");
         QTest::addColumn<int>("failing"); // operation, or -1 for the user's wish
         QTest::addColumn<int>("status");
-        QTest::newRow("plugins") << 0 << 0 << 1;
+        QTest::newRow("plugins") << 1 << 0 << 1;
         QTest::newRow("scan") << 2 << 1 << 1;
         QTest::newRow("exit") << 1 << -1 << 0;
         QTest::newRow("exit at once") << 0 << -1 << 0;
@@ -160,6 +151,7 @@ private slots:
         atStep(step, [&] {
             if (failing < 0) {
                 m_window->process_action(MainWindow::A_EXIT);
+                m_window->runner_finished(8, QJsonObject()); // was on its way already
             } else {
                 m_window->runner_finished(failing, false);
             }
@@ -191,14 +183,13 @@ private slots:
             QTest::newRow(name) << op << result << expected;
         };
         row("Load", 0, true, {"progress=1/4 Assembling plugins list", "loaded="});
-        row("Load failed", 0, false, {"progress=", "loaded=0"});
-        row("Rescan", 1, true, {"progress=", "loaded="});
-        row("Rescan failed", 1, false, {"progress=", "loaded="});
+        row("Load failed", 0, false, {"progress=", "loaded=false"});
+        row("Rescan", 1, true, {"progress=", "things="});
+        row("Rescan failed", 1, false, {"loaded="});
         row("RegCode", 2, QJsonObject{{"value", 7}, {"timeout", 60}},
             {"regSteps=2", "cloudCode=7", "cloudCountdown=60", "page=3"});
         row("ProcReg", 3, QJsonObject{{"id", "g"}, {"alias", "house"}},
-            {"regSteps=3", "regResults=house (gateway): g", "page=0", asked, "box="});
-        row("ProcReg without members", 3, QJsonObject(), {"regSteps=3", "regResults=", "page=0"});
+            {"regSteps=3", "regResults=house (gateway): g", "page=0", asked});
         row("ProcReg failed", 3, QJsonObject{{"error", "x"}},
             {"box=Registation has completed with an error.<br>x (0)", "regSteps=0", "page=3",
              "regStepLabel=" + firstStep, kept});
@@ -206,7 +197,7 @@ private slots:
             {"deviceConfigsReadButton=off", "deviceConfigsWriteButton=off", "progress="});
         row("Lsthings", 5,
             QVariant::fromValue(ThingStateList{thing("lamp_1_A"), thing("lamp_1_B")}),
-            {"things=lamp A name|lamp B name", "progress="});
+            {"things=lamp A name|lamp B name", "progress=", kept});
         row("CConnect", 6, true, {"progress=", kept});
         row("TRename", 7, false, {"box=", "message="});
         row("CStatus", 8, status(true, 0, 1),
@@ -215,8 +206,6 @@ private slots:
         row("CStatus, faults", 8, status(false, 2, 3),
             {asked, "keyStatus=" + in("Corrupt", QMaterialIcon::Warning),
              "certStatus=Cryptographic error #da30ad"});
-        row("CStatus, unknown", 8, status(true, 9, -1),
-            {"keyStatus=" + missing, "certStatus=" + missing});
         row("DUnreg", 9, true,
             {"regSteps=0", "regStepLabel=" + firstStep, "things=gateway ? "}); // listThings()
         row("AliasFill", 10, QStringList{"lamp_1_A"}, {"prompt=Thing Name", "regSteps=0"});
@@ -232,14 +221,11 @@ private slots:
         row("SImport failed", 13, false,
             {"message=Configuration could not be restored.", "box=", "keepAlive=300"});
         row("SetUpdate", 14, QVariant(), {"keepAlive=77"});
-        row("ThingsGone", 15, true, {"things=", "box=", "message="});
+        row("ThingsGone", 15, true, {"things=", kept});
         row("RegStatus", 16, 2,
             {"regStepLabel=Your registration process is complete", "cloudGetCodeButton=off"});
-        row("RegStatus, partial", 16, 1, {"regStepLabel=" + firstStep, "cloudGetCodeButton=on"});
-        for (const int op : {-1, 17, 1000}) {
-            row(qPrintable(QString::number(op)), op, true,
-                {"progress=", "loaded=", "box=", "message=", "regSteps=0", "page=3"});
-        }
+        row("less than any", -1, true, {"progress=", "things=", kept, "box=", "message="});
+        row("more than any", 17, true, {"progress=", "things=", kept, "box=", "message="});
     }
     void resultsShowWhereTheyBelong()
     {
@@ -252,9 +238,12 @@ private slots:
         m_window->gw_connectivityChanged(true);
         SettingsStore().set(keys::KeepAlive, 77);
         m_window->runner_finished(op, result);
+        // The runner answers in order: after this, nothing that was asked for is still to come.
+        dockAction(2)->trigger();
+        QTRY_VERIFY(dockAction(2)->isEnabled());
         for (const QString &expectation : expected) {
             const QString name = expectation.section('=', 0, 0);
-            QTRY_COMPARE(shows(name), expectation.section('=', 1));
+            QCOMPARE(name + '=' + shows(name), expectation);
         }
         if (openBox() != nullptr) {
             openBox()->button(QMessageBox::Ok)->click();
@@ -262,37 +251,26 @@ private slots:
         }
     }
 
-    void theDockLeadsToItsPages_data()
-    {
-        QTest::addColumn<int>("data");
-        QTest::addColumn<int>("page");
-        QTest::newRow("devices") << 0 << 0;
-        QTest::newRow("cloud") << 1 << 3;
-        QTest::newRow("device settings") << 3 << 2;
-        QTest::newRow("settings") << 4 << 1;
-        QTest::newRow("known devices") << 5 << 4;
-        QTest::newRow("any other") << 6 << 0;
-        QTest::newRow("negative") << -1 << 0;
-    }
     void theDockLeadsToItsPages()
     {
-        QFETCH(int, data);
         SettingsStore().set(keys::CloudSerial, QString("<b>serial"));
         SettingsStore().set(keys::DevicePool, QString(R"({"devices":[{"type":"lamp"}]})"));
-        dockAction(data == 4 ? 3 : 4)->trigger();
+        const QVector<QPair<int, MainWindow::Pages>> pages{
+            {1, MainWindow::P_CLOUD},    {0, MainWindow::P_STATE},    {3, MainWindow::P_DEVICES},
+            {4, MainWindow::P_SETTINGS}, {5, MainWindow::P_REGISTRY}, {6, MainWindow::P_STATE}};
         QAction foreign;
-        foreign.setData(data);
+        foreign.setData(6);
         connect(&foreign, &QAction::triggered, m_window.get(), &MainWindow::sidePane_clicked);
-        (dockAction(data) != nullptr ? dockAction(data) : &foreign)->trigger();
-        QTEST(shows("page").toInt(), "page");
-        if (data == 1) {
-            QVERIFY(shows("gatewaySerial").startsWith("<b>serial "));
-        } else if (data == 5) {
-            QCOMPARE(rows("registeredThings").size(), 1);
+        for (const auto &[data, page] : pages) {
+            (data == 6 ? &foreign : dockAction(data))->trigger();
+            QCOMPARE(shows("page"), QString::number(page));
         }
+        // These show what is stored when their page is opened.
+        QVERIFY(shows("gatewaySerial").startsWith("<b>serial "));
+        QCOMPARE(rows("registeredThings"), QString("lamp  "));
     }
 
-    void aSearchRunsOnceAndLeavesThePage()
+    void aSearchLeavesThePage()
     {
         dockAction(4)->trigger();
         dockAction(2)->trigger();
@@ -301,26 +279,19 @@ private slots:
         QTRY_VERIFY(dockAction(2)->isEnabled()); // the runner answered
     }
 
-    void searchesAreRegularAndOneAtATime_data()
-    {
-        QTest::addColumn<int>("minutes");
-        QTest::addColumn<int>("period"); // milliseconds
-        QTest::newRow("never busy") << 0 << 30'000;
-        QTest::newRow("one") << 1 << 60'000;
-        QTest::newRow("negative") << -5 << 30'000;
-        QTest::newRow("fits the timer") << 2'000'000'000 << 7 * 24 * 3'600'000;
-    }
     void searchesAreRegularAndOneAtATime()
     {
-        QFETCH(int, minutes);
-        SettingsStore().set(keys::ScanInterval, minutes);
         ScanClock clock;
+        const QMap<int, std::chrono::milliseconds> periods{
+            {-5, 30s}, {0, 30s}, {1, 60s}, {2'000'000'000, 7 * 24h}}; // fits the timer
+        for (auto it = periods.begin(); it != periods.end(); ++it) {
+            SettingsStore().set(keys::ScanInterval, it.key());
+            clock.arm();
+            QCOMPARE(clock.period().count(), it.value().count());
+        }
         const QSignalSpy wanted(&clock, &ScanClock::scanWanted);
-        clock.arm();
-        QTEST(int(clock.period().count()), "period");
         const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(&clock);
         QCOMPARE(timers.size(), 1);
-        QCOMPARE(timers.first().interval, int(clock.period().count()));
         QTimerEvent tick(timers.first().timerId);
         QCoreApplication::sendEvent(&clock, &tick);
         QCoreApplication::sendEvent(&clock, &tick);
@@ -350,18 +321,18 @@ private slots:
         openBox()->close();
     }
 
-    void windowsOfDevicesAreShownAndEndWithTheirs()
+    void windowsOfDevicesEndWithTheWindow()
     {
-        m_window->deviceCreated(nullptr);
         const QPointer<QObject> odd(new QObject);
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("No such method"));
-        m_window->deviceCreated(odd);
-        QVERIFY(odd.isNull());
         const QPointer<QObject> thui(new FakeInterface);
-        m_window->deviceCreated(thui);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("No such method"));
+        for (QObject *const created : {static_cast<QObject *>(nullptr), odd.data(), thui.data()}) {
+            m_window->deviceCreated(created);
+        }
+        QVERIFY(odd.isNull());
         QVERIFY(deviceWindow()->isVisible());
         m_window.reset();
-        QVERIFY(thui.isNull());
+        QVERIFY(thui.isNull() && deviceWindow() == nullptr);
     }
 
     void windowsOfDevicesThatWereClosedMakeRoom()
@@ -385,10 +356,10 @@ private slots:
         QVERIFY(m_window->isMinimized()); // there is no tray here
         m_window->bringUp();
         QVERIFY(m_window->isVisible() && !m_window->isMinimized());
-        m_window->trayActivated(QSystemTrayIcon::DoubleClick);
-        QVERIFY(!m_window->isMinimized());
-        m_window->trayActivated(QSystemTrayIcon::Trigger);
-        QVERIFY(m_window->isMinimized());
+        for (const auto reason : {QSystemTrayIcon::DoubleClick, QSystemTrayIcon::Trigger}) {
+            m_window->trayActivated(reason);
+            QCOMPARE(m_window->isMinimized(), reason == QSystemTrayIcon::Trigger);
+        }
         SettingsStore().set(keys::CloseToTray, false);
         QVERIFY(m_window->close());
         QCOMPARE(execStatus(), 0);
@@ -397,12 +368,9 @@ private slots:
     void theLayoutIsRestoredOnce()
     {
         m_window->resize(700, 520);
-        m_window->addToolBar(Qt::BottomToolBarArea, m_window->findChild<QToolBar *>("toolBar"));
         makeWindow();
         m_window->restoreLayout();
         QCOMPARE(m_window->size(), QSize(700, 520));
-        QCOMPARE(m_window->toolBarArea(m_window->findChild<QToolBar *>("toolBar")),
-                 Qt::BottomToolBarArea);
         m_window->resize(720, 540);
         m_window->restoreLayout();
         QCOMPARE(m_window->size(), QSize(720, 540));
@@ -419,36 +387,26 @@ private slots:
         QCOMPARE(m_autostart.calls.size(), 2);
     }
 
-    void backupsGetTheirEnding_data()
+    void backupsGetTheirEndingAndComeBack()
     {
-        QTest::addColumn<QString>("chosen");
-        QTest::addColumn<QString>("written");
-        QTest::newRow("kept") << "a.BAK" << "a.BAK";
-        QTest::newRow("appended") << "a" << "a.bak";
-        QTest::newRow("another ending") << "a.bak.old" << "a.bak.old.bak";
-    }
-    void backupsGetTheirEnding()
-    {
-        QFETCH(QString, chosen);
-        QFETCH(QString, written);
         const QTemporaryDir folder;
-        choose("settingsBackupButton", folder.filePath(chosen));
-        QVERIFY(!m_window->findChild<QPushButton *>("settingsRestoreButton")->isEnabled());
-        QTRY_VERIFY(shows("box").startsWith("The configuration backup file"));
-        QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList(written));
-        QCOMPARE(SettingsStore().value(keys::ExportDirectory), folder.path());
-        openBox()->close();
-
-        // And back; its directory is not remembered.
         const QTemporaryDir other;
-        QVERIFY(QFile::rename(folder.filePath(written), other.filePath("b.bak")));
+        for (const char *const name : {"a.BAK", "b"}) {
+            choose("settingsBackupButton", folder.filePath(name));
+            QVERIFY(!m_window->findChild<QPushButton *>("settingsRestoreButton")->isEnabled());
+            QTRY_VERIFY(shows("box").startsWith("The configuration backup file"));
+            openBox()->close();
+        }
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList({"a.BAK", "b.bak"}));
+        QCOMPARE(SettingsStore().value(keys::ExportDirectory), folder.path());
+
+        QVERIFY(QFile::rename(folder.filePath("b.bak"), other.filePath("b.bak")));
         SettingsStore().set(keys::KeepAlive, 77);
         choose("settingsRestoreButton", other.filePath("b.bak"));
+        QCOMPARE(SettingsStore().value(keys::ExportDirectory), folder.path());
         QTRY_VERIFY(shows("box").startsWith("Configuration has been restored"));
-        QVERIFY(SettingsStore().value(keys::ExportDirectory) != other.path());
-        QCOMPARE(SettingsStore().value(keys::KeepAlive), 300);
-        QCOMPARE(shows("keepAlive"), QString("300"));
         openBox()->close();
+        QCOMPARE(shows("keepAlive"), QString("300"));
     }
 
     void anEarlierBackupIsReplacedOnlyOnYes()
@@ -462,9 +420,7 @@ private slots:
             QCOMPARE(shows("box"), QString("a.bak already exists. Replace it?"));
             openBox()->button(answer)->click();
         }
-        QTRY_VERIFY(shows("box").startsWith("The configuration backup file"));
-        QVERIFY(readFile(file) != "old");
-        openBox()->close();
+        QTRY_VERIFY(readFile(file) != "old");
     }
 
     void theRegistrationIsVoidedOnlyOnYes()
@@ -490,8 +446,8 @@ private slots:
 
     void scrollingChangesNoSettingOfADevice()
     {
-        const QJsonObject number{{"name", "n"}, {"type", "int"}, {"min", 0}, {"max", 9}};
-        m_window->runner_finished(4, QJsonObject{{"lamp", lampWith(number)}});
+        const QJsonArray settings{QJsonObject{{"name", "n"}, {"type", "int"}}};
+        m_window->runner_finished(4, QJsonObject{{"lamp", QJsonObject{{"settings", settings}}}});
         auto *const box = pages()->widget(MainWindow::P_DEVICES)->findChild<QSpinBox *>();
         QVERIFY(box != nullptr);
         box->setValue(5);
@@ -501,7 +457,6 @@ private slots:
         QCOMPARE(box->value(), 5);
         m_window->findChild<QPushButton *>("deviceConfigsWriteButton")->click();
         QCOMPARE(SettingsStore().pluginValues("lamp").value("n").toInt(), 5);
-        QCOMPARE(shows("message"), QString("Device settings saved"));
     }
 
 private:
@@ -512,19 +467,14 @@ private:
         m_progress = std::make_unique<QSignalSpy>(m_window.get(), &MainWindow::loadProgress);
         m_loaded = std::make_unique<QSignalSpy>(m_window.get(), &MainWindow::loadFinished);
     }
-    static QJsonObject lampWith(const QJsonObject &setting)
-    {
-        return {{"name", "lamp"}, {"settings", QJsonArray{setting}}};
-    }
     // Does something in the loop of the start-up, when its n-th step has just been told.
     void atStep(int step, const std::function<void()> &action)
     {
-        connect(m_window.get(), &MainWindow::loadProgress, this,
-                [=](int /*total*/, int completed) {
-                    if (completed == step) {
-                        QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
-                    }
-                });
+        connect(m_window.get(), &MainWindow::loadProgress, this, [=](int /*total*/, int completed) {
+            if (completed == step) {
+                QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
+            }
+        });
     }
     // What the main event loop ends with; -1 when it does not.
     static int execStatus()
@@ -560,34 +510,36 @@ private:
     {
         QStringList steps;
         for (const QList<QVariant> &step : *m_progress) {
-            steps += QStringLiteral("%2/%1 %3").arg(step.at(0).toInt()).arg(step.at(1).toInt()).arg(
-                step.at(2).toString());
+            steps += QStringLiteral("%2/%1 %3")
+                         .arg(step[0].toInt())
+                         .arg(step[1].toInt())
+                         .arg(step[2].toString());
         }
         return steps.join(", ");
     }
-    // The first three columns of a table.
-    QStringList rows(const QString &name) const
+    // The first three columns of a table or a list, row by row.
+    QString rows(const QString &name) const
     {
-        const auto *const model = m_window->findChild<QTableView *>(name)->model();
+        const auto *const model = m_window->findChild<QAbstractItemView *>(name)->model();
         QStringList rows;
         for (int row = 0; row < model->rowCount(); ++row) {
             QStringList cells;
-            for (int column = 0; column < 3; ++column) {
+            for (int column = 0; column < qMin(3, model->columnCount()); ++column) {
                 cells += model->index(row, column).data().toString();
             }
             rows += cells.join(' ');
         }
-        return rows;
+        return rows.join('|');
     }
-    // What the widget of that name shows, labels of states with their colour; for some names that
-    // are no widget's: what is told or open.
+    // What the widget of that name shows, states with their colour. Of some names that are no
+    // widget's: what was told, or is open.
     QString shows(const QString &name) const
     {
         if (name == "progress") {
             return told();
         }
         if (name == "loaded") {
-            return m_loaded->isEmpty() ? QString() : QString::number(m_loaded->last().at(0).toInt());
+            return m_loaded->isEmpty() ? "" : m_loaded->last().at(0).toString();
         }
         if (name == "page") {
             return QString::number(pages()->currentIndex());
@@ -596,34 +548,28 @@ private:
             return m_window->statusBar()->currentMessage();
         }
         if (name == "box") {
-            return openBox() == nullptr ? QString() : openBox()->text();
+            return openBox() == nullptr ? "" : openBox()->text();
         }
         if (name == "prompt") {
             const auto *const prompt = m_window->findChild<QInputDialog *>();
-            return prompt == nullptr ? QString() : prompt->windowTitle();
+            return prompt == nullptr ? "" : prompt->windowTitle();
         }
-        QWidget *const widget = m_window->findChild<QWidget *>(name);
-        if (auto *const label = qobject_cast<QLabel *>(widget)) {
-            const bool colored = name.startsWith("gateway") || name.endsWith("Status");
-            return label->text() +
-                   (colored ? ' ' + label->palette().color(QPalette::WindowText).name() : QString());
+        const auto *const widget = m_window->findChild<QWidget *>(name);
+        if (const auto *const label = qobject_cast<const QStatusLabel *>(widget)) {
+            return label->text() + ' ' + label->palette().color(QPalette::WindowText).name();
         }
-        if (auto *const lcd = qobject_cast<QLCDNumber *>(widget)) {
-            return QString::number(lcd->intValue());
+        if (qobject_cast<const QPushButton *>(widget) != nullptr) {
+            return widget->isEnabled() ? "on" : "off";
         }
-        if (auto *const box = qobject_cast<QSpinBox *>(widget)) {
-            return QString::number(box->value());
+        if (qobject_cast<const QAbstractItemView *>(widget) != nullptr) {
+            return rows(name);
         }
-        if (auto *const button = qobject_cast<QPushButton *>(widget)) {
-            return button->isEnabled() ? "on" : "off";
+        for (const char *const property : {"value", "text", "currentIndex"}) {
+            if (widget->property(property).isValid()) {
+                return widget->property(property).toString();
+            }
         }
-        if (auto *const stack = qobject_cast<QStackedWidget *>(widget)) {
-            return QString::number(stack->currentIndex());
-        }
-        if (auto *const list = qobject_cast<QListWidget *>(widget)) {
-            return list->count() == 0 ? QString() : list->item(0)->text();
-        }
-        return rows(name).join('|');
+        return "?";
     }
 
     FakeAutostart m_autostart;

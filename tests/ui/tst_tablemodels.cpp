@@ -14,6 +14,8 @@ using Model = ThingsStateTableModel;
 
 namespace {
 
+constexpr auto inTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
+
 ThingState thing(const QString &shortid, const QString &alias = "name", int state = 0,
                  const QString &regid = QString())
 {
@@ -25,17 +27,12 @@ ThingState thing(const QString &shortid, const QString &alias = "name", int stat
     return thing;
 }
 
-QString text(const QAbstractItemModel &model, int row, int column, int role = Qt::DisplayRole)
-{
-    return model.index(row, column).data(role).toString();
-}
-
 // What a column shows, row by row.
-QString column(const QAbstractItemModel &model, int column)
+QString column(const QAbstractItemModel &model, int column, int role = Qt::DisplayRole)
 {
     QStringList texts;
     for (int row = 0; row < model.rowCount(); ++row) {
-        texts += text(model, row, column);
+        texts += model.index(row, column).data(role).toString();
     }
     return texts.join(' ');
 }
@@ -57,42 +54,28 @@ QStringList cells(const QSignalSpy &changes)
     return cells;
 }
 
-QJsonValue nested(int depth)
-{
-    QJsonValue value(1);
-    for (int i = 0; i < depth; ++i) {
-        value = i % 2 == 0 ? QJsonValue(QJsonArray{value}) : QJsonValue(QJsonObject{{"", value}});
-    }
-    return value;
-}
-
 } // namespace
 
 class TestTableModels : public QObject
 {
     Q_OBJECT
 
-    const QAbstractItemModelTester::FailureReportingMode m_mode =
-        QAbstractItemModelTester::FailureReportingMode::QtTest;
-
 private slots:
     void statesAreWrittenAsOneLine_data()
     {
         QTest::addColumn<QJsonValue>("state");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("keys sorted, no braces")
-            << QJsonValue(QJsonObject{{"b", 1}, {"a", true}}) << "a:true,b:1";
-        QTest::newRow("array") << QJsonValue(QJsonArray{1, 2}) << "[1,2]";
-        QTest::newRow("six digits") << QJsonValue(0.1234567) << "0.123457";
-        QTest::newRow("million") << QJsonValue(1000000) << "1e+06";
-        QTest::newRow("text as it is") << QJsonValue("<b>,\"") << "<b>,\"";
-        QTest::newRow("nested") << QJsonValue(QJsonObject{
-                                       {"a", QJsonArray{QJsonObject{{"x", 1}, {"y", false}},
-                                                        QJsonValue::Null}},
-                                       {"b", QJsonObject{}}})
-                                << "a:[x:1,y:false,null],b:";
-        QTest::newRow("null") << QJsonValue() << "null";
-        QTest::newRow("undefined") << QJsonValue(QJsonValue::Undefined) << "null";
+        const auto row = [](const char *name, const QJsonValue &state, const char *expected) {
+            QTest::newRow(name) << state << expected;
+        };
+        row("keys sorted, no braces", QJsonObject{{"b", 1}, {"a", true}}, "a:true,b:1");
+        row("array", QJsonArray{1, 2}, "[1,2]");
+        row("six digits", 0.1234567, "0.123457");
+        row("million", 1000000, "1e+06");
+        row("text as it is", "<b>,\"", "<b>,\"");
+        row("nested", QJsonObject{{"a", QJsonArray{QJsonObject{{"x", 1}, {"y", false}}, {}}}},
+            "a:[x:1,y:false,null]");
+        row("undefined", QJsonValue::Undefined, "null");
     }
     void statesAreWrittenAsOneLine()
     {
@@ -100,31 +83,26 @@ private slots:
         QTEST(stateText(state), "expected");
     }
 
-    void statesWithoutEndAreCutOff_data()
-    {
-        QTest::addColumn<QJsonValue>("state");
-        QJsonArray numbers;
-        for (int i = 0; i < 10'000; ++i) {
-            numbers.append(i);
-        }
-        const QString endless(100'000, 'x');
-        QTest::newRow("text") << QJsonValue(endless);
-        QTest::newRow("key") << QJsonValue(QJsonObject{{endless, 1}});
-        QTest::newRow("array") << QJsonValue(numbers);
-        QTest::newRow("deep") << nested(5000);
-    }
     void statesWithoutEndAreCutOff()
     {
-        QFETCH(QJsonValue, state);
-        const QString line = stateText(state);
-        QCOMPARE(line.size(), 2001);
-        QCOMPARE(line.back(), QChar(0x2026));
+        const QString endless(100'000, 'x');
+        QJsonArray many;
+        QJsonValue deep;
+        for (int i = 0; i < 5000; ++i) {
+            many.append(i);
+            deep = i % 2 == 0 ? QJsonValue(QJsonArray{deep}) : QJsonValue(QJsonObject{{"", deep}});
+        }
+        for (const QJsonValue &state :
+             {QJsonValue(endless), QJsonValue(QJsonObject{{endless, 1}}), QJsonValue(many), deep}) {
+            QCOMPARE(stateText(state).size(), 2001);
+            QVERIFY(stateText(state).endsWith(QChar(0x2026)));
+        }
     }
 
     void stateRowsComeChangeAndGo()
     {
         Model model;
-        const QAbstractItemModelTester tester(&model, m_mode);
+        const QAbstractItemModelTester tester(&model, inTest);
         const QSignalSpy inserted(&model, &Model::rowsInserted);
         const QSignalSpy removed(&model, &Model::rowsRemoved);
         model.replaceAll({});
@@ -135,7 +113,6 @@ private slots:
         model.update(thing("lamp_1_B", "old"));
         model.update(thing("host_1_C_9"));
         model.update(thing("lamp_1_B", "new", 7, "id"));
-        QCOMPARE(inserted.size(), 3);
         QCOMPARE(column(model, Model::ColType), QString("lamp lamp host"));
         QCOMPARE(column(model, Model::ColSerial), QString("A B C"));
         QCOMPARE(column(model, Model::ColAlias), QString("name new name"));
@@ -155,53 +132,40 @@ private slots:
         QCOMPARE(column(model, Model::ColType), QString("b"));
     }
 
-    void identifiersAndFaultsAreShownForWhatTheyAre()
+    void identifiersAreTextAndFaultsStandOut()
     {
         Model model;
         ThingState odd = thing("<b>lamp</b>_1", "x", 0, "id");
-        model.update(odd);
-        QCOMPARE(text(model, 0, Model::ColType), QString("<b>lamp</b>"));
-        QCOMPARE(text(model, 0, Model::ColSerial), QString());
-        QCOMPARE(text(model, 0, Model::ColType, Qt::ToolTipRole),
-                 QString("<p>&lt;b&gt;lamp&lt;/b&gt;_1"));
-        model.update(thing("lamp_1_A"));
-        QCOMPARE(text(model, 1, Model::ColType, Qt::ToolTipRole), QString("lamp_1_A"));
-
-        const auto color = [&model](int row) {
-            return model.index(row, Model::ColCloud).data(Qt::DecorationRole).value<QColor>();
-        };
-        const QMaterialIcon &icons = QMaterialIcon::instance();
-        QCOMPARE(color(0), icons.color(QMaterialIcon::Success));
-        QCOMPARE(color(1), icons.color(QMaterialIcon::Warning));
         odd.gone = true;
-        model.update(odd);
-        QCOMPARE(color(0), icons.color(QMaterialIcon::Error));
+        model.replaceAll({odd, thing("lamp_1_A")});
+        QCOMPARE(column(model, Model::ColType), QString("<b>lamp</b> lamp"));
+        QCOMPARE(column(model, Model::ColType, Qt::ToolTipRole),
+                 QString("<p>&lt;b&gt;lamp&lt;/b&gt;_1 lamp_1_A"));
+        QCOMPARE(model.index(0, Model::ColCloud).data(Qt::DecorationRole).value<QColor>(),
+                 QMaterialIcon::instance().color(QMaterialIcon::Error));
     }
 
     void renamingIsAskedForOnceAndShownWhenItHappened()
     {
         Model model;
-        const QAbstractItemModelTester tester(&model, m_mode);
         model.update(thing("lamp_1_A", "old"));
         const QSignalSpy renamed(&model, &Model::renameRequested);
         const QModelIndex cell = model.index(0, Model::ColAlias);
-        QCOMPARE(text(model, 0, Model::ColAlias, Qt::EditRole), QString("old"));
+        QCOMPARE(cell.data(Qt::EditRole).toString(), QString("old"));
         for (const char *const ignored : {"", "  ", "old", " old "}) {
             QVERIFY(!model.setData(cell, ignored, Qt::EditRole));
         }
-        QVERIFY(!model.setData(model.index(0, Model::ColState), "new", Qt::EditRole));
         QVERIFY(renamed.isEmpty());
-
         QVERIFY(model.setData(cell, " new ", Qt::EditRole));
         QCOMPARE(renamed.size(), 1);
         QCOMPARE(renamed.first(), QVariantList({"lamp_1_A", "new"}));
-        QCOMPARE(text(model, 0, Model::ColAlias), QString("old"));
+        QCOMPARE(cell.data().toString(), QString("old"));
     }
 
     void changesAreGatheredAndReachWhatChanged()
     {
         Model model;
-        const QAbstractItemModelTester tester(&model, m_mode);
+        const QAbstractItemModelTester tester(&model, inTest);
         model.replaceAll({thing("a_1_0"), thing("a_1_1"), thing("a_1_2"), thing("a_1_3")});
         QSignalSpy changes(&model, &Model::dataChanged);
         for (int i = 1; i <= 100; ++i) {
@@ -211,19 +175,14 @@ private slots:
         QTRY_COMPARE(changes.size(), 1);
         QCOMPARE(cells(changes), QStringList("1:3"));
 
+        // A row that goes before its change was announced, and others that move meanwhile.
         changes.clear();
-        model.update(thing("a_1_0", "name", 0, "id"));
+        model.update(thing("a_1_0", "name", 5));
+        model.update(thing("a_1_2", "name", 0, "id"));
         model.update(thing("a_1_3", "other"));
-        QTRY_COMPARE(changes.size(), 2);
-        QCOMPARE(cells(changes), QStringList({"0:4", "3:2"}));
-
-        // A row that went before its change was announced, and one that moved meanwhile.
-        changes.clear();
-        model.update(thing("a_1_0", "name", 5, "id"));
-        model.update(thing("a_1_2", "name", 5));
         model.remove("a_1_0");
-        QTRY_COMPARE(changes.size(), 1);
-        QCOMPARE(cells(changes), QStringList("1:3"));
+        QTRY_COMPARE(changes.size(), 2);
+        QCOMPARE(cells(changes), QStringList({"1:4", "2:2"}));
     }
 
     void whatIsBeingTypedOutlivesChanges()
@@ -237,7 +196,6 @@ private slots:
         view.edit(view.currentIndex());
         auto *const editor = view.findChild<QLineEdit *>();
         QVERIFY(editor != nullptr);
-        QCOMPARE(editor->text(), QString("name"));
         editor->setText("half a na");
 
         QSignalSpy changes(&model, &Model::dataChanged);
@@ -245,11 +203,8 @@ private slots:
         model.update(thing("a_1_1", "name", 1, "id"));
         model.update(thing("a_1_2", "renamed", 1, "id"));
         QTRY_COMPARE(cells(changes).filter(":2"), QStringList({"0:2", "2:2"}));
-        model.update(thing("a_1_9"));
         model.remove("a_1_0");
-        QCOMPARE(view.findChild<QLineEdit *>(), editor);
         QCOMPARE(editor->text(), QString("half a na"));
-
         const QSignalSpy renamed(&model, &Model::renameRequested);
         QTest::keyClick(editor, Qt::Key_Return);
         QTRY_COMPARE(renamed.size(), 1);
@@ -258,32 +213,28 @@ private slots:
 
     void knownDevicesAreListedAndTakenOut()
     {
-        ThingsRegTableModel model;
-        const QAbstractItemModelTester tester(&model, m_mode);
-        const QSignalSpy inserted(&model, &ThingsRegTableModel::rowsInserted);
-        const QSignalSpy removed(&model, &ThingsRegTableModel::rowsRemoved);
-        model.replaceAll({});
-        QVERIFY(inserted.isEmpty() && removed.isEmpty());
-
+        using RegModel = ThingsRegTableModel;
+        RegModel model;
+        const QAbstractItemModelTester tester(&model, inTest);
+        const QSignalSpy removed(&model, &RegModel::rowsRemoved);
         QJsonArray devices;
-        for (int i = 0; i < 5; ++i) {
-            devices.append(QJsonObject{{"type", "t"}, {"version", "1"}, {"serial", QString(i, 's')}});
+        for (const char *const serial : {"a", "b", "c", "d"}) {
+            devices.append(QJsonObject{{"type", "t"}, {"version", "1"}, {"serial", serial}});
         }
         devices.append("no object");
+        model.replaceAll({});
         model.replaceAll(devices);
-        QCOMPARE(inserted.size(), 1);
-        QCOMPARE(model.key(2), QString("t_1_ss"));
-        QCOMPARE(text(model, 2, ThingsRegTableModel::ColSerial), QString("ss"));
-        QCOMPARE(text(model, 2, ThingsRegTableModel::ColAlias), QString()); // is missing
-        QCOMPARE(text(model, 5, ThingsRegTableModel::ColType), QString());
+        QCOMPARE(model.key(2), QString("t_1_c"));
+        QCOMPARE(column(model, RegModel::ColSerial), QString("a b c d "));
+        QCOMPARE(column(model, RegModel::ColAlias).trimmed(), QString());
 
-        QVERIFY(!model.removeRows(6, 1) && !model.removeRows(-1, 2) && !model.removeRows(0, 0));
+        QVERIFY(!model.removeRows(5, 1) && !model.removeRows(-1, 2) && !model.removeRows(0, 0));
         QVERIFY(model.removeRows(3, 100)); // as many as there are
         QVERIFY(model.removeRow(1));
         QCOMPARE(removed.size(), 2);
-        QCOMPARE(column(model, ThingsRegTableModel::ColSerial), QString(" ss"));
+        QCOMPARE(column(model, RegModel::ColSerial), QString("a c"));
         model.replaceAll(devices);
-        QCOMPARE(model.rowCount(), 6);
+        QCOMPARE(model.rowCount(), 5);
     }
 };
 

@@ -153,7 +153,7 @@ def main():
     for number in signals:
         signal.signal(number, stop_on_signal)
     programs = []
-    with tempfile.TemporaryDirectory(prefix="kvg-") as sockets:
+    with tempfile.TemporaryDirectory(prefix="kvg-", dir="/tmp") as sockets:
         try:
             with own_folder(work):
                 journey(options, build, work, pathlib.Path(sockets), programs)
@@ -161,7 +161,7 @@ def main():
         except Stopped as stopped:
             print(f"\nstopped by signal {stopped.args[0]}", file=sys.stderr)
             status = 128 + stopped.args[0]
-        except Exception as error:  # pylint: disable=broad-except  # whatever it is, it has a reason
+        except Exception as error:  # pylint: disable=broad-except  # all have a reason
             reason = str(error) if isinstance(error, JourneyError) else repr(error)
             print(f"\nThe journey failed: {reason}", file=sys.stderr)
             for program in programs:

@@ -22,7 +22,8 @@ class Program:
             # The kernel ends the child if this process is killed outright.
             self.process = subprocess.Popen(
                 ["setpriv", "--pdeathsig", "TERM", "--", *map(str, command)], env=environment,
-                stdin=subprocess.DEVNULL, stdout=output or log_file, stderr=log_file)
+                stdin=subprocess.DEVNULL, stdout=output or log_file, stderr=log_file,
+                start_new_session=True)  # Ctrl+C is for this process, which ends them in order
 
     @property
     def running(self):

@@ -70,9 +70,9 @@ class Screen:
         Atspi.init()
         self.pictures = pictures
         self.taken = 0
-        self.clicked = None # where the last click was
-        self.pid = 0        # of the program that is looked at
-        self.words = {}     # English to the sets of words of another language
+        self.clicked = None  # where the last click was
+        self.pid = 0  # of the program that is looked at
+        self.words = {}  # English to the sets of words of another language
 
     # --- eyes
 

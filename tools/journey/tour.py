@@ -31,15 +31,14 @@ def translations(file):
 class Tour:
     """One run. Each step raises JourneyError when the window does not do what it should.
 
-    `start_gateway` starts the program and gives the running one; `opened` is the file that the
-    addresses go to which are opened in the browser.
+    `start_gateway` starts the program and gives the running one; the backup goes to `folder`;
+    `opened` is the file that gets the addresses which the gateway opens in the browser.
     """
 
     def __init__(self, start_gateway, screen, portal, folder, opened):
         self.start_gateway = start_gateway
         self.screen = screen
         self.portal = portal
-        self.folder = folder
         self.opened = opened
         self.backup = folder / "kvg.bak"
         self.gateway = None
@@ -87,7 +86,7 @@ class Tour:
             self.gateway.process.send_signal(signal.SIGSTOP)
             return {number for number, size in self.screen.windows().items() if size[0] > 100}
         try:
-            splash = wait_for("splash", slice_of_time)
+            splash = wait_for("splash", slice_of_time, 60)
             while slice_of_time() == splash:
                 self.screen.taken = 0  # the last of these is the one to keep
                 self.screen.picture("splash")
@@ -269,6 +268,8 @@ class Tour:
         """A picture of every page as it looks now."""
         for page in PAGES:
             self.screen.press(page)
+            wait_for(f"page “{page}”",
+                     lambda: "checked" in states(self.screen.find(BUTTON, page)))
             self.screen.picture(f"{page}-{self.look}", self.window())
         self.screen.picture(f"Lamps-{self.look}", self.window("Lamps"))
         self.screen.press("Devices")

@@ -58,5 +58,6 @@ void QCountDownLCD::setDigitColor(const QColor &color)
     colored.setBrush(QPalette::Window, legibleGround(color, colored.color(QPalette::Window)));
     colored.setBrush(QPalette::WindowText, color);
     setPalette(colored);
-    setAutoFillBackground(true);
+    setAutoFillBackground(colored.color(QPalette::Window) !=
+                          QApplication::palette(this).color(QPalette::Window));
 }
