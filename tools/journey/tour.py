@@ -127,7 +127,7 @@ class Tour:
         return self.row_of(alias)[1][STATE]
 
     def labels(self):
-        return self.screen.texts(("label",))
+        return self.screen.texts(("label", "image", "icon"))
 
     def window(self, title=TITLE):
         return wait_for(f"window “{title}”", lambda: self.screen.top(title))
@@ -205,7 +205,7 @@ class Tour:
             row[REGISTERED] == wanted for row in self.screen.rows("Devices")) == count, 30)
 
     def wait_for_connection(self):
-        wait_for("connection", lambda: "Connected" in self.labels(), 30)
+        wait_for("connection", lambda: "Connected to the cloud" in self.labels(), 30)
         say("connected", "over TLS")
 
     def watch_states(self, seconds):
