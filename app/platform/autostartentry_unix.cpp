@@ -1,5 +1,4 @@
-// The autostart folder and the format of its files: freedesktop.org's Desktop Application
-// Autostart Specification and Desktop Entry Specification.
+// The autostart folder and the format of its files are those of freedesktop.org.
 #include "app/platform/autostartentry.h"
 
 #include "app/log.h"

@@ -34,7 +34,7 @@ def names(widget):
 
 
 def extents(widget):
-    return widget.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
+    return Atspi.Component.get_extents(widget, Atspi.CoordType.SCREEN)
 
 
 def shown(widget):
@@ -125,12 +125,12 @@ class Screen:
 
     def rows(self, table):
         """The texts of a table that can be seen, cell by cell."""
-        grid = self.find(("table",), table).get_table_iface()
+        grid = self.find(("table",), table)
         return [[grid.get_accessible_at(row, column).get_name()
                  for column in range(grid.get_n_columns())] for row in range(grid.get_n_rows())]
 
     def cell(self, table, row, column):
-        return self.find(("table",), table).get_table_iface().get_accessible_at(row, column)
+        return self.find(("table",), table).get_accessible_at(row, column)
 
     def windows(self):
         """Its windows that can be seen, with menus and the icon in the tray: number and size."""
