@@ -2,27 +2,37 @@
 
 namespace {
 
-QMessageBox *makeBox(QWidget *parent, QMessageBox::Icon icon, const QString &title,
+constexpr int mostWaiting = 20; // boxes of one window; whoever makes more tells nothing new
+
+const QString pending = QStringLiteral("pendingBox");
+
+// Those that are open or wait, in the order in which they were made; not those that only wait
+// for their deletion.
+QList<QMessageBox *> boxesOf(const QWidget *window)
+{
+    return window == nullptr
+               ? QList<QMessageBox *>()
+               : window->findChildren<QMessageBox *>(pending, Qt::FindDirectChildrenOnly);
+}
+
+QMessageBox *makeBox(QWidget *window, QMessageBox::Icon icon, const QString &title,
                      const QString &text)
 {
-    auto *const box = new QMessageBox(icon, title, text, QMessageBox::NoButton, parent);
+    auto *const box = new QMessageBox(icon, title, text, QMessageBox::NoButton, window);
     box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setObjectName(pending);
+    QObject::connect(box, &QMessageBox::finished, box, [box] { box->setObjectName(QString()); });
     return box;
 }
 
-bool isOpen(const QWidget *parent, const QString &text)
+// Of two boxes that are open at once over one window, neither hears the keyboard.
+void openAfter(const QList<QMessageBox *> &others, QMessageBox *box)
 {
-    const auto boxes =
-        parent == nullptr
-            ? QList<QMessageBox *>()
-            : parent->findChildren<QMessageBox *>(QString(), Qt::FindDirectChildrenOnly);
-    for (QMessageBox *const box : boxes) {
-        if (box->isVisible() && box->text() == text) {
-            box->raise();
-            return true;
-        }
+    if (others.isEmpty()) {
+        box->open();
+    } else {
+        QObject::connect(others.last(), &QMessageBox::finished, box, &QDialog::open);
     }
-    return false;
 }
 
 } // namespace
@@ -30,19 +40,28 @@ bool isOpen(const QWidget *parent, const QString &text)
 void dialogs::tell(QWidget *parent, QMessageBox::Icon icon, const QString &title,
                    const QString &text, Qt::TextFormat format)
 {
-    if (isOpen(parent, text)) {
+    QWidget *const window = parent == nullptr ? nullptr : parent->window();
+    const QList<QMessageBox *> others = boxesOf(window);
+    for (QMessageBox *const other : others) {
+        if (other->text() == text) {
+            other->raise();
+            return;
+        }
+    }
+    if (others.size() >= mostWaiting) {
         return;
     }
-    QMessageBox *const box = makeBox(parent, icon, title, text);
+    QMessageBox *const box = makeBox(window, icon, title, text);
     box->setTextFormat(format);
     box->addButton(QMessageBox::Ok);
-    box->open();
+    openAfter(others, box);
 }
 
 void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
                   const std::function<void()> &accepted)
 {
-    QMessageBox *const box = makeBox(parent, QMessageBox::Question, title, text);
+    const QList<QMessageBox *> others = boxesOf(parent->window());
+    QMessageBox *const box = makeBox(parent->window(), QMessageBox::Question, title, text);
     box->setTextFormat(Qt::PlainText);
     box->setStandardButtons(QMessageBox::Yes | QMessageBox::No);
     box->setDefaultButton(QMessageBox::No);
@@ -51,5 +70,5 @@ void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
             accepted();
         }
     });
-    box->open();
+    openAfter(others, box);
 }

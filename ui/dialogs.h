@@ -7,12 +7,12 @@
 
 class QWidget;
 
-// Boxes that do not hold up the program. Interface thread. Texts are shown as they are, never as
+// Boxes that do not hold up the program, one after the other for each window. Interface thread. Texts are shown as they are, never as
 // markup, unless said otherwise.
 namespace dialogs {
 
-// Opens a box with an OK button and returns at once. A box that says the same already is brought
-// to the front instead. `format`: Qt::RichText for texts that are markup, whose foreign parts
+// Opens a box with an OK button and returns at once. One that says the same already, or waits to,
+// is enough. `format`: Qt::RichText for texts that are markup, whose foreign parts
 // the caller has escaped.
 void tell(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text,
           Qt::TextFormat format = Qt::PlainText);

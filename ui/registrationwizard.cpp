@@ -134,22 +134,23 @@ QWidget *RegistrationWizard::makeCodePage()
 {
     auto *const page = new QWidget(m_steps);
     m_code->setObjectName("cloudCode");
-    m_code->setAccessibleName(tr("Code"));
     m_code->setSegmentStyle(QLCDNumber::Flat);
     m_code->setFrameShape(QFrame::NoFrame);
     m_code->setMinimumHeight(56);
     m_code->setMaximumWidth(360);
     m_countdown->setObjectName("cloudCountdown");
-    m_countdown->setAccessibleName(tr("Expires in"));
     m_countdown->setFrameShape(QFrame::NoFrame);
     m_countdown->setFixedHeight(28);
     m_countdown->setMaximumWidth(180);
+    // No accessible names: they would hide the numbers from screen readers.
+    auto *const expiry = new QLabel(tr("Expires in:"), page);
+    expiry->setBuddy(m_countdown);
     QVBoxLayout *const column = makeColumn(page);
     column->addWidget(m_code);
     column->addLayout(makeRow(
         {m_copyButton, pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page),
          m_expiredButton}));
-    column->addLayout(makeRow({new QLabel(tr("Expires in:"), page), m_countdown}));
+    column->addLayout(makeRow({expiry, m_countdown}));
     column->addStretch();
     return page;
 }

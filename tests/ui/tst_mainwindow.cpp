@@ -1,6 +1,7 @@
 #include "settings/settingsstore.h"
 #include "tests/support/files.h"
 #include "tests/support/widgettestmain.h"
+#include "tests/ui/fakeinterface.h"
 #include "things/thingstate.h"
 #include "ui/mainwindow.h"
 #include "ui/scanclock.h"
@@ -34,20 +35,6 @@ struct FakeAutostart : Autostart
 
     bool set = false;
     QList<bool> calls;
-};
-
-// What a device brings along: makes one window, which it does not own.
-class FakeInterface : public QObject
-{
-    Q_OBJECT
-
-public:
-    Q_INVOKABLE QWidget *createWidget(QWidget *parent)
-    {
-        auto *const window = new QWidget(parent);
-        window->setObjectName("deviceWindow");
-        return window;
-    }
 };
 
 QPointer<QWidget> deviceWindow()
