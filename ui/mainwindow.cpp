@@ -104,6 +104,11 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     showPage(P_STATE);
     m_tray = new TrayIcon(m_menu, this);
     connect(m_tray, &TrayIcon::activated, this, &MainWindow::trayActivated);
+    connect(m_tray, &TrayIcon::missing, this, [this] {
+        if (!isVisible()) {
+            showMinimized(); // nothing else leads to it
+        }
+    });
     m_worker.start();
     m_settingsPage->load();
     m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);

@@ -9,6 +9,7 @@
 
 #include <QClipboard>
 #include <QDesktopServices>
+#include <QGridLayout>
 #include <QGuiApplication>
 #include <QJsonArray>
 #include <QLCDNumber>
@@ -25,7 +26,7 @@
 
 namespace {
 
-constexpr int copiedNotice = 1500;   // milliseconds
+constexpr int copiedNotice = 1500;  // milliseconds
 constexpr int mostResults = 100000; // lines; a fleet is smaller
 
 // Below each other, at the top, as wide as they need to be.
@@ -133,24 +134,28 @@ QWidget *RegistrationWizard::makeWaitPage()
 QWidget *RegistrationWizard::makeCodePage()
 {
     auto *const page = new QWidget(m_steps);
+    // No accessible names for the numbers: they would hide them from screen readers.
     m_code->setObjectName("cloudCode");
     m_code->setSegmentStyle(QLCDNumber::Flat);
     m_code->setFrameShape(QFrame::NoFrame);
-    m_code->setMinimumHeight(56);
-    m_code->setMaximumWidth(360);
+    m_code->setFixedSize(360, 56);
     m_countdown->setObjectName("cloudCountdown");
-    m_countdown->setFrameShape(QFrame::NoFrame);
-    m_countdown->setFixedHeight(28);
-    m_countdown->setMaximumWidth(180);
-    // No accessible names: they would hide the numbers from screen readers.
+    m_countdown->setFixedSize(180, 28);
     auto *const expiry = new QLabel(tr("Expires in:"), page);
     expiry->setBuddy(m_countdown);
+    // Both numbers stand at the right of their ten digits.
+    auto *const display = new QGridLayout;
+    display->addWidget(m_code, 0, 0, 1, 2);
+    display->addWidget(expiry, 1, 0);
+    display->addWidget(m_countdown, 1, 1, Qt::AlignRight);
+    auto *const displayRow = new QHBoxLayout;
+    displayRow->addLayout(display);
+    displayRow->addStretch();
     QVBoxLayout *const column = makeColumn(page);
-    column->addWidget(m_code);
+    column->addLayout(displayRow);
     column->addLayout(makeRow(
         {m_copyButton, pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page),
          m_expiredButton}));
-    column->addLayout(makeRow({expiry, m_countdown}));
     column->addStretch();
     return page;
 }

@@ -23,6 +23,8 @@ void TrayIcon::attempt()
         if (m_retries < mostRetries) {
             ++m_retries;
             QTimer::singleShot(m_retries * step, this, &TrayIcon::attempt);
+        } else {
+            emit missing();
         }
         return;
     }

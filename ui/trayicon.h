@@ -21,6 +21,8 @@ public:
     bool isThere() const { return m_icon != nullptr; }
 
 signals:
+    // There is no tray, and it is looked for no more.
+    void missing();
     void activated(QSystemTrayIcon::ActivationReason reason);
 
 private:
