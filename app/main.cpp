@@ -42,7 +42,8 @@ void settleLanguage(const QCommandLineParser &parser)
     settleLanguage(parser.isSet("reset"), language);
 }
 
-int runWindow(const QtDockedApplication &app, SingleAppHandler &guard)
+int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
+              const QuitSignals &quitSignals)
 {
     QAutoStarter autostart(QStringLiteral("NimbraCloudGate"),
                            QStringLiteral(":/images/zu-gate.png"), nullptr);
@@ -58,6 +59,7 @@ int runWindow(const QtDockedApplication &app, SingleAppHandler &guard)
                              window.bringUp();
                          }
                      });
+    QObject::connect(&quitSignals, &QuitSignals::asked, &window, &MainWindow::leave);
     window.restoreLayout();
     QMetaObject::invokeMethod(&window, "runInitSequence", Qt::AutoConnection);
     return QCoreApplication::exec();
@@ -101,7 +103,7 @@ int main(int argc, char *argv[])
         QMaterialIcon::instance().setDark(isDarkTheme());
         const Translations translations(storedLanguage());
         const QuitSignals quitSignals;
-        status = runWindow(app, guard);
+        status = runWindow(app, guard, quitSignals);
     }
     leaveWithin(500ms, status);
     return status;

@@ -31,7 +31,6 @@
 #include <QToolButton>
 
 #include <iterator>
-#include <optional>
 
 Q_LOGGING_CATEGORY(lcUi, "kvg.ui")
 
@@ -300,28 +299,33 @@ void MainWindow::runInitSequence()
     splash.show();
     connect(this, &MainWindow::loadProgress, &splash, &Splash::showProgress);
     QEventLoop loop;
-    std::optional<bool> outcome; // none: somebody ended the application meanwhile
-    connect(this, &MainWindow::loadFinished, &loop, [&loop, &outcome](bool result) {
-        // The user may have left already, and the loop have got round to this all the same.
-        if (loop.isRunning()) {
-            outcome = result;
-            loop.exit(result ? 0 : 1);
+    connect(this, &MainWindow::loadFinished, &loop, [this, &loop](bool result) {
+        if (!result && !m_status) {
+            m_status = 1;
         }
+        loop.exit(result ? 0 : 1);
     });
     m_loading = true;
     m_deviceWindows.holdBack();
     emit loadProgress(4, 0, tr("Loading plugins"));
     queue(&ZugatewRunner::loadPlugins);
-    loop.exec();
-
-    if (outcome != true) {
-        qCWarning(lcUi, outcome.has_value() ? "Start-up failed" : "Left during start-up");
+    if (!m_status) {
+        loop.exec();
+    }
+    if (!m_status) {
+        appear(splash);
+    }
+    if (m_status) {
+        qCWarning(lcUi, "Left during start-up with %d", *m_status);
         // The main event loop does not run yet, and would forget to end.
-        const int status = outcome.has_value() ? 1 : 0;
+        const int status = *m_status;
         QMetaObject::invokeMethod(
             qApp, [status] { QCoreApplication::exit(status); }, Qt::QueuedConnection);
-        return;
     }
+}
+
+void MainWindow::appear(QSplashScreen &splash)
+{
     m_settingsPage->load();
     if (m_settings.store().value(keys::StartHidden) && !m_bringUpLater) {
         splash.close(); // finish() would wait for a window that does not come
@@ -332,6 +336,12 @@ void MainWindow::runInitSequence()
     splash.finish(this);
     m_deviceWindows.showAll();
     bringUp();
+}
+
+void MainWindow::leave()
+{
+    m_status = 0;
+    QCoreApplication::exit(0); // ends the loop of the start-up as well
 }
 
 void MainWindow::bringUp()
@@ -363,7 +373,8 @@ void MainWindow::dockClicked()
 void MainWindow::runner_finished(int op, const QVariant &result)
 {
     if (op >= 0 && op < int(std::size(s_reactions))) {
-        (this->*s_reactions[op])(result);
+        const Reaction reaction = s_reactions[op];
+        (this->*reaction)(result);
     }
 }
 
@@ -575,7 +586,7 @@ void MainWindow::process_action(int action)
         }
         break;
     case A_EXIT:
-        QCoreApplication::exit(0); // ends the loop of the start-up as well
+        leave();
         break;
     case A_ABOUT:
         showAboutBox(this);
@@ -611,5 +622,5 @@ void MainWindow::closeEvent(QCloseEvent *event)
         return;
     }
     event->accept();
-    QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &MainWindow::leave, Qt::QueuedConnection);
 }

@@ -13,6 +13,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 
 class CVUpdater;
 class CloudPage;
@@ -20,6 +21,7 @@ class DevicesPage;
 class QActionGroup;
 class QLabel;
 class QLedLabel;
+class QSplashScreen;
 class QStackedWidget;
 class RegThingsEditor;
 class SettingsPage;
@@ -54,6 +56,8 @@ public slots:
     // window unless the settings hide it. When the chain fails the application ends with 1, when
     // the user leaves meanwhile with 0, both as soon as the main event loop runs.
     void runInitSequence();
+    // Ends the application with 0, also during start-up.
+    void leave();
     // Shows, raises and activates the window; during start-up, as soon as that is over.
     void bringUp();
     void checkUpdate();
@@ -85,6 +89,7 @@ private:
     void makeMenu();
     void makeStatusBar();
     void connectRunner();
+    void appear(QSplashScreen &splash);
     void showPage(Pages page);
     void showScanning(bool on);
     void notice(const QString &text, int milliseconds);
@@ -129,6 +134,7 @@ private:
     QAction *m_scanAction;
     QLabel *m_title;
     QLedLabel *m_led;
+    std::optional<int> m_status; // to end with; none while nobody leaves
     bool m_loading = false;
     bool m_layoutRestored = false;
     bool m_bringUpLater = false;

@@ -2,9 +2,9 @@
 
 #include <QObject>
 
-// Turns the system's request to end the process (SIGINT, SIGTERM, SIGHUP) into the orderly end of
-// the event loop. One instance, on the thread of the application object; where the platform has
-// no such signals it does nothing.
+// The system's request to end the process (SIGINT, SIGTERM, SIGHUP) as a signal in the event loop,
+// so that it ends in order. One instance, on the thread of the application object; where the
+// platform has no such requests it does nothing.
 class QuitSignals : public QObject
 {
     Q_OBJECT
@@ -12,4 +12,7 @@ class QuitSignals : public QObject
 public:
     explicit QuitSignals(QObject *parent = nullptr);
     ~QuitSignals() override;
+
+signals:
+    void asked();
 };

@@ -1,6 +1,5 @@
 #include "app/platform/quitsignals.h"
 
-#include <QCoreApplication>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -28,9 +27,9 @@ QuitSignals::QuitSignals(QObject *parent)
         return;
     }
     auto *const notifier = new QSocketNotifier(wake[0], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, [notifier] {
+    connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
         notifier->setEnabled(false);
-        QCoreApplication::quit();
+        emit asked();
     });
     struct sigaction action = {};
     action.sa_handler = raised;

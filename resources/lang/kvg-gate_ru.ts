@@ -368,14 +368,6 @@
         <translation>Подключение…</translation>
     </message>
     <message>
-        <source>Code</source>
-        <translation>Код</translation>
-    </message>
-    <message>
-        <source>Expires in</source>
-        <translation>Осталось секунд</translation>
-    </message>
-    <message>
         <source>&amp;Open in browser</source>
         <translation>&amp;Открыть в браузере</translation>
     </message>

@@ -1,8 +1,8 @@
 #include "runner/runnerthread.h"
-#include "runner/zugatewrunner.h"
 #include "settings/devicepool.h"
 #include "settings/settingsstore.h"
 #include "tests/support/fakething.h"
+#include "tests/support/runnerresults.h"
 #include "tests/support/testmain.h"
 #include "things/gatewaything.h"
 
@@ -224,18 +224,7 @@ private:
         QCOMPARE(results(), QStringList{"Rescan true"});
         m_changed->clear();
     }
-    // What finished() told since the last call.
-    QStringList results()
-    {
-        QStringList texts;
-        while (!m_finished->isEmpty()) {
-            const QVariantList arguments = m_finished->takeFirst();
-            const auto operation =
-                QVariant::fromValue(ZugatewRunner::Operation(arguments.first().toInt()));
-            texts.append((operation.toString() + ' ' + arguments.last().toString()).trimmed());
-        }
-        return texts;
-    }
+    QStringList results() { return takeResults(*m_finished); }
     QStringList changes()
     {
         QStringList texts;

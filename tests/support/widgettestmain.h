@@ -5,6 +5,16 @@
 #include <QApplication>
 #include <QtTest>
 
+#include <memory>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+// The toolkit never frees some of what it makes along with the application object.
+#define KVG_IGNORE_LEAKS const __lsan::ScopedDisabler ignoreLeaks;
+#else
+#define KVG_IGNORE_LEAKS
+#endif
+
 // As KVG_TEST_MAIN, for tests of widgets: they run without a display unless told otherwise.
 #define KVG_WIDGET_TEST_MAIN(TestClass)                                                            \
     int main(int argc, char *argv[])                                                               \
@@ -13,7 +23,11 @@
         if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {                                       \
             qputenv("QT_QPA_PLATFORM", "offscreen");                                               \
         }                                                                                          \
-        QApplication app(argc, argv);                                                              \
+        const auto makeApplication = [&] {                                                         \
+            KVG_IGNORE_LEAKS                                                                       \
+            return std::make_unique<QApplication>(argc, argv);                                     \
+        };                                                                                         \
+        const auto app = makeApplication();                                                        \
         TestClass test;                                                                            \
         return QTest::qExec(&test, argc, argv);                                                    \
     }

@@ -1,11 +1,8 @@
 #include "updates/sparkleupdater.h"
 
 #include "settings/settingsstore.h"
+#include "tests/support/files.h"
 #include "tests/support/testmain.h"
-
-#include <QFile>
-
-#include <limits>
 
 namespace {
 
@@ -14,9 +11,9 @@ QStringList calls;
 // Stands for the library and writes down what it is told.
 const SparkleLibrary recorder = {
     [](const wchar_t *company, const wchar_t *application, const wchar_t *version) {
-        calls << QStringLiteral("details %1, %2, %3")
-                     .arg(QString::fromWCharArray(company), QString::fromWCharArray(application),
-                          QString::fromWCharArray(version));
+        const std::wstring comma = L", ";
+        calls << "details " +
+                     QString::fromStdWString(company + comma + application + comma + version);
     },
     [](const char *url) { calls << "feed " + QString::fromLocal8Bit(url); },
     [](int on) { calls << QStringLiteral("automatic %1").arg(on); },
@@ -37,72 +34,36 @@ class TestSparkleUpdater : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
+    void everySettingComesBeforeTheStart_data()
     {
-        QCoreApplication::setOrganizationName("Corvalt");
-        QCoreApplication::setApplicationName("KVG-Gate");
-        QCoreApplication::setApplicationVersion("0.2.0");
+        QTest::addColumn<QVariant>("days");
+        QTest::addColumn<int>("seconds");
+        QTest::newRow("three days") << QVariant(3) << 259200;
+        QTest::newRow("never less than a day") << QVariant(-2) << 86400;
+        QTest::newRow("more than fits") << QVariant(INT_MAX) << INT_MAX;
+        QTest::newRow("no number") << QVariant("weekly") << 604800;
     }
-
-    void init()
-    {
-        SettingsStore().clear();
-        calls.clear();
-    }
-
     void everySettingComesBeforeTheStart()
     {
-        QFile file(":/upd/corvalt_dsa_win_pub.pem");
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray key = file.readAll();
-        // A version control system that changed line ends would make another file of it.
-        QCOMPARE(key.size(), 2268);
+        QFETCH(QVariant, days);
+        QFETCH(int, seconds);
+        SettingsStore().setVariant(keys::UpdateInterval, days);
+        SettingsStore().set(keys::UpdateAutomatically, false);
+        QCoreApplication::setApplicationVersion("0.2.0");
+        calls.clear();
         {
             SparkleUpdater updater(recorder, "https://host.example/appcast.xml");
-            QVERIFY(calls.isEmpty());
             updater.init();
             updater.checkNow();
         }
-        const QStringList expected = {
-            "details Corvalt, KVG-Gate, 0.2.0",
-            "feed https://host.example/appcast.xml",
-            "automatic 1",
-            "interval 604800",
-            "key " + QString::fromLatin1(key),
-            "init",
-            "check",
-            "cleanup",
-        };
-        QCOMPARE(calls, expected);
-    }
-
-    void settingsAreTranslated_data()
-    {
-        QTest::addColumn<QVariant>("days");
-        QTest::addColumn<bool>("automatic");
-        QTest::addColumn<int>("seconds");
-        QTest::newRow("three days") << QVariant(3) << true << 259200;
-        QTest::newRow("never less than a day") << QVariant(0) << true << 86400;
-        QTest::newRow("below nothing") << QVariant(-2) << true << 86400;
-        QTest::newRow("more than fits")
-            << QVariant(std::numeric_limits<int>::max()) << true << std::numeric_limits<int>::max();
-        QTest::newRow("no number") << QVariant("weekly") << true << 604800;
-        QTest::newRow("not by itself") << QVariant(1) << false << 86400;
-    }
-    void settingsAreTranslated()
-    {
-        QFETCH(QVariant, days);
-        QFETCH(bool, automatic);
-        QFETCH(int, seconds);
-        {
-            SettingsStore store;
-            store.setVariant(keys::UpdateInterval, days);
-            store.set(keys::UpdateAutomatically, automatic);
-        }
-        SparkleUpdater updater(recorder, {});
-        updater.init();
-        QVERIFY(calls.contains(QStringLiteral("interval %1").arg(seconds)));
-        QVERIFY(calls.contains(QStringLiteral("automatic %1").arg(int(automatic))));
+        const QByteArray key = readFile(":/upd/corvalt_dsa_win_pub.pem");
+        // A version control system that changed line ends would make another file of it.
+        QCOMPARE(key.size(), 2268);
+        QCOMPARE(calls,
+                 (QStringList{"details Corvalt, KVG-Gate, 0.2.0",
+                              "feed https://host.example/appcast.xml", "automatic 0",
+                              QStringLiteral("interval %1").arg(seconds),
+                              "key " + QString::fromLatin1(key), "init", "check", "cleanup"}));
     }
 };
 

@@ -160,28 +160,6 @@ private slots:
         QTRY_COMPARE(dock.findChildren<QToolButton *>().size(), 1);
     }
 
-    void dockStaysAtItsSideOfTheParent()
-    {
-        for (const auto side : {QToolDock::Left, QToolDock::Right, QToolDock::Bottom}) {
-            QWidget parent;
-            QToolDock dock(&parent, side);
-            dock.addAction(new QAction(&dock));
-            parent.show();
-            for (const QSize size : {QSize(399, 200), QSize(800, 600)}) {
-                parent.resize(size);
-                QRect place = parent.rect();
-                if (side == QToolDock::Bottom) {
-                    place.setTop(place.bottom() - dock.extent());
-                } else if (side == QToolDock::Right) {
-                    place.setLeft(place.right() - dock.extent());
-                } else {
-                    place.setWidth(dock.extent());
-                }
-                QTRY_VERIFY(place.contains(dock.geometry()));
-            }
-        }
-    }
-
     void labelsTakeWhateverTheyGet()
     {
         QStatusLabel status;
