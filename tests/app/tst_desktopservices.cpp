@@ -120,32 +120,28 @@ private slots:
         QCOMPARE(sleeps.count(), 1);
     }
 
-    void autostartFollowsTheExecutable_data()
-    {
-        const QByteArray entry = "[Desktop Entry]\nType=Application\nName=KVG-Gate\nExec=";
-        const QByteArray moved = entry + "\"/elsewhere/KVG-Gate\"\n";
-        QTest::addColumn<QByteArray>("entry"); // empty: none
-        QTest::addColumn<bool>("rewritten");
-        QTest::newRow("none") << QByteArray() << false;
-        QTest::newRow("moved") << moved << true;
-        QTest::newRow("unquoted") << entry + qApp->applicationFilePath().toUtf8() + '\n' << true;
-        QTest::newRow("hidden by the user") << moved + "Hidden=true\n" << false;
-        QTest::newRow("off in GNOME") << moved + "X-GNOME-Autostart-enabled=false\n" << false;
-        QTest::newRow("rubbish") << QByteArray(100, '=') << false;
-    }
     void autostartFollowsTheExecutable()
     {
-        QFETCH(QByteArray, entry);
-        QFETCH(bool, rewritten);
-        QDir().mkpath(QFileInfo(m_entry).path());
-        QVERIFY(entry.isEmpty() || writeFile(m_entry, entry));
+        const QByteArray begin = "[Desktop Entry]\nType=Application\nName=KVG-Gate\nExec=";
+        const QByteArray moved = begin + "\"/elsewhere/KVG-Gate\"\n";
+        const QByteArray unquoted = begin + qApp->applicationFilePath().toUtf8() + '\n';
         QAutoStarter starter("NimbraCloudGate", ":/images/zu-gate.png", nullptr);
-        QVERIFY(!starter.autostartSet());
         starter.checkAutostart();
-        QCOMPARE(starter.autostartSet(), rewritten);
-        QCOMPARE(readFile(m_entry) == entry, !rewritten);
-        starter.setAutostart(true);
-        QVERIFY(starter.autostartSet());
+        QVERIFY(!QFile::exists(m_entry));
+        QDir().mkpath(QFileInfo(m_entry).path());
+        for (const auto &[entry, rewritten] : {std::pair(moved, true),
+                                               {unquoted, true},
+                                               {moved + "Hidden=true\n", false},
+                                               {moved + "X-GNOME-Autostart-enabled=false\n", false},
+                                               {QByteArray(99, '='), false}}) {
+            QVERIFY(writeFile(m_entry, entry));
+            QVERIFY(!starter.autostartSet());
+            starter.checkAutostart();
+            QCOMPARE(starter.autostartSet(), rewritten);
+            QCOMPARE(readFile(m_entry) == entry, !rewritten);
+            starter.setAutostart(true);
+            QVERIFY(starter.autostartSet());
+        }
         starter.setAutostart(false);
         QVERIFY(!QFile::exists(m_entry));
     }

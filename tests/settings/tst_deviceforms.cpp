@@ -120,7 +120,8 @@ private slots:
         deviceforms::build(*page, {{"a", kettle}, {"z", kettle}}, nullptr);
         QStringList names;
         for (const QWidget *next = &area; names.size() < 12; next = next->nextInFocusChain()) {
-            if (page->isAncestorOf(next) && next->focusPolicy() & Qt::TabFocus) {
+            if (page->isAncestorOf(next) && !next->objectName().contains("qt_") &&
+                next->focusPolicy() & Qt::TabFocus) {
                 names.append(next->objectName());
             }
         }

@@ -74,17 +74,13 @@ private slots:
         QCOMPARE(exported(), chunk(QString("System/Version"), QVariant("0.2.0")));
     }
 
-    void anythingElseLeavesTheStoreUntouched_data()
+    void anythingElseLeavesTheStoreUntouched()
     {
         const QString key = "UI/Dark";
         const QByteArray good = chunk(key, QVariant("text"));
         const auto claiming = [&key](QMetaType::Type type, quint32 length) {
             return chunk(key, quint32(type), qint8(0), length, quint16('a'));
         };
-        QTest::addColumn<QByteArray>("bytes");
-        for (int size = 0; size < good.size(); ++size) {
-            QTest::addRow("cut to %d bytes", size) << good.left(size);
-        }
         QByteArray nested = chunk(key);
         for (int depth = 0; depth < 100000; ++depth) {
             nested += chunk(quint32(QMetaType::QVariantList), qint8(0), quint32(1));
@@ -95,37 +91,33 @@ private slots:
             many += chunk(QString("a%1").arg(i), QVariant(1));
             list += "x";
         }
-        QTest::newRow("nested lists") << nested;
-        QTest::newRow("too many keys") << many;
-        QTest::newRow("list of too many") << chunk(key, QVariant(list));
-        QTest::newRow("list too long") << claiming(QMetaType::QStringList, 0xffffffff);
-        QTest::newRow("text too long") << claiming(QMetaType::QString, 0xfffffffe);
-        QTest::newRow("odd text") << claiming(QMetaType::QString, 1);
-        QTest::newRow("bytes too long") << claiming(QMetaType::QByteArray, 0x7fffffff);
-        QTest::newRow("trailing byte") << good + '\0';
-        QTest::newRow("map") << good + chunk(QString("b"), QVariant(QVariantMap{{"a", 1}}));
-        QTest::newRow("invalid value") << chunk(key, QVariant());
-        QTest::newRow("user's type")
-            << chunk(key, quint32(QMetaType::User), qint8(0)) + chunk("QObject*", quint64(1));
-        QTest::newRow("key twice") << good + good;
+        QByteArrayList refused{nested,
+                               many,
+                               chunk(key, QVariant(list)),
+                               claiming(QMetaType::QStringList, 0xffffffff),
+                               claiming(QMetaType::QString, 0xfffffffe),
+                               claiming(QMetaType::QString, 1),
+                               claiming(QMetaType::QByteArray, 0x7fffffff),
+                               good + '\0',
+                               good + good, // a key twice
+                               good + chunk(QString("b"), QVariant(QVariantMap{{"a", 1}})),
+                               chunk(key, QVariant()),
+                               chunk(key, quint32(QMetaType::User), qint8(0)) +
+                                   chunk("QObject*", quint64(1))};
+        for (int size = 0; size < good.size(); ++size) {
+            refused += good.left(size);
+        }
         for (const QString &bad : {QString(), QString("/a"), QString("a/"), QString("a//b"),
                                    QString("a\nb"), QString(QChar(0)), QString(513, 'a')}) {
-            QTest::addRow("key %s", qPrintable(bad)) << chunk(bad, QVariant(1));
+            refused += chunk(bad, QVariant(1));
         }
-    }
-    void anythingElseLeavesTheStoreUntouched()
-    {
-        QFETCH(QByteArray, bytes);
         const QByteArray before = exported();
-        QVERIFY(!ZUSettings().importAll(bytes));
-        QCOMPARE(exported(), before);
-    }
-
-    void aStoreThatCannotBeWrittenStays()
-    {
-        const QByteArray before = exported();
+        for (const QByteArray &bytes : qAsConst(refused)) {
+            QVERIFY2(!ZUSettings().importAll(bytes), bytes.left(100).toHex());
+            QCOMPARE(exported(), before);
+        }
         {
-            const FileSizeLimit limit(0);
+            const FileSizeLimit limit(0); // sound, but cannot be written
             QVERIFY(!ZUSettings().importAll(chunk(QString("a"), QVariant("imported"))));
         }
         QCOMPARE(exported(), before);

@@ -26,11 +26,16 @@ class TestSettingsPage : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { QSettings().clear(); }
-
     void whatIsAppliedIsStoredAndLoadedAgain()
     {
+        QSettings().setValue("UI/Language", "RU"); // neither is among the choices
+        QSettings().setValue("Cloud/Interval", 200);
         FakePage page;
+        ZUSettings().load(page);
+        ZUSettings().apply(page);
+        QCOMPARE(page.warnings, QStringList{"Language"});
+        QCOMPARE(QSettings().value("UI/Language").toString(), QString("en"));
+        QCOMPARE(QSettings().value("Cloud/Interval").toInt(), 300);
         page.shown = {6, "h", 1, 2, 1, true, false, true, false, 9, true};
         for (int round = 0; round < 2; ++round) {
             ZUSettings().apply(page);
@@ -39,25 +44,13 @@ private slots:
                 stored += QSettings().value(key).toString() + ' ';
             }
             QCOMPARE(stored, QString("h 3600 2 1 false true false 9 true 0.2.0 true ru "));
-            QCOMPARE(page.warnings, (QStringList{"Language", "Theme"})); // of the first round
+            QCOMPARE(page.warnings, (QStringList{"Language", "Language", "Theme"}));
             page.shown = {};
             ZUSettings().load(page);
         }
         page.entry = false; // behind our back
         ZUSettings().load(page);
         QVERIFY(!page.shown.autostart);
-    }
-
-    void whatThePageCannotShowIsReplaced()
-    {
-        QSettings().setValue("UI/Language", "RU");
-        QSettings().setValue("Cloud/Interval", 200);
-        FakePage page;
-        ZUSettings().load(page);
-        ZUSettings().apply(page);
-        QCOMPARE(page.warnings, QStringList{"Language"});
-        QCOMPARE(QSettings().value("UI/Language").toString(), QString("en"));
-        QCOMPARE(QSettings().value("Cloud/Interval").toInt(), 300);
     }
 };
 

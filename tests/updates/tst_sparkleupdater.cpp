@@ -34,36 +34,30 @@ class TestSparkleUpdater : public QObject
     Q_OBJECT
 
 private slots:
-    void everySettingComesBeforeTheStart_data()
-    {
-        QTest::addColumn<QVariant>("days");
-        QTest::addColumn<int>("seconds");
-        QTest::newRow("three days") << QVariant(3) << 259200;
-        QTest::newRow("never less than a day") << QVariant(-2) << 86400;
-        QTest::newRow("more than fits") << QVariant(INT_MAX) << INT_MAX;
-        QTest::newRow("no number") << QVariant("weekly") << 604800;
-    }
     void everySettingComesBeforeTheStart()
     {
-        QFETCH(QVariant, days);
-        QFETCH(int, seconds);
-        SettingsStore().setVariant(keys::UpdateInterval, days);
-        SettingsStore().set(keys::UpdateAutomatically, false);
         QCoreApplication::setApplicationVersion("0.2.0");
-        calls.clear();
-        {
-            SparkleUpdater updater(recorder, "https://host.example/appcast.xml");
-            updater.init();
-            updater.checkNow();
-        }
+        SettingsStore().set(keys::UpdateAutomatically, false);
         const QByteArray key = readFile(":/upd/corvalt_dsa_win_pub.pem");
         // A version control system that changed line ends would make another file of it.
         QCOMPARE(key.size(), 2268);
-        QCOMPARE(calls,
-                 (QStringList{"details Corvalt, KVG-Gate, 0.2.0",
-                              "feed https://host.example/appcast.xml", "automatic 0",
-                              QStringLiteral("interval %1").arg(seconds),
-                              "key " + QString::fromLatin1(key), "init", "check", "cleanup"}));
+        for (const auto &[days, seconds] : {std::pair(QVariant(3), 259200),
+                                            {-2, 86400},
+                                            {INT_MAX, INT_MAX},
+                                            {"weekly", 604800}}) {
+            SettingsStore().setVariant(keys::UpdateInterval, days);
+            calls.clear();
+            {
+                SparkleUpdater updater(recorder, "https://host.example/appcast.xml");
+                updater.init();
+                updater.checkNow();
+            }
+            QCOMPARE(calls,
+                     (QStringList{"details Corvalt, KVG-Gate, 0.2.0",
+                                  "feed https://host.example/appcast.xml", "automatic 0",
+                                  QStringLiteral("interval %1").arg(seconds),
+                                  "key " + QString::fromLatin1(key), "init", "check", "cleanup"}));
+        }
     }
 };
 
