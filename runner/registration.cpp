@@ -77,8 +77,7 @@ void ZugatewRunner::failRegistration(RegistrationFailure failure)
 // What the registrar says may hold anything; its code tells enough.
 void ZugatewRunner::refuseRegistration(const QJsonObject &status)
 {
-    qCWarning(lcRunner) << "The registrar refused the registration, code"
-                        << status["code"].toInt();
+    qCWarning(lcRunner) << "The registrar refused the registration, code" << status["code"].toInt();
     emit finished(ProcReg, status);
 }
 

@@ -26,9 +26,9 @@ const QVector<ReportInterval> &reportIntervals()
 int reportIntervalIndex(int seconds)
 {
     const QVector<ReportInterval> &all = reportIntervals();
-    const auto found = std::find_if(all.begin(), all.end(), [seconds](const ReportInterval &choice) {
-        return choice.seconds >= seconds;
-    });
+    const auto found =
+        std::find_if(all.begin(), all.end(),
+                     [seconds](const ReportInterval &choice) { return choice.seconds >= seconds; });
     return found == all.end() ? all.size() - 1 : int(found - all.begin());
 }
 

@@ -7,8 +7,8 @@
 
 class QWidget;
 
-// Boxes that do not hold up the program, one after the other for each window. Interface thread. Texts are shown as they are, never as
-// markup, unless said otherwise.
+// Boxes that do not hold up the program, one after the other for each window. Interface thread.
+// Texts are shown as they are, never as markup, unless said otherwise.
 namespace dialogs {
 
 // Opens a box with an OK button and returns at once. One that says the same already, or waits to,

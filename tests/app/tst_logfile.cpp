@@ -54,18 +54,6 @@ private slots:
         QCOMPARE(readFile(path() + ".1"), full);
     }
 
-    void aFolderThatCannotBeHadMakesItSilent()
-    {
-        QVERIFY(writeFile(LogFile::folder(), "in the way"));
-        {
-            const LogFile log;
-            QTest::ignoreMessage(QtWarningMsg, "to the error output still");
-            qWarning("to the error output still");
-        }
-        QCOMPARE(readFile(LogFile::folder()), QByteArray("in the way"));
-        QVERIFY(QFile::remove(LogFile::folder()));
-    }
-
 private:
     static QString path() { return LogFile::folder() + "/kvg-gate.log"; }
     static QStringList lines()

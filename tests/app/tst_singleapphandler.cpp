@@ -80,24 +80,6 @@ private slots:
         }
     }
 
-    void aSecondStartIsHeardThoughTemporaryFilesAreTidiedAway()
-    {
-        Guarded first;
-        QVERIFY(first.says("first"));
-        const QDir temp(m_temp.path());
-        QTemporaryDir tidy;
-        const QStringList keyFiles = temp.entryList({"qipc_*"}, QDir::Files);
-        for (const QString &file : keyFiles) {
-            QVERIFY(QFile::rename(temp.filePath(file), tidy.filePath(file)));
-        }
-        Guarded second("show \xd0\x96");
-        QVERIFY(second.says("second"));
-        QVERIFY(first.says("show \xd0\x96"));
-        for (const QString &file : keyFiles) { // their numbers must not be given to others
-            QVERIFY(QFile::rename(tidy.filePath(file), temp.filePath(file)));
-        }
-    }
-
     void oneThatNeverStopsAskingLocksNobodyOut()
     {
         for (const bool killed : {true, false}) {

@@ -4,7 +4,6 @@
 #include "tests/support/widgettestmain.h"
 
 #include <QAbstractItemModelTester>
-#include <QLabel>
 #include <QTableView>
 
 #include <memory>
@@ -57,7 +56,6 @@ private:
         const QPoint middle = m_table->visualRect(cell(number, column)).center();
         QTest::mouseClick(m_table->viewport(), Qt::LeftButton, {}, middle);
     }
-    QString summary() const { return m_window->findChild<QLabel *>("lampSummary")->text(); }
 
     std::unique_ptr<RunnerThread> m_worker;
     QObjectList m_panels; // that came out of scans
@@ -99,7 +97,6 @@ private slots:
             scan(count);
             QTRY_COMPARE(m_table->model()->rowCount(), count);
         }
-        QVERIFY(summary().startsWith("There are no lamps"));
         QVERIFY(m_panels.isEmpty());
         m_window.reset();
         QVERIFY(!window());
@@ -116,7 +113,7 @@ private slots:
         m_heard.clear();
         click(2, On);
         QTRY_VERIFY(isChecked(2, On));
-        QVERIFY(!isChecked(1, On) && summary().contains("1 of 3"));
+        QVERIFY(!isChecked(1, On));
         // Two quick presses are two, though the first is not seen yet.
         click(3, On);
         click(3, On);
@@ -133,7 +130,6 @@ private slots:
         click(1, Plugged);
         QTRY_VERIFY(!isChecked(1, Plugged) && !isAttached(1));
         click(2, Plugged);
-        QTRY_VERIFY(summary().startsWith("All lamps are unplugged"));
         click(1, Plugged);
         QTRY_VERIFY(isChecked(1, Plugged));
         QVERIFY(!isAttached(1)); // not before the scan

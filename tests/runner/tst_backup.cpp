@@ -11,17 +11,14 @@
 #include <QDataStream>
 #include <QSslCertificate>
 #include <QSslKey>
+#include <QtEndian>
 
 namespace {
 
 QByteArray words(const QVector<quint32> &numbers)
 {
-    QByteArray bytes;
-    for (const quint32 number : numbers) {
-        for (int shift = 0; shift < 32; shift += 8) {
-            bytes += char(number >> shift);
-        }
-    }
+    QByteArray bytes(numbers.size() * 4, '\0');
+    qToLittleEndian<quint32>(numbers.constData(), numbers.size(), bytes.data());
     return bytes;
 }
 

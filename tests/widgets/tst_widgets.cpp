@@ -1,9 +1,7 @@
 #include "tests/support/widgettestmain.h"
 #include "ui/widgets/qautoclosemessagebox.h"
 #include "ui/widgets/qcountdownlcd.h"
-#include "ui/widgets/qfonticonengine.h"
 #include "ui/widgets/qmaterialicon.h"
-#include "ui/widgets/qstatuslabel.h"
 #include "ui/widgets/qtooldock.h"
 
 #include <QAbstractEventDispatcher>
@@ -14,18 +12,6 @@
 #include <QtTest/qtestspontaneevent.h>
 
 namespace {
-
-// That of the pen, out of the most opaque pixel; invalid when there is none.
-QColor inkOf(const QIcon &icon, QIcon::Mode mode = QIcon::Normal, QIcon::State state = QIcon::Off)
-{
-    const QImage image = icon.pixmap(32, mode, state).toImage();
-    QColor ink(0, 0, 0, 0);
-    for (int i = 0; i < image.width() * image.height(); ++i) {
-        const QColor color = image.pixelColor(i % image.width(), i / image.width());
-        ink = color.alpha() > ink.alpha() ? color : ink;
-    }
-    return ink.alpha() == 0 ? QColor() : QColor(ink.rgb());
-}
 
 // A second passes for the one timer of `object`.
 void tick(QObject *object)
@@ -52,24 +38,10 @@ private slots:
         for (const char *name : {"", "short", "word", "surrogate", "beyond"}) {
             QCOMPARE(icons.glyph(name), QString());
         }
-        QVERIFY(!inkOf(icons.icon("dashboard")).isValid());
-    }
-
-    void inkFollowsModeAndState()
-    {
-        const QPalette palette = QApplication::palette();
-        auto *const engine = new QFontIconEngine("DejaVu Sans", "M", "M", Qt::red);
-        const QIcon icon(engine);
-        QCOMPARE(inkOf(icon, QIcon::Normal, QIcon::On), QColor(Qt::red));
-        engine->setCheckedColor(Qt::blue);
-        QIcon copy = icon;
-        copy.addFile("detached"); // which makes it clone the engine
-        QCOMPARE(inkOf(copy), QColor(Qt::red));
-        QCOMPARE(inkOf(copy, QIcon::Active, QIcon::On), QColor(Qt::blue));
-        QCOMPARE(inkOf(copy, QIcon::Disabled, QIcon::On),
-                 palette.color(QPalette::Disabled, QPalette::ButtonText));
-        QCOMPARE(inkOf(copy, QIcon::Selected, QIcon::On),
-                 palette.color(QPalette::Active, QPalette::ButtonText));
+        // A copy that is added to clones the engine.
+        QIcon icon = icons.icon("dashboard");
+        icon.addFile("another");
+        QCOMPARE(icon.pixmap(32).toImage().pixelColor(0, 0).alpha(), 0);
     }
 
     void boxCountsOnItsDefaultButtonAndClicksItAtTheThirdTick()
@@ -145,15 +117,6 @@ private slots:
         buttons[1]->click();
         QVERIFY(dock.height() < height);
         QTRY_COMPARE(dock.findChildren<QToolButton *>().size(), 1);
-    }
-
-    void statusIsPlainTextInTheColorFromBefore()
-    {
-        QStatusLabel status;
-        status.setText("<b>Connected</b>", Qt::red);
-        status.setText("<b>Gone</b>", QColor());
-        QCOMPARE(status.palette().color(QPalette::WindowText), QColor(Qt::red));
-        QCOMPARE(status.textFormat(), Qt::PlainText);
     }
 };
 
