@@ -8,6 +8,7 @@
 
 #include <QCommandLineParser>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDir>
@@ -76,6 +77,7 @@ private slots:
         m_portal.answer = wrapped(1u); // once more than its interface says, as the portal does it
         settleTheme(nullptr, &keys::Dark);
         QVERIFY(isDarkTheme());
+        QCOMPARE(QApplication::palette().color(QPalette::Active, QPalette::Button).red(), 64);
 
         SettingsStore().set(keys::Dark, false);
         settleTheme(nullptr, &keys::Dark);
@@ -96,9 +98,7 @@ private slots:
         QVERIFY(logind.registerService("org.freedesktop.login1"));
         SleepListener::instance()->install();
         SleepListener::instance()->install();
-        QDBusConnection impostor = client("impostor");
-        tell(impostor, true);
-        QVERIFY(impostor.registerService("x.y")); // the signal went out before
+        tell(client("impostor"), true);
         for (const bool begins : {false, true, true}) {
             tell(logind, begins);
         }
@@ -150,11 +150,15 @@ private:
     {
         return QDBusConnection::connectToBus(qEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS"), name);
     }
-    static void tell(QDBusConnection &from, bool begins)
+    // Returns when it has been heard: the answers of the bus come after what went before.
+    static void tell(const QDBusConnection &from, bool begins)
     {
         QDBusMessage signal = QDBusMessage::createSignal(
             "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep");
         QVERIFY(from.send(signal << begins));
+        from.interface()->isServiceRegistered("x.y");
+        QDBusConnection::systemBus().interface()->isServiceRegistered("x.y");
+        QCoreApplication::processEvents();
     }
 
     QProcess m_bus;

@@ -157,7 +157,6 @@ private slots:
         click(2, On);
         m_window.reset(); // what it has sent arrives without it
         scan(3);
-        QVERIFY(m_panels.isEmpty());
     }
 };
 

@@ -6,7 +6,6 @@
 #include "tests/support/runnerresults.h"
 #include "tests/support/testbroker.h"
 #include "tests/support/testmain.h"
-#include "things/gatewaything.h"
 
 #include <QDataStream>
 #include <QSslCertificate>

@@ -28,7 +28,7 @@ class TestSettingsPage : public QObject
 private slots:
     void whatIsAppliedIsStoredAndLoadedAgain()
     {
-        QSettings().setValue("UI/Language", "RU"); // neither is among the choices
+        QSettings().setValue("UI/Language", 31); // neither is among the choices
         QSettings().setValue("Cloud/Interval", 200);
         FakePage page;
         ZUSettings().load(page);
