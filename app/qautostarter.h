@@ -18,8 +18,8 @@ public:
     // An entry that names the executable without quotation marks counts as different.
     Q_INVOKABLE bool autostartSet() const override;
     Q_INVOKABLE void setAutostart(bool on) override;
-    // Writes only where an entry exists.
-    Q_INVOKABLE void checkAutostart() override;
+    // Makes an entry that is there follow an executable that was moved.
+    Q_INVOKABLE void checkAutostart();
 
 private:
     AutostartEntry m_entry;

@@ -10,12 +10,13 @@
 #include <QJsonDocument>
 #include <QLabel>
 #include <QSystemTrayIcon>
-#include <QThread>
 #include <QTimer>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <thread>
 
 using namespace std::chrono_literals;
 
@@ -41,29 +42,26 @@ ThingState record(int row, int brightness)
     return thing;
 }
 
-// Speaks from a thread of its own, as the runner does.
-class Source : public QObject
+// Speaks from a thread of its own, as the runner does, until told to stop.
+void speak(StatePage &page, std::atomic<int> &received, const std::atomic<bool> &stop)
 {
-    Q_OBJECT
-
-public slots:
-    void run()
-    {
-        QElapsedTimer clock;
-        clock.start();
-        qint64 sent = 0;
-        while (!QThread::currentThread()->isInterruptionRequested()) {
-            const qint64 due = clock.nsecsElapsed() * updatesEachSecond / 1000000000;
-            for (; sent < due; ++sent) {
-                emit changed(record(static_cast<int>(sent % rows), static_cast<int>(sent / rows)));
-            }
-            QThread::usleep(500);
+    QElapsedTimer clock;
+    clock.start();
+    qint64 sent = 0;
+    while (!stop) {
+        const qint64 due = clock.nsecsElapsed() * updatesEachSecond / 1000000000;
+        for (; sent < due; ++sent) {
+            const auto show =
+                [&page, &received,
+                 thing = record(static_cast<int>(sent % rows), static_cast<int>(sent / rows))] {
+                    ++received;
+                    page.showThing(thing);
+                };
+            QMetaObject::invokeMethod(&page, show, Qt::QueuedConnection);
         }
+        std::this_thread::sleep_for(500us);
     }
-
-signals:
-    void changed(const ThingState &thing);
-};
+}
 
 double threadSeconds()
 {
@@ -83,16 +81,9 @@ int fillTable()
     page.showThings(things);
     page.show();
 
-    Source source;
-    QThread thread;
-    source.moveToThread(&thread);
-    int received = 0;
-    QObject::connect(&source, &Source::changed, &page, [&page, &received](const ThingState &thing) {
-        ++received;
-        page.showThing(thing);
-    });
-    QObject::connect(&thread, &QThread::started, &source, &Source::run);
-    thread.start();
+    std::atomic<int> received = 0;
+    std::atomic<bool> stop = false;
+    std::thread source([&] { speak(page, received, stop); });
 
     // The loop comes round at least every 2 ms unless something holds it up.
     QTimer beat;
@@ -117,9 +108,8 @@ int fillTable()
     });
     QCoreApplication::exec();
     const int counted = received;
-    thread.requestInterruption();
-    thread.quit();
-    thread.wait();
+    stop = true;
+    source.join();
     const QJsonObject result{{"updates", counted / measured},
                              {"share", processor / measured},
                              {"longest", static_cast<double>(longest) / 1e9}};
@@ -152,5 +142,3 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     return app.arguments().value(1) == QLatin1String("table") ? fillTable() : idle();
 }
-
-#include "window.moc"

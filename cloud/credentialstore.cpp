@@ -1,10 +1,10 @@
 #include "cloud/credentialstore.h"
 
 #include "cloud/log.h"
+#include "settings/privatefile.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QStandardPaths>
@@ -13,8 +13,6 @@ namespace {
 
 // Far more than a certificate chain or a key of 16384 bits takes.
 constexpr qint64 largestFile = 256LL * 1024;
-
-constexpr QFile::Permissions userOnly = QFile::ReadOwner | QFile::WriteOwner;
 
 QString pathOf(const char *name)
 {
@@ -32,12 +30,10 @@ QByteArray contents(const QString &path)
 
 bool replace(const QString &path, const QByteArray &text)
 {
-    QSaveFile file(path);
-    // flush(), because commit() does not tell when the disk was full.
-    const bool written = file.open(QIODevice::WriteOnly) && file.setPermissions(userOnly) &&
-                         file.write(text) == text.size() && file.flush() && file.commit();
+    QString error;
+    const bool written = replacePrivateFile(path, text, error);
     if (!written) {
-        qCWarning(lcCloud).noquote() << "Cannot write" << path << "-" << file.errorString();
+        qCWarning(lcCloud).noquote() << "Cannot write" << path << "-" << error;
     }
     return written;
 }

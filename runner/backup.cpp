@@ -4,58 +4,16 @@
 #include "runner/log.h"
 #include "runner/zugatewrunner.h"
 #include "settings/devicepool.h"
+#include "settings/privatefile.h"
 #include "settings/zusettings.h"
 #include "things/gatewaything.h"
 #include "things/qabstractthing.h"
 
 #include <QDataStream>
+#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
-#include <QTemporaryFile>
 
 namespace {
-
-// To an unbuffered device: QSaveFile commits a file of which its buffer could not be written. A
-// full disk takes a part without a word, and tells the cause when asked to take the rest.
-bool writeAll(QIODevice &device, const QByteArray &bytes)
-{
-    qint64 written = 0;
-    qint64 more = 0;
-    do {
-        more = device.write(bytes.constData() + written, bytes.size() - written);
-        written += more;
-    } while (more > 0 && written < bytes.size());
-    return written == bytes.size();
-}
-
-bool replaceFile(const QString &path, const QByteArray &bytes)
-{
-    const QFileInfo older(path);
-    if (older.exists() && !older.isFile()) {
-        return false; // a device or a pipe, which a file would replace
-    }
-    // QSaveFile makes its file with the permissions of the one that it replaces, else for all to
-    // read, and who opened it before a later change of permissions can read it after that. So
-    // there always is one to replace.
-    QTemporaryFile place(path + QLatin1String(".XXXXXX")); // for the user alone
-    if (older.exists()) {
-        // A file system without permissions, as on many a stick, is no reason to fail.
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
-    } else if (!place.open() || !place.rename(path)) {
-        qCWarning(lcRunner).noquote() << "Cannot make the backup:" << place.errorString();
-        return false;
-    }
-    place.close();
-
-    QSaveFile file(path);
-    const bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
-                         writeAll(file, bytes) && file.commit();
-    if (!written) {
-        qCWarning(lcRunner).noquote() << "Cannot write the backup:" << file.errorString();
-    }
-    place.setAutoRemove(!written);
-    return written;
-}
 
 // Nothing when the file cannot be read; what is too large is read no further than it takes to
 // notice.
@@ -64,6 +22,7 @@ std::optional<QByteArray> readBounded(const QString &path)
     QFile file(path);
     // Opening a pipe would wait for somebody who writes to it.
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        qCWarning(lcRunner).noquote() << "Not a file that can be read:" << file.errorString();
         return std::nullopt;
     }
     const QByteArray bytes = file.read(BackupFile::largest + 1LL);
@@ -89,7 +48,10 @@ void ZugatewRunner::exportSettings(const QString &file)
         chunks.append({BackupFile::PrivateKey, key});
     }
     const QByteArray bytes = BackupFile::pack(chunks);
-    if (!exported || bytes.size() > BackupFile::largest || !replaceFile(file, bytes)) {
+    QString error = QStringLiteral("it would be too large");
+    if (!exported || bytes.size() > BackupFile::largest ||
+        !replacePrivateFile(file, bytes, error)) {
+        qCWarning(lcRunner).noquote() << "Cannot write the backup:" << error;
         fail(SExport, tr("Cannot write to %1").arg(QFileInfo(file).fileName()));
         return;
     }
@@ -117,16 +79,26 @@ void ZugatewRunner::importSettings(const QString &file)
         endRegistration(); // its result would belong to what is replaced now
     }
     endConnection();
-    // Under the restored identity, whatever part of the file proves to be good.
+    const bool taken = takeChunks(chunks, name);
+    updatePool();
+    // Under the restored identity, whatever part of the file proved to be good.
     QMetaObject::invokeMethod(
         this, [this] { startCloud(false); }, Qt::QueuedConnection);
-    // In the order of the table, on purpose: what was taken before a failure stays.
-    for (const BackupFile::Chunk &chunk : qAsConst(chunks)) {
+    if (taken) {
+        qCInfo(lcRunner, "Configuration restored from a backup");
+        emit finished(SImport, true);
+    }
+}
+
+// In the order of the table, on purpose: what was taken before a failure stays.
+bool ZugatewRunner::takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name)
+{
+    for (const BackupFile::Chunk &chunk : chunks) {
         if (chunk.id == BackupFile::Settings) {
             const QString oldSerial = m_gateway->serial();
             if (!ZUSettings().importAll(chunk.data)) {
                 fail(SImport, tr("Cannot restore settings from %1 - invalid data").arg(name));
-                return;
+                return false;
             }
             if (m_gateway->serial() != oldSerial) {
                 reportSerial(m_gateway, oldSerial); // the gateway asks the store for it
@@ -139,12 +111,10 @@ void ZugatewRunner::importSettings(const QString &file)
             !m_gateway->importCredentials(isKey ? QByteArray() : chunk.data,
                                           isKey ? chunk.data : QByteArray())) {
             fail(SImport, tr("Cannot restore credentials from %1 - invalid data").arg(name));
-            return;
+            return false;
         }
     }
-    updatePool();
-    qCInfo(lcRunner, "Configuration restored from a backup");
-    emit finished(SImport, true);
+    return true;
 }
 
 // The live things go on under the ids of the stored pool: under those from before, the next write

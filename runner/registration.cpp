@@ -12,6 +12,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -79,6 +80,15 @@ void ZugatewRunner::refuseRegistration(const QJsonObject &status)
 {
     qCWarning(lcRunner) << "The registrar refused the registration, code" << status["code"].toInt();
     emit finished(ProcReg, status);
+}
+
+void ZugatewRunner::cancelRegistration()
+{
+    if (std::exchange(m_registering, false)) {
+        qCInfo(lcRunner, "The registration is given up by the user");
+        m_registrationDeadline->stop();
+        m_registrar->close();
+    }
 }
 
 void ZugatewRunner::reg_closed()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "runner/backupfile.h"
 #include "runner/pluginloader.h"
 #include "things/thingstate.h"
 
@@ -81,6 +82,8 @@ public slots:
     void applyDeviceSettings();
     // Begins a registration: AliasFill, or RegCode and later ProcReg.
     void generateDoc();
+    // Gives up a registration that is under way, without a word. No finished().
+    void cancelRegistration();
     void listPlugins();
     void listThings();
     // `firstrun`: see GatewayThing::connectToCloud(). Never fails visibly.
@@ -145,6 +148,7 @@ private:
     void endRegistration();
     void startCloud(bool firstrun);
     void endConnection();
+    bool takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name);
     void takeRegistrations();
     bool allRegistered() const;
 

@@ -58,7 +58,7 @@ inline constexpr Key<QString> Portal{"Web/Cloud", defaults::PortalUrl};
 inline constexpr Key<QString> PortalPage{"Web/RegPage", "/things"};
 inline constexpr Key<QString> UpdateFeed{"Web/UpdateURL", defaults::UpdateUrl};
 
-inline constexpr Key<int> UpdateInterval{"Updates/Interval", 7}; // days
+inline constexpr Key<quint32> UpdateInterval{"Updates/Interval", 7}; // days
 inline constexpr Key<bool> UpdateAutomatically{"Updates/Auto", true};
 
 // Where the value of a device type's setting is stored. The doubled slash is deliberate: the

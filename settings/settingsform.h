@@ -11,8 +11,6 @@ public:
     // True when the entry is there and names the running executable.
     virtual bool autostartSet() const = 0;
     virtual void setAutostart(bool on) = 0;
-    // Makes an entry that is there follow an executable that was moved.
-    virtual void checkAutostart() = 0;
 };
 
 // What the settings page shows, in the terms of its editors.

@@ -1,8 +1,13 @@
 #include "ui/aboutbox.h"
 
-#include <QCoreApplication>
+#include "settings/defaults.h"
+#include "ui/dialogs.h"
+#include "ui/widgets/contrast.h"
+
+#include <QGuiApplication>
 #include <QIcon>
 #include <QMessageBox>
+#include <QPalette>
 #include <QSslSocket>
 
 namespace {
@@ -14,7 +19,10 @@ QString row(const QString &name, const QString &value)
 
 QString link(const char *address, const QString &name)
 {
-    return QStringLiteral("<a href=\"%1\">%2</a>").arg(QLatin1String(address), name);
+    const QPalette palette = QGuiApplication::palette();
+    const QColor ink = legibleInk(palette.color(QPalette::Link), palette.color(QPalette::Window));
+    return QStringLiteral("<a href=\"%1\" style=\"color:%3\">%2</a>")
+        .arg(QLatin1String(address), name, ink.name());
 }
 
 QString sslLine()
@@ -40,7 +48,7 @@ void showAboutBox(QWidget *parent)
             "</table>")
             .arg(QCoreApplication::translate("AboutBox", "Nimbra Cloud Gateway Software."),
                  row(QCoreApplication::translate("AboutBox", "Version"),
-                     QStringLiteral("0.2.0 (Dec 31 2020)")),
+                     QLatin1String(defaults::Version) + QLatin1String(" (Dec 31 2020)")),
                  row(QCoreApplication::translate("AboutBox", "Developed by"),
                      QStringLiteral("Corvalt")),
                  row(QCoreApplication::translate("AboutBox", "Support"),
@@ -49,8 +57,7 @@ void showAboutBox(QWidget *parent)
                  row(QCoreApplication::translate("AboutBox", "Uses:"), libraries));
     auto *const box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("KVG-Gate"), table,
                                       QMessageBox::Ok, parent);
-    box->setAttribute(Qt::WA_DeleteOnClose);
     box->setTextFormat(Qt::RichText);
     box->setIconPixmap(QIcon(QStringLiteral(":/kvg-gate.ico")).pixmap(64));
-    box->open();
+    dialogs::openInTurn(box);
 }

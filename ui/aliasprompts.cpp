@@ -1,5 +1,7 @@
 #include "ui/aliasprompts.h"
 
+#include "ui/dialogs.h"
+
 #include <QDateTime>
 #include <QDialogButtonBox>
 #include <QInputDialog>
@@ -30,13 +32,20 @@ AliasPrompts::AliasPrompts(QWidget *window)
 
 void AliasPrompts::ask(const QStringList &things)
 {
-    if (m_prompt) {
-        m_prompt->disconnect(this);
-        m_prompt->close();
-    }
+    cancel();
     m_things = things;
     m_random.seed(static_cast<quint32>(QDateTime::currentMSecsSinceEpoch()));
     askNext();
+}
+
+void AliasPrompts::cancel()
+{
+    m_things.clear();
+    if (m_prompt) {
+        m_prompt->disconnect(this);
+        m_prompt->close();
+        m_prompt.clear();
+    }
 }
 
 void AliasPrompts::askNext()
@@ -48,7 +57,7 @@ void AliasPrompts::askNext()
     const QString thing = m_things.takeFirst();
     const QString type = thing.section(QLatin1Char('_'), 0, 0);
     const QString serial = thing.section(QLatin1Char('_'), 2);
-    m_prompt = new QInputDialog(m_window);
+    m_prompt = new QInputDialog(m_window->window());
     m_prompt->setAttribute(Qt::WA_DeleteOnClose);
     m_prompt->setWindowTitle(tr("Thing Name"));
     m_prompt->setLabelText(
@@ -68,10 +77,10 @@ void AliasPrompts::askNext()
         emit answered(thing, alias);
         askNext();
     });
-    m_prompt->open();
     if (auto *const editor = m_prompt->findChild<QLineEdit *>()) {
         editor->selectAll();
     }
+    dialogs::openInTurn(m_prompt);
 }
 
 QString AliasPrompts::proposal(const QString &type)

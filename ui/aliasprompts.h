@@ -9,7 +9,7 @@ class QInputDialog;
 class QWidget;
 
 // Asks the user for a name for one thing after the other. Interface thread; one run of prompts
-// at a time. Names are proposed so that no two of a run are alike.
+// at a time. Each proposes another random name.
 class AliasPrompts : public QObject
 {
     Q_OBJECT
@@ -20,6 +20,8 @@ public:
 
     // Begins to ask for the things of these short ids. A run that is under way is given up.
     void ask(const QStringList &things);
+    // Gives the run up without a word.
+    void cancel();
 
 signals:
     void answered(const QString &sid, const QString &alias);

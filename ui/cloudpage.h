@@ -3,7 +3,6 @@
 #include <QJsonObject>
 #include <QWidget>
 
-class QPushButton;
 class QStatusLabel;
 class RegistrationWizard;
 
@@ -15,19 +14,31 @@ class CloudPage : public QWidget
 public:
     explicit CloudPage(QWidget *parent = nullptr);
 
-    RegistrationWizard &wizard() { return *m_wizard; }
-
     // Shows what is stored; called when the page is about to be shown.
     void refresh();
     // "gw", "key" and "cert" of the runner's CStatus.
     void showStatus(const QJsonObject &status);
     void showConnectivity(bool connected);
 
+    // Results of the registration; see RegistrationWizard.
+    void showState(int state);
+    void askForAliases(const QStringList &things);
+    void showCode(const QJsonObject &code);
+    bool showResult(const QJsonObject &result);
+    // Back to the first step, whatever was under way.
+    void restart();
+
 public slots:
     void on_settingsResetGWButton_clicked();
 
 signals:
     void resetWanted();
+    // The wizard's.
+    void stateWanted();
+    void registrationWanted();
+    void registrationCancelled();
+    void renameRequested(const QString &sid, const QString &alias);
+    void notice(const QString &text, int milliseconds);
 
 private:
     RegistrationWizard *m_wizard;

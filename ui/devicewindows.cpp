@@ -1,5 +1,7 @@
 #include "ui/devicewindows.h"
 
+#include "ui/log.h"
+
 #include <QWidget>
 
 #include <algorithm>
@@ -40,12 +42,20 @@ void DeviceWindows::add(QObject *thui)
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
                                    Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||
         window == nullptr) {
+        qCWarning(lcUi, "A device's interface object makes no window, or there are too many");
         return;
     }
     m_entries.push_back({std::move(owned), window});
     emit available();
     if (!m_heldBack) {
         bringUp(window);
+    }
+}
+
+void DeviceWindows::release()
+{
+    if (m_heldBack) {
+        showAll();
     }
 }
 

@@ -18,14 +18,16 @@ public:
     ~DeviceWindows() override;
 
     // Makes the window of a device's interface object (see AbstractThingType::create()) and takes
-    // the object over. Shown at once, or with showAll() while they are held back. Null and
+    // the object over. Shown at once, or with release() while they are held back. Null and
     // objects that make no window are dropped.
     void add(QObject *thui);
-    // New windows wait until showAll(): nothing must pop up over the splash screen or beside a
+    // New windows wait until release(): nothing must pop up over the splash screen or beside a
     // window that starts hidden.
     void holdBack() { m_heldBack = true; }
     // Brings every window up, also those that the user closed.
     void showAll();
+    // Ends the holding back and shows what waited; later calls do nothing.
+    void release();
 
 signals:
     // There is one now.

@@ -1,67 +1,103 @@
 #include "ui/dialogs.h"
 
+#include <QPointer>
+#include <QQueue>
+#include <QVariant>
+
 namespace {
 
 constexpr int mostWaiting = 20; // boxes of one window; whoever makes more tells nothing new
 
-const QString pending = QStringLiteral("pendingBox");
-
-// Those that are open or wait, in the order in which they were made; not those that only wait
-// for their deletion.
-QList<QMessageBox *> boxesOf(const QWidget *window)
+// The dialogs of one window, whose child it is.
+class Turns : public QObject
 {
-    return window == nullptr
-               ? QList<QMessageBox *>()
-               : window->findChildren<QMessageBox *>(pending, Qt::FindDirectChildrenOnly);
-}
+public:
+    static Turns &of(QWidget *window)
+    {
+        // Not by type: it has no meta-object of its own.
+        const QString name = QStringLiteral("dialogTurns");
+        QObject *found = window->findChild<QObject *>(name, Qt::FindDirectChildrenOnly);
+        if (found == nullptr) {
+            found = new Turns(window);
+            found->setObjectName(name);
+        }
+        return *static_cast<Turns *>(found);
+    }
 
-QMessageBox *makeBox(QWidget *window, QMessageBox::Icon icon, const QString &title,
+    void add(QDialog *dialog)
+    {
+        m_waiting.enqueue(dialog);
+        // Queued: whoever hears that it has finished may have more to say first.
+        connect(dialog, &QDialog::finished, this, &Turns::openNext, Qt::QueuedConnection);
+        connect(dialog, &QObject::destroyed, this, &Turns::openNext, Qt::QueuedConnection);
+        openNext();
+    }
+
+    int waiting() const { return m_waiting.size(); }
+
+private:
+    using QObject::QObject;
+
+    void openNext()
+    {
+        while (!m_waiting.isEmpty() && !(m_open && m_open->isVisible())) {
+            m_open = m_waiting.dequeue();
+            if (m_open) {
+                m_open->open();
+            }
+        }
+    }
+
+    QPointer<QDialog> m_open;
+    QQueue<QPointer<QDialog>> m_waiting;
+};
+
+QMessageBox *makeBox(const QWidget *parent, QMessageBox::Icon icon, const QString &title,
                      const QString &text)
 {
-    auto *const box = new QMessageBox(icon, title, text, QMessageBox::NoButton, window);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setObjectName(pending);
-    QObject::connect(box, &QMessageBox::finished, box, [box] { box->setObjectName(QString()); });
-    return box;
+    return new QMessageBox(icon, title, text, QMessageBox::NoButton, parent->window());
 }
 
-// Of two boxes that are open at once over one window, neither hears the keyboard.
-void openAfter(const QList<QMessageBox *> &others, QMessageBox *box)
+// Open or waiting: one that is closed and not deleted yet has no result to come.
+bool isSaid(const QWidget *window, const QString &text)
 {
-    if (others.isEmpty()) {
-        box->open();
-    } else {
-        QObject::connect(others.last(), &QMessageBox::finished, box, &QDialog::open);
+    const auto boxes =
+        window->findChildren<QMessageBox *>(QString(), Qt::FindDirectChildrenOnly);
+    for (QMessageBox *const box : boxes) {
+        if (box->text() == text && !box->property("finished").toBool()) {
+            return true;
+        }
     }
+    return false;
 }
 
 } // namespace
 
+void dialogs::openInTurn(QDialog *dialog)
+{
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    QObject::connect(dialog, &QDialog::finished, dialog,
+                     [dialog] { dialog->setProperty("finished", true); });
+    Turns::of(dialog->parentWidget()).add(dialog);
+}
+
 void dialogs::tell(QWidget *parent, QMessageBox::Icon icon, const QString &title,
                    const QString &text, Qt::TextFormat format)
 {
-    QWidget *const window = parent == nullptr ? nullptr : parent->window();
-    const QList<QMessageBox *> others = boxesOf(window);
-    for (QMessageBox *const other : others) {
-        if (other->text() == text) {
-            other->raise();
-            return;
-        }
-    }
-    if (others.size() >= mostWaiting) {
+    QWidget *const window = parent->window();
+    if (isSaid(window, text) || Turns::of(window).waiting() >= mostWaiting) {
         return;
     }
-    QMessageBox *const box = makeBox(window, icon, title, text);
+    QMessageBox *const box = makeBox(parent, icon, title, text);
     box->setTextFormat(format);
     box->addButton(QMessageBox::Ok);
-    openAfter(others, box);
+    openInTurn(box);
 }
 
 void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
                   const std::function<void()> &accepted)
 {
-    const QList<QMessageBox *> others = boxesOf(parent->window());
-    QMessageBox *const box = makeBox(parent->window(), QMessageBox::Question, title, text);
+    QMessageBox *const box = makeBox(parent, QMessageBox::Question, title, text);
     box->setTextFormat(Qt::PlainText);
     box->setStandardButtons(QMessageBox::Yes | QMessageBox::No);
     box->setDefaultButton(QMessageBox::No);
@@ -70,5 +106,5 @@ void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
             accepted();
         }
     });
-    openAfter(others, box);
+    openInTurn(box);
 }

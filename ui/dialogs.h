@@ -5,20 +5,27 @@
 
 #include <functional>
 
+class QDialog;
 class QWidget;
 
-// Boxes that do not hold up the program, one after the other for each window. Interface thread.
-// Texts are shown as they are, never as markup, unless said otherwise.
+// Dialogs that do not hold up the program, one after the other for each window: of two that are
+// open at once over one window, neither hears the keyboard. Interface thread. Texts are shown as
+// they are, never as markup, unless said otherwise. Parents must not be null; the dialogs belong
+// to the parent's window.
 namespace dialogs {
 
-// Opens a box with an OK button and returns at once. One that says the same already, or waits to,
-// is enough. `format`: Qt::RichText for texts that are markup, whose foreign parts
-// the caller has escaped.
+// Opens the dialog, a child of its window, as soon as those before it are closed, and returns at
+// once. Takes it over: it is deleted when it closes.
+void openInTurn(QDialog *dialog);
+
+// Tells the user something, with an OK button. One box that says the same already, or waits to,
+// is enough. `format`: Qt::RichText for texts that are markup, whose foreign parts the caller has
+// escaped.
 void tell(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text,
           Qt::TextFormat format = Qt::PlainText);
 
 // Asks a question that is answered No unless the user presses Yes, upon which `accepted` is
-// called. `parent` must not be null: the call does not outlive it.
+// called; not when `parent` has gone by then.
 void ask(QWidget *parent, const QString &title, const QString &text,
          const std::function<void()> &accepted);
 

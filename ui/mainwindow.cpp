@@ -6,7 +6,6 @@
 #include "ui/devicespage.h"
 #include "ui/dialogs.h"
 #include "ui/log.h"
-#include "ui/registrationwizard.h"
 #include "ui/regthingseditor.h"
 #include "ui/settingspage.h"
 #include "ui/splash.h"
@@ -110,7 +109,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     });
     m_worker.start();
     m_settingsPage->load();
-    m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);
+    m_cloudPage->restart();
     m_clock.arm();
     resize(QSize(960, 700).boundedTo(screen()->availableSize()));
 }
@@ -135,13 +134,12 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     for (QWidget *const page : pages) {
         m_pages->addWidget(page);
     }
-    RegistrationWizard *const wizard = &m_cloudPage->wizard();
     connect(m_settingsPage, &SettingsPage::notice, this, &MainWindow::notice);
     connect(m_devicesPage, &DevicesPage::notice, this, &MainWindow::notice);
-    connect(wizard, &RegistrationWizard::notice, this, &MainWindow::notice);
+    connect(m_cloudPage, &CloudPage::notice, this, &MainWindow::notice);
     connect(m_settingsPage, &SettingsPage::applied, &m_clock, &ScanClock::arm);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
-    connect(wizard, &RegistrationWizard::renameRequested, this, &MainWindow::thing_renamereq);
+    connect(m_cloudPage, &CloudPage::renameRequested, this, &MainWindow::thing_renamereq);
 }
 
 void MainWindow::makeDock()
@@ -257,16 +255,17 @@ void MainWindow::connectRunner()
 
     // Queued also where the runner's thread does not run yet.
     const auto queued = Qt::QueuedConnection;
-    RegistrationWizard *const wizard = &m_cloudPage->wizard();
     connect(&m_settings, &ZUSettings::unregDevices, runner, &ZugatewRunner::resetGateway, queued);
     connect(m_cloudPage, &CloudPage::resetWanted, runner, &ZugatewRunner::resetGateway, queued);
     connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::resetDevPool, queued);
     connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::updatePool, queued);
     connect(m_devicesPage, &DevicesPage::stored, runner, &ZugatewRunner::applyDeviceSettings,
             queued);
-    connect(wizard, &RegistrationWizard::stateWanted, runner, &ZugatewRunner::registrationState,
+    connect(m_cloudPage, &CloudPage::stateWanted, runner, &ZugatewRunner::registrationState,
             queued);
-    connect(wizard, &RegistrationWizard::registrationWanted, runner, &ZugatewRunner::generateDoc,
+    connect(m_cloudPage, &CloudPage::registrationCancelled, runner,
+            &ZugatewRunner::cancelRegistration, queued);
+    connect(m_cloudPage, &CloudPage::registrationWanted, runner, &ZugatewRunner::generateDoc,
             queued);
     connect(m_settingsPage, &SettingsPage::exportRequested, runner, &ZugatewRunner::exportSettings,
             queued);
@@ -316,7 +315,7 @@ void MainWindow::runInitSequence()
         appear(splash);
     }
     if (m_status) {
-        qCWarning(lcUi, "Left during start-up with %d", *m_status);
+        qCInfo(lcUi, "Left during start-up with %d", *m_status);
         // The main event loop does not run yet, and would forget to end.
         const int status = *m_status;
         QMetaObject::invokeMethod(
@@ -334,7 +333,6 @@ void MainWindow::appear(QSplashScreen &splash)
     show();
     disconnect(this, &MainWindow::loadProgress, &splash, nullptr);
     splash.finish(this);
-    m_deviceWindows.showAll();
     bringUp();
 }
 
@@ -352,6 +350,7 @@ void MainWindow::bringUp()
     }
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
+    m_deviceWindows.release();
     raise();
     activateWindow();
 }
@@ -372,13 +371,14 @@ void MainWindow::dockClicked()
 
 void MainWindow::runner_finished(int op, const QVariant &result)
 {
+    static_assert(std::size(s_reactions) == ZugatewRunner::RegStatus + 1);
     if (op >= 0 && op < int(std::size(s_reactions))) {
         const Reaction reaction = s_reactions[op];
         (this->*reaction)(result);
     }
 }
 
-// Also after start-up: the next steps do nothing then.
+// Also after start-up, on purpose.
 void MainWindow::loaded(const QVariant &result)
 {
     if (!result.toBool()) {
@@ -444,12 +444,12 @@ void MainWindow::statusReceived(const QVariant &result)
 
 void MainWindow::codeReceived(const QVariant &result)
 {
-    m_cloudPage->wizard().showCode(result.toJsonObject());
+    m_cloudPage->showCode(result.toJsonObject());
 }
 
 void MainWindow::registrationEnded(const QVariant &result)
 {
-    if (!m_cloudPage->wizard().showResult(result.toJsonObject())) {
+    if (!m_cloudPage->showResult(result.toJsonObject())) {
         return;
     }
     showPage(P_STATE);
@@ -461,17 +461,17 @@ void MainWindow::registrationEnded(const QVariant &result)
 void MainWindow::unregistered(const QVariant & /*result*/)
 {
     queue(&ZugatewRunner::listThings);
-    m_cloudPage->wizard().setStep(RegistrationWizard::R_SERIAL);
+    m_cloudPage->restart();
 }
 
 void MainWindow::aliasesMissing(const QVariant &result)
 {
-    m_cloudPage->wizard().askForAliases(result.toStringList());
+    m_cloudPage->askForAliases(result.toStringList());
 }
 
 void MainWindow::stateReceived(const QVariant &result)
 {
-    m_cloudPage->wizard().showState(result.toInt());
+    m_cloudPage->showState(result.toInt());
 }
 
 void MainWindow::failed(const QVariant &result)
@@ -488,6 +488,8 @@ void MainWindow::exported(const QVariant &result)
 void MainWindow::imported(const QVariant &result)
 {
     m_settingsPage->showImported(result.toBool());
+    m_devicesPage->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
+    m_registry->sync();
     m_cloudPage->refresh();
     queue(&ZugatewRunner::cloudStatus);
 }

@@ -64,7 +64,7 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
     , m_steps(new QStackedWidget(this))
     , m_startButton(pagestyle::button(tr("&Start"), "cloudGetCodeButton", this))
     , m_copyButton(pagestyle::button(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
-    , m_expiredButton(pagestyle::button(tr("&New Session"), "cloudExpiredButton", this))
+    , m_expiredButton(nullptr)
     , m_code(new QLCDNumber(10, this))
     , m_countdown(new QCountDownLCD(this))
     , m_results(new QListWidget(this))
@@ -95,8 +95,6 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
         }
     });
     connect(m_countdown, &QCountDownLCD::timeout, this, [this] { showExpired(true); });
-    connect(m_expiredButton, &QPushButton::clicked, this,
-            &RegistrationWizard::on_cloudRestartRegButton_clicked);
     QMetaObject::connectSlotsByName(this);
 }
 
@@ -151,11 +149,16 @@ QWidget *RegistrationWizard::makeCodePage()
     auto *const displayRow = new QHBoxLayout;
     displayRow->addLayout(display);
     displayRow->addStretch();
+    QPushButton *const portalButton =
+        pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page);
+    m_expiredButton = pagestyle::button(tr("&New Session"), "cloudExpiredButton", page);
+    connect(m_expiredButton, &QPushButton::clicked, this, [this] {
+        emit registrationCancelled(); // the registrar may not know yet that the code has expired
+        setStep(R_SERIAL);
+    });
     QVBoxLayout *const column = makeColumn(page);
     column->addLayout(displayRow);
-    column->addLayout(makeRow(
-        {m_copyButton, pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page),
-         m_expiredButton}));
+    column->addLayout(makeRow({m_copyButton, portalButton, m_expiredButton}));
     column->addStretch();
     return page;
 }
@@ -178,6 +181,7 @@ void RegistrationWizard::setStep(RegSteps step)
     switch (step) {
     case R_SERIAL:
         m_stepLabel->setText(tr("Querying..."));
+        m_prompts->cancel();
         m_results->clear();
         m_startButton->setEnabled(false);
         emit stateWanted();
@@ -228,8 +232,9 @@ void RegistrationWizard::showCode(const QJsonObject &code)
 {
     setStep(R_CODE);
     const QJsonValue value = code[QLatin1String("value")];
-    m_code->display(value.isDouble() ? whole(value)
-                                     : code[QLatin1String("code")].toVariant().toInt());
+    m_code->display(
+        value.isDouble() ? whole(value)
+                         : whole(code[QLatin1String("code")].toVariant().toDouble()));
     m_countdown->start(whole(code[QLatin1String("timeout")]));
 }
 

@@ -23,7 +23,7 @@ public:
 
     explicit RegistrationWizard(QWidget *parent = nullptr);
 
-    // Shows the step; R_SERIAL asks for the state of the registration.
+    // Shows the step; R_SERIAL asks for the state of the registration, and not for names any more.
     void setStep(RegSteps step);
     // On the first step, asks for the state again: devices may have come meanwhile.
     void refresh();
@@ -45,6 +45,8 @@ public slots:
 signals:
     void stateWanted();
     void registrationWanted();
+    // The session that is under way is not wanted any more.
+    void registrationCancelled();
     void renameRequested(const QString &sid, const QString &alias);
     void notice(const QString &text, int milliseconds);
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -25,7 +26,10 @@ ScanClock::ScanClock(QObject *parent)
 {
     m_deferred.setSingleShot(true);
     m_deferred.setInterval(20s);
-    connect(&m_deferred, &QTimer::timeout, this, &ScanClock::scan);
+    connect(&m_deferred, &QTimer::timeout, this, [this] {
+        m_again = m_scanning;
+        scan();
+    });
 }
 
 void ScanClock::arm()
@@ -51,8 +55,8 @@ void ScanClock::scanLater()
 
 void ScanClock::scan()
 {
-    m_deferred.stop();
     if (!m_scanning) {
+        m_deferred.stop();
         m_scanning = true;
         emit scanning(true);
         emit scanWanted();
@@ -63,6 +67,9 @@ void ScanClock::scanned()
 {
     m_scanning = false;
     emit scanning(false);
+    if (std::exchange(m_again, false)) {
+        scanLater();
+    }
 }
 
 void ScanClock::timerEvent(QTimerEvent *event)

@@ -39,4 +39,5 @@ private:
     QTimer m_deferred;
     std::chrono::milliseconds m_period{0};
     bool m_scanning = false;
+    bool m_again = false; // the search under way may be past what the deferred one was for
 };

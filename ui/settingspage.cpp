@@ -79,9 +79,8 @@ QFileDialog *makeDialog(QWidget *parent, const QString &title)
 {
     const QString stored = SettingsStore().value(keys::ExportDirectory);
     auto *const dialog =
-        new QFileDialog(parent, title, stored.isEmpty() ? QDir::homePath() : stored,
+        new QFileDialog(parent->window(), title, stored.isEmpty() ? QDir::homePath() : stored,
                         SettingsPage::tr("Backup files (*.bak)"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     return dialog;
 }
 
@@ -100,8 +99,8 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     , m_language(new QComboBox(this))
     , m_dark(new QCheckBox(tr("&Dark theme"), this))
     , m_startWithSession(new QCheckBox(tr("Start when &I log on"), this))
-    , m_closeToTray(new QCheckBox(tr("&Closing the window leaves the program in the tray"), this))
     , m_startHidden(new QCheckBox(tr("Start &hidden in the tray"), this))
+    , m_closeToTray(new QCheckBox(tr("&Closing the window leaves the program in the tray"), this))
     , m_autoScan(new QCheckBox(tr("&Look for devices regularly"), this))
     , m_scanInterval(makeSpinBox(0, 7 * 24 * 60, tr(" min"), this))
     , m_backupButton(pagestyle::button(tr("&Backup…"), "settingsBackupButton", this))
@@ -248,7 +247,7 @@ void SettingsPage::on_settingsRestoreButton_clicked()
         showTransfer(true);
         emit importRequested(file);
     });
-    dialog->open();
+    dialogs::openInTurn(dialog);
 }
 
 void SettingsPage::on_settingsBackupButton_clicked()
@@ -256,7 +255,7 @@ void SettingsPage::on_settingsBackupButton_clicked()
     QFileDialog *const dialog = makeDialog(this, tr("Save As"));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     connect(dialog, &QFileDialog::fileSelected, this, &SettingsPage::exportTo);
-    dialog->open();
+    dialogs::openInTurn(dialog);
 }
 
 void SettingsPage::exportTo(QString file)
@@ -303,11 +302,11 @@ void SettingsPage::showExported(bool done)
 void SettingsPage::showImported(bool done)
 {
     showTransfer(false);
+    load(); // also after a failure: what came before it was taken
     if (!done) {
         emit notice(tr("Configuration could not be restored."), failureNotice);
         return;
     }
-    load();
     dialogs::tell(this, QMessageBox::Information, tr("Import"),
                   tr("Configuration has been restored from a backup. Restart the application as "
                      "soon as possible."));
@@ -315,5 +314,9 @@ void SettingsPage::showImported(bool done)
 
 void SettingsPage::on_settingsLogButton_clicked()
 {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(m_logFolder));
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(m_logFolder))) {
+        // Without a file manager the path is what helps.
+        emit notice(tr("The log is in %1").arg(QDir::toNativeSeparators(m_logFolder)),
+                    failureNotice);
+    }
 }

@@ -67,8 +67,8 @@ private:
     QComboBox *m_language;
     QCheckBox *m_dark;
     QCheckBox *m_startWithSession;
-    QCheckBox *m_closeToTray;
     QCheckBox *m_startHidden;
+    QCheckBox *m_closeToTray;
     QCheckBox *m_autoScan;
     QSpinBox *m_scanInterval;
     QPushButton *m_backupButton;

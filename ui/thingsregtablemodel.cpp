@@ -1,5 +1,7 @@
 #include "ui/thingsregtablemodel.h"
 
+#include "settings/devicepool.h"
+
 namespace {
 
 // The member of an entry that a column shows.
@@ -91,7 +93,8 @@ void ThingsRegTableModel::replaceAll(const QJsonArray &devices)
 
 QString ThingsRegTableModel::key(int row) const
 {
-    const QJsonObject &device = m_devices.at(row);
-    const auto part = [&device](ColumnNames column) { return device[member(column)].toString(); };
-    return part(ColType) + QLatin1Char('_') + part(ColVersion) + QLatin1Char('_') + part(ColSerial);
+    const auto part = [device = m_devices.at(row)](ColumnNames column) {
+        return device[member(column)].toString();
+    };
+    return PoolEntry{part(ColType), part(ColVersion), part(ColSerial), {}, {}}.key();
 }

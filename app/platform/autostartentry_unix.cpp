@@ -2,12 +2,12 @@
 #include "app/platform/autostartentry.h"
 
 #include "app/log.h"
+#include "settings/privatefile.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QHash>
-#include <QSaveFile>
 #include <QStandardPaths>
 
 namespace {
@@ -106,12 +106,9 @@ void AutostartEntry::write(const QString &command)
                                         "X-GNOME-Autostart-enabled=true\n")
                              .arg(escaped(QCoreApplication::applicationName()), escaped(command));
     QDir().mkpath(QFileInfo(path).path());
-    QSaveFile file(path);
-    file.open(QIODevice::WriteOnly);
-    file.write(text.toUtf8());
-    // flush(), because commit() does not tell when the disk was full.
-    if (!file.flush() || !file.commit()) {
-        qCWarning(lcApp).noquote() << "Cannot write" << path << "-" << file.errorString();
+    QString error;
+    if (!replacePrivateFile(path, text.toUtf8(), error)) {
+        qCWarning(lcApp).noquote() << "Cannot write" << path << "-" << error;
     }
 }
 

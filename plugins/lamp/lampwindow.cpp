@@ -127,7 +127,7 @@ void LampWindow::summarise()
 {
     const int count = m_model->rowCount();
     if (count == 0) {
-        m_summary->setText(tr("There are no lamps. Their number is on the settings page."));
+        m_summary->setText(tr("There are no lamps. Their number is under Device settings."));
     } else if (m_model->unplugged() == count) {
         m_summary->setText(tr("All lamps are unplugged. Check \"Plugged in\" to bring one back."));
     } else {

@@ -188,16 +188,16 @@
         <translation>Лампы</translation>
     </message>
     <message>
-        <source>There are no lamps. Their number is on the settings page.</source>
-        <translation>Ламп нет. Их количество задаётся на странице настроек.</translation>
-    </message>
-    <message>
         <source>All lamps are unplugged. Check &quot;Plugged in&quot; to bring one back.</source>
         <translation>Все лампы отсоединены. Чтобы вернуть лампу, установите флажок «Подключена».</translation>
     </message>
     <message>
         <source>On: %1 of %2. Unplugged: %3.</source>
         <translation>Включено: %1 из %2. Отсоединено: %3.</translation>
+    </message>
+    <message>
+        <source>There are no lamps. Their number is under Device settings.</source>
+        <translation>Ламп нет. Их количество задаётся на странице «Настройки устройств».</translation>
     </message>
 </context>
 <context>
@@ -620,6 +620,10 @@
     <message>
         <source>Configuration has been restored from a backup. Restart the application as soon as possible.</source>
         <translation>Конфигурация восстановлена из резервной копии. Перезапустите программу как можно скорее.</translation>
+    </message>
+    <message>
+        <source>The log is in %1</source>
+        <translation>Журнал находится в папке %1</translation>
     </message>
 </context>
 <context>

@@ -39,9 +39,9 @@ private slots:
         const QByteArray full(LogFile::longestFile - 10, '\n');
         QVERIFY(writeFile(path() + ".1", "older"));
         QVERIFY(writeFile(path(), full));
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([] {
+        std::array<std::thread, 4> threads;
+        for (std::thread &thread : threads) {
+            thread = std::thread([] {
                 for (int n = 0; n < 100; ++n) {
                     qInfo("%s", QByteArray(500, 'y').constData());
                 }

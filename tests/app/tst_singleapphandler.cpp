@@ -58,8 +58,8 @@ private slots:
         for (const QByteArray &name :
              {QByteArray("Guarded"), "Guarded\n" + QDir::homePath().toUtf8()}) {
             // Whoever creates it removes it.
-            QSystemSemaphore(keyOf(name), 1, QSystemSemaphore::Create);
-            QSystemSemaphore(keyOf(name) + "_semaphore", 1, QSystemSemaphore::Create);
+            const QSystemSemaphore memory(keyOf(name), 1, QSystemSemaphore::Create);
+            const QSystemSemaphore turn(keyOf(name) + "_semaphore", 1, QSystemSemaphore::Create);
         }
     }
 

@@ -16,7 +16,6 @@ struct FakePage : SettingsForm, Autostart
     Autostart &autostart() override { return *this; }
     bool autostartSet() const override { return entry; }
     void setAutostart(bool on) override { entry = on; }
-    void checkAutostart() override {}
 };
 
 } // namespace

@@ -42,8 +42,8 @@ private slots:
         // A version control system that changed line ends would make another file of it.
         QCOMPARE(key.size(), 2268);
         for (const auto &[days, seconds] : {std::pair(QVariant(3), 259200),
-                                            {-2, 86400},
-                                            {INT_MAX, INT_MAX},
+                                            {0, 86400},
+                                            {4000000000U, INT_MAX},
                                             {"weekly", 604800}}) {
             SettingsStore().setVariant(keys::UpdateInterval, days);
             calls.clear();

@@ -15,6 +15,8 @@ double luminance(const QColor &color)
            0.0722 * linear(color.blueF());
 }
 
+constexpr double enough = 4.5;
+
 } // namespace
 
 double contrastRatio(const QColor &ink, const QColor &ground)
@@ -24,8 +26,17 @@ double contrastRatio(const QColor &ink, const QColor &ground)
     return std::max(a, b) / std::min(a, b);
 }
 
+QColor legibleInk(const QColor &ink, const QColor &ground)
+{
+    const bool paler = contrastRatio(Qt::white, ground) > contrastRatio(Qt::black, ground);
+    QColor tone = ink;
+    for (int step = 0; step < 20 && contrastRatio(tone, ground) < enough; ++step) {
+        tone = paler ? tone.lighter(115) : tone.darker(115);
+    }
+    return tone;
+}
+
 QColor legibleGround(const QColor &ink, const QColor &usual)
 {
-    constexpr double enough = 4.5;
     return contrastRatio(ink, usual) >= enough ? usual : QColor(0x10, 0x10, 0x10);
 }

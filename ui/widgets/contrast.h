@@ -6,6 +6,9 @@
 // Text wants 4.5.
 double contrastRatio(const QColor &ink, const QColor &ground);
 
+// `ink`, or where it could not be read on `ground` a paler or darker tone of it that can.
+QColor legibleInk(const QColor &ink, const QColor &ground);
+
 // The ground for text in one of the theme's status colours: `usual`, or where that would leave
 // it illegible one that is dark enough for all of them. The colours are fixed.
 QColor legibleGround(const QColor &ink, const QColor &usual);

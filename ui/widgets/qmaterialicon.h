@@ -26,7 +26,6 @@ public:
     QIcon icon(const QString &name) const;
     // `checked` is the colour in the on state, `nameOn` another glyph for it.
     QIcon icon(const QString &name, Color color, Color checked) const;
-    QIcon icon(const QString &name, Color color) const { return icon(name, color, color); }
     QIcon icon(const QString &name, const QString &nameOn, Color color, Color checked) const;
     // `size` is the side in device-independent pixels, `ratio` the screen's pixels for each.
     QPixmap pixmap(const QString &name, int size, Color color, qreal ratio = 1) const;

@@ -23,7 +23,6 @@ public:
     // `parent` must not be null, and stays the parent.
     QToolDock(QWidget *parent, Side side);
 
-    Side side() const { return m_side; }
     // Pixels of the parent that the bar needs at its side, the gaps on both sides of it
     // included: leave so much free there, and nothing is covered.
     int extent() const;
