@@ -61,8 +61,7 @@ QMessageBox *makeBox(const QWidget *parent, QMessageBox::Icon icon, const QStrin
 // Open or waiting: one that is closed and not deleted yet has no result to come.
 bool isSaid(const QWidget *window, const QString &text)
 {
-    const auto boxes =
-        window->findChildren<QMessageBox *>(QString(), Qt::FindDirectChildrenOnly);
+    const auto boxes = window->findChildren<QMessageBox *>(QString(), Qt::FindDirectChildrenOnly);
     for (QMessageBox *const box : boxes) {
         if (box->text() == text && !box->property("finished").toBool()) {
             return true;

@@ -6,6 +6,7 @@
 #include "ui/devicespage.h"
 #include "ui/dialogs.h"
 #include "ui/log.h"
+#include "ui/navigation.h"
 #include "ui/regthingseditor.h"
 #include "ui/settingspage.h"
 #include "ui/splash.h"
@@ -13,48 +14,21 @@
 #include "ui/trayicon.h"
 #include "ui/widgets/qledlabel.h"
 #include "ui/widgets/qmaterialicon.h"
-#include "ui/widgets/qtooldock.h"
 #include "updates/cvupdater.h"
 
 #include <QAction>
-#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QEventLoop>
-#include <QHBoxLayout>
-#include <QLabel>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
-#include <QToolBar>
-#include <QToolButton>
 
 #include <iterator>
 
 Q_LOGGING_CATEGORY(lcUi, "kvg.ui")
 
-namespace {
-
 using Role = QMaterialIcon::Color;
-
-// An action of the dock: its data are not the index of its page.
-struct DockEntry
-{
-    const char *icon;
-    const char *text;
-    MainWindow::Pages page;
-};
-constexpr int scanData = 2;
-constexpr DockEntry dockEntries[] = {
-    {"dashboard", QT_TRANSLATE_NOOP("MainWindow", "Devices"), MainWindow::P_STATE},
-    {"cloud", QT_TRANSLATE_NOOP("MainWindow", "Cloud"), MainWindow::P_CLOUD},
-    {"sync", QT_TRANSLATE_NOOP("MainWindow", "Rescan"), MainWindow::P_STATE},
-    {"device_hub", QT_TRANSLATE_NOOP("MainWindow", "Device settings"), MainWindow::P_DEVICES},
-    {"settings", QT_TRANSLATE_NOOP("MainWindow", "Settings"), MainWindow::P_SETTINGS},
-    {"inventory", QT_TRANSLATE_NOOP("MainWindow", "Known devices"), MainWindow::P_REGISTRY},
-};
-
-} // namespace
 
 // One row for each operation, in the order of their codes.
 const MainWindow::Reaction MainWindow::s_reactions[] = {
@@ -81,9 +55,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     : QMainWindow(parent)
     , m_tray(nullptr)
     , m_pages(new QStackedWidget)
-    , m_pageActions(new QActionGroup(this))
-    , m_scanAction(nullptr)
-    , m_title(new QLabel)
+    , m_navigation(new Navigation(*this, m_pages, m_menu, m_deviceWindows))
     , m_led(nullptr)
 {
     setObjectName("MainWindow");
@@ -93,11 +65,9 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
         autostart.setAutostart(wanted);
     }
     makePages(autostart, logFolder);
-    makeDock();
     connectRunner();
     m_updater = makeUpdater(m_settings.store().value(keys::UpdateFeed));
     makeMenu();
-    makeToolBar();
     makeStatusBar();
     showPage(P_STATE);
     m_tray = new TrayIcon(m_menu, this);
@@ -134,46 +104,15 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     for (QWidget *const page : pages) {
         m_pages->addWidget(page);
     }
+    for (const QAction *const action : m_navigation->actions()) {
+        connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
+    }
     connect(m_settingsPage, &SettingsPage::notice, this, &MainWindow::notice);
     connect(m_devicesPage, &DevicesPage::notice, this, &MainWindow::notice);
     connect(m_cloudPage, &CloudPage::notice, this, &MainWindow::notice);
     connect(m_settingsPage, &SettingsPage::applied, &m_clock, &ScanClock::arm);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
     connect(m_cloudPage, &CloudPage::renameRequested, this, &MainWindow::thing_renamereq);
-}
-
-void MainWindow::makeDock()
-{
-    auto *const centre = new QWidget(this);
-    auto *const layout = new QHBoxLayout(centre);
-    layout->addWidget(m_pages);
-    setCentralWidget(centre);
-    auto *const dock = new QToolDock(centre, QToolDock::Left);
-    const auto leaveRoom = [layout](int extent) { layout->setContentsMargins(extent, 0, 0, 0); };
-
-    int number = 0;
-    for (const DockEntry &entry : dockEntries) {
-        const QMaterialIcon &icons = QMaterialIcon::instance();
-        auto *const action = new QAction(
-            icons.icon(QLatin1String(entry.icon), Role::Base, Role::Checked), tr(entry.text), this);
-        action->setData(number);
-        if (number == scanData) {
-            action->setShortcut(QKeySequence::Refresh);
-            m_scanAction = action;
-        } else {
-            action->setCheckable(true);
-            action->setShortcut(QKeySequence(QStringLiteral("Ctrl+%1").arg(number + 1)));
-            m_pageActions->addAction(action);
-        }
-        action->setToolTip(QStringLiteral("%1 (%2)").arg(
-            action->text(), action->shortcut().toString(QKeySequence::NativeText)));
-        connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
-        addAction(action); // so that the short cut works
-        dock->addAction(action);
-        ++number;
-    }
-    leaveRoom(dock->extent());
-    connect(dock, &QToolDock::extentChanged, layout, leaveRoom);
 }
 
 void MainWindow::makeMenu()
@@ -194,46 +133,6 @@ void MainWindow::makeMenu()
     QAction *const exit = add(tr("Exit"), A_EXIT);
     exit->setShortcut(QKeySequence::Quit);
     addAction(exit);
-}
-
-void MainWindow::makeToolBar()
-{
-    // Named, so that the stored state has something to hold.
-    QToolBar *const bar = addToolBar(tr("Tool bar"));
-    bar->setObjectName("toolBar");
-    bar->setStyleSheet(QStringLiteral("QToolBar{border:0px;}"));
-    bar->setMovable(false);
-    bar->toggleViewAction()->setVisible(false);
-    setContextMenuPolicy(Qt::NoContextMenu);
-
-    QFont font = m_title->font();
-    font.setPointSizeF(font.pointSizeF() * 1.4);
-    m_title->setFont(font);
-    m_title->setMargin(6);
-    bar->addWidget(m_title);
-    auto *const gap = new QWidget(bar);
-    gap->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    bar->addWidget(gap);
-
-    const QMaterialIcon &icons = QMaterialIcon::instance();
-    QAction *const windows =
-        bar->addAction(icons.icon(QStringLiteral("web_asset")), tr("Device windows"),
-                       &m_deviceWindows, &DeviceWindows::showAll);
-    windows->setToolTip(tr("Show the windows that devices bring along"));
-    windows->setVisible(false);
-    connect(&m_deviceWindows, &DeviceWindows::available, windows,
-            [windows] { windows->setVisible(true); });
-    auto *const more = new QToolButton(bar);
-    more->setIcon(icons.icon(QStringLiteral("more_vert")));
-    more->setToolTip(tr("More"));
-    more->setAccessibleName(tr("More"));
-    more->setMenu(&m_menu);
-    more->setPopupMode(QToolButton::InstantPopup);
-    more->setStyleSheet(QStringLiteral("QToolButton::menu-indicator{image:none;}"));
-    bar->addWidget(more);
-    for (QToolButton *const button : bar->findChildren<QToolButton *>()) {
-        button->setFocusPolicy(Qt::TabFocus);
-    }
 }
 
 void MainWindow::makeStatusBar()
@@ -534,13 +433,12 @@ void MainWindow::gw_connectivityChanged(bool connected)
 void MainWindow::sidePane_clicked()
 {
     const auto *const action = qobject_cast<const QAction *>(sender());
-    const int page = action != nullptr ? action->data().toInt() : 0;
-    if (page == scanData) {
+    const int number = action != nullptr ? action->data().toInt() : 0;
+    if (number == Navigation::scanData) {
         m_clock.scan();
-        return;
+    } else {
+        showPage(static_cast<Pages>(Navigation::pageOf(number)));
     }
-    const bool known = page >= 0 && page < int(std::size(dockEntries));
-    showPage(known ? dockEntries[page].page : P_STATE);
 }
 
 void MainWindow::showPage(Pages page)
@@ -551,17 +449,12 @@ void MainWindow::showPage(Pages page)
         m_registry->sync();
     }
     m_pages->setCurrentIndex(page);
-    for (QAction *const action : m_pageActions->actions()) {
-        if (dockEntries[action->data().toInt()].page == page) {
-            action->setChecked(true);
-            m_title->setText(action->text());
-        }
-    }
+    m_navigation->setPage(page);
 }
 
 void MainWindow::showScanning(bool on)
 {
-    m_scanAction->setDisabled(on);
+    m_navigation->setScanning(on);
     m_statePage->showScanning(on);
 }
 

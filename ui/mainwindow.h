@@ -18,8 +18,7 @@
 class CVUpdater;
 class CloudPage;
 class DevicesPage;
-class QActionGroup;
-class QLabel;
+class Navigation;
 class QLedLabel;
 class QSplashScreen;
 class QStackedWidget;
@@ -84,8 +83,6 @@ protected:
 
 private:
     void makePages(Autostart &autostart, const QString &logFolder);
-    void makeDock();
-    void makeToolBar();
     void makeMenu();
     void makeStatusBar();
     void connectRunner();
@@ -125,14 +122,12 @@ private:
     std::unique_ptr<CVUpdater> m_updater; // null where there is none
     TrayIcon *m_tray;
     QStackedWidget *m_pages;
+    Navigation *m_navigation;
     StatePage *m_statePage;
     SettingsPage *m_settingsPage;
     DevicesPage *m_devicesPage;
     CloudPage *m_cloudPage;
     RegThingsEditor *m_registry;
-    QActionGroup *m_pageActions;
-    QAction *m_scanAction;
-    QLabel *m_title;
     QLedLabel *m_led;
     std::optional<int> m_status; // to end with; none while nobody leaves
     bool m_loading = false;

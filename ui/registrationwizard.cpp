@@ -232,9 +232,8 @@ void RegistrationWizard::showCode(const QJsonObject &code)
 {
     setStep(R_CODE);
     const QJsonValue value = code[QLatin1String("value")];
-    m_code->display(
-        value.isDouble() ? whole(value)
-                         : whole(code[QLatin1String("code")].toVariant().toDouble()));
+    m_code->display(value.isDouble() ? whole(value)
+                                     : whole(code[QLatin1String("code")].toVariant().toDouble()));
     m_countdown->start(whole(code[QLatin1String("timeout")]));
 }
 

@@ -10,7 +10,7 @@
 namespace {
 
 // The user's period as the library wants it. Days that do not fit into seconds are cut off.
-int checkInterval(int days)
+int checkInterval(quint32 days)
 {
     constexpr qint64 day = 86400;
     return int(qBound(day, days * day, qint64(std::numeric_limits<int>::max())));

@@ -203,30 +203,6 @@
 <context>
     <name>MainWindow</name>
     <message>
-        <source>Devices</source>
-        <translation>Устройства</translation>
-    </message>
-    <message>
-        <source>Cloud</source>
-        <translation>Облако</translation>
-    </message>
-    <message>
-        <source>Rescan</source>
-        <translation>Найти устройства</translation>
-    </message>
-    <message>
-        <source>Device settings</source>
-        <translation>Настройки устройств</translation>
-    </message>
-    <message>
-        <source>Settings</source>
-        <translation>Настройки</translation>
-    </message>
-    <message>
-        <source>Known devices</source>
-        <translation>Известные устройства</translation>
-    </message>
-    <message>
         <source>Show/Hide</source>
         <translation>Показать/скрыть</translation>
     </message>
@@ -241,22 +217,6 @@
     <message>
         <source>Exit</source>
         <translation>Выход</translation>
-    </message>
-    <message>
-        <source>Tool bar</source>
-        <translation>Панель инструментов</translation>
-    </message>
-    <message>
-        <source>Device windows</source>
-        <translation>Окна устройств</translation>
-    </message>
-    <message>
-        <source>Show the windows that devices bring along</source>
-        <translation>Показать собственные окна устройств</translation>
-    </message>
-    <message>
-        <source>More</source>
-        <translation>Ещё</translation>
     </message>
     <message>
         <source>Cloud connection is not configured</source>
@@ -293,6 +253,49 @@
     <message>
         <source>Disconnected from the cloud</source>
         <translation>Нет подключения к облаку</translation>
+    </message>
+</context>
+<context>
+    <name>Navigation</name>
+    <message>
+        <source>Devices</source>
+        <translation>Устройства</translation>
+    </message>
+    <message>
+        <source>Cloud</source>
+        <translation>Облако</translation>
+    </message>
+    <message>
+        <source>Rescan</source>
+        <translation>Найти устройства</translation>
+    </message>
+    <message>
+        <source>Device settings</source>
+        <translation>Настройки устройств</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Настройки</translation>
+    </message>
+    <message>
+        <source>Known devices</source>
+        <translation>Известные устройства</translation>
+    </message>
+    <message>
+        <source>Tool bar</source>
+        <translation>Панель инструментов</translation>
+    </message>
+    <message>
+        <source>Device windows</source>
+        <translation>Окна устройств</translation>
+    </message>
+    <message>
+        <source>Show the windows that devices bring along</source>
+        <translation>Показать собственные окна устройств</translation>
+    </message>
+    <message>
+        <source>More</source>
+        <translation>Ещё</translation>
     </message>
 </context>
 <context>

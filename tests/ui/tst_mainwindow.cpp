@@ -206,7 +206,7 @@ private slots:
              "box=Configuration has been restored from a backup. Restart the application as soon "
              "as possible."});
         row("SImport failed", 13, false,
-            {"message=Configuration could not be restored.", "box=", "keepAlive=300"});
+            {"message=Configuration could not be restored.", "box=", "keepAlive=77"});
         row("SetUpdate", 14, QVariant(), {"keepAlive=77"});
         row("ThingsGone", 15, true, {"things=", kept});
         row("RegStatus", 16, 2,
