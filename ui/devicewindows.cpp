@@ -38,7 +38,10 @@ void DeviceWindows::add(QObject *thui)
     const auto isGone = [](const Entry &entry) { return entry.window.isNull(); };
     m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
     QWidget *window = nullptr;
-    if (thui == nullptr || m_entries.size() >= mostWindows ||
+    if (thui == nullptr) {
+        return;
+    }
+    if (m_entries.size() >= mostWindows ||
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
                                    Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||
         window == nullptr) {
