@@ -1,5 +1,6 @@
 #include "app/language.h"
 #include "app/logfile.h"
+#include "app/platform/process.h"
 #include "app/platform/quitsignals.h"
 #include "app/qautostarter.h"
 #include "app/singleapphandler.h"
@@ -7,6 +8,7 @@
 #include "app/theme.h"
 #include "runner/metatypes.h"
 #include "settings/defaults.h"
+#include "settings/settingsfile.h"
 #include "ui/mainwindow.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qtdockedapplication.h"
@@ -70,6 +72,7 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
 int main(int argc, char *argv[])
 {
     registerMetaTypes();
+    keepFilesPrivate();
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QtDockedApplication app(argc, argv);
     QCoreApplication::setOrganizationName("Corvalt");
@@ -98,6 +101,7 @@ int main(int argc, char *argv[])
     int status = 0;
     {
         const LogFile log;
+        removeUnsafeSettings();
         settleLanguage(parser);
         settleTheme(&parser, &keys::Dark);
         QMaterialIcon::instance().setDark(isDarkTheme());

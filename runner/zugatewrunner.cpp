@@ -184,6 +184,7 @@ void ZugatewRunner::resetGateway()
     if (m_registering) {
         endRegistration(); // its result would belong to what is void then
     }
+    qCInfo(lcRunner, "The registration is void");
     endConnection();
     m_gateway->resetRegistration();
     const QList<QAbstractThing *> things = m_things;

@@ -309,7 +309,7 @@ void deviceforms::discard(QWidget &container)
     delete container.layout();
 }
 
-void deviceforms::write(const QWidget &container)
+bool deviceforms::write(const QWidget &container)
 {
     SettingsStore store;
     const auto forms = container.findChildren<QGroupBox *>(QString(), Qt::FindDirectChildrenOnly);
@@ -320,4 +320,5 @@ void deviceforms::write(const QWidget &container)
         writeAll<QComboBox>(store, *form, &QComboBox::currentText);
         writeAll<QLineEdit>(store, *form, &QLineEdit::text);
     }
+    return store.flush();
 }

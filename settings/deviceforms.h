@@ -17,7 +17,7 @@ void build(QWidget &container, const QJsonObject &descriptions, QObject *wheelGu
 // Takes out what build() made, so that it can be built anew; edits are lost.
 void discard(QWidget &container);
 
-// Stores the values of every editor of the container.
-void write(const QWidget &container);
+// Stores the values of every editor of the container. False when the store cannot be written.
+bool write(const QWidget &container);
 
 } // namespace deviceforms

@@ -88,13 +88,18 @@ SettingsStore::SettingsStore() = default;
 
 SettingsStore::~SettingsStore()
 {
-    if (!m_changed) {
-        return;
+    if (m_changed) {
+        flush();
     }
+}
+
+bool SettingsStore::flush()
+{
     {
         const QMutexLocker lock(&fileLock());
         m_settings.sync();
     }
+    m_changed = false;
     if (m_settings.status() == QSettings::AccessError) {
         qCWarning(lcSettings).noquote()
             << "Settings could not be written to" << m_settings.fileName();
@@ -102,6 +107,7 @@ SettingsStore::~SettingsStore()
         qCWarning(lcSettings).noquote()
             << m_settings.fileName() << "was damaged; what could be read of it is kept";
     }
+    return m_settings.status() != QSettings::AccessError;
 }
 
 void SettingsStore::write(const QString &key, const QVariant &value)

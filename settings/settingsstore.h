@@ -45,6 +45,11 @@ public:
     {
         return m_settings.contains(QLatin1String(key.path));
     }
+    // Writes now what any object has pending. False, with a log line, when that cannot be done, and
+    // for every later call of this object: make one for the purpose.
+    bool flush();
+    // Where the settings are, to tell the user.
+    QString location() const { return m_settings.fileName(); }
     // Makes sure that the store names the running version as that of its layout; writes if not.
     void markVersion();
     // Removes every key of the application.

@@ -31,7 +31,8 @@ public:
     void load(SettingsForm &page) const;
     // Stores what the page shows and switches the autostart. Language and theme come into force
     // at the next start; the user is told when one of them changed.
-    void apply(SettingsForm &page);
+    // False when the store cannot be written.
+    bool apply(SettingsForm &page);
 
     // The layout of a window with the four methods that QMainWindow has for it.
     template <typename Window>

@@ -31,7 +31,7 @@ void ZUSettings::load(SettingsForm &page) const
     page.show(values);
 }
 
-void ZUSettings::apply(SettingsForm &page)
+bool ZUSettings::apply(SettingsForm &page)
 {
     const SettingsValues values = page.values();
     m_store.set(keys::ReportInterval, reportIntervals().at(values.intervalIndex).seconds);
@@ -61,4 +61,5 @@ void ZUSettings::apply(SettingsForm &page)
                   tr("Application theme will be changed when the application is relaunched"));
     }
     m_store.set(keys::Dark, values.dark);
+    return SettingsStore().flush();
 }

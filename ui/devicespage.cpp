@@ -1,6 +1,7 @@
 #include "ui/devicespage.h"
 
 #include "settings/deviceforms.h"
+#include "ui/dialogs.h"
 #include "ui/pagestyle.h"
 
 #include <QComboBox>
@@ -56,9 +57,13 @@ void DevicesPage::on_deviceConfigsReadButton_clicked()
 
 void DevicesPage::on_deviceConfigsWriteButton_clicked()
 {
-    deviceforms::write(*m_area->widget());
+    const bool saved = deviceforms::write(*m_area->widget());
     emit stored();
-    emit notice(tr("Device settings saved"), 2000);
+    if (saved) {
+        emit notice(tr("Device settings saved"), 2000);
+    } else {
+        dialogs::tellUnsaved(this);
+    }
 }
 
 bool DevicesPage::eventFilter(QObject *watched, QEvent *event)

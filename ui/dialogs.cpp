@@ -1,5 +1,8 @@
 #include "ui/dialogs.h"
 
+#include "settings/settingsstore.h"
+
+#include <QCoreApplication>
 #include <QPointer>
 #include <QQueue>
 #include <QVariant>
@@ -91,6 +94,29 @@ void dialogs::tell(QWidget *parent, QMessageBox::Icon icon, const QString &title
     box->setTextFormat(format);
     box->addButton(QMessageBox::Ok);
     openInTurn(box);
+}
+
+void dialogs::tellUnsaved(QWidget *parent)
+{
+    tell(parent, QMessageBox::Warning, QCoreApplication::applicationName(),
+         QCoreApplication::translate("dialogs", "The settings could not be saved to %1")
+             .arg(presentable(SettingsStore().location())));
+}
+
+QString dialogs::presentable(const QString &text)
+{
+    constexpr int longest = 500;
+    constexpr int longestWord = 40;
+    QString shown = text.left(longest);
+    int word = 0;
+    for (int i = 0; i < shown.size(); ++i) {
+        word = shown.at(i).isSpace() ? 0 : word + 1;
+        if (word > longestWord && !shown.at(i).isLowSurrogate()) {
+            shown.insert(i, QChar(0x200b)); // a blank of no width
+            word = 0;
+        }
+    }
+    return text.size() > longest ? shown + QChar(0x2026) : shown;
 }
 
 void dialogs::ask(QWidget *parent, const QString &title, const QString &text,

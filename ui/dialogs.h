@@ -24,6 +24,13 @@ void openInTurn(QDialog *dialog);
 void tell(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text,
           Qt::TextFormat format = Qt::PlainText);
 
+// Tells that the settings could not be stored, and where.
+void tellUnsaved(QWidget *parent);
+
+// `text` short enough for a box and with places to break it: what devices and the cloud say may be
+// long and without a blank.
+QString presentable(const QString &text);
+
 // Asks a question that is answered No unless the user presses Yes, upon which `accepted` is
 // called; not when `parent` has gone by then.
 void ask(QWidget *parent, const QString &title, const QString &text,

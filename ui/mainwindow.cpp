@@ -376,7 +376,7 @@ void MainWindow::stateReceived(const QVariant &result)
 void MainWindow::failed(const QVariant &result)
 {
     dialogs::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
-                  result.toString());
+                  dialogs::presentable(result.toString()));
 }
 
 void MainWindow::exported(const QVariant &result)

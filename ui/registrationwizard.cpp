@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -48,11 +49,13 @@ QHBoxLayout *makeRow(std::initializer_list<QWidget *> widgets)
     return row;
 }
 
-// From outside: what is no number of ours counts as 0.
-int whole(const QJsonValue &value)
+// A number from outside; none when it is not one of ours.
+std::optional<int> whole(const QJsonValue &value)
 {
-    const double number = value.toDouble();
-    return number >= 0 && number <= std::numeric_limits<int>::max() ? static_cast<int>(number) : 0;
+    bool ok = false;
+    const double number = value.toVariant().toDouble(&ok);
+    const bool fits = ok && number >= 0 && number <= std::numeric_limits<int>::max();
+    return fits ? std::optional(static_cast<int>(number)) : std::nullopt;
 }
 
 } // namespace
@@ -64,7 +67,6 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
     , m_steps(new QStackedWidget(this))
     , m_startButton(pagestyle::button(tr("&Start"), "cloudGetCodeButton", this))
     , m_copyButton(pagestyle::button(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
-    , m_expiredButton(nullptr)
     , m_code(new QLCDNumber(10, this))
     , m_countdown(new QCountDownLCD(this))
     , m_results(new QListWidget(this))
@@ -125,6 +127,9 @@ QWidget *RegistrationWizard::makeWaitPage()
     QVBoxLayout *const column = makeColumn(page);
     column->addWidget(new QLabel(tr("Connecting..."), page));
     column->addWidget(bar);
+    QPushButton *const cancelButton = pagestyle::button(tr("C&ancel"), "cloudCancelButton", page);
+    connect(cancelButton, &QPushButton::clicked, this, &RegistrationWizard::giveUp);
+    column->addLayout(makeRow({cancelButton}));
     column->addStretch();
     return page;
 }
@@ -151,14 +156,12 @@ QWidget *RegistrationWizard::makeCodePage()
     displayRow->addStretch();
     QPushButton *const portalButton =
         pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page);
-    m_expiredButton = pagestyle::button(tr("&New Session"), "cloudExpiredButton", page);
-    connect(m_expiredButton, &QPushButton::clicked, this, [this] {
-        emit registrationCancelled(); // the registrar may not know yet that the code has expired
-        setStep(R_SERIAL);
-    });
+    QPushButton *const againButton =
+        pagestyle::button(tr("&New Session"), "cloudExpiredButton", page);
+    connect(againButton, &QPushButton::clicked, this, &RegistrationWizard::giveUp);
     QVBoxLayout *const column = makeColumn(page);
     column->addLayout(displayRow);
-    column->addLayout(makeRow({m_copyButton, portalButton, m_expiredButton}));
+    column->addLayout(makeRow({m_copyButton, portalButton, againButton}));
     column->addStretch();
     return page;
 }
@@ -230,11 +233,21 @@ void RegistrationWizard::askForAliases(const QStringList &things)
 
 void RegistrationWizard::showCode(const QJsonObject &code)
 {
+    std::optional<int> number = whole(code[QLatin1String("value")]);
+    if (!number) {
+        number = whole(code[QLatin1String("code")]);
+    }
+    const std::optional<int> seconds = whole(code[QLatin1String("timeout")]);
+    if (!number || !seconds) {
+        emit registrationCancelled();
+        dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
+                      tr("The cloud sent a code that cannot be used."));
+        setStep(R_SERIAL);
+        return;
+    }
     setStep(R_CODE);
-    const QJsonValue value = code[QLatin1String("value")];
-    m_code->display(value.isDouble() ? whole(value)
-                                     : whole(code[QLatin1String("code")].toVariant().toDouble()));
-    m_countdown->start(whole(code[QLatin1String("timeout")]));
+    m_code->display(*number);
+    m_countdown->start(*seconds);
 }
 
 void RegistrationWizard::showExpired(bool expired)
@@ -243,7 +256,6 @@ void RegistrationWizard::showExpired(bool expired)
                                  : tr("Step 3. Enter the code in the cloud"));
     m_copyButton->setDisabled(expired);
     m_code->setDisabled(expired);
-    m_expiredButton->setVisible(expired);
 }
 
 bool RegistrationWizard::showResult(const QJsonObject &result)
@@ -255,7 +267,7 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
         dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
                       // Spelt so on purpose: the wording is fixed.
                       tr("Registation has completed with an error.") + QLatin1String("<br>") +
-                          error.toVariant().toString().left(1000).toHtmlEscaped() +
+                          dialogs::presentable(error.toVariant().toString()).toHtmlEscaped() +
                           QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
                       Qt::RichText);
         setStep(R_SERIAL);
@@ -275,6 +287,13 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     }
     m_results->addItems(lines);
     return true;
+}
+
+// The registrar may keep the session open, and say nothing for long.
+void RegistrationWizard::giveUp()
+{
+    emit registrationCancelled();
+    setStep(R_SERIAL);
 }
 
 void RegistrationWizard::on_cloudGetCodeButton_clicked()

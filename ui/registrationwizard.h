@@ -56,13 +56,13 @@ private:
     QWidget *makeCodePage();
     QWidget *makeResultPage();
     void showExpired(bool expired);
+    void giveUp();
 
     AliasPrompts *m_prompts;
     QLabel *m_stepLabel;
     QStackedWidget *m_steps;
     QPushButton *m_startButton;
     QPushButton *m_copyButton;
-    QPushButton *m_expiredButton;
     QLCDNumber *m_code;
     QCountDownLCD *m_countdown;
     QListWidget *m_results;

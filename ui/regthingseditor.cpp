@@ -2,6 +2,7 @@
 
 #include "settings/devicepool.h"
 #include "settings/zusettings.h"
+#include "ui/dialogs.h"
 #include "ui/pagestyle.h"
 #include "ui/thingsregtablemodel.h"
 
@@ -10,8 +11,6 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 RegThingsEditor::RegThingsEditor(QWidget *parent)
     : QWidget(parent)
@@ -64,22 +63,38 @@ void RegThingsEditor::showState()
 
 void RegThingsEditor::on_forgetButton_clicked()
 {
-    QVector<int> rows;
+    QStringList keys;
+    bool isRegistration = false;
     const QModelIndexList selected = m_table->selectionModel()->selectedRows();
     for (const QModelIndex &index : selected) {
-        rows.append(index.row());
+        keys.append(m_model->key(index.row()));
+        isRegistration = isRegistration || m_model->isRegisteredGateway(index.row());
     }
-    if (rows.isEmpty()) {
+    if (!isRegistration) {
+        forget(keys);
         return;
     }
-    std::sort(rows.begin(), rows.end(), std::greater<>());
-    DevicePool::update([this, &rows](DevicePool &pool) {
-        for (const int row : qAsConst(rows)) {
-            pool.remove(m_model->key(row));
+    // Of all that can be forgotten, the one thing that cannot be had back.
+    dialogs::ask(this, tr("Gateway Registration"),
+                 tr("The gateway itself is selected. Forgetting it voids the registration of all "
+                    "devices. Proceed?"),
+                 [this, keys] { forget(keys); });
+}
+
+void RegThingsEditor::forget(const QStringList &keys)
+{
+    if (keys.isEmpty()) {
+        return;
+    }
+    DevicePool::update([&keys](DevicePool &pool) {
+        for (const QString &key : keys) {
+            pool.remove(key);
         }
     });
-    for (const int row : qAsConst(rows)) {
-        m_model->removeRow(row);
+    for (int row = m_model->rowCount() - 1; row >= 0; --row) {
+        if (keys.contains(m_model->key(row))) {
+            m_model->removeRow(row);
+        }
     }
     showState();
     emit modified();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QStringList>
 #include <QWidget>
 
 class QLabel;
@@ -29,6 +30,7 @@ signals:
 
 private:
     void showState();
+    void forget(const QStringList &keys);
 
     ThingsRegTableModel *m_model;
     QTableView *m_table;

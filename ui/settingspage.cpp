@@ -229,9 +229,13 @@ void SettingsPage::warn(const QString &title, const QString &text)
 
 void SettingsPage::on_settingsApplyButton_clicked()
 {
-    m_settings.apply(*this);
+    const bool saved = m_settings.apply(*this);
     emit applied();
-    emit notice(tr("Settings saved"), savedNotice);
+    if (saved) {
+        emit notice(tr("Settings saved"), savedNotice);
+    } else {
+        dialogs::tellUnsaved(this);
+    }
 }
 
 void SettingsPage::on_settingsRevertButton_clicked()

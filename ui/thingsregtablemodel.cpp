@@ -98,3 +98,10 @@ QString ThingsRegTableModel::key(int row) const
     };
     return PoolEntry{part(ColType), part(ColVersion), part(ColSerial), {}, {}}.key();
 }
+
+bool ThingsRegTableModel::isRegisteredGateway(int row) const
+{
+    const QJsonObject &device = m_devices.at(row);
+    return device[member(ColType)].toString() == QLatin1String("gateway") &&
+           !device[QLatin1String("regid")].toString().isEmpty();
+}

@@ -26,6 +26,7 @@ public:
     void replaceAll(const QJsonArray &devices);
     // The pool's key of a row: "type_version_serial".
     QString key(int row) const;
+    bool isRegisteredGateway(int row) const;
 
 private:
     QVector<QJsonObject> m_devices;

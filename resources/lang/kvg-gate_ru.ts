@@ -347,6 +347,14 @@
         <source>Known devices</source>
         <translation>Известные устройства</translation>
     </message>
+    <message>
+        <source>Gateway Registration</source>
+        <translation>Регистрация шлюза</translation>
+    </message>
+    <message>
+        <source>The gateway itself is selected. Forgetting it voids the registration of all devices. Proceed?</source>
+        <translation>Выбран сам шлюз. Если удалить его из списка, регистрация всех устройств будет сброшена. Продолжить?</translation>
+    </message>
 </context>
 <context>
     <name>RegistrationWizard</name>
@@ -429,6 +437,14 @@
     <message>
         <source>The browser could not be opened</source>
         <translation>Не удалось открыть браузер</translation>
+    </message>
+    <message>
+        <source>C&amp;ancel</source>
+        <translation>О&amp;тмена</translation>
+    </message>
+    <message>
+        <source>The cloud sent a code that cannot be used.</source>
+        <translation>Облако прислало непригодный код.</translation>
     </message>
 </context>
 <context>
@@ -753,6 +769,13 @@
     <message>
         <source>Enabled</source>
         <translation>Включено</translation>
+    </message>
+</context>
+<context>
+    <name>dialogs</name>
+    <message>
+        <source>The settings could not be saved to %1</source>
+        <translation>Не удалось сохранить настройки в %1</translation>
     </message>
 </context>
 <context>

@@ -32,7 +32,6 @@ private slots:
         settleLanguage(false, QString("pt_BR"));
         settleLanguage(false, std::nullopt);
         QCOMPARE(storedLanguage(), QString("pt_BR"));
-        QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
         settleLanguage(true, QString("ru"));
         QCOMPARE(storedLanguage(), system);
         QCOMPARE(QSettings().allKeys().size(), 1);
@@ -64,17 +63,6 @@ private slots:
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
         QCOMPARE(first.state(), QProcess::Running);
         terminate(first);
-    }
-
-    void aKilledOneLeavesTheWayFree()
-    {
-        QProcess killed;
-        QVERIFY(start(killed, {}));
-        killed.kill();
-        QVERIFY(killed.waitForFinished());
-        QProcess next;
-        QVERIFY(start(next, {}));
-        terminate(next);
     }
 
 private:

@@ -5,7 +5,6 @@
 #include <QJsonArray>
 #include <QPluginLoader>
 
-#include <filesystem>
 #include <memory>
 
 #include <unistd.h>
@@ -159,9 +158,6 @@ private slots:
         QVERIFY(cpu >= 0 && cpu <= 100);
         const double memory = double(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE) / (1 << 20);
         QVERIFY(qAbs(state["memory"]["total"].toDouble() - memory) <= 1);
-        QVERIFY(state["memory"]["used"].toInt() < state["memory"]["total"].toInt(-1));
-        QCOMPARE(state["disk"]["total"].toDouble(),
-                 double(std::filesystem::space("/").capacity >> 20));
         QTRY_VERIFY(host->state()["uptime"].toInt() > state["uptime"].toInt(INT_MAX));
     }
 

@@ -141,6 +141,8 @@ private slots:
     {
         m_runner->exportSettings(m_file);
         const QByteArray older = readFile(m_file);
+        const quint32 size = quint32(older.size()) - 20; // no credentials, so one chunk
+        QCOMPARE(older.left(20), words({0x200, 12, 0x104201, 20, size}));
         SettingsStore().set(keys::DevicePool, QString(1000, ' '));
         for (const int space : {0, 100}) {
             const FileSizeLimit limit(space);

@@ -128,12 +128,8 @@ class Gateway:
         updates = (line.split(" ", 2) for line in lines if line.startswith("UPDATE "))
         return ((topic, json.loads(payload)) for _, topic, payload in updates)
 
-    def hang_up(self):
+    def close(self):
         if self.listener:
             self.listener.terminate()
             self.listener.communicate()
-            self.listener = None
-
-    def close(self):
-        self.hang_up()
         self.folder.cleanup()

@@ -6,7 +6,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
-#include <QScrollArea>
 #include <QSettings>
 
 namespace {
@@ -110,23 +109,6 @@ private slots:
         QCOMPARE(values["j"], QVariant(INT_MIN));
         QCOMPARE(values["f"], QVariant(1e300));
         QCOMPARE(values["n"], QVariant(-1.0));
-    }
-
-    void theTabKeyFollowsTheRows()
-    {
-        QScrollArea area;
-        auto *const page = new QWidget;
-        area.setWidget(page);
-        deviceforms::build(*page, {{"a", kettle}, {"z", kettle}}, nullptr);
-        QStringList names;
-        for (const QWidget *next = &area; names.size() < 12; next = next->nextInFocusChain()) {
-            if (page->isAncestorOf(next) && !next->objectName().contains("qt_") &&
-                next->focusPolicy() & Qt::TabFocus) {
-                names.append(next->objectName());
-            }
-        }
-        const QStringList rows{"enabled", "b", "i", "f", "l", "s"};
-        QCOMPARE(names, rows + rows);
     }
 };
 

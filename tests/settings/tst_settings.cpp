@@ -1,9 +1,10 @@
 #include "settings/devicepool.h"
+#include "settings/settingsfile.h"
 #include "settings/settingsstore.h"
 #include "settings/zusettings.h"
+#include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
-#include <QDataStream>
 #include <QJsonArray>
 
 #include <thread>
@@ -32,16 +33,6 @@ private slots:
         QSettings().setValue("System/CloseToTray", stored);
         QTEST(SettingsStore().value(keys::ReportInterval), "interval");
         QTEST(SettingsStore().value(keys::CloseToTray), "closeToTray");
-    }
-
-    void pluginSettingsAreFoundUnderTheSinglePrefix()
-    {
-        SettingsStore().setPluginValue("lamp", "enabled", false);
-        SettingsStore().setPluginValue("lampion", "count", 9);
-        QCOMPARE(SettingsStore().pluginValues("lamp"), (QVariantHash{{"enabled", false}}));
-        QVERIFY(!SettingsStore().pluginEnabled("lamp"));
-        QSettings().setValue("Plugins/lampion/enabled", "perhaps");
-        QVERIFY(SettingsStore().pluginEnabled("lampion"));
     }
 
     void anyAliasSurvivesTheLatin1ReadingOfThePool()
@@ -114,29 +105,22 @@ private slots:
         other.join();
         QCOMPARE(DevicePool::read().size(), 50);
     }
-
-    void exportHoldsTheUsersKeysOnly()
+    // The toolkit builds whatever such a value says, down to the end of the process.
+    void valuesThatNobodyCanTrustAreTakenOut()
     {
-        QSettings system(QSettings::NativeFormat, QSettings::SystemScope, "Corvalt", "KVG-Gate");
-        system.setValue("Cloud/Host", "fallback.example");
-        system.sync();
-        QCOMPARE(QSettings().value("Cloud/Host").toString(), QString("fallback.example"));
-        QSettings().setValue("UI/Dark", true);
-        QByteArray bytes;
-        {
-            QDataStream stream(&bytes, QIODevice::WriteOnly);
-            QVERIFY(ZUSettings().exportAll(stream));
-        }
-        QDataStream stream(bytes);
-        QVariantMap pairs;
-        while (!stream.atEnd()) {
-            QString key;
-            QVariant value;
-            stream >> key >> value;
-            pairs[key] = value;
-        }
-        QCOMPARE(pairs.keys(), (QStringList{"System/Version", "UI/Dark"}));
-        QCOMPARE(pairs["UI/Dark"], QVariant(true));
+        const QString path = QSettings().fileName();
+        const QByteArray huge("@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n");
+        const QByteArray text = "[Cloud]\nSerial=S\nHost=" + huge +
+                                "KeepAlive = \"x, @Variant(\"\n" + "Port=a, \\x40" + huge.mid(1) +
+                                "Interval=\"\\100\"Vari" + huge.mid(5) +
+                                "[UI]\nDark=@@Variant(\nLanguage=ru";
+        QVERIFY(writeFile(path, text));
+        removeUnsafeSettings();
+        QCOMPARE(readFile(path + ".unsafe"), text);
+        QCOMPARE(readFile(path), QByteArray("[Cloud]\nSerial=S\nKeepAlive = \"x, @Variant(\"\n"
+                                            "[UI]\nDark=@@Variant(\nLanguage=ru"));
+        removeUnsafeSettings();
+        QCOMPARE(readFile(path + ".unsafe"), text);
     }
 };
 

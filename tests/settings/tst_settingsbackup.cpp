@@ -71,6 +71,10 @@ private slots:
             QCOMPARE(QSettings().value(key), value);
         }
         QVERIFY(ZUSettings().importAll(chunk(QString("System/Version"), QVariant("9"))));
+        QSettings system(QSettings::NativeFormat, QSettings::SystemScope, "Corvalt", "KVG-Gate");
+        system.setValue("Cloud/Host", "fallback.example"); // is not the user's
+        system.sync();
+        QCOMPARE(QSettings().value("Cloud/Host").toString(), QString("fallback.example"));
         QCOMPARE(exported(), chunk(QString("System/Version"), QVariant("0.2.0")));
     }
 

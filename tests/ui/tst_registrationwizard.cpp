@@ -30,26 +30,6 @@ private slots:
         m_renamed = std::make_unique<QSignalSpy>(m_wizard.get(), &Wizard::renameRequested);
     }
 
-    void theFirstStepAsksForTheState()
-    {
-        for (const int state : {0, 1, 2}) {
-            const bool complete = state == 2;
-            m_wizard->setStep(Wizard::R_SERIAL);
-            QCOMPARE(m_asked->size(), state + 1);
-            QCOMPARE(label(), QString("Querying..."));
-            QVERIFY(!button("cloudGetCodeButton")->isEnabled());
-            m_wizard->showState(state);
-            QCOMPARE(label(), QString(complete ? "Your registration process is complete"
-                                               : "Step 1. Fill in the thing names"));
-            QCOMPARE(button("cloudGetCodeButton")->isEnabled(), !complete);
-        }
-        m_wizard->on_cloudGetCodeButton_clicked();
-        m_wizard->showState(0); // an answer that comes late must not relabel a later step
-        QCOMPARE(label(), QString("Step 2. Connecting to the cloud"));
-        QCOMPARE(step(), int(Wizard::R_CONN));
-        QCOMPARE(m_begun->size(), 1);
-    }
-
     void namesAreAskedForInOrderAndThenRegistrationBegins()
     {
         m_wizard->askForAliases({"lamp_1_A", "lamp_1_<i>B_2"});
@@ -65,11 +45,9 @@ private slots:
         QVERIFY(proposals.at(0) != proposals.at(1));
         QCOMPARE(m_renamed->size(), 2);
         QCOMPARE(m_renamed->at(1), QVariantList({"lamp_1_<i>B_2", proposals.at(1)}));
-        QCOMPARE(step(), int(Wizard::R_CONN));
+        m_wizard->showState(0); // an answer that comes late must not relabel a later step
+        QCOMPARE(label(), QString("Step 2. Connecting to the cloud"));
         QCOMPARE(m_begun->size(), 1);
-
-        m_wizard->askForAliases({}); // nothing to ask for: at once
-        QCOMPARE(m_begun->size(), 2);
     }
 
     void aCancelledPromptEndsTheRun()
@@ -92,24 +70,19 @@ private slots:
     {
         QTest::addColumn<QJsonObject>("code");
         QTest::addColumn<QString>("copied");
-        QTest::newRow("value") << QJsonObject{{"value", 42}, {"code", 7}} << "42";
-        QTest::newRow("code") << QJsonObject{{"code", 123456}} << "123456";
+        QTest::newRow("both") << QJsonObject{{"value", 42}, {"code", 7}} << "42";
         QTest::newRow("text") << QJsonObject{{"code", "0042"}} << "42";
         QTest::newRow("long") << QJsonObject{{"value", 2147483647}} << "2147483647";
-        QTest::newRow("too long") << QJsonObject{{"value", 1e300}} << "0";
-        QTest::newRow("nonsense") << QJsonObject{{"code", QJsonArray{1}}} << "0";
     }
     void codesAreShownAndCopied()
     {
         QFETCH(QJsonObject, code);
         code["timeout"] = 60;
-        const QSignalSpy notice(m_wizard.get(), &Wizard::notice);
         m_wizard->showCode(code);
         QCOMPARE(step(), int(Wizard::R_CODE));
         QCOMPARE(countdown()->intValue(), 60);
         button("cloudCodeCopyButton")->click();
         QTEST(QGuiApplication::clipboard()->text(), "copied");
-        QCOMPARE(notice.first(), QVariantList({"Code copied to clipboard", 1500}));
         m_wizard->showResult({});
         QVERIFY(!countdown()->isRunning()); // or it would expire behind the results
     }
@@ -117,22 +90,31 @@ private slots:
     void anExpiredCodeOffersANewSession()
     {
         m_wizard->showCode({{"value", 42}, {"timeout", 1}});
-        QCOMPARE(label(), QString("Step 3. Enter the code in the cloud"));
-        QVERIFY(!button("cloudExpiredButton")->isVisibleTo(m_wizard.get()));
         const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(countdown());
         QCOMPARE(timers.size(), 1);
         QTimerEvent tick(timers.first().timerId);
         QCoreApplication::sendEvent(countdown(), &tick);
         QVERIFY(label().startsWith("The code has expired"));
         QVERIFY(!button("cloudCodeCopyButton")->isEnabled());
-        QVERIFY(button("cloudExpiredButton")->isVisibleTo(m_wizard.get()));
+        const QSignalSpy cancelled(m_wizard.get(), &Wizard::registrationCancelled);
         button("cloudExpiredButton")->click();
+        QCOMPARE(cancelled.size(), 1); // or the next session would find the registrar busy
         QCOMPARE(step(), int(Wizard::R_SERIAL));
         QCOMPARE(m_asked->size(), 1);
 
         m_wizard->showCode({{"value", 43}, {"timeout", 60}});
         QVERIFY(button("cloudCodeCopyButton")->isEnabled());
-        QVERIFY(!button("cloudExpiredButton")->isVisibleTo(m_wizard.get()));
+    }
+
+    void aCodeThatIsNoneEndsTheSession()
+    {
+        const QSignalSpy cancelled(m_wizard.get(), &Wizard::registrationCancelled);
+        for (const QJsonObject &code :
+             {QJsonObject{{"value", 1e300}, {"timeout", 60}}, {{"code", QJsonArray{1}}}, {}}) {
+            m_wizard->showCode(code);
+            QCOMPARE(step(), int(Wizard::R_SERIAL));
+        }
+        QCOMPARE(cancelled.size(), 3);
     }
 
     void errorsAreToldAsTheyAre()
@@ -159,9 +141,6 @@ private slots:
                                QJsonObject{{"alias", "%1"}, {"id", "1"}}};
         QVERIFY(m_wizard->showResult({{"fleet", fleet}, {"id", "g"}, {"alias", "house"}}));
         QCOMPARE(results(), QString("house (gateway): g|b: 2|: |%1: 1"));
-        QVERIFY(m_wizard->showResult({{"fleet", fleet}, {"id", "no alias"}}));
-        QCOMPARE(results(), QString("b: 2|: |%1: 1"));
-        QCOMPARE(step(), int(Wizard::R_FIN));
         button("cloudRestartRegButton")->click();
         QCOMPARE(step(), int(Wizard::R_SERIAL));
         QCOMPARE(results(), QString());

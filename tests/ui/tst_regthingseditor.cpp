@@ -61,26 +61,6 @@ private slots:
         QCOMPARE(rows(), QString("s0 s2 s4 s5"));
     }
 
-    void forgettingNothingWritesNothing()
-    {
-        const int generation = DevicePool::generation();
-        const QSignalSpy modified(m_editor.get(), &RegThingsEditor::modified);
-        m_editor->on_forgetButton_clicked();
-        QCOMPARE(DevicePool::generation(), generation);
-        QVERIFY(modified.isEmpty());
-    }
-
-    void aPoolWithoutDevicesIsAnEmptyTable()
-    {
-        for (const char *const pool :
-             {R"({"updated":"x"})", R"({"devices":{"type":"lamp"}})", "}{"}) {
-            SettingsStore().set(keys::DevicePool, QString(pool));
-            m_editor->sync();
-            QCOMPARE(rows(), QString());
-            QVERIFY(!m_table->isVisibleTo(m_editor.get())); // the hint takes its place
-        }
-    }
-
 private:
     QString rows() const
     {

@@ -6,9 +6,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
-#include <QLineEdit>
 #include <QSignalSpy>
-#include <QTableView>
 
 using Model = ThingsStateTableModel;
 
@@ -183,32 +181,6 @@ private slots:
         model.remove("a_1_0");
         QTRY_COMPARE(changes.size(), 2);
         QCOMPARE(cells(changes), QStringList({"1:4", "2:2"}));
-    }
-
-    void whatIsBeingTypedOutlivesChanges()
-    {
-        Model model;
-        model.replaceAll({thing("a_1_0"), thing("a_1_1"), thing("a_1_2")});
-        QTableView view;
-        view.setModel(&model);
-        view.show();
-        view.setCurrentIndex(model.index(1, Model::ColAlias));
-        view.edit(view.currentIndex());
-        auto *const editor = view.findChild<QLineEdit *>();
-        QVERIFY(editor != nullptr);
-        editor->setText("half a na");
-
-        QSignalSpy changes(&model, &Model::dataChanged);
-        model.update(thing("a_1_0", "renamed", 1, "id"));
-        model.update(thing("a_1_1", "name", 1, "id"));
-        model.update(thing("a_1_2", "renamed", 1, "id"));
-        QTRY_COMPARE(cells(changes).filter(":2"), QStringList({"0:2", "2:2"}));
-        model.remove("a_1_0");
-        QCOMPARE(editor->text(), QString("half a na"));
-        const QSignalSpy renamed(&model, &Model::renameRequested);
-        QTest::keyClick(editor, Qt::Key_Return);
-        QTRY_COMPARE(renamed.size(), 1);
-        QCOMPARE(renamed.first(), QVariantList({"a_1_1", "half a na"}));
     }
 
     void knownDevicesAreListedAndTakenOut()
