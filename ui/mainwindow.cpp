@@ -449,6 +449,7 @@ void MainWindow::showPage(Pages page)
         m_registry->sync();
     }
     m_pages->setCurrentIndex(page);
+    m_pages->currentWidget()->setFocus(); // Tab goes on into the page
     m_navigation->setPage(page);
 }
 

@@ -133,6 +133,9 @@ private slots:
         nameAll();
         m_runner->generateDoc();
         QTRY_COMPARE(m_registrar->documents.size(), 1);
+        m_runner->cancelRegistration(); // without a word, and another may begin
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 2);
         m_runner->resetGateway();
         QCOMPARE(status().first, 500);
         next(ZugatewRunner::CStatus);
