@@ -1,6 +1,5 @@
 #include "app/language.h"
 #include "app/logfile.h"
-#include "app/platform/process.h"
 #include "app/platform/quitsignals.h"
 #include "app/qautostarter.h"
 #include "app/singleapphandler.h"
@@ -72,7 +71,6 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
 int main(int argc, char *argv[])
 {
     registerMetaTypes();
-    keepFilesPrivate();
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QtDockedApplication app(argc, argv);
     QCoreApplication::setOrganizationName("Corvalt");
@@ -101,7 +99,7 @@ int main(int argc, char *argv[])
     int status = 0;
     {
         const LogFile log;
-        removeUnsafeSettings();
+        secureSettings();
         settleLanguage(parser);
         settleTheme(&parser, &keys::Dark);
         QMaterialIcon::instance().setDark(isDarkTheme());

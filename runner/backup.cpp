@@ -79,26 +79,28 @@ void ZugatewRunner::importSettings(const QString &file)
         endRegistration(); // its result would belong to what is replaced now
     }
     endConnection();
-    const bool taken = takeChunks(chunks, name);
+    const QString error = takeChunks(chunks, name);
     updatePool();
     // Under the restored identity, whatever part of the file proved to be good.
     QMetaObject::invokeMethod(
         this, [this] { startCloud(false); }, Qt::QueuedConnection);
-    if (taken) {
-        qCInfo(lcRunner, "Configuration restored from a backup");
-        emit finished(SImport, true);
+    if (!error.isEmpty()) {
+        fail(SImport, error);
+        return;
     }
+    qCInfo(lcRunner, "Configuration restored from a backup");
+    emit finished(SImport, true);
 }
 
-// In the order of the table, on purpose: what was taken before a failure stays.
-bool ZugatewRunner::takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name)
+// In the order of the table, on purpose: what was taken before a failure stays. What the user is
+// told of a failure; empty when there is none.
+QString ZugatewRunner::takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name)
 {
     for (const BackupFile::Chunk &chunk : chunks) {
         if (chunk.id == BackupFile::Settings) {
             const QString oldSerial = m_gateway->serial();
             if (!ZUSettings().importAll(chunk.data)) {
-                fail(SImport, tr("Cannot restore settings from %1 - invalid data").arg(name));
-                return false;
+                return tr("Cannot restore settings from %1 - invalid data").arg(name);
             }
             if (m_gateway->serial() != oldSerial) {
                 reportSerial(m_gateway, oldSerial); // the gateway asks the store for it
@@ -110,11 +112,10 @@ bool ZugatewRunner::takeChunks(const QVector<BackupFile::Chunk> &chunks, const Q
         if (chunk.data.isEmpty() ||
             !m_gateway->importCredentials(isKey ? QByteArray() : chunk.data,
                                           isKey ? chunk.data : QByteArray())) {
-            fail(SImport, tr("Cannot restore credentials from %1 - invalid data").arg(name));
-            return false;
+            return tr("Cannot restore credentials from %1 - invalid data").arg(name);
         }
     }
-    return true;
+    return {};
 }
 
 // The live things go on under the ids of the stored pool: under those from before, the next write

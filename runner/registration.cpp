@@ -120,7 +120,7 @@ void ZugatewRunner::reg_dataRead(const QString &evt, const QString &msg, const Q
         m_registrar->close();
     } else if (evt == QLatin1String("code")) {
         const QJsonObject code = parsed(msg);
-        const double valid = code["timeout"].toDouble(); // seconds, from outside
+        const double valid = code["timeout"].toVariant().toDouble(); // seconds, from outside
         const std::chrono::seconds left(static_cast<int>(qBound(0.0, valid, longestCode)));
         m_registrationDeadline->start(left + codeWait);
         emit finished(RegCode, code);

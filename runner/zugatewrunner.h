@@ -148,7 +148,7 @@ private:
     void endRegistration();
     void startCloud(bool firstrun);
     void endConnection();
-    bool takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name);
+    QString takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name);
     void takeRegistrations();
     bool allRegistered() const;
 

@@ -205,11 +205,11 @@ void DevicePool::put(const PoolEntry &entry)
     }
 }
 
-bool DevicePool::remove(const QString &key)
+bool DevicePool::remove(const QSet<QString> &keys)
 {
     const int before = m_devices.size();
-    const auto gone = [&key](const QJsonValue &device) {
-        return device.isObject() && keyOf(device.toObject()) == key;
+    const auto gone = [&keys](const QJsonValue &device) {
+        return device.isObject() && keys.contains(keyOf(device.toObject()));
     };
     m_devices.erase(std::remove_if(m_devices.begin(), m_devices.end(), gone), m_devices.end());
     reindex();

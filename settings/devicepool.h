@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 #include <QVector>
@@ -63,8 +64,8 @@ public:
 
     // Replaces the first entry of the key in place, or appends.
     void put(const PoolEntry &entry);
-    // Takes out every entry of the key; false when there was none.
-    bool remove(const QString &key);
+    // Takes out every entry of these keys; false when there was none.
+    bool remove(const QSet<QString> &keys);
     // Takes the registration id from every entry.
     void clearRegistrations();
     // Takes out what a gateway without a serial left behind.

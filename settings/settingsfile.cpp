@@ -4,16 +4,16 @@
 #include "settings/privatefile.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
 namespace {
 
-constexpr qint64 largestFile = 64LL * 1024 * 1024; // bytes; nothing that the gateway writes
-
 // Walks over the format of the toolkit's settings files as far as it takes to tell where values
-// begin and lines end: quotes hold lines together, a backslash takes the next character along.
+// begin and lines end: quotes hold lines together, a backslash takes the next character along, a
+// semicolon begins a comment.
 class Walker
 {
 public:
@@ -33,14 +33,19 @@ public:
         bool isValue = false;
         bool atStart = false;
         while (!atEnd()) {
-            const bool escaped = m_text.at(m_at) == '\\';
-            const char character = next();
-            if (!escaped && character == '\n' && !quoted) {
+            const bool plain = m_text.at(m_at) != '\\';
+            const int character = next();
+            if (character == nothing) {
+                continue;
+            }
+            if (plain && !quoted && isLineEnd(character)) {
                 break;
             }
-            if (!escaped && character == '"') {
+            if (plain && !quoted && character == ';') {
+                skipComment();
+            } else if (plain && character == '"') {
                 quoted = !quoted;
-            } else if (!escaped && !quoted && (character == (isValue ? ',' : '='))) {
+            } else if (plain && !quoted && character == (isValue ? ',' : '=')) {
                 isValue = true;
                 atStart = true;
             } else if (atStart && character == '@') {
@@ -54,34 +59,54 @@ public:
     }
 
 private:
-    // The next character as the toolkit reads it, numeric escapes decoded.
-    char next()
+    static constexpr int nothing = -1; // of an escape that stands for no character
+
+    static bool isLineEnd(int character) { return character == '\n' || character == '\r'; }
+
+    void skipComment()
+    {
+        while (!atEnd() && !isLineEnd(m_text.at(m_at))) {
+            ++m_at;
+        }
+    }
+
+    // The next character as the toolkit reads it, escapes decoded.
+    int next()
     {
         const char first = m_text.at(m_at++);
         if (first != '\\' || atEnd()) {
-            return first;
+            return static_cast<uchar>(first);
         }
-        if (m_text.at(m_at) == 'x') {
-            ++m_at;
+        const char kind = m_text.at(m_at);
+        if (kind >= '0' && kind <= '7') {
+            return number(8);
+        }
+        ++m_at;
+        if (kind == 'x') {
             return number(16);
         }
-        bool isOctal = false;
-        m_text.mid(m_at, 1).toUInt(&isOctal, 8);
-        return isOctal ? number(8) : m_text.at(m_at++);
+        if (isLineEnd(kind)) {
+            if (!atEnd() && m_text.at(m_at) == (kind == '\n' ? '\r' : '\n')) {
+                ++m_at;
+            }
+            return nothing;
+        }
+        return QByteArray("abfnrtv\"?'\\").contains(kind) ? kind : nothing;
     }
 
-    char number(int base)
+    int number(int base)
     {
+        const int start = m_at;
         uint code = 0;
-        bool isDigit = true;
         for (; !atEnd(); ++m_at) {
+            bool isDigit = false;
             const uint digit = m_text.mid(m_at, 1).toUInt(&isDigit, base);
             if (!isDigit) {
                 break;
             }
-            code = code * static_cast<uint>(base) + digit;
+            code = (code * static_cast<uint>(base) + digit) & 0xffff;
         }
-        return static_cast<char>(code & 0xff);
+        return m_at == start ? nothing : static_cast<int>(code);
     }
 
     bool isUnsafe() const
@@ -89,9 +114,10 @@ private:
         Walker rest(*this);
         QByteArray name;
         while (!rest.atEnd() && name.size() < 9) {
-            const char character = rest.next();
-            if (character != '"' && character != '\n' && character != '\r') {
-                name += character; // the others may stand in between
+            // What the toolkit may skip between the letters does not count.
+            const int character = rest.next();
+            if (character != nothing && !QByteArray("\"\n\r \t").contains(char(character))) {
+                name += static_cast<char>(character);
             }
         }
         return name.startsWith("Variant(") || name.startsWith("DateTime(");
@@ -107,7 +133,7 @@ void removeUnsafe(const QString &path)
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
         return;
     }
-    const QByteArray text = file.read(largestFile);
+    const QByteArray text = file.readAll(); // as the toolkit does
     QByteArray safe;
     Walker walker(text);
     while (!walker.atEnd()) {
@@ -131,11 +157,13 @@ void removeUnsafe(const QString &path)
 
 } // namespace
 
-void removeUnsafeSettings()
+void secureSettings()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    const QString organization = folder + QLatin1Char('/') + QCoreApplication::organizationName();
-    removeUnsafe(organization + QLatin1String(".conf"));
-    removeUnsafe(organization + QLatin1Char('/') + QCoreApplication::applicationName() +
+    const QString own = folder + QLatin1Char('/') + QCoreApplication::organizationName();
+    QDir().mkpath(own);
+    QFile::setPermissions(own, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    removeUnsafe(own + QLatin1String(".conf"));
+    removeUnsafe(own + QLatin1Char('/') + QCoreApplication::applicationName() +
                  QLatin1String(".conf"));
 }

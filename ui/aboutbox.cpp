@@ -37,6 +37,10 @@ QString sslLine()
 
 void showAboutBox(QWidget *parent)
 {
+    const QString name = QStringLiteral("aboutBox");
+    if (parent->findChild<QMessageBox *>(name, Qt::FindDirectChildrenOnly) != nullptr) {
+        return;
+    }
     const QString libraries =
         link("https://www.qt.io", QLatin1String("Qt ") + QLatin1String(qVersion())) +
         QLatin1String("<br>") + link("https://github.com/emqx/qmqtt", QStringLiteral("qmqtt")) +
@@ -57,6 +61,7 @@ void showAboutBox(QWidget *parent)
                  row(QCoreApplication::translate("AboutBox", "Uses:"), libraries));
     auto *const box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("KVG-Gate"), table,
                                       QMessageBox::Ok, parent);
+    box->setObjectName(name);
     box->setTextFormat(Qt::RichText);
     box->setIconPixmap(QIcon(QStringLiteral(":/kvg-gate.ico")).pixmap(64));
     dialogs::openInTurn(box);

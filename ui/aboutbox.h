@@ -2,5 +2,6 @@
 
 class QWidget;
 
-// Opens the box that tells what this program is, and returns at once. Interface thread.
+// Opens the box that tells what this program is, and returns at once; one is enough. Interface
+// thread.
 void showAboutBox(QWidget *parent);

@@ -228,11 +228,16 @@ void RegistrationWizard::showState(int state)
 
 void RegistrationWizard::askForAliases(const QStringList &things)
 {
-    m_prompts->ask(things);
+    if (!m_cancelled) {
+        m_prompts->ask(things);
+    }
 }
 
 void RegistrationWizard::showCode(const QJsonObject &code)
 {
+    if (m_cancelled) {
+        return;
+    }
     std::optional<int> number = whole(code[QLatin1String("value")]);
     if (!number) {
         number = whole(code[QLatin1String("code")]);
@@ -260,9 +265,12 @@ void RegistrationWizard::showExpired(bool expired)
 
 bool RegistrationWizard::showResult(const QJsonObject &result)
 {
+    const QJsonValue error = result[QLatin1String("error")];
+    if (m_cancelled && !error.isUndefined()) {
+        return false;
+    }
     setStep(R_FIN);
     m_results->clear();
-    const QJsonValue error = result[QLatin1String("error")];
     if (!error.isUndefined()) {
         dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
                       // Spelt so on purpose: the wording is fixed.
@@ -292,12 +300,14 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
 // The registrar may keep the session open, and say nothing for long.
 void RegistrationWizard::giveUp()
 {
+    m_cancelled = true;
     emit registrationCancelled();
     setStep(R_SERIAL);
 }
 
 void RegistrationWizard::on_cloudGetCodeButton_clicked()
 {
+    m_cancelled = false;
     setStep(R_CONN);
     emit registrationWanted();
 }

@@ -66,4 +66,5 @@ private:
     QLCDNumber *m_code;
     QCountDownLCD *m_countdown;
     QListWidget *m_results;
+    bool m_cancelled = false; // answers of the session that was given up may be on their way
 };

@@ -63,11 +63,11 @@ void RegThingsEditor::showState()
 
 void RegThingsEditor::on_forgetButton_clicked()
 {
-    QStringList keys;
+    QSet<QString> keys;
     bool isRegistration = false;
     const QModelIndexList selected = m_table->selectionModel()->selectedRows();
     for (const QModelIndex &index : selected) {
-        keys.append(m_model->key(index.row()));
+        keys.insert(m_model->key(index.row()));
         isRegistration = isRegistration || m_model->isRegisteredGateway(index.row());
     }
     if (!isRegistration) {
@@ -81,16 +81,12 @@ void RegThingsEditor::on_forgetButton_clicked()
                  [this, keys] { forget(keys); });
 }
 
-void RegThingsEditor::forget(const QStringList &keys)
+void RegThingsEditor::forget(const QSet<QString> &keys)
 {
     if (keys.isEmpty()) {
         return;
     }
-    DevicePool::update([&keys](DevicePool &pool) {
-        for (const QString &key : keys) {
-            pool.remove(key);
-        }
-    });
+    DevicePool::update([&keys](DevicePool &pool) { pool.remove(keys); });
     for (int row = m_model->rowCount() - 1; row >= 0; --row) {
         if (keys.contains(m_model->key(row))) {
             m_model->removeRow(row);

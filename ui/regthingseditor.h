@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QStringList>
+#include <QSet>
 #include <QWidget>
 
 class QLabel;
@@ -30,7 +30,7 @@ signals:
 
 private:
     void showState();
-    void forget(const QStringList &keys);
+    void forget(const QSet<QString> &keys);
 
     ThingsRegTableModel *m_model;
     QTableView *m_table;

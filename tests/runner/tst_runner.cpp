@@ -159,14 +159,14 @@ private slots:
 
         DevicePool::update([](DevicePool &pool) {
             pool.put({"fake", "1", "B", "2", "Renamed"});
-            pool.remove("fake_1_A");
+            pool.remove({"fake_1_A"});
         });
         m_runner->updatePool();
         QCOMPARE(changes(), (QStringList{"gateway_200_S", "fake_1_A", "fake_1_B"}));
         QCOMPARE(thing("A")->alias(), QString());
         QCOMPARE(thing("B")->alias(), QString("Renamed"));
 
-        DevicePool::update([](DevicePool &pool) { pool.remove("gateway_200_S"); });
+        DevicePool::update([](DevicePool &pool) { pool.remove({"gateway_200_S"}); });
         m_runner->resetDevPool();
         QCOMPARE(results(), (QStringList{"CStatus", "DUnreg true"}));
         QVERIFY(gateway()->regid().isEmpty() && thing("B")->regid().isEmpty());

@@ -87,7 +87,7 @@ private slots:
         pool.put({"gateway", "200", "?", {}, "unborn"});
         pool.dropGatewayPlaceholders();
         QCOMPARE(pool.size(), 3);
-        QVERIFY(pool.remove("gateway_200_OLD"));
+        QVERIFY(pool.remove({"gateway_200_OLD"}));
         QCOMPARE(pool.indexOf("gateway_200_NEW"), 1);
     }
 
@@ -110,16 +110,17 @@ private slots:
     {
         const QString path = QSettings().fileName();
         const QByteArray huge("@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n");
-        const QByteArray text = "[Cloud]\nSerial=S\nHost=" + huge +
+        const QByteArray text = "[Cloud]\nSerial=S\n; say \"\nHost=\\\n" + huge +
                                 "KeepAlive = \"x, @Variant(\"\n" + "Port=a, \\x40" + huge.mid(1) +
                                 "Interval=\"\\100\"Vari" + huge.mid(5) +
                                 "[UI]\nDark=@@Variant(\nLanguage=ru";
         QVERIFY(writeFile(path, text));
-        removeUnsafeSettings();
+        secureSettings();
         QCOMPARE(readFile(path + ".unsafe"), text);
-        QCOMPARE(readFile(path), QByteArray("[Cloud]\nSerial=S\nKeepAlive = \"x, @Variant(\"\n"
-                                            "[UI]\nDark=@@Variant(\nLanguage=ru"));
-        removeUnsafeSettings();
+        QCOMPARE(readFile(path),
+                 QByteArray("[Cloud]\nSerial=S\n; say \"\nKeepAlive = \"x, @Variant(\"\n"
+                            "[UI]\nDark=@@Variant(\nLanguage=ru"));
+        secureSettings();
         QCOMPARE(readFile(path + ".unsafe"), text);
     }
 };

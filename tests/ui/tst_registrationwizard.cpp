@@ -102,6 +102,9 @@ private slots:
         QCOMPARE(step(), int(Wizard::R_SERIAL));
         QCOMPARE(m_asked->size(), 1);
 
+        m_wizard->showCode({{"value", 42}, {"timeout", 60}}); // was on its way
+        QCOMPARE(step(), int(Wizard::R_SERIAL));
+        m_wizard->on_cloudGetCodeButton_clicked();
         m_wizard->showCode({{"value", 43}, {"timeout", 60}});
         QVERIFY(button("cloudCodeCopyButton")->isEnabled());
     }

@@ -1,8 +1,0 @@
-#include "app/platform/process.h"
-
-#include <sys/stat.h>
-
-void keepFilesPrivate()
-{
-    umask(S_IRWXG | S_IRWXO);
-}
