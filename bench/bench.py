@@ -261,6 +261,7 @@ class Bench:
             woken = sum(count - before[name].get(thread, 0)
                         for thread, count in switches(process.pid).items()) * 60 / IDLE
             row(name, f"{own:.1f}", f"{resident:.1f}", f"{woken:.1f}")
+        for process in processes.values():  # not before: they share pages
             process.terminate()
             process.wait()
         print("own: not shared with another process; wake-ups: voluntary switches of all threads")
