@@ -60,7 +60,6 @@ void AliasPrompts::askNext()
     const QString type = thing.section(QLatin1Char('_'), 0, 0);
     const QString serial = thing.section(QLatin1Char('_'), 2);
     m_prompt = new QInputDialog(m_window->window());
-    m_prompt->setAttribute(Qt::WA_DeleteOnClose);
     m_prompt->setWindowTitle(tr("Thing Name"));
     m_prompt->setLabelText(
         tr("Please fill the alias for<br><b>%1 / %2</b><br>Note: the alias must be unique among "

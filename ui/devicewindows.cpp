@@ -33,14 +33,14 @@ DeviceWindows::~DeviceWindows()
 
 void DeviceWindows::add(QObject *thui)
 {
+    if (thui == nullptr) {
+        return;
+    }
     std::unique_ptr<QObject> owned(thui);
     // Windows may delete themselves when they are closed.
     const auto isGone = [](const Entry &entry) { return entry.window.isNull(); };
     m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
     QWidget *window = nullptr;
-    if (thui == nullptr) {
-        return;
-    }
     if (m_entries.size() >= mostWindows ||
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
                                    Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||

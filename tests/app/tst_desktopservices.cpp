@@ -1,3 +1,4 @@
+#include "app/platform/systemtheme.h"
 #include "app/qautostarter.h"
 #include "app/sleeplistener.h"
 #include "app/theme.h"
@@ -9,8 +10,35 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDir>
 #include <QProcess>
+#include <QThread>
+
+namespace {
+
+// The desktop portal's answer. Lives on a thread of its own, since who asks it waits.
+class FakePortal : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+
+public:
+    QVariant answer;
+
+public slots:
+    QDBusVariant Read(const QString &space, const QString &key) const
+    {
+        return QDBusVariant(space + key == "org.freedesktop.appearancecolor-scheme" ? answer : 0);
+    }
+};
+
+QVariant wrapped(const QVariant &value)
+{
+    return QVariant::fromValue(QDBusVariant(value));
+}
+
+} // namespace
 
 class TestDesktopServices : public QObject
 {
@@ -27,15 +55,34 @@ private slots:
     }
     void cleanupTestCase()
     {
+        m_portalThread.quit();
+        m_portalThread.wait();
         m_bus.kill();
         m_bus.waitForFinished();
     }
 
-    void theCommandLineOverridesTheUser()
+    // The system's theme is read once: in this test it is dark, and the order of steps counts.
+    void theUserOverridesTheSystemAndTheCommandLineBoth()
     {
-        SettingsStore().set(keys::Dark, true);
+        QDBusConnection desktop = client("portal");
+        m_portal.moveToThread(&m_portalThread);
+        m_portalThread.start();
+        QVERIFY(desktop.registerService("org.freedesktop.portal.Desktop"));
+        QVERIFY(desktop.registerObject("/org/freedesktop/portal/desktop", &m_portal,
+                                       QDBusConnection::ExportAllSlots));
+        for (const QVariant &light : {QVariant(2u), wrapped(0u), wrapped("1")}) {
+            m_portal.answer = light;
+            QVERIFY(!systemThemeIsDark());
+        }
+        m_portal.answer = wrapped(1u); // once more than its interface says, as the portal does it
         settleTheme(nullptr, &keys::Dark);
         QVERIFY(isDarkTheme());
+        QCOMPARE(QApplication::palette().color(QPalette::Active, QPalette::Button).red(), 64);
+
+        SettingsStore().set(keys::Dark, false);
+        settleTheme(nullptr, &keys::Dark);
+        QVERIFY(!isDarkTheme());
+        SettingsStore().set(keys::Dark, true);
         QCommandLineParser parser;
         addThemeOptions(parser);
         QVERIFY(parser.parse({"KVG-Gate", "--ignore-dark"}));
@@ -115,6 +162,8 @@ private:
     }
 
     QProcess m_bus;
+    FakePortal m_portal;
+    QThread m_portalThread;
     const QString m_entry =
         qEnvironmentVariable("XDG_CONFIG_HOME") + "/autostart/NimbraCloudGate.desktop";
 };

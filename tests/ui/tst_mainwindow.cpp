@@ -3,6 +3,7 @@
 #include "tests/support/widgettestmain.h"
 #include "tests/ui/fakeinterface.h"
 #include "things/thingstate.h"
+#include "ui/devicespage.h"
 #include "ui/mainwindow.h"
 #include "ui/scanclock.h"
 #include "ui/widgets/qmaterialicon.h"
@@ -13,12 +14,15 @@
 #include <QAction>
 #include <QFileDialog>
 #include <QInputDialog>
+#include <QJsonArray>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QSplashScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QWheelEvent>
 
 using namespace std::chrono_literals;
 
@@ -314,6 +318,20 @@ private slots:
         reset->click();
         openBox()->button(QMessageBox::Yes)->click();
         QTRY_COMPARE(SettingsStore().value(keys::CloudSerial), QString());
+    }
+
+    void scrollingChangesNoSettingOfADevice()
+    {
+        const QJsonObject number{{"name", "n"}, {"type", "int"}, {"min", 0}, {"max", 9}};
+        const QJsonObject lamp{{"settings", QJsonArray{number}}};
+        m_window->runner_finished(4, QJsonObject{{"lamp", lamp}});
+        auto *const box = m_window->findChild<DevicesPage *>()->findChild<QSpinBox *>();
+        QVERIFY(box != nullptr);
+        box->setValue(5);
+        QWheelEvent wheel(QPointF(1, 1), QPointF(1, 1), {}, QPoint(0, 120), Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(box, &wheel);
+        QCOMPARE(box->value(), 5);
     }
 
 private:

@@ -32,8 +32,6 @@ public:
 
     // The glyph as text in the icon font; empty for a name that is not in the table.
     QString glyph(const QString &name) const { return m_glyphs.value(name); }
-    // Empty when the font is missing.
-    QString family() const { return m_family; }
 
 private:
     QMaterialIcon();
