@@ -6,9 +6,6 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-#include <csignal>
-#include <sys/prctl.h>
-
 namespace {
 
 bool openssl(const QStringList &arguments, const QByteArray &input = {})
@@ -28,11 +25,6 @@ bool openssl(const QStringList &arguments, const QByteArray &input = {})
 const QString authority = QStringLiteral(KVG_AUTHORITY_DIR "/authority");
 
 } // namespace
-
-void TestBroker::Process::setupChildProcess()
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-}
 
 QString TestBroker::caFile() const
 {

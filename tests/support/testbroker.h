@@ -1,7 +1,8 @@
 #pragma once
 
+#include "tests/support/tiedprocess.h"
+
 #include <QByteArray>
-#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -32,15 +33,9 @@ public:
     QStringList clientArguments(const Credentials &credentials, const QStringList &more);
 
 private:
-    // Ends with this program, however that ends.
-    class Process : public QProcess
-    {
-    protected:
-        void setupChildProcess() override;
-    };
     bool launch();
 
     QTemporaryDir m_dir;
-    Process m_process;
+    TiedProcess m_process;
     quint16 m_port = 0;
 };

@@ -1,0 +1,34 @@
+# What a program for Windows needs beside itself, and how one is run elsewhere.
+
+set(_sysroot ${KVG_WINDOWS_SYSROOT})
+foreach(_name IN ITEMS Qt5Core Qt5Gui Qt5Network Qt5Widgets libcrypto-3-x64 libgcc_s_seh-1 libssl-3-x64
+                       libstdc++-6 libwinpthread-1)
+  list(APPEND KVG_RUNTIME_LIBRARIES ${_sysroot}/bin/${_name}.dll)
+endforeach()
+set(KVG_RUNTIME_PLUGINS platforms/qwindows styles/qwindowsvistastyle imageformats/qico)
+
+# kvg_deploy(folder): puts them there, as part of the build.
+function(kvg_deploy folder)
+  set(_copies "")
+  foreach(_library IN LISTS KVG_RUNTIME_LIBRARIES)
+    get_filename_component(_name ${_library} NAME)
+    list(APPEND _copies ${folder}/${_name})
+    add_custom_command(OUTPUT ${folder}/${_name} DEPENDS ${_library}
+      COMMAND ${CMAKE_COMMAND} -E copy ${_library} ${folder}/${_name} VERBATIM)
+  endforeach()
+  foreach(_plugin IN LISTS KVG_RUNTIME_PLUGINS)
+    list(APPEND _copies ${folder}/${_plugin}.dll)
+    add_custom_command(OUTPUT ${folder}/${_plugin}.dll DEPENDS ${_sysroot}/plugins/${_plugin}.dll
+      COMMAND ${CMAKE_COMMAND} -E copy ${_sysroot}/plugins/${_plugin}.dll ${folder}/${_plugin}.dll
+      VERBATIM)
+  endforeach()
+  add_custom_target(kvg_runtime ALL DEPENDS ${_copies})
+endfunction()
+
+find_program(KVG_WINE wine)
+if(CMAKE_CROSSCOMPILING AND KVG_WINE)
+  set(CMAKE_CROSSCOMPILING_EMULATOR
+      ${KVG_PYTHON} ${PROJECT_SOURCE_DIR}/tools/wine/wine.py
+      --template ${PROJECT_BINARY_DIR}/wine/template --path ${_sysroot}/bin
+      --path ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+endif()

@@ -1,0 +1,329 @@
+#!/bin/sh
+# make-sysroot.sh OUTPUT_DIR
+#
+# Builds what cmake/windows.cmake needs as KVG_WINDOWS_SYSROOT (Qt and OpenSSL for 64-bit Windows)
+# from the source packages of the Debian that it runs on. No root needed, and apt's own
+# configuration and state stay as they are. OUTPUT_DIR appears when it is complete, and may be
+# moved then; a call that finds it does nothing, so remove it to get newer sources. Until then
+# OUTPUT_DIR.work holds the finished stages and the logs, and the next call goes on from there.
+set -eu
+
+say() { printf '%s\n' "make-sysroot: $*" >&2; }
+fail() { say "$*"; exit 1; }
+
+[ $# -eq 1 ] || fail "usage: make-sysroot.sh OUTPUT_DIR"
+case $1 in
+/*) out=$1 ;;
+*) out=$PWD/$1 ;;
+esac
+out=${out%/}
+case $out in
+*[!A-Za-z0-9/._+-]*) fail "the makefiles of Qt and OpenSSL do not stand the name of this folder: $out" ;;
+esac
+work=$out.work
+target=x86_64-w64-mingw32
+keyring=/usr/share/keyrings/debian-archive-keyring.gpg
+# Not what else a maker may have in his path: another perl or compiler would be taken unnoticed.
+PATH=/usr/bin:/bin:/usr/sbin:/sbin
+export PATH LC_ALL=C.UTF-8
+
+if [ -e "$out/lib/cmake/Qt5/Qt5Config.cmake" ]; then
+    [ ! -e "$work/lock" ] || rm -rf "$work"
+    exit 0
+fi
+[ ! -e "$out" ] || fail "$out exists, but is no sysroot; remove it or name another folder"
+
+missing=
+need() {
+    package=$1
+    shift
+    for tool in "$@"; do
+        command -v "$tool" >/dev/null 2>&1 || [ -e "$tool" ] || missing="$missing
+  $tool (package $package)"
+    done
+}
+need apt apt-get apt-cache apt-config
+need debian-archive-keyring "$keyring"
+need dpkg-dev dpkg-source dpkg-parsechangelog
+need patch patch
+need xz-utils xz
+need perl perl
+need make make
+need g++ gcc g++
+need binutils strip
+need util-linux flock
+need binutils-mingw-w64-x86-64 $target-ar $target-ld $target-strip $target-windres
+need gcc-mingw-w64-x86-64-posix $target-gcc-posix
+need g++-mingw-w64-x86-64-posix $target-g++-posix
+need gcc-mingw-w64-x86-64-posix-runtime /usr/share/doc/gcc-mingw-w64-x86-64-posix-runtime/copyright
+need mingw-w64-x86-64-dev /usr/share/doc/mingw-w64-x86-64-dev/copyright
+[ -z "$missing" ] || fail "not on this machine:$missing"
+codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
+[ -n "$codename" ] || fail "/etc/os-release names no release of Debian"
+
+mkdir -p "$work"
+# Held by the compilers too: what survives its shell must not meet a second run.
+exec 9>"$work/lock"
+flock -n 9 || fail "another run works in $work"
+mkdir -p "$work/logs"
+
+# stage NAME WHAT: runs the function NAME once, from a clean start if it was interrupted. A make
+# that goes on in its old folder would take half an object, which a kill left, for a whole one.
+stage() {
+    [ ! -e "$work/$1.done" ] || return 0
+    say "$2 (log: $work/logs/$1.log)"
+    # Not "||": the shell would ignore errors in the function then.
+    set +e
+    (set -eu; "$1") >"$work/logs/$1.log" 2>&1 </dev/null
+    status=$?
+    set -e
+    if [ $status -ne 0 ]; then
+        tail -n 30 "$work/logs/$1.log" >&2
+        fail "failed, see $work/logs/$1.log"
+    fi
+    touch "$work/$1.done"
+}
+
+# Runs a command that nothing in the environment changes: Qt and OpenSSL listen to many variables.
+clean() {
+    env -i PATH="$work/tools:$PATH" HOME="$work" TMPDIR="${TMPDIR:-/tmp}" LC_ALL="$LC_ALL" \
+        SOURCE_DATE_EPOCH="$epoch" "$@"
+}
+
+# unpack PACKAGE DIR: Debian's patches are applied; the date of its changelog becomes the one in
+# the binaries.
+unpack() {
+    rm -rf "$2"
+    dpkg-source -x "$work/src/$1"_*.dsc "$2"
+    epoch=$(dpkg-parsechangelog -l "$2/debian/changelog" -S Timestamp)
+}
+
+# The machine's own entries for main of its release as deb-src entries. The keyring is always
+# Debian's, so entries with another key are left out.
+source_entries() {
+    eval "$(apt-config shell list Dir::Etc::sourcelist/f parts Dir::Etc::sourceparts/d)"
+    # shellcheck disable=SC2154  # apt-config sets them
+    for file in "$list" "$parts"*.list; do
+        [ ! -f "$file" ] || awk '
+            { sub(/#.*/, "") }
+            $1 == "deb" {
+                at = 2
+                options = ""
+                if ($at ~ /^\[/) {
+                    while (at < NF && $at !~ /\]$/)
+                        options = options " " $(at++)
+                    options = options " " $(at++)
+                    gsub(/[][]/, " ", options)
+                }
+                key = ""
+                count = split(options, option, " ")
+                for (i = 1; i <= count; i++)
+                    if (sub(/^signed-by=/, "", option[i]))
+                        key = option[i]
+                for (i = at + 2; i <= NF; i++)
+                    if ($i == "main")
+                        print $at, $(at + 1), key
+            }' "$file"
+    done
+    for file in "$parts"*.sources; do
+        [ ! -f "$file" ] || awk '
+            function has(name, word) { return (" " field[name] " ") ~ ("[ \t]" word "[ \t]") }
+            function finish() {
+                if (has("types", "deb") && has("components", "main") &&
+                    tolower(field["enabled"]) !~ /^[ \t]*(no|false|off|0)[ \t]*$/) {
+                    uris = split(field["uris"], uri, " ")
+                    suites = split(field["suites"], suite, " ")
+                    for (i = 1; i <= uris; i++)
+                        for (j = 1; j <= suites; j++)
+                            print uri[i], suite[j], field["signed-by"]
+                }
+                split("", field)
+            }
+            /^#/ { next }
+            /^[ \t]*$/ { finish(); next }
+            /^[ \t]/ { field[name] = field[name] " " $0; next }
+            {
+                at = index($0, ":")
+                name = tolower(substr($0, 1, at - 1))
+                field[name] = substr($0, at + 1)
+            }
+            END { finish() }' "$file"
+    done
+}
+
+sources() {
+    rm -rf "$work/apt" "$work/src"
+    mkdir -p "$work/apt/lists/partial" "$work/apt/cache/archives/partial" "$work/src"
+    source_entries | awk -v release="$codename" -v keyring="$keyring" '
+        ($2 == release || $2 == release "-updates" || $2 == release "-security") &&
+        $1 !~ /^cdrom:/ && ($3 == "" || $3 ~ /debian-archive/) && !seen[$1, $2]++ {
+            print "deb-src [signed-by=" keyring "]", $1, $2, "main"
+        }' >"$work/apt/sources.list"
+    cat "$work/apt/sources.list"
+    if [ ! -s "$work/apt/sources.list" ]; then
+        echo "apt knows no place for main of Debian's $codename"
+        return 1
+    fi
+    # The hooks of the machine's own updates (caches, desktop notices) have no business here.
+    cat >"$work/apt/apt.conf" <<CONF
+#clear APT::Update;
+#clear APT::Default-Release;
+Acquire::Retries "3";
+Dir::Etc::sourcelist "$work/apt/sources.list";
+Dir::Etc::sourceparts "/dev/null";
+Dir::State::lists "$work/apt/lists";
+Dir::Cache "$work/apt/cache";
+CONF
+    apt-get -q -c "$work/apt/apt.conf" --error-on=any update
+    : >"$work/versions"
+    : >"$work/notes"
+    fetch openssl
+    fetch qtbase-opensource-src
+}
+
+# fetch PACKAGE: the newest version. Mirrors have been met that list a security update and lack its
+# files; the one before it is taken then, and said.
+fetch() {
+    newest=
+    for version in $(apt-cache -c "$work/apt/apt.conf" showsrc --only-source "$1" |
+        sed -n 's/^Version: //p' | sort -Vru); do
+        newest=${newest:-$version}
+        if (cd "$work/src" && apt-get -q -c "$work/apt/apt.conf" source --download-only \
+            --only-source "$1=$version"); then
+            echo "$1 $version" >>"$work/versions"
+            [ "$version" = "$newest" ] ||
+                echo "$1 $version: OLDER than $newest, whose files the mirror does not deliver" \
+                    >>"$work/notes"
+            return 0
+        fi
+        rm -f "$work/src/$1"_*
+    done
+    echo "no version of $1 could be fetched"
+    return 1
+}
+
+openssl() {
+    unpack openssl "$work/openssl"
+    cd "$work/openssl"
+    clean ./Configure mingw64 --cross-compile-prefix=$target- shared no-tests
+    # These folders are compiled in, and configuration and code are loaded from them. The default,
+    # /usr/local/ssl, is a folder of the current drive's root on Windows, where any user may create
+    # it. Below "Program Files" only administrators write, and in a folder of our own no other
+    # program's configuration is found either. They are given here because Configure takes a
+    # drive's name for a relative path.
+    private="C:/Program Files/KVG-Gate"
+    clean make -j"$jobs" OPENSSLDIR="$private/ssl" ENGINESDIR="$private/ssl/engines" \
+        MODULESDIR="$private/ssl/modules" build_libs
+}
+
+qt() {
+    unpack qtbase-opensource-src "$work/qtbase"
+    rm -rf "$work/qt" "$work/prefix"
+    mkdir "$work/qt"
+    cd "$work/qt"
+    # zlib is Qt's own copy: the gateway reaches zlib only through Qt. The last two features lack
+    # headers in Debian's source. OpenSSL is loaded when the program runs.
+    clean "$work/qtbase/configure" -prefix "$work/prefix" -opensource -confirm-license -release \
+        -shared -xplatform win32-g++ -device-option CROSS_COMPILE=$target- -no-opengl \
+        -nomake examples -nomake tests -openssl-runtime -I "$work/openssl/include" -qt-zlib \
+        -qt-pcre -qt-libpng -qt-libjpeg -qt-freetype -qt-harfbuzz -no-icu -no-dbus \
+        -no-feature-sql -no-feature-vulkan -no-pch -no-feature-tabletevent -no-feature-direct2d
+    clean make -j"$jobs"
+    clean make install
+}
+
+# The compiler's file NAME that programs need when they run.
+runtime_file() {
+    file=$($target-g++-posix -print-file-name="$1")
+    [ -f "$file" ] || { echo "the compiler has no $1"; return 1; }
+    readlink -f "$file"
+}
+
+assemble() {
+    root=$work/sysroot
+    rm -rf "$root"
+    mkdir -p "$root/bin" "$root/lib" "$root/mkspecs/win32-g++"
+    cd "$work/prefix"
+    for tool in moc rcc uic qmake; do
+        cp "bin/$tool" "$root/bin/"
+        strip "$root/bin/$tool"
+    done
+    cp bin/*.dll "$root/bin/"
+    cp -R include plugins "$root/"
+    cp -R lib/*.a lib/cmake lib/metatypes "$root/lib/"
+    cp mkspecs/win32-g++/qmake.conf mkspecs/win32-g++/qplatformdefs.h "$root/mkspecs/win32-g++/"
+
+    cd "$work/openssl"
+    cp libcrypto-3-x64.dll libssl-3-x64.dll "$root/bin/"
+    cp libcrypto.dll.a libssl.dll.a "$root/lib/"
+    mkdir "$root/include/openssl"
+    cp include/openssl/*.h "$root/include/openssl/"
+
+    for name in libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll; do
+        file=$(runtime_file $name)
+        cp "$file" "$root/bin/"
+    done
+    chmod 644 "$root"/bin/*.dll "$root"/lib/*.a
+    epoch=$(dpkg-parsechangelog -l "$work/qtbase/debian/changelog" -S Timestamp)
+    find "$root/bin" "$root/plugins" -name '*.dll' | while read -r file; do
+        clean $target-strip --strip-all "$file"
+    done
+    licences "$root/licences"
+
+    if grep -rIlF "$work" "$root"; then
+        echo "these files name the folder they were built in"
+        return 1
+    fi
+}
+
+# licences DIR: the texts that have to go with the DLLs, and where their sources come from.
+licences() {
+    mkdir -p "$1/openssl" "$1/qt/3rdparty" "$1/runtime" "$1/common"
+    cp "$work/openssl/LICENSE.txt" "$1/openssl/"
+    cp "$work/openssl/debian/copyright" "$1/openssl/debian-copyright"
+    cp "$work"/qtbase/LICENSE.*GPL* "$1/qt/"
+    cp "$work/qtbase/debian/copyright" "$1/qt/debian-copyright"
+    # Of all code of others in Qt's libraries and plugins, whether Windows uses it or not.
+    (cd "$work/qtbase/src" && find . -name qt_attribution.json) | while read -r file; do
+        folder=$(dirname "${file#./}")
+        sed -n 's/.*"LicenseFiles*": *//p' "$work/qtbase/src/$file" | grep -o '"[^"]*"' |
+            tr -d '"' | while read -r name; do
+                # Debian leaves out a few libraries, whose texts are missing then.
+                [ ! -f "$work/qtbase/src/$folder/$name" ] ||
+                    cp "$work/qtbase/src/$folder/$name" \
+                        "$1/qt/3rdparty/$(echo "$folder" | tr / -)-$(basename "$name")"
+            done
+    done
+    for package in gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev; do
+        cp "/usr/share/doc/$package/copyright" "$1/runtime/$package-copyright"
+    done
+    # The copyright files of Debian refer to these.
+    grep -rhoE 'common-licenses/[A-Za-z0-9.-]*[A-Za-z0-9]' "$1" | sort -u | while read -r name; do
+        [ ! -f "/usr/share/$name" ] || cp -L "/usr/share/$name" "$1/common/"
+    done
+    {
+        echo "Source packages of Debian $codename that these files were built from:"
+        cat "$work/versions"
+        # shellcheck disable=SC2016  # dpkg-query's own variables
+        dpkg-query -W -f '${source:Package} ${source:Version}\n' \
+            gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev
+    } >"$1/SOURCES.txt"
+}
+
+mkdir -p "$work/tools"
+# Without a suffix, the compiler may be the one with Windows's threads, which lacks std::mutex.
+for tool in gcc g++; do
+    ln -sf "$(command -v $target-$tool-posix)" "$work/tools/$target-$tool"
+done
+jobs=$(nproc)
+
+stage sources "fetching the sources"
+stage openssl "building OpenSSL"
+stage qt "building Qt; it takes half an hour on two cores"
+stage assemble "putting it together"
+while read -r note; do
+    say "note: $note"
+done <"$work/notes"
+mv "$work/sysroot" "$out"
+rm -rf "$work"
+say "complete: $out"

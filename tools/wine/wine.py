@@ -1,0 +1,100 @@
+"""Runs a Windows program under Wine, in a Windows user profile that goes with it.
+
+As a script, runs one program with its arguments and ends with its status; what it started ends
+with it. As a module, gives the profile to whoever starts several programs in it.
+"""
+
+import argparse
+import contextlib
+import fcntl
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+# Of Wine's additions none is used; without this it asks to install them.
+OVERRIDES = "mscoree,mshtml="
+
+
+def wine(prefix, *command, **options):
+    return subprocess.run(command, env=environment(prefix), check=True, stdin=subprocess.DEVNULL,
+                          **options)
+
+
+def environment(prefix, path=()):
+    """This process's, for Wine programs that use the prefix and find DLLs in the folders."""
+    result = dict(os.environ, WINEPREFIX=str(prefix), WINEDLLOVERRIDES=OVERRIDES,
+                  WINEPATH=";".join(windows_path(folder) for folder in path))
+    result.setdefault("WINEDEBUG", "-all")
+    return result
+
+
+def windows_path(path):
+    return "Z:" + str(pathlib.Path(path).absolute()).replace("/", "\\")
+
+
+def make_template(template):
+    """A fresh prefix, made once and never used: it takes longer than the copies by far."""
+    template.parent.mkdir(parents=True, exist_ok=True)
+    with open(f"{template}.lock", "w", encoding="ascii") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        version = subprocess.run(["wine", "--version"], check=True, stdin=subprocess.DEVNULL,
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+        mark = template / "kvg-version"
+        if mark.exists() and mark.read_bytes() == version:
+            return
+        shutil.rmtree(template, ignore_errors=True)
+        quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        wine(template, "wineboot", "-i", **quiet)
+        wine(template, "wineserver", "-w", **quiet)
+        # Windows must not write into the home folder of whoever builds.
+        for user in (template / "drive_c" / "users").iterdir():
+            for link in [entry for entry in user.iterdir() if entry.is_symlink()]:
+                link.unlink()
+                link.mkdir()
+        mark.write_bytes(version)
+
+
+def copy_template(template, prefix):
+    """Files are shared as links, but for the registry: the server writes into linked ones."""
+    shutil.copytree(template, prefix, symlinks=True, copy_function=os.link)
+    for hive in prefix.glob("*.reg"):
+        hive.unlink()
+        shutil.copy2(template / hive.name, hive)
+
+
+@contextlib.contextmanager
+def profile(template):
+    """The folder of a prefix that nobody else uses; it and its processes end with the context."""
+    template = pathlib.Path(template).absolute()
+    make_template(template)
+    # Beside the template: links do not reach another file system.
+    with tempfile.TemporaryDirectory(prefix="profile-", dir=template.parent) as folder:
+        prefix = pathlib.Path(folder) / "prefix"
+        copy_template(template, prefix)
+        try:
+            yield prefix
+        finally:
+            server = {"env": environment(prefix), "check": False, "stderr": subprocess.DEVNULL}
+            subprocess.run(["wineserver", "-k"], **server)
+            subprocess.run(["wineserver", "-w"], **server)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--template", required=True, help="prefix that is copied; made if missing")
+    parser.add_argument("--path", action="append", default=[], help="folder with DLLs")
+    parser.add_argument("command", nargs=argparse.REMAINDER)
+    options = parser.parse_args()
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda number, _frame: sys.exit(128 + number))
+    with profile(options.template) as prefix:
+        return subprocess.run(["wine", *options.command], check=False,
+                              env=environment(prefix, options.path)).returncode
+
+
+if __name__ == "__main__":
+    sys.exit(main())
