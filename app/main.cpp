@@ -1,5 +1,6 @@
 #include "app/language.h"
 #include "app/logfile.h"
+#include "app/platform/process.h"
 #include "app/platform/quitsignals.h"
 #include "app/qautostarter.h"
 #include "app/singleapphandler.h"
@@ -58,6 +59,8 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
                      [&window](const QString &message) {
                          if (message == QLatin1String("show")) {
                              window.bringUp();
+                         } else if (message == QLatin1String("quit")) {
+                             window.leave();
                          }
                      });
     QObject::connect(&quitSignals, &QuitSignals::asked, &window, &MainWindow::leave);
@@ -70,6 +73,7 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
 
 int main(int argc, char *argv[])
 {
+    prepareProcess();
     registerMetaTypes();
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QtDockedApplication app(argc, argv);
@@ -89,9 +93,17 @@ int main(int argc, char *argv[])
     parser.addOption({{"r", "reset"}, "Reset all settings."});
     // Spelt so on purpose: the wording of the help is fixed.
     parser.addOption({{"l", "lang"}, "Set langugage to <lang>.", "lang"});
+    // For who replaces or removes the program's files; no user needs it.
+    QCommandLineOption quit("quit", "End the running instance.");
+    quit.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(quit);
     parser.process(app);
 
     SingleAppHandler guard;
+    if (parser.isSet(quit)) {
+        guard.sendMessage("quit");
+        return 0;
+    }
     if (!guard.isFirstInstance()) {
         guard.sendMessage("show");
         return 0;

@@ -1,6 +1,7 @@
 #include "app/singleapphandler.h"
 
 #include "app/log.h"
+#include "app/platform/foreground.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -22,7 +23,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int longestWait = 500; // milliseconds, for the connection and for the bytes to leave
+constexpr int longestWait = 500;      // milliseconds, for the connection
+constexpr int longestDelivery = 5000; // milliseconds; from a pipe, bytes leave when they are read
 constexpr std::chrono::milliseconds longestCheck = 3s; // takes some milliseconds as a rule
 
 QString hashed(const QString &text)
@@ -141,7 +143,7 @@ bool SingleAppHandler::isFirstInstance()
         qCWarning(lcApp, "No shared memory: other instances are noticed by their socket only");
     }
     m_segment = std::move(claim.segment);
-    listen(m_segment ? claim.name : m_names.last());
+    listen(m_segment ? m_names.mid(m_names.indexOf(claim.name)) : m_names.mid(1));
     return true;
 }
 
@@ -154,16 +156,22 @@ bool SingleAppHandler::isAnswered() const
     });
 }
 
-void SingleAppHandler::listen(const QString &name)
+// Under the first name that can be had. On Windows, a segment is one session's and a pipe the whole
+// computer's: when the segment was free, the pipe may still be that of another user who is logged
+// on.
+void SingleAppHandler::listen(const QStringList &names)
 {
     m_server = std::make_unique<QLocalServer>();
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     connect(m_server.get(), &QLocalServer::newConnection, this,
             &SingleAppHandler::processConnection);
-    QLocalServer::removeServer(name);
-    if (!m_server->listen(name)) {
-        qCWarning(lcApp).noquote() << "A second start cannot be heard:" << m_server->errorString();
+    for (const QString &name : names) {
+        QLocalServer::removeServer(name);
+        if (m_server->listen(name)) {
+            return;
+        }
     }
+    qCWarning(lcApp).noquote() << "A second start cannot be heard:" << m_server->errorString();
 }
 
 void SingleAppHandler::sendMessage(const QString &message)
@@ -174,8 +182,9 @@ void SingleAppHandler::sendMessage(const QString &message)
             QLocalSocket socket;
             socket.connectToServer(name);
             if (socket.waitForConnected(static_cast<int>(left.remainingTime()))) {
+                grantForeground(socket);
                 socket.write(message.toUtf8() + '\n');
-                while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(longestWait)) {
+                while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(longestDelivery)) {
                 }
                 return;
             }
@@ -201,7 +210,11 @@ void SingleAppHandler::processConnection()
 
 void SingleAppHandler::clientReadyRead()
 {
-    auto *const client = qobject_cast<QLocalSocket *>(sender());
+    receive(qobject_cast<QLocalSocket *>(sender()));
+}
+
+void SingleAppHandler::receive(QLocalSocket *client)
+{
     const auto received = m_received.find(client);
     if (received == m_received.end()) {
         return;
@@ -216,7 +229,9 @@ void SingleAppHandler::clientReadyRead()
     }
     received->remove(0, start);
     if (received->size() > longestMessage) {
+        m_received.erase(received);
         client->abort();
+        client->deleteLater();
     }
     for (const QString &message : qAsConst(messages)) {
         emit incomingMessage(message);
@@ -226,6 +241,7 @@ void SingleAppHandler::clientReadyRead()
 void SingleAppHandler::processDisconnected()
 {
     auto *const client = qobject_cast<QLocalSocket *>(sender());
+    receive(client); // on Windows, the end may be told before the last bytes
     if (m_received.remove(client) > 0) {
         client->deleteLater();
     }

@@ -34,8 +34,8 @@ public:
     bool isFirstInstance();
 
     // Hands a text without line breaks to the first instance. Waits at most 500 ms for the
-    // connection and as long for the bytes to leave; a message that does not get through is
-    // lost without a word.
+    // connection, and five seconds for the bytes to leave: on Windows, for the other's event loop
+    // to read them. A message that does not get through is lost without a word.
     void sendMessage(const QString &message);
 
     static constexpr int longestMessage = 4096; // bytes; who sends more is cut off
@@ -51,7 +51,8 @@ private slots:
 
 private:
     bool isAnswered() const;
-    void listen(const QString &name);
+    void receive(QLocalSocket *client);
+    void listen(const QStringList &names);
 
     const QString m_key;
     const QStringList m_names; // the key, and what stands in for it

@@ -152,6 +152,11 @@ QByteArray CredentialStore::keyDer() const
 
 void CredentialStore::removeCredentials()
 {
-    QFile::remove(keyFilePath());
-    QFile::remove(certFilePath());
+    for (const QString &path : {keyFilePath(), certFilePath()}) {
+        QFile file(path);
+        // Another program's hold of it may be in the way.
+        if (file.exists() && !file.remove()) {
+            qCWarning(lcCloud).noquote() << "Cannot remove" << path << "-" << file.errorString();
+        }
+    }
 }

@@ -6,6 +6,10 @@ foreach(_name IN ITEMS Qt5Core Qt5Gui Qt5Network Qt5Widgets libcrypto-3-x64 libg
   list(APPEND KVG_RUNTIME_LIBRARIES ${_sysroot}/bin/${_name}.dll)
 endforeach()
 set(KVG_RUNTIME_PLUGINS platforms/qwindows styles/qwindowsvistastyle imageformats/qico)
+# Under the name that is looked for: Debian's qt_ru.qm is a list of catalogues, each of which would
+# have to be there.
+find_file(KVG_QT_RUSSIAN qtbase_ru.qm PATHS /usr/share/qt5/translations NO_CMAKE_FIND_ROOT_PATH
+          REQUIRED)
 
 # kvg_deploy(folder): puts them there, as part of the build.
 function(kvg_deploy folder)
@@ -22,6 +26,9 @@ function(kvg_deploy folder)
       COMMAND ${CMAKE_COMMAND} -E copy ${_sysroot}/plugins/${_plugin}.dll ${folder}/${_plugin}.dll
       VERBATIM)
   endforeach()
+  list(APPEND _copies ${folder}/translations/qt_ru.qm)
+  add_custom_command(OUTPUT ${folder}/translations/qt_ru.qm DEPENDS ${KVG_QT_RUSSIAN}
+    COMMAND ${CMAKE_COMMAND} -E copy ${KVG_QT_RUSSIAN} ${folder}/translations/qt_ru.qm VERBATIM)
   add_custom_target(kvg_runtime ALL DEPENDS ${_copies})
 endfunction()
 

@@ -56,7 +56,7 @@ def main():
     # A build may leave out what belongs to another platform, and whole rooms.
     built = {str(pathlib.PurePosixPath(file).parent) for file in owner}
     for file in sorted(present - set(owner)):
-        other_platform = re.search(r"_(windows|linux|unix)\.cpp$", file)
+        other_platform = re.search(r"_(windows|linux|unix)\.(cpp|h)$", file)
         if not other_platform and str(pathlib.PurePosixPath(file).parent) in built:
             faults.append(f"{file}: belongs to no target")
 

@@ -20,8 +20,7 @@ namespace {
 std::optional<QByteArray> readBounded(const QString &path)
 {
     QFile file(path);
-    // Opening a pipe would wait for somebody who writes to it.
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+    if (!isRegularFile(path) || !file.open(QIODevice::ReadOnly)) {
         qCWarning(lcRunner).noquote() << "Not a file that can be read:" << file.errorString();
         return std::nullopt;
     }

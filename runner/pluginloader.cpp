@@ -1,6 +1,7 @@
 #include "runner/pluginloader.h"
 
 #include "runner/log.h"
+#include "runner/pluginfile.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -48,6 +49,11 @@ void PluginLoader::load()
 
 void PluginLoader::loadFile(const QString &path)
 {
+    const QString fault = pluginFileFault(path);
+    if (!fault.isEmpty()) {
+        qCWarning(lcRunner).noquote() << "Skipped" << path << "-" << fault;
+        return;
+    }
     QPluginLoader loader(path);
     loader.setLoadHints(QLibrary::PreventUnloadHint);
     const QJsonObject metadata = loader.metaData().value(QLatin1String("MetaData")).toObject();

@@ -8,3 +8,7 @@
 // `error`, when that fails, a full disk included, or when there is something else than a file of
 // that name. Any thread.
 bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &error);
+
+// Whether there is a file, possibly behind a link, rather than a device or a pipe: opening one of
+// those can wait for ever. Any thread.
+bool isRegularFile(const QString &path);

@@ -1,22 +1,22 @@
 #include "settings/settingsstore.h"
 
 #include "settings/log.h"
+#include "settings/settingsfile.h"
 
 #include <QMutex>
 
 namespace {
 
-// Held by whoever may write the store's file.
-QMutex &fileLock()
+// Held by whoever reads or may write the store.
+QMutex &storeLock()
 {
     static QMutex mutex;
     return mutex;
 }
 
 template <typename T, typename Convert>
-T converted(const QSettings &settings, const Key<T> &key, Convert convert)
+T converted(const QVariant &stored, const Key<T> &key, Convert convert)
 {
-    const QVariant stored = settings.value(QLatin1String(key.path));
     if (!stored.isValid()) {
         return T(key.fallback);
     }
@@ -48,9 +48,12 @@ bool storedBool(const QVariant &value, bool *ok)
 
 QString storedText(const QVariant &value, bool *ok)
 {
+    if (value.type() == QVariant::StringList) {
+        *ok = true;
+        return value.toStringList().join(QLatin1Char(','));
+    }
     *ok = value.canConvert(QMetaType::QString);
-    return value.type() == QVariant::StringList ? value.toStringList().join(QLatin1Char(','))
-                                                : value.toString();
+    return value.toString();
 }
 
 QVariant storedPluginValue(const QVariant &value, const QString &type)
@@ -72,7 +75,7 @@ QVariant storedPluginValue(const QVariant &value, const QString &type)
 }
 
 SettingsStore::Settings::Settings()
-    : Settings(QMutexLocker(&fileLock()))
+    : Settings(QMutexLocker(&storeLock()))
 {
 }
 
@@ -80,7 +83,7 @@ SettingsStore::Settings::Settings(const QMutexLocker & /*lock*/) {}
 
 bool SettingsStore::Settings::event(QEvent *event)
 {
-    const QMutexLocker lock(&fileLock());
+    const QMutexLocker lock(&storeLock());
     return QSettings::event(event);
 }
 
@@ -96,7 +99,7 @@ SettingsStore::~SettingsStore()
 bool SettingsStore::flush()
 {
     {
-        const QMutexLocker lock(&fileLock());
+        const QMutexLocker lock(&storeLock());
         m_settings.sync();
     }
     m_changed = false;
@@ -112,33 +115,40 @@ bool SettingsStore::flush()
 
 void SettingsStore::write(const QString &key, const QVariant &value)
 {
+    const QMutexLocker lock(&storeLock());
     m_changed = true;
-    m_settings.setValue(key, value);
+    m_settings.setValue(key, storable(value));
+}
+
+bool SettingsStore::containsKey(const QString &key) const
+{
+    const QMutexLocker lock(&storeLock());
+    return m_settings.contains(key);
 }
 
 int SettingsStore::value(const Key<int> &key) const
 {
-    return converted(m_settings, key, storedInteger<int>);
+    return converted(rawValue(key), key, storedInteger<int>);
 }
 
 quint32 SettingsStore::value(const Key<quint32> &key) const
 {
-    return converted(m_settings, key, storedInteger<quint32>);
+    return converted(rawValue(key), key, storedInteger<quint32>);
 }
 
 bool SettingsStore::value(const Key<bool> &key) const
 {
-    return converted(m_settings, key, storedBool);
+    return converted(rawValue(key), key, storedBool);
 }
 
 QString SettingsStore::value(const Key<QString> &key) const
 {
-    return converted(m_settings, key, storedText);
+    return converted(rawValue(key), key, storedText);
 }
 
 QByteArray SettingsStore::value(const Key<QByteArray> &key) const
 {
-    return converted(m_settings, key, [](const QVariant &v, bool *ok) {
+    return converted(rawValue(key), key, [](const QVariant &v, bool *ok) {
         *ok = v.canConvert(QMetaType::QByteArray);
         return v.toByteArray();
     });
@@ -154,40 +164,51 @@ void SettingsStore::markVersion()
 
 void SettingsStore::clear()
 {
-    m_changed = true;
-    m_settings.clear();
+    const QMutexLocker lock(&storeLock());
+    fill({});
 }
 
 bool SettingsStore::replaceAll(const QMap<QString, QVariant> &values)
 {
     QMap<QString, QVariant> old;
-    const QMutexLocker lock(&fileLock());
-    const QStringList all = ownKeys();
+    const QMutexLocker lock(&storeLock());
+    const QStringList all = storedKeys();
     for (const QString &key : all) {
-        old.insert(key, rawValue(key));
+        old.insert(key, m_settings.value(key));
     }
-    fill(values);
-    m_settings.sync();
-    if (m_settings.status() != QSettings::AccessError) {
-        return true;
-    }
-    fill(old); // or a later write of anything would bring the rest of `values` along
-    return false;
+    return replaceSettings([&] {
+        fill(values);
+        m_settings.sync();
+        if (m_settings.status() != QSettings::AccessError) {
+            return true;
+        }
+        fill(old); // or a later write of anything would bring the rest of `values` along
+        return false;
+    });
 }
 
 void SettingsStore::fill(const QMap<QString, QVariant> &values)
 {
     m_changed = true;
-    m_settings.clear();
+    // Not all at once: where that deletes the place itself, other objects have it open.
+    const QStringList all = storedKeys();
+    for (const QString &key : all) {
+        if (!values.contains(key)) {
+            m_settings.remove(key);
+        }
+    }
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        m_settings.setValue(it.key(), it.value());
+        m_settings.setValue(it.key(), storable(it.value()));
     }
 }
 
 bool SettingsStore::pluginEnabled(const QString &plugin) const
 {
     const QString key = keys::pluginSetting(plugin, QLatin1String(keys::PluginEnabled));
-    const QVariant stored = m_settings.value(key, true);
+    const QVariant stored = rawValue(key);
+    if (!stored.isValid()) {
+        return true;
+    }
     bool ok = false;
     const bool enabled = storedBool(stored, &ok);
     if (!ok) {
@@ -201,6 +222,7 @@ QVariantHash SettingsStore::pluginValues(const QString &plugin) const
 {
     const QString prefix = keys::pluginPrefix(plugin);
     QVariantHash values;
+    const QMutexLocker lock(&storeLock());
     const QStringList all = m_settings.allKeys();
     for (const QString &key : all) {
         if (!key.startsWith(prefix)) {
@@ -220,6 +242,12 @@ void SettingsStore::setPluginValue(const QString &plugin, const QString &setting
 
 QStringList SettingsStore::ownKeys()
 {
+    const QMutexLocker lock(&storeLock());
+    return storedKeys();
+}
+
+QStringList SettingsStore::storedKeys()
+{
     m_settings.setFallbacksEnabled(false);
     const QStringList all = m_settings.allKeys();
     m_settings.setFallbacksEnabled(true);
@@ -228,5 +256,6 @@ QStringList SettingsStore::ownKeys()
 
 QVariant SettingsStore::rawValue(const QString &key) const
 {
+    const QMutexLocker lock(&storeLock());
     return m_settings.value(key);
 }

@@ -43,7 +43,7 @@ public:
     template <typename T>
     bool contains(const Key<T> &key) const
     {
-        return m_settings.contains(QLatin1String(key.path));
+        return containsKey(QLatin1String(key.path));
     }
     // Writes now what any object has pending. False, with a log line, when that cannot be done, and
     // for every later call of this object: make one for the purpose.
@@ -54,10 +54,9 @@ public:
     void markVersion();
     // Removes every key of the application.
     void clear();
-    // Makes `values` all that this user stored, written at once: the file, and what whoever opens
-    // the store meanwhile finds, is wholly old or wholly new. An object that another thread has
-    // open already may find a key missing for a moment. False, with the store as it was, when it
-    // cannot be written.
+    // Makes `values` all that this user stored, written at once: the file, and what this process
+    // finds in the store meanwhile, is wholly old or wholly new. False, with the store as it was,
+    // when it cannot be written. A registry is made so again when the gateway starts.
     bool replaceAll(const QMap<QString, QVariant> &values);
 
     bool pluginEnabled(const QString &plugin) const;
@@ -76,8 +75,9 @@ public:
     }
 
 private:
-    // All objects of a process share the pending changes, and each writes all of them when it is
-    // made, is synchronised, or has its turn in an event loop. Here they wait for replaceAll().
+    // All objects of a process share what is stored and the pending changes, and each writes all of
+    // those when it is made, is synchronised, or has its turn in an event loop. Here they wait for
+    // replaceAll().
     class Settings : public QSettings
     {
     public:
@@ -90,7 +90,9 @@ private:
         explicit Settings(const QMutexLocker &lock);
     };
 
+    bool containsKey(const QString &key) const;
     void write(const QString &key, const QVariant &value);
+    QStringList storedKeys();
     void fill(const QMap<QString, QVariant> &values);
 
     Settings m_settings;

@@ -7,6 +7,9 @@ std::unique_ptr<CVUpdater> makeUpdater(const QString &feed)
 {
     // With its full path: a library of that name elsewhere on the search path is not ours.
     QLibrary file(QCoreApplication::applicationDirPath() + QStringLiteral("/WinSparkle.dll"));
+    if (!file.load()) {
+        return nullptr;
+    }
     bool complete = true;
     const auto resolve = [&](auto *&function, const char *name) {
         function = reinterpret_cast<std::decay_t<decltype(function)>>(file.resolve(name));
@@ -22,6 +25,7 @@ std::unique_ptr<CVUpdater> makeUpdater(const QString &feed)
     resolve(library.checkUpdateWithUi, "win_sparkle_check_update_with_ui");
     resolve(library.cleanup, "win_sparkle_cleanup");
     if (!complete) {
+        file.unload();
         return nullptr;
     }
     auto updater = std::make_unique<SparkleUpdater>(library, feed);

@@ -38,7 +38,13 @@ QString AutostartEntry::commandFor(const QString &executable)
 
 QString AutostartEntry::read() const
 {
-    return RunKey().value(m_name).toString();
+    const RunKey key;
+    if (!key.contains(m_name)) {
+        return {};
+    }
+    // A value that is no text is there as well, though nothing starts by it.
+    const QString command = key.value(m_name).toString();
+    return command.isNull() ? QStringLiteral("") : command;
 }
 
 void AutostartEntry::write(const QString &command)

@@ -1,44 +1,44 @@
 #include "app/platform/sleepsource.h"
 
-#include <QAbstractNativeEventFilter>
-#include <QCoreApplication>
+#include "app/platform/messagewindow_windows.h"
 
-#include <qt_windows.h>
+#include <QLibrary>
 
 namespace {
 
-class PowerFilter : public QObject, public QAbstractNativeEventFilter
+class PowerWindow : public QObject
 {
 public:
-    explicit PowerFilter(SleepSource *source)
+    explicit PowerWindow(SleepSource *source)
         : QObject(source)
-        , m_source(source)
-    {
-        QCoreApplication::instance()->installNativeEventFilter(this);
-    }
-
-    // Every window of the application gets the message.
-    bool nativeEventFilter(const QByteArray & /*eventType*/, void *message,
-                           long * /*result*/) override
-    {
-        const MSG *const msg = static_cast<MSG *>(message);
-        if (msg->message == WM_POWERBROADCAST) {
-            if (msg->wParam == PBT_APMSUSPEND) {
-                m_source->sleepChanged(true);
-            } else if (msg->wParam == PBT_APMRESUMEAUTOMATIC) {
-                m_source->sleepChanged(false);
+        , m_window([source](UINT message, WPARAM event) -> std::optional<LRESULT> {
+            if (message != WM_POWERBROADCAST) {
+                return std::nullopt;
             }
+            if (event == PBT_APMSUSPEND) {
+                source->sleepChanged(true);
+            } else if (event == PBT_APMRESUMEAUTOMATIC || event == PBT_APMRESUMESUSPEND) {
+                source->sleepChanged(false); // the second one follows when somebody is there
+            }
+            return TRUE;
+        })
+    {
+        // Computers with modern standby tell only those who ask. Windows 7 has no such function.
+        using Register = HPOWERNOTIFY(WINAPI *)(HANDLE, DWORD);
+        const auto ask = reinterpret_cast<Register>(
+            QLibrary::resolve(QStringLiteral("user32"), "RegisterSuspendResumeNotification"));
+        if (ask != nullptr) {
+            ask(m_window.handle(), DEVICE_NOTIFY_WINDOW_HANDLE);
         }
-        return false;
     }
 
 private:
-    SleepSource *const m_source;
+    const MessageWindow m_window;
 };
 
 } // namespace
 
 SleepSource::SleepSource()
 {
-    new PowerFilter(this);
+    new PowerWindow(this);
 }

@@ -28,7 +28,7 @@ PATH=/usr/bin:/bin:/usr/sbin:/sbin
 export PATH LC_ALL=C.UTF-8
 
 if [ -e "$out/lib/cmake/Qt5/Qt5Config.cmake" ]; then
-    [ ! -e "$work/lock" ] || rm -rf "$work"
+    rm -rf "$work" # left by a run that was killed while it cleaned up
     exit 0
 fi
 [ ! -e "$out" ] || fail "$out exists, but is no sysroot; remove it or name another folder"
@@ -251,6 +251,7 @@ assemble() {
     cp bin/*.dll "$root/bin/"
     cp -R include plugins "$root/"
     cp -R lib/*.a lib/cmake lib/metatypes "$root/lib/"
+    rm "$root/lib/libQt5Bootstrap.a" # of the host's tools
     cp mkspecs/win32-g++/qmake.conf mkspecs/win32-g++/qplatformdefs.h "$root/mkspecs/win32-g++/"
 
     cd "$work/openssl"
@@ -310,16 +311,28 @@ licences() {
     } >"$1/SOURCES.txt"
 }
 
-mkdir -p "$work/tools"
-# Without a suffix, the compiler may be the one with Windows's threads, which lacks std::mutex.
-for tool in gcc g++; do
-    ln -sf "$(command -v $target-$tool-posix)" "$work/tools/$target-$tool"
-done
+# compiler NAME COMMAND: what the makefiles call NAME. The folder's name stays out of the DLLs, and
+# with ccache a build that was interrupted gets its finished objects back.
+compiler() {
+    cat >"$work/tools/$1" <<TOOL
+#!/bin/sh
+export CCACHE_DIR=$work/ccache
+exec $(command -v ccache || true) $(command -v "$2") -ffile-prefix-map=$work=. "\$@"
+TOOL
+    chmod 755 "$work/tools/$1"
+}
+rm -rf "$work/tools"
+mkdir "$work/tools"
+# Without a suffix it may be the compiler with Windows's threads, which lacks std::mutex.
+compiler $target-gcc $target-gcc-posix
+compiler $target-g++ $target-g++-posix
+compiler gcc gcc
+compiler g++ g++
 jobs=$(nproc)
 
 stage sources "fetching the sources"
 stage openssl "building OpenSSL"
-stage qt "building Qt; it takes half an hour on two cores"
+stage qt "building Qt, which takes by far the longest"
 stage assemble "putting it together"
 while read -r note; do
     say "note: $note"

@@ -25,8 +25,6 @@ public:
     // `free` is what this user may still write.
     static std::optional<Space> disk(const QString &path);
     static std::optional<qint64> uptimeSeconds();
-    // A folder on the disk that holds the system.
-    static QString systemDisk();
 
 private:
     struct CpuTimes // since the start, in a unit of the platform's

@@ -83,8 +83,3 @@ std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
     return Space{static_cast<quint64>(status.f_bavail) * status.f_frsize,
                  static_cast<quint64>(status.f_blocks) * status.f_frsize};
 }
-
-QString HostFigures::systemDisk()
-{
-    return QStringLiteral("/");
-}

@@ -1,5 +1,7 @@
 #include "plugins/host/hostfigures.h"
 
+#include <QDir>
+
 #include <windows.h>
 
 namespace {
@@ -41,17 +43,21 @@ std::optional<qint64> HostFigures::uptimeSeconds()
 
 std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
 {
+    // Neither a share nor a drive is meant by its name alone.
+    QString folder = QDir::toNativeSeparators(path);
+    if (!folder.endsWith(QLatin1Char('\\'))) {
+        folder += QLatin1Char('\\');
+    }
+    // A drive without a disk in it is no reason to ask the user for one.
+    DWORD former = 0;
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, &former);
     ULARGE_INTEGER free;
     ULARGE_INTEGER total;
-    const auto *const folder = reinterpret_cast<const wchar_t *>(path.utf16());
-    if (GetDiskFreeSpaceExW(folder, &free, &total, nullptr) == 0 || total.QuadPart == 0 ||
-        free.QuadPart > total.QuadPart) {
+    const BOOL known = GetDiskFreeSpaceExW(reinterpret_cast<const wchar_t *>(folder.utf16()), &free,
+                                           &total, nullptr);
+    SetThreadErrorMode(former, nullptr);
+    if (known == 0 || total.QuadPart == 0 || free.QuadPart > total.QuadPart) {
         return {};
     }
     return Space{free.QuadPart, total.QuadPart};
-}
-
-QString HostFigures::systemDisk()
-{
-    return QStringLiteral("C:/");
 }

@@ -88,7 +88,7 @@ HostThing::Settings HostThing::checked(const QVariantHash &settings)
     result.disk = settings["disk"].toString();
     if (!QDir::isAbsolutePath(result.disk) || result.disk.size() > longestPath ||
         result.disk.contains(QChar(u'\0'))) {
-        result.disk = HostFigures::systemDisk();
+        result.disk = QDir::rootPath(); // of the disk that holds the system
     }
     return result;
 }

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QRegularExpression>
 #include <QScopeGuard>
+#include <QTemporaryFile>
 
 #include <thread>
 
@@ -25,9 +26,36 @@ private slots:
             "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} W default "
             "two\\\\nlines\\\\u001b\\[31m \\\\u202e x{1900,2000}…$");
         QVERIFY2(form.match(lines()[1]).hasMatch(), qPrintable(lines()[1]));
+    }
+
+    void othersCannotReadIt()
+    {
         const auto others = QFile::ReadGroup | QFile::ReadOther | QFile::WriteOther;
+        QTemporaryFile secret;
+        QVERIFY(secret.open());
+        if (secret.permissions() & others) {
+            QSKIP("Files have no such modes here; what lies in a profile is private");
+        }
+        const LogFile log;
         QVERIFY(!(QFile::permissions(path()) & others));
         QVERIFY(!(QFile::permissions(LogFile::folder()) & others));
+    }
+
+    void aFileThatSomebodyReadsStaysBounded()
+    {
+        const auto loud =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+        const auto restored = qScopeGuard([loud] { qInstallMessageHandler(loud); });
+        QVERIFY(QDir().mkpath(LogFile::folder()));
+        QVERIFY(writeFile(path(), QByteArray(LogFile::longestFile, '\n')));
+        QVERIFY(writeFile(path() + ".1", "older"));
+        QFile reader(path());
+        QFile olderReader(path() + ".1");
+        QVERIFY(reader.open(QIODevice::ReadOnly) && olderReader.open(QIODevice::ReadOnly));
+        const LogFile log;
+        qInfo("seen");
+        QVERIFY(QFileInfo(path()).size() < 1000);
+        QCOMPARE(lines().filter("seen").size(), 1);
     }
 
     void twoFilesAreKeptAndBoundedThoughThreadsWriteThem()

@@ -1,12 +1,12 @@
 #include "app/language.h"
+#include "app/singleapphandler.h"
 #include "tests/support/testmain.h"
 
+#include <QLibraryInfo>
 #include <QLocale>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
-
-#include <csignal>
 
 // The gateway as a process, on the toolkit's platform without a display.
 class TestStartup : public QObject
@@ -16,9 +16,9 @@ class TestStartup : public QObject
 private slots:
     void initTestCase()
     {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
         qputenv("TMPDIR", m_temporary.path().toLocal8Bit()); // the guard's names lie there
         qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+        qputenv("QT_FORCE_STDERR_LOGGING", "1");   // where it would go to a debugger else
         qputenv("ASAN_OPTIONS", "detect_leaks=0"); // of the toolkit's platform, at its end
     }
     void init() { QSettings().clear(); }
@@ -41,6 +41,7 @@ private slots:
     {
         QVERIFY(run({"--help"}).contains("Nimbra Cloud Gateway Application"));
         QVERIFY(run({"--help"}).contains("--ignore-dark"));
+        QVERIFY(!run({"--help"}).contains("quit"));
         QCOMPARE(run({"-v"}).trimmed(), QString("KVG-Gate 0.2.0"));
         QVERIFY(QSettings().allKeys().isEmpty());
     }
@@ -49,7 +50,8 @@ private slots:
     {
         QProcess gateway;
         QVERIFY(start(gateway, {"--lang", "../../x"}));
-        terminate(gateway);
+        gateway.terminate();
+        QVERIFY(endsInOrder(gateway));
         QVERIFY(QSettings().contains("System/Window"));
         QVERIFY(QSettings().contains("UI/Geom"));
     }
@@ -62,30 +64,42 @@ private slots:
         QCOMPARE(run({"--reset"}), QString());
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
         QCOMPARE(first.state(), QProcess::Running);
-        terminate(first);
+        QCOMPARE(run({"--quit", "--reset"}), QString());
+        QVERIFY(endsInOrder(first));
+        QVERIFY(QSettings().contains("UI/Geom"));
+        QCOMPARE(run({"--quit", "--reset"}), QString());
+        QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
+    }
+
+    // In the nested event loop of its start-up.
+    void oneThatStartsEndsAsWell()
+    {
+        QProcess starting;
+        QVERIFY(start(starting, {}, "KVG-Gate 0.2.0 starts"));
+        SingleAppHandler().sendMessage("quit");
+        QVERIFY(endsInOrder(starting));
+        QVERIFY(starting.readAll().contains("Left during start-up with 0"));
     }
 
 private:
-    // False when it does not say within 20 seconds that it is ready.
-    static bool start(QProcess &gateway, const QStringList &arguments)
+    // False when it does not say `sign` within 20 seconds.
+    bool start(QProcess &gateway, const QStringList &arguments,
+               const QByteArray &sign = "kvg.ui: Ready") const
     {
         gateway.setProcessChannelMode(QProcess::MergedChannels);
-        gateway.start(KVG_GATE, arguments);
+        gateway.start(KVG_GATE, m_platform + arguments);
         QByteArray output;
-        return QTest::qWaitFor(
-            [&] { return (output += gateway.readAll()).contains("kvg.ui: Ready"); }, 20000);
+        return QTest::qWaitFor([&] { return (output += gateway.readAll()).contains(sign); }, 20000);
     }
-    static void terminate(QProcess &gateway)
+    static bool endsInOrder(QProcess &gateway)
     {
-        QVERIFY(::kill(static_cast<pid_t>(gateway.processId()), SIGTERM) == 0);
-        QVERIFY(gateway.waitForFinished());
-        QCOMPARE(gateway.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(gateway.exitCode(), 0);
+        return (gateway.state() == QProcess::NotRunning || gateway.waitForFinished()) &&
+               gateway.exitStatus() == QProcess::NormalExit && gateway.exitCode() == 0;
     }
-    static QString run(const QStringList &arguments)
+    QString run(const QStringList &arguments) const
     {
         QProcess process;
-        process.start(KVG_GATE, arguments);
+        process.start(KVG_GATE, m_platform + arguments);
         if (!process.waitForFinished(30000) || process.exitCode() != 0) {
             return "failed: " + QString::fromUtf8(process.readAllStandardError());
         }
@@ -93,6 +107,9 @@ private:
     }
 
     QTemporaryDir m_temporary;
+    // What is installed need not have a platform for tests beside it.
+    const QStringList m_platform{"-platform", "offscreen", "-platformpluginpath",
+                                 QLibraryInfo::location(QLibraryInfo::PluginsPath) + "/platforms"};
 };
 
 KVG_TEST_MAIN(TestStartup)

@@ -4,8 +4,6 @@
 #include "tests/support/testbroker.h"
 #include "tests/support/testmain.h"
 
-#include <QProcess>
-
 class TestVelmorCloudClient : public QObject
 {
     Q_OBJECT
@@ -167,7 +165,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(sent > lostFrom + 500, 30000);
         QVERIFY(m_broker.start());
 
-        QProcess watcher;
+        HostProcess watcher;
         watcher.start("mosquitto_sub",
                       m_broker.clientArguments(m_issued, {"-t", "things/t/state"}));
         QVERIFY(watcher.waitForStarted());

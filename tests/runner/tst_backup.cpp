@@ -1,11 +1,12 @@
 #include "cloud/credentialstore.h"
 #include "settings/devicepool.h"
 #include "settings/zusettings.h"
+#include "tests/support/fileaccess.h"
 #include "tests/support/files.h"
-#include "tests/support/filesizelimit.h"
 #include "tests/support/runnerresults.h"
 #include "tests/support/testbroker.h"
 #include "tests/support/testmain.h"
+#include "tests/support/writefault.h"
 
 #include <QDataStream>
 #include <QSslCertificate>
@@ -62,8 +63,9 @@ private slots:
         const quint32 keyAt = certAt + quint32(cert.size());
         for (int round = 0; round < 2; ++round) {
             m_runner->exportSettings(m_file);
-            QCOMPARE(QFile::permissions(m_file) & 0x77, QFile::Permissions());
-            QFile::setPermissions(m_file, QFile::Permissions(0x6644));
+            QVERIFY(isPrivate(m_file));
+            openToEverybody(m_file);
+            QVERIFY(!isPrivate(m_file));
         }
         QCOMPARE(readFile(m_file), words({0x200, 36, 0x104201, 44, certAt - 44, 0x104202, certAt,
                                           keyAt - certAt, 0x104203, keyAt, quint32(key.size())}) +
@@ -145,18 +147,20 @@ private slots:
         QCOMPARE(older.left(20), words({0x200, 12, 0x104201, 20, size}));
         SettingsStore().set(keys::DevicePool, QString(1000, ' '));
         for (const int space : {0, 100}) {
-            const FileSizeLimit limit(space);
-            m_runner->exportSettings(space == 0 ? m_file : m_dir.filePath("new.bak"));
+            const QString file = space == 0 ? m_file : m_dir.filePath("new.bak");
+            const auto fault = fileFault(file, space);
+            m_runner->exportSettings(file);
         }
         QCOMPARE(readFile(m_file), older);
         m_runner->exportSettings(m_file + "/b.bak");
-        m_runner->exportSettings("/dev/null");
+        m_runner->exportSettings(QProcess::nullDevice());
         m_runner->importSettings(m_dir.filePath("none"));
-        m_runner->importSettings("/dev/null");
+        m_runner->importSettings(QProcess::nullDevice());
+        const QString null = QFileInfo(QProcess::nullDevice()).fileName();
         QCOMPARE(results().filter("Error"),
                  (QStringList{"Error Cannot write to a %1.bak", "Error Cannot write to new.bak",
-                              "Error Cannot write to b.bak", "Error Cannot write to null",
-                              "Error Cannot read none", "Error Cannot read null"}));
+                              "Error Cannot write to b.bak", "Error Cannot write to " + null,
+                              "Error Cannot read none", "Error Cannot read " + null}));
     }
 
 private:

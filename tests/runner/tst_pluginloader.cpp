@@ -2,6 +2,8 @@
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
+#include <QtEndian>
+
 // Every test puts an application folder together from the built files.
 class TestPluginLoader : public QObject
 {
@@ -24,7 +26,7 @@ private slots:
 
     void filesThatAreNoPluginsAreSkipped()
     {
-        copy("plugins/thing_fake", "app/plugins/thing_fake", ".dll"); // the other platform's name
+        copy("plugins/thing_fake", "app/plugins/thing_fake", ".dll"); // everywhere
         copy("plugins/thing_fake", "app/plugins/other_fake");
         copy("loader/thing_foreign", "app/plugins/thing_foreign");
         QVERIFY(writeFile(m_dir->filePath("app/plugins/thing_text" + suffix), "no library"));
@@ -37,6 +39,40 @@ private slots:
         const LoadedPlugin plugin = loader.plugins().first();
         QCOMPARE(plugin.name, QString("fake"));
         QVERIFY(plugin.type != nullptr && plugin.keyed == nullptr);
+    }
+
+    void damagedAndForeignLibrariesAreSkipped_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        const QByteArray whole = readFile(built("plugins/thing_fake"));
+        QVERIFY(whole.size() > 1000);
+        // Within what the plugin says about itself.
+        const int inside = whole.indexOf("QTMETADATA ") + 40;
+        for (const int size : {0, 1, 63, 500, whole.size() / 2, inside}) {
+            QTest::addRow("the first %d bytes", size) << whole.left(size);
+        }
+        const bool isPe = whole.startsWith("MZ");
+        QByteArray other = whole;
+        other.replace(0, 4, QByteArray::fromHex(isPe ? "7f454c46" : "4d5a9000"));
+        QTest::newRow("of another system") << other;
+        other = whole;
+        if (isPe) { // at 60: where the header is; four bytes into that: the machine
+            const int header = qFromLittleEndian<int>(whole.constData() + 60);
+            qToLittleEndian<quint16>(0x14c, other.data() + header + 4);
+        } else {
+            other[4] = 1;
+        }
+        QTest::newRow("of 32 bits") << other;
+        other = whole;
+        QTest::newRow("without what it is linked with") << other.replace("thing1", "absent");
+    }
+    void damagedAndForeignLibrariesAreSkipped()
+    {
+        QFETCH(QByteArray, contents);
+        QVERIFY(QDir(m_dir->path()).mkpath("app/plugins"));
+        QVERIFY(writeFile(m_dir->filePath("app/plugins/thing_fake" + suffix), contents));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Skipped.*thing_fake"));
+        QCOMPARE(pluginsFound(), 0);
     }
 
     // Also for a plugin that is turned down; by name, whatever the version; once each.
@@ -68,11 +104,14 @@ private:
     {
         const QString target = m_dir->filePath(to + toSuffix);
         QVERIFY(QDir().mkpath(QFileInfo(target).path()));
-        QVERIFY2(QFile::copy(qApp->applicationDirPath() + '/' + from + suffix, target),
-                 qPrintable(from));
+        QVERIFY2(QFile::copy(built(from), target), qPrintable(from));
+    }
+    static QString built(const QString &name)
+    {
+        return qApp->applicationDirPath() + '/' + name + suffix;
     }
 
-    static inline const QString suffix = ".so";
+    static inline const QString suffix = KVG_MODULE_SUFFIX;
     std::unique_ptr<QTemporaryDir> m_dir;
 };
 

@@ -10,7 +10,7 @@ namespace {
 
 bool openssl(const QStringList &arguments, const QByteArray &input = {})
 {
-    QProcess process;
+    HostProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(QStringLiteral(KVG_OPENSSL), arguments);
     process.write(input);
@@ -60,6 +60,13 @@ QStringList TestBroker::clientArguments(const Credentials &credentials, const QS
            more;
 }
 
+bool TestBroker::isReachable() const
+{
+    QTcpSocket probe;
+    probe.connectToHost("127.0.0.1", m_port);
+    return probe.waitForConnected(1000);
+}
+
 bool TestBroker::launch()
 {
     const QStringList lines = {
@@ -77,9 +84,7 @@ bool TestBroker::launch()
     m_process.start(QStringLiteral(KVG_MOSQUITTO), {"-c", configuration});
     const QDeadlineTimer deadline(10000);
     while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
-        QTcpSocket probe;
-        probe.connectToHost("127.0.0.1", m_port);
-        if (probe.waitForConnected(1000)) {
+        if (isReachable()) {
             return m_process.state() == QProcess::Running;
         }
         m_process.waitForFinished(20);
@@ -112,6 +117,13 @@ bool TestBroker::start()
 
 void TestBroker::kill()
 {
+    if (m_process.state() == QProcess::NotRunning) {
+        return;
+    }
     m_process.kill();
     m_process.waitForFinished();
+    // What has finished may have been no more than a bridge to the broker.
+    const QDeadlineTimer deadline(10000);
+    while (isReachable() && !deadline.hasExpired()) {
+    }
 }

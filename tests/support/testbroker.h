@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/tiedprocess.h"
+#include "tests/support/hostprocess.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,7 +18,7 @@ public:
     // Starts the broker and waits until it listens: on a free port the first time, on the same
     // port again later. False, with a warning, when it does not come up.
     bool start();
-    void kill(); // SIGKILL
+    void kill(); // SIGKILL; its port is free then
     quint16 port() const { return m_port; }
     QString caFile() const;
 
@@ -33,9 +33,10 @@ public:
     QStringList clientArguments(const Credentials &credentials, const QStringList &more);
 
 private:
+    bool isReachable() const;
     bool launch();
 
     QTemporaryDir m_dir;
-    TiedProcess m_process;
+    HostProcess m_process;
     quint16 m_port = 0;
 };

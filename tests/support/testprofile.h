@@ -3,7 +3,8 @@
 #include <QTemporaryDir>
 
 // A user profile of the test's own: settings, data and home lie in a temporary folder that goes
-// with the object. To be made before the application object and before any settings are read.
+// with the object; on Windows, the process ends with a message unless it runs in such a profile
+// already. To be made before the application object and before any settings are read.
 class TestProfile
 {
 public:

@@ -7,7 +7,6 @@
 #include "things/gatewaything.h"
 
 #include <QJsonArray>
-#include <QProcess>
 
 class TestGatewayThing : public QObject
 {
@@ -108,7 +107,7 @@ private slots:
         registration["fleet"] =
             QJsonArray{QJsonObject{{"id", "fake_1_A_1"}}, QJsonObject{{"id", "fake_1_B_2"}}};
         QVERIFY(gateway.applyRegistration(registration, {lamp, silent}));
-        QProcess watcher;
+        HostProcess watcher;
         // A retained message tells when the subscription stands.
         send("ready", "1", "-r");
         watcher.start("mosquitto_sub",
@@ -177,7 +176,10 @@ private:
     {
         const QStringList more = {"-t", "things/" + tid + "/update", "-m", payload, option};
         const QStringList arguments = m_broker.clientArguments(m_credentials, more);
-        QCOMPARE(QProcess::execute("mosquitto_pub", arguments), 0);
+        HostProcess publisher;
+        publisher.start("mosquitto_pub", arguments);
+        QVERIFY(publisher.waitForFinished());
+        QCOMPARE(publisher.exitCode(), 0);
     }
     // The next line that the watcher prints.
     QString next(QProcess &watcher)

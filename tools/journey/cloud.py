@@ -10,12 +10,13 @@ import urllib.request
 from programs import JourneyError, Program
 
 
-def start_sandbox(build, work, programs):
+def start_sandbox(build, authority, work, programs):
     """The addresses of the cloud, which keeps its data in the working folder."""
     programs.append(Program(
-        "sandbox", [build / "bin" / "kvg-sandbox", "--authority", build / "authority",
+        "sandbox", [build / "bin" / "kvg-sandbox", "--authority", authority,
                     "--dir", work / "cloud"], work / "sandbox.log", output=subprocess.PIPE))
-    return json.loads(programs[-1].first_line())
+    cloud = json.loads(programs[-1].first_line())
+    return {**cloud, "base": cloud["portal"].rsplit("/", 1)[0]}
 
 
 class Portal:

@@ -46,8 +46,9 @@ def start_display(logs, sockets, environment, programs):
     environment["DBUS_SESSION_BUS_ADDRESS"] = bus.first_line()
 
     start("manager", "openbox")
-    start("tray", "trayer", "--edge", "bottom", "--align", "right", "--widthtype", "request",
-          "--height", 28, "--SetPartialStrut", "true")
+    # Of a width that stays, for one icon: Wine clips its icons to the width that it met first.
+    start("tray", "trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel",
+          "--width", 24, "--height", 28, "--SetPartialStrut", "true")
     deadline = time.monotonic() + 20
     while subprocess.run(["xdotool", "search", "--class", "trayer"], env=environment,
                          capture_output=True, check=False).returncode:

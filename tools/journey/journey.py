@@ -1,4 +1,5 @@
-"""The gateway beside the sandbox cloud, on a profile of its own under the build folder.
+"""The gateway beside the sandbox cloud, on a profile of its own under the build folder: that of the
+build, or under Wine that of a build for Windows.
 
 With a display, the window is there to be used, and this ends when the user leaves it. Without one,
 a tour on a virtual display does what a new user would do, prints each step, saves a picture of each
@@ -20,10 +21,11 @@ import tempfile
 from cloud import Portal, start_sandbox
 from display import start_display
 from programs import JourneyError, Program, say
+from screen import Screen
+from systems import FOLDERS, Linux, Windows, wine
+from tour import Tour
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
-FOLDERS = {"HOME": "home", "XDG_CONFIG_HOME": "config", "XDG_CONFIG_DIRS": "system",
-           "XDG_DATA_HOME": "data", "XDG_CACHE_HOME": "cache"}
 # What would let the tour reach the desktop that it was started from, or look otherwise there.
 FOREIGN = ("DBUS_", "AT_SPI_", "DESKTOP_", "GTK_", "KDE_", "LANG", "LC_", "QT_", "WAYLAND_", "XDG_")
 
@@ -39,16 +41,6 @@ def use_profile(environment, profile, sockets):
     for variable, folder in FOLDERS.items():
         (profile / folder).mkdir(parents=True)
         environment[variable] = str(profile / folder)
-
-
-def write_settings(profile, cloud):
-    """Points the gateway at the sandbox, as an administrator would, and lets it speak often."""
-    folder = profile / "config" / "Corvalt"
-    folder.mkdir()
-    (folder / "KVG-Gate.conf").write_text(
-        f"[Web]\nRegEndpoint={cloud['register']}\n"
-        f"Cloud={cloud['portal'].rsplit('/', 1)[0]}\n\n"
-        "[Plugins]\nhost\\interval=1\nlamp\\blink=2\n")
 
 
 def write_browser(work, environment, command):
@@ -78,6 +70,12 @@ def own_folder(work):
         yield
 
 
+def keep_log(log, work):
+    """Before the profile goes."""
+    if log.exists():
+        shutil.copy(log, work)
+
+
 def hand_over(gateway, portal):
     say("portal", portal)
     say("gateway", "its window is yours; leave it by Exit in the tray")
@@ -86,15 +84,20 @@ def hand_over(gateway, portal):
         raise JourneyError(f"the gateway ended with {status}\n{gateway.tail()}")
 
 
-def journey(options, build, work, sockets, programs):
+def journey(options, build, work, sockets, programs, stack):
     has_display = os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY")
-    cloud = start_sandbox(build, work, programs)
+    cloud = start_sandbox(build, (options.windows or build).resolve() / "authority", work, programs)
     profile = work / "profile"
     environment = dict(os.environ)
+    if options.windows:
+        windows = options.windows.resolve()
+        system = Windows(windows, stack.enter_context(wine.profile(windows / "wine" / "template")))
+        stack.callback(keep_log, system.log, work)
+    else:
+        system = Linux(build, profile)
 
     def start_gateway():
-        programs.append(Program("gateway", [build / "bin" / "KVG-Gate"], work / "gateway.log",
-                                environment))
+        programs.append(Program("gateway", system.command, work / "gateway.log", environment))
         return programs[-1]
 
     if has_display:
@@ -103,30 +106,26 @@ def journey(options, build, work, sockets, programs):
         unset = [f"-u{name}" for name in ("TMPDIR", *FOLDERS)]
         write_browser(work, environment, f"exec env {shlex.join(unset + own)} xdg-open \"$@\"")
         use_profile(environment, profile, sockets)
-        write_settings(profile, cloud)
+        system.set_up(cloud, environment, watched=False)
         hand_over(start_gateway(), cloud["portal"])
         return
 
     for variable in [name for name in environment if name.startswith(FOREIGN)]:
         del environment[variable]
-    environment.update(XDG_RUNTIME_DIR=str(sockets), LC_ALL="C.UTF-8", QT_QPA_PLATFORM="xcb",
-                       QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+    environment.update(XDG_RUNTIME_DIR=str(sockets), LC_ALL="C.UTF-8")
     use_profile(environment, profile, sockets)
-    write_settings(profile, cloud)
     opened = work / "opened"
     write_browser(work, environment, f"echo \"$1\" >> {shlex.quote(str(opened))}")
     start_display(work, sockets, environment, programs)
     os.environ.clear()
     os.environ.update(environment)
+    system.set_up(cloud, environment, watched=True)
     pictures = work / "tour"
     pictures.mkdir()
-    # Only now: they need the display's addresses, and packages that a display makes needless.
-    from screen import Screen  # pylint: disable=import-outside-toplevel
-    from tour import Tour  # pylint: disable=import-outside-toplevel
-    screen = Screen(pictures)
+    screen = Screen(system.tree(), pictures)
     say("sandbox", f"portal {cloud['portal']}, broker port {cloud['broker']['port']}")
     try:
-        Tour(start_gateway, screen, Portal(cloud["portal"]), profile / "home", opened).play(
+        Tour(start_gateway, screen, Portal(cloud["portal"]), system, opened).play(
             options.watch, SOURCE / "resources" / "lang" / "kvg-gate_ru.ts")
     except Exception:
         with contextlib.suppress(Exception):  # the display may be what failed
@@ -142,21 +141,24 @@ def stop_on_signal(number, _frame):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
+    parser.add_argument("--windows", type=pathlib.Path,
+                        help="build folder for Windows, whose gateway is taken, under Wine")
     parser.add_argument("--work", type=pathlib.Path,
                         help="folder for profile, logs and pictures: new, or of an earlier journey")
     parser.add_argument("--watch", type=float, default=10,
                         help="seconds for which the tour watches the states")
     options = parser.parse_args()
     build = options.build.resolve()
-    work = (options.work or build / "run").resolve()
+    work = (options.work or (options.windows or build) / "run").resolve()
     signals = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
     for number in signals:
         signal.signal(number, stop_on_signal)
     programs = []
-    with tempfile.TemporaryDirectory(prefix="kvg-", dir="/tmp") as sockets:
+    with contextlib.ExitStack() as stack:
+        sockets = stack.enter_context(tempfile.TemporaryDirectory(prefix="kvg-", dir="/tmp"))
         try:
             with own_folder(work):
-                journey(options, build, work, pathlib.Path(sockets), programs)
+                journey(options, build, work, pathlib.Path(sockets), programs, stack)
             status = 0
         except Stopped as stopped:
             print(f"\nstopped by signal {stopped.args[0]}", file=sys.stderr)

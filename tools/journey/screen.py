@@ -3,12 +3,7 @@
 import subprocess
 import time
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, GLib  # pylint: disable=wrong-import-position
-
-from programs import JourneyError  # pylint: disable=wrong-import-position
+from programs import JourneyError
 
 BUTTON = ("push button", "check box", "radio button", "toggle button")
 DIALOG = ("dialog", "alert")
@@ -20,30 +15,15 @@ def plain(text):
     return (text or "").replace("&", "").strip(" :…")
 
 
-def states(widget):
-    return {state.value_nick for state in widget.get_state_set().get_states()}
-
-
-def names(widget):
-    """Its own name and its label's: a combo box, for one, calls itself by its choice."""
-    labels = [relation.get_target(index)
-              for relation in widget.get_relation_set()
-              if relation.get_relation_type() == Atspi.RelationType.LABELLED_BY
-              for index in range(relation.get_n_targets())]
-    return [each.get_name() for each in [widget, *labels]]
-
-
-def extents(widget):
-    return Atspi.Component.get_extents(widget, Atspi.CoordType.SCREEN)
+class Vanished(Exception):
+    """A widget that was looked at is no more."""
 
 
 def shown(widget):
     """The widget and all below it that can be seen."""
     yield widget
-    for index in range(widget.get_child_count()):
-        child = widget.get_child_at_index(index)
-        if child and "showing" in states(child):
-            yield from shown(child)
+    for child in widget.children:
+        yield from shown(child)
 
 
 def wait_for(what, look, seconds=15):
@@ -55,7 +35,7 @@ def wait_for(what, look, seconds=15):
             answer = look()
             if answer:
                 return answer
-        except (GLib.Error, AttributeError, TypeError) as error:  # it is None then, or its bus is
+        except (Vanished, AttributeError, TypeError) as error:  # it is None then, or its bus is
             reason = error
         if time.monotonic() > deadline:
             raise JourneyError(f"no {what} within {seconds} s" +
@@ -64,10 +44,16 @@ def wait_for(what, look, seconds=15):
 
 
 class Screen:
-    """The programs of one display; needs its addresses in this process's environment."""
+    """The programs of one display; needs its addresses in this process's environment.
 
-    def __init__(self, pictures):
-        Atspi.init()
+    `tree` is what knows their widgets. Each has a role, a name, the names of its labels, states,
+    a box on the screen, the window that it is in (`top`), the children that can be seen and, as a
+    table, a size and cells; `again()` gives it as it is now. It may be a little ahead of the
+    pixels.
+    """
+
+    def __init__(self, tree, pictures):
+        self.tree = tree
         self.pictures = pictures
         self.taken = 0
         self.clicked = None  # where the last click was
@@ -77,18 +63,14 @@ class Screen:
     # --- eyes
 
     def application(self):
-        desktop = Atspi.get_desktop(0)
-        desktop.set_cache_mask(Atspi.Cache.NONE)
-        for index in range(desktop.get_child_count()):
-            child = desktop.get_child_at_index(index)
-            if child and child.get_process_id() == self.pid:
-                return child
-        return None
+        return self.tree.application(self.pid)
 
     def look(self, roles, name=""):
         """The widget of that name that can be seen now, or None. No name: any."""
         for widget in shown(self.application()):
-            if widget.get_role_name() in roles and (not name or self.means(name, names(widget))):
+            # Its label's name too: a combo box, for one, calls itself by its choice.
+            if widget.role in roles and (
+                    not name or self.means(name, [widget.name, *widget.labels])):
                 return widget
         return None
 
@@ -97,13 +79,10 @@ class Screen:
 
     def tops(self):
         """Its windows that can be seen, without menus."""
-        application = self.application()
-        return [window for window in map(application.get_child_at_index,
-                                         range(application.get_child_count()))
-                if window and "showing" in states(window)]
+        return list(self.application().children)
 
     def top(self, title):
-        return next((window for window in self.tops() if self.means(title, [window.get_name()])),
+        return next((window for window in self.tops() if self.means(title, [window.name])),
                     None)
 
     def means(self, name, found):
@@ -116,21 +95,22 @@ class Screen:
     def value(self, label):
         """What the display beside that label shows."""
         return wait_for(f"value of “{label}”", lambda: next(
-            (widget.get_name() for widget in shown(self.application())
-             if widget.get_role_name() == "label" and self.means(label, names(widget)[1:])), None))
+            (widget.name for widget in shown(self.application())
+             if widget.role == "label" and self.means(label, widget.labels)), None))
 
     def texts(self, roles, within=None):
-        return [widget.get_name() for widget in shown(within or self.application())
-                if widget.get_role_name() in roles]
+        return [widget.name for widget in shown(within or self.application())
+                if widget.role in roles]
 
     def rows(self, table):
         """The texts of a table that can be seen, cell by cell."""
         grid = self.find(("table",), table)
-        return [[grid.get_accessible_at(row, column).get_name()
-                 for column in range(grid.get_n_columns())] for row in range(grid.get_n_rows())]
+        size = grid.size
+        return [[grid.cell(row, column).name for column in range(size.columns)]
+                for row in range(size.rows)]
 
     def cell(self, table, row, column):
-        return self.find(("table",), table).get_accessible_at(row, column)
+        return self.find(("table",), table).cell(row, column)
 
     def windows(self):
         """Its windows that can be seen, with menus and the icon in the tray: number and size."""
@@ -141,14 +121,18 @@ class Screen:
         return {values[at]: (int(values[at + 3]), int(values[at + 4]))
                 for at in range(0, len(values) - 4, 6)}
 
+    def named(self, number):
+        """What the window is called; nothing when it has just gone."""
+        return subprocess.run(["xdotool", "getwindowname", number], check=False,
+                              capture_output=True, text=True).stdout.strip()
+
     def window(self, widget):
         """The window that the widget is or is in, and its number."""
-        while widget.get_parent().get_role_name() != "application":
-            widget = widget.get_parent()
-        box = extents(widget)
-        return widget, wait_for(f"window of “{widget.get_name()}”", lambda: next(
-            (number for number, size in self.windows().items() if size == (box.width, box.height)
-             and self.xdotool("getwindowname", number).strip() == widget.get_name()), None))
+        top = widget.top
+        box = top.box
+        return top, wait_for(f"window of “{top.name}”", lambda: next(
+            (number for number, size in self.windows().items()
+             if size == (box.width, box.height) and self.named(number) == top.name), None))
 
     def clipboard(self):
         return subprocess.run(["xclip", "-selection", "clipboard", "-o"], check=False,
@@ -160,27 +144,39 @@ class Screen:
         return subprocess.run(["xdotool", *map(str, arguments)], check=True, capture_output=True,
                               text=True).stdout
 
+    def bring_forward(self, number, title):
+        def in_front():
+            return subprocess.run(["xdotool", "getactivewindow"], check=False,
+                                  capture_output=True, text=True).stdout.strip() == number
+        if not in_front():
+            self.xdotool("windowactivate", number)
+            wait_for(f"“{title}” in front", in_front)
+
     def activate(self, widget):
         """Brings its window to the front, where keys go."""
         top, number = self.window(widget)
-        if "active" not in states(top):
-            self.xdotool("windowactivate", number)
-            wait_for(f"“{top.get_name()}” in front", lambda: "active" in states(top))
+        self.bring_forward(number, top.name)
+        wait_for(f"“{top.name}” active", lambda: "active" in top.again().states)
+
+    def activate_titled(self, title):
+        """The same for a window that may be the system's own, which no tree knows."""
+        self.bring_forward(wait_for(f"window “{title}”", lambda: next(
+            (number for number in self.windows() if self.named(number) == title), None)), title)
 
     def click(self, widget, times=1):
         def place():
-            box = extents(widget)
-            return box if "sensitive" in states(widget) and box.width > 0 else None
+            now = widget.again()
+            return now.box if "sensitive" in now.states and now.box.width > 0 else None
         self.activate(widget)
-        box = wait_for(f"“{widget.get_name()}” that can be clicked", place)
+        box = wait_for(f"“{widget.name}” that can be clicked", place)
         self.click_at(box.x + box.width // 2, box.y + box.height // 2,
-                      "--repeat", times, "--delay", 60, 1)
+                      "click", "--repeat", times, "--delay", 60, 1)
 
     def click_at(self, x, y, *how):
         if self.clicked == (x, y):
             time.sleep(0.5)  # two quick clicks would be a double click
         self.clicked = (x, y)
-        self.xdotool("mousemove", x, y, "click", *how)
+        self.xdotool("mousemove", x, y, *how)
 
     def press(self, name):
         self.click(self.find(BUTTON, name))
@@ -207,13 +203,16 @@ class Screen:
         window = self.xdotool("search", "--class", "trayer").split()[-1]
         place = dict(line.split("=") for line in
                      self.xdotool("getwindowgeometry", "--shell", window).split())
+        # As slowly as a hand: a menu of Wine's that comes between two quick events goes again.
         self.click_at(int(place["X"]) + int(place["WIDTH"]) // 2,
-                      int(place["Y"]) + int(place["HEIGHT"]) // 2, button)
+                      int(place["Y"]) + int(place["HEIGHT"]) // 2,
+                      "sleep", 0.15, "mousedown", button, "sleep", 0.15, "mouseup", button)
 
     # --- pictures
 
     def picture(self, name, widget=None):
         """Of the whole screen, or of the widget's window alone."""
+        time.sleep(self.tree.ahead)
         self.taken += 1
         file = self.pictures / f"{self.taken:02}-{name.lower().replace(' ', '-')}.png"
         where = ["-i", self.window(widget)[1]] if widget else []

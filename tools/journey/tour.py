@@ -1,12 +1,13 @@
 """The tour: what a new user does with the window, from the first start to the last exit."""
 
 import json
+import re
 import signal
 import time
 import xml.etree.ElementTree as xml
 
 from programs import JourneyError, say
-from screen import BUTTON, DIALOG, plain, states, wait_for
+from screen import BUTTON, DIALOG, plain, wait_for
 
 TITLE = "KVG-Gate"
 PAGES = ("Devices", "Cloud", "Device settings", "Settings", "Known devices")
@@ -31,17 +32,18 @@ def translations(file):
 class Tour:
     """One run. Each step raises JourneyError when the window does not do what it should.
 
-    `start_gateway` starts the program and gives the running one; the backup goes to `folder`;
+    `start_gateway` starts the program and gives the running one; `system` is what that runs on;
     `opened` is the file that gets the addresses which the gateway opens in the browser.
     """
 
-    def __init__(self, start_gateway, screen, portal, folder, opened):
+    def __init__(self, start_gateway, screen, portal, system, opened):
         self.start_gateway = start_gateway
         self.screen = screen
         self.portal = portal
         self.opened = opened
-        self.backup = folder / "kvg.bak"
+        self.system = system
         self.gateway = None
+        self.code = None
         self.look = "light-english"
 
     def play(self, watch, russian):
@@ -66,7 +68,9 @@ class Tour:
             if language:
                 self.screen.words = translations(russian)
             self.show_pages()
+        self.switch_autostart()
         self.exit()
+        self.check_log()
 
     # --- starts and ends
 
@@ -82,7 +86,7 @@ class Tour:
         """In slow motion: on a quick computer it is there for a tenth of a second only."""
         def slice_of_time():
             self.gateway.process.send_signal(signal.SIGCONT)
-            time.sleep(0.01)
+            time.sleep(self.system.slice)
             self.gateway.process.send_signal(signal.SIGSTOP)
             return {number for number, size in self.screen.windows().items() if size[0] > 100}
         try:
@@ -143,7 +147,7 @@ class Tour:
     def first_look(self):
         for row in self.rows(5):  # the gateway, this computer and three lamps
             say("found", f"{row[TYPE]} {row[SERIAL]}  {row[STATE]}")
-        self.window("Lamps")
+        self.screen.window(self.window("Lamps"))
         self.screen.picture("first-start")
 
     def register(self):
@@ -160,6 +164,7 @@ class Tour:
         self.screen.press("Copy to Clipboard")
         code = wait_for("code", lambda: self.screen.clipboard().isdigit() and
                         self.screen.clipboard())
+        self.code = code
         if code not in self.labels():
             raise JourneyError(f"the code {code} is not the one that is shown")
         say("code", f"{code}, valid for {left} s")
@@ -269,7 +274,7 @@ class Tour:
         for page in PAGES:
             self.screen.press(page)
             wait_for(f"page “{page}”",
-                     lambda: "checked" in states(self.screen.find(BUTTON, page)))
+                     lambda: "checked" in self.screen.find(BUTTON, page).states)
             self.screen.picture(f"{page}-{self.look}", self.window())
         self.screen.picture(f"Lamps-{self.look}", self.window("Lamps"))
         self.screen.press("Devices")
@@ -278,17 +283,17 @@ class Tour:
     def choose_file(self, button, title):
         self.screen.press("Settings")
         self.screen.press(button)
-        self.screen.activate(self.screen.find(DIALOG, title))
-        self.screen.type(str(self.backup))
+        self.screen.activate_titled(title)
+        self.screen.type(self.system.backup_name)
         self.screen.picture(title)
         self.screen.key("Return")
 
     def save_backup(self):
         self.choose_file("Backup", "Save As")
         self.answer("Backup", "backup-made")
-        if not self.backup.exists():
+        if not self.system.backup.exists():
             raise JourneyError("there is no backup")
-        say("backup", f"{self.backup.stat().st_size} bytes")
+        say("backup", f"{self.system.backup.stat().st_size} bytes")
 
     def reset(self):
         self.screen.press("Cloud")
@@ -343,7 +348,27 @@ class Tour:
         self.screen.find(DIALOG)
         while self.screen.look(DIALOG):  # a fresh profile speaks of the language as well
             front = wait_for("box in front", lambda: next(
-                (window for window in self.screen.tops() if window.get_role_name() in DIALOG
-                 and "active" in states(window)), None))
-            self.answer(front.get_name(), f"apply-{look}")
+                (window for window in self.screen.tops() if window.role in DIALOG
+                 and "active" in window.states), None))
+            self.answer(front.name, f"apply-{look}")
         self.look = look
+
+    def switch_autostart(self):
+        """On, then off; setting and entry are where the system keeps them."""
+        for command, stored in ((self.system.autostart_command, "true"), (None, "false")):
+            self.screen.press("Settings")
+            self.screen.press("Start when I log on")
+            self.screen.press("Apply")
+            wait_for(f"autostart entry “{command}”", lambda: self.system.autostart() == command)
+            wait_for(f"setting “{stored}”",
+                     lambda: self.system.stored("System", "Autostart") == stored)
+            say("autostart", command or "off again")
+
+    def check_log(self):
+        log = self.system.log.read_text(encoding="utf-8")
+        for plugin in ("host", "lamp"):
+            if not re.search(rf"Loaded .*\bthing_{plugin}\.\w+ as {plugin}", log):
+                raise JourneyError(f"the log does not tell of the plugin {plugin}")
+        if re.search(rf"-----BEGIN|\b{self.code}\b", log):
+            raise JourneyError("a secret is in the log")
+        say("log", f"{len(log.splitlines())} lines, and no secret")

@@ -15,8 +15,13 @@ import subprocess
 import sys
 import tempfile
 
-# Of Wine's additions none is used; without this it asks to install them.
-OVERRIDES = "mscoree,mshtml="
+import hostprograms
+
+# Of Wine's additions none is used; without this it asks to install them. And no program shall
+# appear in the menus of whoever tries it here.
+OVERRIDES = "mscoree,mshtml,winemenubuilder.exe="
+# Nobody here needs them, and half the time that it takes to start a profile is theirs.
+SERVICES_OFF = ("Eventlog", "PlugPlay")
 
 
 def wine(prefix, *command, **options):
@@ -27,7 +32,8 @@ def wine(prefix, *command, **options):
 def environment(prefix, path=()):
     """This process's, for Wine programs that use the prefix and find DLLs in the folders."""
     result = dict(os.environ, WINEPREFIX=str(prefix), WINEDLLOVERRIDES=OVERRIDES,
-                  WINEPATH=";".join(windows_path(folder) for folder in path))
+                  WINEPATH=";".join(windows_path(folder) for folder in path),
+                  KVG_THROWAWAY_PROFILE="1")
     result.setdefault("WINEDEBUG", "-all")
     return result
 
@@ -43,18 +49,26 @@ def make_template(template):
         fcntl.flock(lock, fcntl.LOCK_EX)
         version = subprocess.run(["wine", "--version"], check=True, stdin=subprocess.DEVNULL,
                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+        version += pathlib.Path(__file__).read_bytes()
         mark = template / "kvg-version"
         if mark.exists() and mark.read_bytes() == version:
             return
         shutil.rmtree(template, ignore_errors=True)
         quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
         wine(template, "wineboot", "-i", **quiet)
+        for service in SERVICES_OFF:
+            key = rf"HKLM\System\CurrentControlSet\Services\{service}"
+            wine(template, "wine", "reg", "add", key, "/f", "/v", "Start", "/t", "REG_DWORD",
+                 "/d", "4", **quiet)
         wine(template, "wineserver", "-w", **quiet)
         # Windows must not write into the home folder of whoever builds.
         for user in (template / "drive_c" / "users").iterdir():
             for link in [entry for entry in user.iterdir() if entry.is_symlink()]:
                 link.unlink()
                 link.mkdir()
+        # Debian's Wine does not find its own fonts, Tahoma among them.
+        for font in pathlib.Path("/usr/share/wine/fonts").glob("*.ttf"):
+            (template / "drive_c" / "windows" / "Fonts" / font.name).symlink_to(font)
         mark.write_bytes(version)
 
 
@@ -64,6 +78,11 @@ def copy_template(template, prefix):
     for hive in prefix.glob("*.reg"):
         hive.unlink()
         shutil.copy2(template / hive.name, hive)
+    with open(prefix / "user.reg", "a", encoding="ascii") as hive:
+        # Without a display, windows that are never shown are still to be had.
+        hive.write('\n[Software\\\\Wine\\\\Drivers]\n"Graphics"="x11,null"\n')
+        # What people have, rather than what Wine is by default.
+        hive.write('\n[Software\\\\Wine]\n"Version"="win10"\n')
 
 
 @contextlib.contextmanager
@@ -79,7 +98,8 @@ def profile(template):
             yield prefix
         finally:
             server = {"env": environment(prefix), "check": False, "stderr": subprocess.DEVNULL}
-            subprocess.run(["wineserver", "-k"], **server)
+            # SIGINT alone: with no number it looks for its success at ever longer intervals.
+            subprocess.run(["wineserver", f"-k{signal.SIGINT.value}"], **server)
             subprocess.run(["wineserver", "-w"], **server)
 
 
@@ -91,9 +111,14 @@ def main():
     options = parser.parse_args()
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda number, _frame: sys.exit(128 + number))
-    with profile(options.template) as prefix:
-        return subprocess.run(["wine", *options.command], check=False,
-                              env=environment(prefix, options.path)).returncode
+    with profile(options.template) as prefix, hostprograms.offered(prefix) as bridge:
+        variables = {**environment(prefix, options.path), **bridge,
+                     # Wine hands variables of Qt on under such names only. Messages would go to a
+                     # debugger; and the platform without a display knows no fonts of the system's.
+                     "WINEQT_FORCE_STDERR_LOGGING": "1", "WINEQT_QPA_FONTDIR": r"C:\windows\Fonts"}
+        # However this process ends, the program ends with it.
+        command = ["setpriv", "--pdeathsig", "KILL", "wine", *options.command]
+        return subprocess.run(command, check=False, env=variables).returncode
 
 
 if __name__ == "__main__":

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QVariant>
 
 namespace {
 
@@ -166,4 +167,14 @@ void secureSettings()
     removeUnsafe(own + QLatin1String(".conf"));
     removeUnsafe(own + QLatin1Char('/') + QCoreApplication::applicationName() +
                  QLatin1String(".conf"));
+}
+
+bool replaceSettings(const std::function<bool()> &replace)
+{
+    return replace(); // a file is replaced in one step
+}
+
+QVariant storable(const QVariant &value)
+{
+    return value;
 }

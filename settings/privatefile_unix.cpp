@@ -21,6 +21,11 @@ bool writeAll(QIODevice &device, const QByteArray &bytes)
 
 } // namespace
 
+bool isRegularFile(const QString &path)
+{
+    return QFileInfo(path).isFile();
+}
+
 bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &error)
 {
     const QFileInfo older(path);

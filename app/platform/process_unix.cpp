@@ -1,0 +1,3 @@
+#include "app/platform/process.h"
+
+void prepareProcess() {}

@@ -1,0 +1,115 @@
+#!/usr/bin/env python3
+"""Makes the installer and the zip for Windows out of a build folder.
+
+Both hold the same files: what "cmake --install" puts into place, stripped. Ends with an error when
+the program would not start for want of a DLL, or when a DLL is shipped that nothing uses.
+"""
+
+import argparse
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import time
+import zipfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+
+# What comes with Windows 7 and later.
+WINDOWS = frozenset(f"{name}.dll" for name in """
+    advapi32 bcrypt comctl32 comdlg32 crypt32 d3d11 dnsapi dwmapi dxgi gdi32 imm32 iphlpapi kernel32
+    mpr msimg32 msvcrt netapi32 ole32 oleaut32 powrprof psapi rpcrt4 secur32 setupapi shell32
+    shlwapi urlmon user32 userenv uxtheme version wininet winhttp winmm wintrust ws2_32 wtsapi32
+    """.split())
+
+# Asked for by name when the program runs: Qt Network's OpenSSL, and the updater.
+LOADED = frozenset(["libssl-3-x64.dll", "winsparkle.dll"])
+
+
+def imports(objdump, file):
+    text = subprocess.run([objdump, "-p", file], check=True, stdout=subprocess.PIPE,
+                          encoding="ascii", errors="replace").stdout
+    return {name.lower() for name in re.findall(r"^\s*DLL Name: (\S+)", text, re.MULTILINE)}
+
+
+def check_libraries(objdump, folder, programs):
+    """A DLL of a subfolder is a plugin: it is loaded by its path, and finds the others beside the
+    program."""
+    beside = {file.name.lower() for file in programs if file.parent == folder}
+    needed = {name for name in LOADED if name in beside}
+    problems = []
+    for file in programs:
+        for name in sorted(imports(objdump, file)):
+            needed.add(name)
+            if name not in beside and name not in WINDOWS:
+                problems.append(f"{file.relative_to(folder)} needs {name}, which is not shipped")
+    problems += [f"nothing needs {name}" for name in sorted(beside - needed)
+                 if name.endswith(".dll")]
+    if problems:
+        sys.exit("\n".join(f"package: {problem}" for problem in problems))
+
+
+def commit_time():
+    if "SOURCE_DATE_EPOCH" in os.environ:
+        return int(os.environ["SOURCE_DATE_EPOCH"])
+    git = subprocess.run(["git", "-C", HERE, "log", "-1", "--format=%ct"], check=False,
+                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    return int(git.stdout) if git.returncode == 0 and git.stdout else int(time.time())
+
+
+def make_zip(file, folder, files, moment):
+    with zipfile.ZipFile(file, "w", zipfile.ZIP_DEFLATED, compresslevel=9) as archive:
+        for path in files:
+            entry = zipfile.ZipInfo(f"{folder.name}/{path.relative_to(folder).as_posix()}",
+                                    time.gmtime(moment)[:6])
+            entry.compress_type = zipfile.ZIP_DEFLATED
+            entry.external_attr = 0o100644 << 16
+            archive.writestr(entry, path.read_bytes())
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", type=pathlib.Path, required=True)
+    for name in ("version", "cmake", "strip", "objdump", "makensis"):
+        parser.add_argument(f"--{name}", required=True)
+    options = parser.parse_args()
+    moment = commit_time()
+    # strip and makensis write it, not the time of day.
+    environment = dict(os.environ, SOURCE_DATE_EPOCH=str(moment))
+
+    stage = options.build / "stage"
+    folder = stage / f"kvg-gate-{options.version}"
+    shutil.rmtree(stage, ignore_errors=True)
+    subprocess.run([options.cmake, "--install", options.build, "--prefix", folder], check=True,
+                   stdout=subprocess.DEVNULL)
+    programs = sorted(file for file in folder.rglob("*") if file.suffix in (".exe", ".dll"))
+    for file in programs:
+        subprocess.run([options.strip, "--strip-all", file], check=True, env=environment)
+    check_libraries(options.objdump, folder, programs)
+
+    files = sorted(file for file in folder.rglob("*") if file.is_file())
+    # By this the next version's setup knows what to remove. It and the uninstaller are not in it.
+    # ASCII: setup reads it in the code page of the user's Windows.
+    manifest = folder / "KVG-Gate.files"
+    manifest.write_bytes("".join(str(pathlib.PureWindowsPath(file.relative_to(folder))) + "\r\n"
+                                 for file in files).encode("ascii"))
+    files = sorted([*files, manifest])
+    for file in files:
+        file.chmod(0o644)
+        os.utime(file, (moment, moment))
+
+    name = f"kvg-gate-{options.version}-windows-x64"
+    make_zip(options.build / f"{name}.zip", folder, files, moment)
+    size = sum(file.stat().st_size for file in files)
+    subprocess.run(
+        [options.makensis, "-V2", "-WX", "-INPUTCHARSET", "UTF8",
+         f"-DVERSION={options.version}", f"-DFOLDER={folder.resolve()}",
+         f"-DKIBIBYTES={size // 1024}", f"-DICON={HERE.parents[1] / 'resources/kvg-gate.ico'}",
+         f"-DOUTPUT={(options.build / name).resolve()}-setup.exe", HERE / "setup.nsi"],
+        check=True, env=environment)
+
+
+if __name__ == "__main__":
+    main()

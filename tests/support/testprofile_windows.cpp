@@ -1,0 +1,20 @@
+#include "tests/support/testprofile.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <cstdlib>
+
+// A process cannot put the user's registry and folders elsewhere for itself alone. Whoever starts
+// the tests gives them a profile that nobody else uses, and says so.
+TestProfile::TestProfile()
+{
+    if (qEnvironmentVariableIsEmpty("KVG_THROWAWAY_PROFILE")) {
+        std::fputs("This test overwrites the settings and data of the Windows user it runs as.\n"
+                   "Where that does no harm, set KVG_THROWAWAY_PROFILE=1.\n",
+                   stderr);
+        std::exit(EXIT_FAILURE);
+    }
+    QCoreApplication::setOrganizationName("Corvalt");
+    QCoreApplication::setApplicationName("KVG-Gate");
+}

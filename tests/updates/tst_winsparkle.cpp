@@ -1,0 +1,63 @@
+#include "settings/settingsstore.h"
+#include "tests/support/files.h"
+#include "tests/support/testmain.h"
+#include "updates/cvupdater.h"
+
+// The updater as the application gets it, with a stand-in for the library.
+class TestWinSparkle : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCoreApplication::setApplicationVersion("0.2.0");
+        qputenv("KVG_SPARKLE_CALLS", QFile::encodeName(m_calls));
+        QFile::remove(m_library);
+    }
+    void cleanup() { QFile::remove(m_library); }
+
+    void aLibraryThatIsNotWholeIsNotCalled()
+    {
+        const QByteArray broken = readFile(beside("winsparkle_whole.dll")).left(20000);
+        QVERIFY(!makeUpdater("https://host.example/"));
+        QVERIFY(writeFile(m_library, broken));
+        QVERIFY(!makeUpdater("https://host.example/"));
+        QVERIFY(QFile::remove(m_library));
+        QVERIFY(QFile::copy(beside("winsparkle_partial.dll"), m_library));
+        QVERIFY(!makeUpdater("https://host.example/"));
+        QVERIFY(QFile::remove(m_library)); // let go as well
+        QVERIFY(!QFile::exists(m_calls));
+    }
+
+    void everySettingComesBeforeTheStart()
+    {
+        SettingsStore().set(keys::UpdateAutomatically, false);
+        SettingsStore().set(keys::UpdateInterval, 0U);
+        QVERIFY(QFile::copy(beside("winsparkle_whole.dll"), m_library));
+        {
+            const auto updater = makeUpdater("https://host.example/%D0%96.xml");
+            QVERIFY(updater);
+            QVERIFY(readFile(m_calls).endsWith("\ninit\n"));
+            updater->checkNow();
+        }
+        QCOMPARE(readFile(m_calls), "details Corvalt, KVG-Gate, 0.2.0\n"
+                                    "feed https://host.example/%D0%96.xml\n"
+                                    "automatic 0\ninterval 86400\nkey " +
+                                        readFile(":/upd/corvalt_dsa_win_pub.pem") +
+                                        "\ninit\ncheck\ncleanup\n");
+    }
+
+private:
+    static QString beside(const QString &name)
+    {
+        return QCoreApplication::applicationDirPath() + '/' + name;
+    }
+
+    QTemporaryDir m_folder;
+    const QString m_calls = m_folder.filePath("calls");
+    const QString m_library = beside("WinSparkle.dll");
+};
+
+KVG_TEST_MAIN(TestWinSparkle)
+#include "tst_winsparkle.moc"

@@ -1,0 +1,19 @@
+// Stands in for a program that does not end when it is asked to, or for one that reads the file
+// that is named. Says when it is so far.
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <thread>
+
+int main(int argc, char **argv)
+{
+    const std::string argument = argc > 1 ? argv[1] : "";
+    if (argument == "--quit") {
+        return 0;
+    }
+    const std::ifstream file(argument);
+    std::puts("ready");
+    std::fflush(stdout);
+    std::this_thread::sleep_for(std::chrono::minutes(5));
+}

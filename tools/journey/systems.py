@@ -1,0 +1,133 @@
+"""The gateway on Linux and on Windows: where it is, where it keeps things, what shows its widgets."""
+
+import configparser
+import pathlib
+import shutil
+import subprocess
+import sys
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "wine"))
+import wine  # pylint: disable=wrong-import-position
+
+FOLDERS = {"HOME": "home", "XDG_CONFIG_HOME": "config", "XDG_CONFIG_DIRS": "system",
+           "XDG_DATA_HOME": "data", "XDG_CACHE_HOME": "cache"}
+# As an administrator would set it: the gateway speaks to the sandbox, and often. And letters are
+# smooth, as Windows has them.
+INI = """[Web]
+RegEndpoint={register}
+Cloud={base}
+
+[Plugins]
+host\\interval=1
+lamp\\blink=2
+"""
+REGISTRY = r"""Windows Registry Editor Version 5.00
+
+[HKEY_CURRENT_USER\Software\Corvalt\KVG-Gate\Web]
+"RegEndpoint"="{register}"
+"Cloud"="{base}"
+
+[HKEY_CURRENT_USER\Software\Corvalt\KVG-Gate\Plugins\host]
+"interval"=dword:1
+
+[HKEY_CURRENT_USER\Software\Corvalt\KVG-Gate\Plugins\lamp]
+"blink"=dword:2
+
+[HKEY_CURRENT_USER\Control Panel\Desktop]
+"FontSmoothingGamma"=dword:578
+"FontSmoothingType"=dword:2
+"""
+LOG = pathlib.Path("Corvalt/KVG-Gate/logs/kvg-gate.log")
+
+
+class Linux:
+    """As built, with the profile that the environment is made to name."""
+
+    slice = 0.01  # seconds, of which its splash takes several
+
+    def __init__(self, build, profile):
+        self.command = [build / "bin" / "KVG-Gate"]
+        self.autostart_command = f'"{self.command[0]}"'
+        self.backup = profile / "home" / "kvg.bak"
+        self.backup_name = str(self.backup)
+        self.log = profile / "data" / LOG
+        self.config = profile / "config"
+
+    def set_up(self, cloud, environment, watched):
+        """What comes before the first start, once the display is there."""
+        (self.config / "Corvalt").mkdir()
+        (self.config / "Corvalt" / "KVG-Gate.conf").write_text(INI.format(**cloud))
+        if watched:
+            environment.update(QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+
+    def tree(self):
+        # Only now: it needs the display's addresses, and packages that a display makes needless.
+        import atspi  # pylint: disable=import-outside-toplevel
+        return atspi.Tree()
+
+    def _read(self, file, group, key):
+        found = configparser.ConfigParser(interpolation=None, strict=False)
+        found.read(self.config / file)
+        return found.get(group, key, fallback=None)
+
+    def stored(self, group, key):
+        """The text of a setting, or None."""
+        return self._read("Corvalt/KVG-Gate.conf", group, key)
+
+    def autostart(self):
+        """The command of the entry, or None."""
+        return self._read("autostart/NimbraCloudGate.desktop", "Desktop Entry", "Exec")
+
+
+class Windows:
+    """As installed, under Wine, in a Windows user profile that nobody else uses."""
+
+    slice = 0.05
+    PLACE = pathlib.PureWindowsPath("C:/Program Files/KVG-Gate")
+    SETTINGS = r"HKCU\Software\Corvalt\KVG-Gate"
+    RUN = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Run"
+
+    def __init__(self, build, prefix):
+        self.build = build
+        self.prefix = prefix
+        self.command = ["wine", self.PLACE / "KVG-Gate.exe"]
+        self.autostart_command = f'"{self.PLACE / "KVG-Gate.exe"}"'
+        home = next(home for home in (prefix / "drive_c" / "users").iterdir()
+                    if home.name != "Public")
+        self.backup = home / "Documents" / "kvg.bak"
+        self.backup_name = rf"C:\users\{home.name}\Documents\kvg.bak"
+        self.log = home / "AppData" / "Roaming" / LOG
+        self.pilots = None
+
+    def set_up(self, cloud, environment, watched):
+        program = self.prefix / "drive_c" / "Program Files" / "KVG-Gate"
+        shutil.copytree(self.build / "bin", program, ignore=shutil.ignore_patterns("tests"))
+        environment.update((name, value) for name, value in wine.environment(self.prefix).items()
+                           if name.startswith("WINE"))
+        # Wine keeps the toolkit's variables from programs, unless they are meant for Windows.
+        environment["WINEQT_FORCE_STDERR_LOGGING"] = "1"
+        if watched:
+            import pilot  # pylint: disable=import-outside-toplevel
+            shutil.copy(self.build / "pilot" / "thing_pilot.dll", program / "plugins")
+            self.pilots = pilot.Tree()
+            environment["KVG_PILOT_PORT"] = str(self.pilots.port)
+        settings = self.prefix / "drive_c" / "journey.reg"
+        settings.write_text(REGISTRY.format(**cloud), encoding="ascii")
+        wine.wine(self.prefix, "wine", "reg", "import", r"C:\journey.reg",
+                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def tree(self):
+        return self.pilots
+
+    def _query(self, key, name):
+        found = subprocess.run(["wine", "reg", "query", key, "/v", name], check=False,
+                               env=wine.environment(self.prefix), stdin=subprocess.DEVNULL,
+                               capture_output=True, text=True)
+        return next((line.split(maxsplit=2)[2] for line in found.stdout.splitlines()
+                     if line.split()[:1] == [name]), None)
+
+    def stored(self, group, key):
+        return self._query(rf"{self.SETTINGS}\{group}", key)
+
+    def autostart(self):
+        return self._query(self.RUN, "NimbraCloudGate")
