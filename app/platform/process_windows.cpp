@@ -1,5 +1,6 @@
 #include "app/platform/process.h"
 
+#include <QLibrary>
 #include <QTextCodec>
 
 #include <qt_windows.h>
@@ -8,7 +9,12 @@ void prepareProcess()
 {
     // Beside the executable and in the system's folder: a library that lies in the current folder
     // or on the PATH is none of ours.
-    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    // A Windows 7 that was never updated has no such function.
+    const auto search = reinterpret_cast<BOOL(WINAPI *)(DWORD)>(
+        QLibrary::resolve(QStringLiteral("kernel32"), "SetDefaultDllDirectories"));
+    if (search != nullptr) {
+        search(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    }
     // A library that does not load and a drive without a disk are reported to the caller; a box
     // would wait for a user who is not there.
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);

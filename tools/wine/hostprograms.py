@@ -1,6 +1,6 @@
 """Runs programs of this system for a Windows program, which has no hold of them under Wine.
 
-tests/support/hostexec.cpp, a Windows program, is the other side: it asks for one over the loopback
+hostexec.cpp, a Windows program, is the other side: it asks for one over the loopback
 interface and stands for it there. Both speak in packets of a kind (a letter), the length of the
 contents (four bytes) and the contents. To here: t token, a argument (the first is the program),
 s start, i input, e its end; to there: o output, d diagnostics, x status. A program whose connection

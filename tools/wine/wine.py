@@ -118,7 +118,10 @@ def main():
                      "WINEQT_FORCE_STDERR_LOGGING": "1", "WINEQT_QPA_FONTDIR": r"C:\windows\Fonts"}
         # However this process ends, the program ends with it.
         command = ["setpriv", "--pdeathsig", "KILL", "wine", *options.command]
-        return subprocess.run(command, check=False, env=variables).returncode
+        status = subprocess.run(command, check=False, env=variables).returncode
+        if status != 0:
+            print(f"{options.command[0]} ended with {status}", file=sys.stderr)
+        return status
 
 
 if __name__ == "__main__":
