@@ -86,6 +86,8 @@ def main():
                    stdout=subprocess.DEVNULL)
     programs = sorted(file for file in folder.rglob("*") if file.suffix in (".exe", ".dll"))
     for file in programs:
+        if file.name == "WinSparkle.dll":
+            continue  # its maker's signature would not survive
         subprocess.run([options.strip, "--strip-all", file], check=True, env=environment)
     check_libraries(options.objdump, folder, programs)
 

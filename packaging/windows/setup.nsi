@@ -5,8 +5,8 @@
 ; program afterwards, which otherwise is done only if it ran before).
 ; Exit codes: 0 done, 1 cancelled, 2 failed, 3 files in use. Unless it is 0, what was there still is.
 ;
-; The files go into "$INSTDIR\.setup\new" first, while the old program runs. When they are complete,
-; the program is asked to end, its files are moved to ".setup\old" and the new ones to their places:
+; The files go into "$INSTDIR\.kvg-gate-setup\new" first, while the old program runs. When they are complete,
+; the program is asked to end, its files are moved to its folder "old" and the new ones to their places:
 ; renaming takes no room on the disk and no time, and is undone when it fails.
 
 Target amd64-unicode ; Windows itself refuses it on 32 bits
@@ -20,7 +20,7 @@ OutFile "${OUTPUT}"
 !define NAME "KVG-Gate"
 !define PROGRAM "KVG-Gate.exe"
 !define MANIFEST "KVG-Gate.files"
-!define WORK "$INSTDIR\.setup"
+!define WORK "$INSTDIR\.kvg-gate-setup"
 !define SHORTCUT "$SMPROGRAMS\${NAME}.lnk"
 !define ENTRY "Software\Microsoft\Windows\CurrentVersion\Uninstall\${NAME}"
 !define AUTOSTART "Software\Microsoft\Windows\CurrentVersion\Run"
@@ -46,6 +46,7 @@ Var Manifest ; that a walk reads
 Var Handle
 Var Failed   ; path of the first file that could not be moved
 Var Ran      ; 1: the program ran from this folder
+Var Halfway  ; 1: old files could not be brought back, and are kept in the folder for the work
 Var Start    ; 1: start it afterwards
 
 !define MUI_ICON "${ICON}"
@@ -79,6 +80,9 @@ Var Start    ; 1: start it afterwards
   "В эту папку нельзя записать файлы:$\n$\n$INSTDIR"
 !insertmacro TEXT NotReplaced "This file cannot be replaced:$\n$\n$INSTDIR\$Failed$\n$\nNothing was \
   changed." "Не удалось заменить этот файл:$\n$\n$INSTDIR\$Failed$\n$\nНичего не изменено."
+!insertmacro TEXT NotRestored "Files of the version before could not be put back. They are kept in \
+  this folder:$\n$\n${WORK}$\n$\nRun setup again." "Не удалось вернуть файлы прежней версии. Они \
+  сохранены в этой папке:$\n$\n${WORK}$\n$\nЗапустите установку ещё раз."
 !insertmacro TEXT NotRemoved "Not all files could be removed from this folder:$\n$\n$INSTDIR" \
   "Из этой папки удалось удалить не все файлы:$\n$\n$INSTDIR"
 !insertmacro TEXT SettingsStay "${NAME} will be removed from the folder below. Your settings and \
@@ -117,6 +121,38 @@ VIProductVersion "${VERSION}.0"
 ; What both programs do; the functions of the uninstaller have to begin with "un.".
 !macro COMMON un
 
+; Pushes 1 when the path is that of a file in the folder, as far as a text tells, or 0: the manifest
+; of an older version may have been changed by whoever can write there.
+Function ${un}IsOurs
+  Push $0
+  StrCpy $0 1
+  ${If} $Path == ""
+  ${OrIf} ${FileExists} "$INSTDIR\$Path\*"
+    StrCpy $0 0
+  ${EndIf}
+  Push $1
+  Push $2
+  StrCpy $1 0
+  ${Do}
+    StrCpy $2 $Path 1 $1
+    ${If} $2 == ""
+      ${ExitDo}
+    ${EndIf}
+    ${If} $2 == ":"
+    ${OrIf} $2 == "/"
+      StrCpy $0 0
+    ${EndIf}
+    StrCpy $2 $Path 2 $1
+    ${If} $2 == ".."
+      StrCpy $0 0
+    ${EndIf}
+    IntOp $1 $1 + 1
+  ${Loop}
+  Pop $2
+  Pop $1
+  Exch $0
+FunctionEnd
+
 ; Calls the action for each path of the manifest, then for the two files that belong to every
 ; installation. The manifest is closed by then.
 Function ${un}Walk
@@ -129,7 +165,11 @@ Function ${un}Walk
         ${ExitDo}
       ${EndIf}
       StrCpy $Path $Path -2 ; the end of the line
-      Call $Action
+      Call ${un}IsOurs
+      Pop $0
+      ${If} $0 = 1
+        Call $Action
+      ${EndIf}
       ClearErrors
     ${Loop}
     FileClose $Handle
@@ -179,8 +219,9 @@ FunctionEnd
 Function ${un}EndProgram
   StrCpy $Path "${PROGRAM}"
   Call ${un}Busy
-  Pop $Ran
-  ${If} $Ran = 1
+  Pop $0
+  ${If} $0 = 1
+    StrCpy $Ran 1
     DetailPrint "$(Leaving)"
     ${For} $1 0 ${LONGEST_WAIT}
       IntOp $0 $1 % ${ASK_EVERY}
@@ -214,7 +255,9 @@ Function ${un}GiveUp
   SetErrorLevel $0
   SetOutPath "$TEMP"
   FileClose $Handle
-  RMDir /r "${WORK}"
+  ${If} $Halfway != 1
+    RMDir /r "${WORK}"
+  ${EndIf}
   RMDir "$INSTDIR"
   ${If} $Ran = 1
     StrCpy $Path "${PROGRAM}"
@@ -264,8 +307,15 @@ Function MoveIn
   !insertmacro MOVE "${WORK}\new" "$INSTDIR"
 FunctionEnd
 
+; Goes on after a file that cannot be moved.
 Function MoveBack
+  Push $Failed
+  StrCpy $Failed ""
   !insertmacro MOVE "${WORK}\old" "$INSTDIR"
+  ${If} $Failed != ""
+    StrCpy $Halfway 1
+  ${EndIf}
+  Pop $Failed
 FunctionEnd
 
 Function RemoveNew
@@ -281,8 +331,10 @@ Function Undo
   ${OrIfNot} ${FileExists} "${WORK}\new\${MANIFEST}"
     Return
   ${EndIf}
+  StrCpy $Halfway 1 ; should the program not end
+  Call EndProgram
+  StrCpy $Halfway 0
   !insertmacro WALK "" "${WORK}\new\${MANIFEST}" RemoveNew
-  StrCpy $Failed ""
   !insertmacro WALK "" "${WORK}\new\${MANIFEST}" MoveBack
   !insertmacro WALK "" "${WORK}\old\${MANIFEST}" MoveBack
   !insertmacro WALK "" "$INSTDIR\${MANIFEST}" MoveBack
@@ -290,6 +342,12 @@ FunctionEnd
 
 Function NotWritable
   MessageBox MB_OK|MB_ICONSTOP "$(NotWritable)" /SD IDOK
+  StrCpy $0 ${CODE_FAILED}
+  Call GiveUp
+FunctionEnd
+
+Function NotUndone
+  MessageBox MB_OK|MB_ICONSTOP "$(NotRestored)" /SD IDOK
   StrCpy $0 ${CODE_FAILED}
   Call GiveUp
 FunctionEnd
@@ -312,12 +370,37 @@ FunctionEnd
 ; Also after an extraction that failed, for instance because the disk is full.
 Function .onInstFailed
   SetOutPath "$TEMP"
-  RMDir /r "${WORK}"
+  ${If} $Halfway != 1
+    RMDir /r "${WORK}"
+  ${EndIf}
   RMDir "$INSTDIR"
 FunctionEnd
 
+; A folder with files of somebody else gets a folder in it.
+Function TakeFolder
+  ${If} ${FileExists} "$INSTDIR\*"
+  ${AndIfNot} ${FileExists} "$INSTDIR\${MANIFEST}"
+  ${AndIfNot} ${FileExists} "$INSTDIR\${PROGRAM}"
+  ${AndIfNot} ${FileExists} "${WORK}\*"
+    FindFirst $0 $1 "$INSTDIR\*"
+    ${DoWhile} $1 != ""
+      ${If} $1 != "."
+      ${AndIf} $1 != ".."
+        StrCpy $INSTDIR "$INSTDIR\${NAME}"
+        ${ExitDo}
+      ${EndIf}
+      FindNext $0 $1
+    ${Loop}
+    FindClose $0
+  ${EndIf}
+FunctionEnd
+
 Section
+  Call TakeFolder
   Call Undo
+  ${If} $Halfway = 1
+    Call NotUndone
+  ${EndIf}
   RMDir /r "${WORK}"
   ClearErrors
   CreateDirectory "${WORK}\new"
@@ -345,6 +428,9 @@ Section
     Push $Failed
     Call Undo
     Pop $Failed
+    ${If} $Halfway = 1
+      Call NotUndone
+    ${EndIf}
     MessageBox MB_OK|MB_ICONSTOP "$(NotReplaced)" /SD IDOK
     StrCpy $0 ${CODE_FAILED}
     Call GiveUp

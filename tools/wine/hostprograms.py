@@ -19,6 +19,7 @@ import subprocess
 import tempfile
 import threading
 
+MOST = 1 << 20  # bytes in a packet
 ALLOWED = ("mosquitto", "mosquitto_pub", "mosquitto_sub", "openssl")
 
 
@@ -34,7 +35,7 @@ class Connection:
             header = self.file.read(5)
             if len(header) == 5:
                 kind, length = struct.unpack("!cI", header)
-                return kind, self.file.read(length)
+                return kind, self.file.read(length) if length <= MOST else b""
         except OSError:
             pass
         return None, b""
