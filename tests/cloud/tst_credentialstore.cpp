@@ -12,11 +12,6 @@ class TestCredentialStore : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        m_issued = TestBroker().issue("gateway");
-        QVERIFY(!m_issued.cert.isEmpty());
-    }
     void init() { m_store.removeCredentials(); }
 
     void theKeyIsStoredEncryptedAndForTheUserAlone()
@@ -73,7 +68,7 @@ private slots:
 
 private:
     CredentialStore m_store;
-    TestBroker::Credentials m_issued;
+    const TestBroker::Credentials m_issued = TestBroker().issue("gateway");
 };
 
 KVG_TEST_MAIN(TestCredentialStore)

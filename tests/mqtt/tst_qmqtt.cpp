@@ -88,6 +88,8 @@ private slots:
     void messagesMakeTheRoundTrip()
     {
         const auto client = newClient();
+        client->setKeepAlive(1);
+        QSignalSpy pinged(client.get(), &Client::pingresp);
         QSignalSpy published(client.get(), &Client::published);
         QSignalSpy received(client.get(), &Client::received);
         QVERIFY(establish(*client));
@@ -106,6 +108,7 @@ private slots:
             QCOMPARE(arrived.payload(), message.payload());
             QCOMPARE(arrived.qos(), qos);
         }
+        QTRY_VERIFY_WITH_TIMEOUT(pinged.count() >= 2, 30000); // silence is broken
     }
 
     // Around one more byte of length, one full TLS record, and what needs many reads.
@@ -142,6 +145,7 @@ private slots:
         const int large = 8 << 20; // more than the system's buffers take at once
         client->publish(Message(0, "t", QByteArray(large, 'x')));
         client->disconnectFromHost();
+        QCOMPARE(client->publish(Message(0, "t", "after the end")), quint16(0));
         QTRY_VERIFY(broker.received.size() > large && broker.received.endsWith(end));
     }
 
@@ -256,21 +260,6 @@ private slots:
         QTRY_VERIFY(received > before); // goes on when the broker reads again
     }
 
-    void aSocketThatIsStillClosingGivesWay()
-    {
-        const auto client = newClient();
-        client->setKeepAlive(1);
-        QSignalSpy connected(client.get(), &Client::connected);
-        QSignalSpy pinged(client.get(), &Client::pingresp);
-        QVERIFY(establish(*client));
-        client->disconnectFromHost();
-        QCOMPARE(client->publish(Message(0, "t", "after the end")), quint16(0));
-        client->connectToHost();
-        client->connectToHost();
-        QTRY_COMPARE(connected.count(), 2);
-        QTRY_COMPARE_WITH_TIMEOUT(pinged.count(), 2, 30000); // silence is broken
-    }
-
     void aPeerThatSaysNothingIsGivenUp()
     {
         FakeBroker silent;
@@ -310,60 +299,60 @@ private slots:
         }
     }
 
-    void aHandlerMayDoAnything_data()
+    void aHandlerMayDoAnything()
     {
-        QTest::addColumn<QByteArray>("signal");
-        for (const char *signal :
+        for (const QByteArray signal :
              {SIGNAL(connected()), SIGNAL(disconnected()), SIGNAL(error(QMQTT::ClientError)),
               SIGNAL(published(QMQTT::Message, quint16)), SIGNAL(received(QMQTT::Message)),
               SIGNAL(sslErrors(QList<QSslError>))}) {
-            QTest::addRow("%s", signal + 1) << QByteArray(signal);
-        }
-    }
-    void aHandlerMayDoAnything()
-    {
-        QFETCH(QByteArray, signal);
-        QSslConfiguration config = configuration();
-        if (signal.contains("sslErrors")) {
-            config.setCaCertificates({});
-        }
-        for (const bool deletes : {true, false}) {
-            QPointer<Client> client = new Client("localhost", m_tls.port(), config, false, this);
-            const auto deleter = qScopeGuard([&client] { delete client; });
-            // 7 is refused by the broker.
-            const int version = signal.contains("error") ? 7 : QMQTT::V3_1_1;
-            client->setVersion(static_cast<QMQTT::MQTTVersion>(version));
-            m_action = [&] {
-                if (deletes) {
-                    client->deleteLater();
-                    return;
-                }
-                client->disconnectFromHost();
-                client->connectToHost();
-            };
-            QVERIFY(connect(client, signal.constData(), this, SLOT(act())));
-            connect(client, &Client::connected, this, [&client] {
-                client->subscribe("self");
-                client->publish(Message(0, "self", "1"));
-            });
-            connect(client, &Client::received, client, [&] {
-                if (m_action) {
-                    client->disconnectFromHost();
-                }
-            });
-            client->connectToHost();
-            QTRY_VERIFY(!m_action);
-            if (deletes) {
-                QTRY_VERIFY(client.isNull());
-            } else {
-                QTRY_COMPARE(client->connectionState(), signal.contains("rror")
-                                                            ? QMQTT::STATE_DISCONNECTED
-                                                            : QMQTT::STATE_CONNECTED);
-            }
+            handle(signal, true);
+            handle(signal, false);
         }
     }
 
 private:
+    // The first handler of the signal deletes the client, or has it connect anew.
+    void handle(const QByteArray &signal, bool deletes)
+    {
+        QSslConfiguration config = configuration();
+        if (signal.contains("sslErrors")) {
+            config.setCaCertificates({});
+        }
+        QPointer<Client> client = new Client("localhost", m_tls.port(), config, false, this);
+        const auto deleter = qScopeGuard([&client] { delete client; });
+        // 7 is refused by the broker.
+        const int version = signal.contains("error") ? 7 : QMQTT::V3_1_1;
+        client->setVersion(static_cast<QMQTT::MQTTVersion>(version));
+        m_action = [&] {
+            if (deletes) {
+                client->deleteLater();
+                return;
+            }
+            client->disconnectFromHost();
+            client->connectToHost();
+            client->connectToHost();
+        };
+        QVERIFY(connect(client, signal.constData(), this, SLOT(act())));
+        connect(client, &Client::connected, this, [&client] {
+            client->subscribe("self");
+            client->publish(Message(0, "self", "1"));
+        });
+        connect(client, &Client::received, client, [&] {
+            if (m_action) {
+                client->disconnectFromHost();
+            }
+        });
+        client->connectToHost();
+        QTRY_VERIFY2(!m_action, signal.constData());
+        if (deletes) {
+            QTRY_VERIFY2(client.isNull(), signal.constData());
+        } else {
+            const auto end =
+                signal.contains("rror") ? QMQTT::STATE_DISCONNECTED : QMQTT::STATE_CONNECTED;
+            QTRY_VERIFY2(client->connectionState() == end, signal.constData());
+        }
+    }
+
     QSslConfiguration configuration() const
     {
         QSslConfiguration config = QSslConfiguration::defaultConfiguration();

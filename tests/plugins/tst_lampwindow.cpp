@@ -27,6 +27,7 @@ private:
         scan(count);
         QTRY_COMPARE(m_panels.size(), 1);
         m_panel.reset(m_panels.takeFirst());
+        QVERIFY(m_panel->thread() == thread() && m_panel->parent() == nullptr);
         m_window.reset(window());
         m_window->show();
         m_table = m_window->findChild<QTableView *>("lampTable");

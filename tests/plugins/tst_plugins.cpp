@@ -83,28 +83,20 @@ private slots:
         for (const QVariant &bad : QVariantList{10001, -1, "many", 2.5, qQNaN(), qInf(), {}}) {
             QCOMPARE(plugin.things({{"count", bad}}).size(), size_t(3));
         }
-    }
 
-    void fewerLampsEndTheOthersOnce()
-    {
-        const Plugin plugin("lamp");
+        // One that has ended says so once and stands for no device any more.
         auto *const keyed = qobject_cast<KeyedThingType *>(plugin.loader.instance());
-        const auto lamps = plugin.things({{"count", 10000}});
-        QStringList gone;
+        const auto lamps = plugin.things({{"count", 2}});
+        int gone = 0;
         for (const ThingPointer &lamp : lamps) {
-            connect(lamp.get(), &QAbstractThing::mediumGone,
-                    [&gone, serial = lamp->serial()] { gone << serial; });
+            connect(lamp.get(), &QAbstractThing::mediumGone, [&gone] { ++gone; });
         }
-        plugin.things({{"count", 9999}});
-        QCOMPARE(gone, QStringList{"10000"});
-        plugin.things({{"count", 10000}});
+        plugin.things({{"count", 1}});
         for (const ThingPointer &lamp : lamps) {
             lamp->setSettings({{"count", 1}});
-            // One that has ended stands for no device any more: a new one takes its place.
             QCOMPARE(keyed->deviceKey(lamp.get()).isEmpty(), lamp->serial() != "0001");
         }
-        QCOMPARE(gone.size(), 9999);
-        QCOMPARE(gone.removeDuplicates(), 0);
+        QCOMPARE(gone, 1);
     }
 
     void lampUpdatesTakeWhatMakesSense()

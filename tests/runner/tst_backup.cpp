@@ -36,11 +36,6 @@ class TestBackup : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        m_issued = TestBroker().issue("gateway");
-        QVERIFY(!m_issued.key.isEmpty());
-    }
     void init()
     {
         QSettings().clear();
@@ -184,7 +179,7 @@ private:
 
     QTemporaryDir m_dir;
     const QString m_file = m_dir.filePath("a %1.bak");
-    TestBroker::Credentials m_issued;
+    const TestBroker::Credentials m_issued = TestBroker().issue("gateway");
     std::unique_ptr<ZugatewRunner> m_runner;
     std::unique_ptr<QSignalSpy> m_finished;
 };

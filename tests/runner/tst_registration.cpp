@@ -44,11 +44,8 @@ private slots:
         nameAll();
         m_runner->generateDoc();
         QTRY_COMPARE(m_registrar->documents.size(), 1);
-        QCOMPARE(m_registrar->documents.first(),
-                 (QJsonObject{{"gw", "gateway_200_?"},
-                              {"alias", "gate"},
-                              {"sib", QJsonArray{QJsonArray{"fake_1_A", "a"},
-                                                 QJsonArray{"fake_1_B", "b"}}}}));
+        QCOMPARE(m_registrar->documents.first()["sib"],
+                 (QJsonArray{QJsonArray{"fake_1_A", "a"}, QJsonArray{"fake_1_B", "b"}}));
         m_runner->generateDoc(); // a second request leaves the first alone
         QCOMPARE(status(), qMakePair(409, QString("Busy with another request")));
         const QJsonObject code = {{"value", 123456}, {"code", "123456"}, {"timeout", 300}};

@@ -1,4 +1,4 @@
-#include "runner/runnerthread.h"
+#include "runner/zugatewrunner.h"
 #include "settings/devicepool.h"
 #include "settings/settingsstore.h"
 #include "tests/support/fakething.h"
@@ -7,7 +7,6 @@
 #include "things/gatewaything.h"
 
 #include <QJsonArray>
-#include <QThread>
 
 class TestRunner : public QObject
 {
@@ -111,6 +110,7 @@ private slots:
     void aVoidRegistrationAddsNoSiblings()
     {
         DevicePool::update([](DevicePool &pool) {
+            pool.put({"gateway", "100", "X", "", "Of another version"});
             pool.put({"gateway", "200", "OLD", "", "Home"});
             pool.put({"fake", "1", "A", "1", "Lamp"});
         });
@@ -196,24 +196,6 @@ private slots:
         QCOMPARE(m_changed->takeFirst().first().value<ThingState>().state, (QJsonObject{{"x", 1}}));
         thing("A")->changeSerial("Z");
         QCOMPARE(changes(), (QStringList{"fake_1_A gone", "fake_1_Z"}));
-    }
-
-    void interfaceObjectsGoToTheInterfaceThread()
-    {
-        qApp->setProperty("fake/ui", true);
-        qApp->setProperty("fake/devices", QStringList{"A"});
-        RunnerThread worker;
-        QSignalSpy created(worker.runner(), &ZugatewRunner::deviceCreated);
-        QVERIFY(worker.runner()->thread() != thread());
-        worker.start();
-        QMetaObject::invokeMethod(worker.runner(), "loadPlugins");
-        QMetaObject::invokeMethod(worker.runner(), "rescan");
-        QTRY_COMPARE(created.size(), 1);
-        std::unique_ptr<QObject> ui(created.first().first().value<QObject *>());
-        QVERIFY(ui && ui->thread() == thread() && ui->parent() == nullptr);
-        QPointer<ZugatewRunner> runner = worker.runner();
-        worker.stop();
-        QVERIFY(runner.isNull()); // died with its thread
     }
 
 private:

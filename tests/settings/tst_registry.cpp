@@ -83,25 +83,6 @@ private slots:
         QVERIFY(!SettingsStore().contains(keys::StoredVersion));
     }
 
-    void otherProgramsFindTheValuesInTheirNaturalTypes()
-    {
-        const std::tuple<QVariant, int, QByteArray> rows[] = {
-            {-7, REG_DWORD, "\xf9\xff\xff\xff"},
-            {4000000000U, REG_SZ, utf16("4000000000|")},
-            {true, REG_SZ, utf16("true|")},
-            {QString::fromUtf8("лампа"), REG_SZ, utf16(QString::fromUtf8("лампа|"))},
-            {QByteArray("\0\xff\"", 3), REG_BINARY,
-             utf16(QString::fromLatin1("@ByteArray(|\xff\")"))},
-            {QStringList{"a,b", "@"}, REG_MULTI_SZ, utf16("a,b|@@||")},
-            {QStringList{"a", "", "b"}, REG_SZ, utf16("a,,b|")},
-            {Q_INT64_C(-2), REG_QWORD, "\xfe\xff\xff\xff\xff\xff\xff\xff"}};
-        for (const auto &[value, type, data] : rows) {
-            SettingsStore().setPluginValue("lamp", "a", value);
-            secureSettings(); // finds nothing
-            QCOMPARE(get("KVG-Gate/Plugins/lamp/a"), char(type) + data);
-        }
-    }
-
     // The toolkit builds whatever an unsafe value says, down to the end of the process.
     void whatOthersWriteIsTakenWhereItFitsAndPutAsideWhereItIsUnsafe()
     {

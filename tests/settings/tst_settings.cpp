@@ -14,25 +14,20 @@ class TestSettings : public QObject
 private slots:
     void init() { QSettings().clear(); }
 
-    void aValueOfAnotherTypeGivesWayToTheDefault_data()
-    {
-        QTest::addColumn<QVariant>("stored");
-        QTest::addColumn<int>("interval");
-        QTest::addColumn<bool>("closeToTray");
-        QTest::newRow("text") << QVariant("soon") << 300 << true;
-        QTest::newRow("zero") << QVariant("0") << 0 << false;
-        QTest::newRow("list") << QVariant(QStringList{"1", "2"}) << 300 << true;
-        QTest::newRow("too large") << QVariant("99999999999") << 300 << true;
-    }
     void aValueOfAnotherTypeGivesWayToTheDefault()
     {
-        QFETCH(QVariant, stored);
-        QSettings().setValue("Cloud/Interval", stored);
-        QSettings().setValue("System/CloseToTray", stored);
-        QTEST(SettingsStore().value(keys::ReportInterval), "interval");
-        QTEST(SettingsStore().value(keys::CloseToTray), "closeToTray");
-        QSettings().setValue("Cloud/Host", stored); // anything is a text
-        QCOMPARE(SettingsStore().value(keys::CloudHost), stored.toStringList().join(','));
+        const std::tuple<QVariant, int, bool> rows[] = {{"soon", 300, true},
+                                                        {"0", 0, false},
+                                                        {QStringList{"1", "2"}, 300, true},
+                                                        {"99999999999", 300, true}};
+        for (const auto &[stored, interval, closeToTray] : rows) {
+            QSettings().setValue("Cloud/Interval", stored);
+            QSettings().setValue("System/CloseToTray", stored);
+            QCOMPARE(SettingsStore().value(keys::ReportInterval), interval);
+            QCOMPARE(SettingsStore().value(keys::CloseToTray), closeToTray);
+            QSettings().setValue("Cloud/Host", stored); // anything is a text
+            QCOMPARE(SettingsStore().value(keys::CloudHost), stored.toStringList().join(','));
+        }
     }
 
     void anyAliasSurvivesTheLatin1ReadingOfThePool()
@@ -73,22 +68,6 @@ private slots:
             QVERIFY(pool["devices"].toArray().isEmpty());
             QCOMPARE(QSettings().value("Devices/PoolUnreadable").toString(), text);
         }
-    }
-
-    void theGatewayIsFoundByItsSerialThenByItsKind()
-    {
-        DevicePool pool;
-        pool.put({"gateway", "100", "X", "0", {}});
-        pool.put({"gateway", "200", "OLD", "1", {}});
-        pool.put({"gateway", "200", "NEW", "2", {}});
-        QCOMPARE(pool.indexOfGateway("gateway", "200", "NEW"), 2);
-        QCOMPARE(pool.indexOfGateway("gateway", "200", "?"), 1);
-        QCOMPARE(pool.indexOfGateway("gateway", "300", "?"), -1);
-        pool.put({"gateway", "200", "?", {}, "unborn"});
-        pool.dropGatewayPlaceholders();
-        QCOMPARE(pool.size(), 3);
-        QVERIFY(pool.remove({"gateway_200_OLD"}));
-        QCOMPARE(pool.indexOf("gateway_200_NEW"), 1);
     }
 
     void changesOfSeveralThreadsAreAllKept()

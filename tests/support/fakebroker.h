@@ -31,7 +31,12 @@ public:
         client->setReadBufferSize(0);
         readPackets();
     }
-    void send(const QByteArray &packet) { client->write(packet); }
+    // At most once; both texts together are shorter than 126 bytes.
+    void publish(const QByteArray &topic, const QByteArray &payload)
+    {
+        client->write(QByteArray("\x30") + char(2 + topic.size() + payload.size()) + '\0' +
+                      char(topic.size()) + topic + payload);
+    }
 
 protected:
     void incomingConnection(qintptr descriptor) override

@@ -48,56 +48,8 @@ TestBroker::Credentials TestBroker::issue(const QString &commonName)
     return {readFile(cert), readFile(key)};
 }
 
-QStringList TestBroker::clientArguments(const Credentials &credentials, const QStringList &more)
-{
-    const QString cert = m_dir.filePath("client.pem");
-    const QString key = m_dir.filePath("client.key");
-    writeFile(cert, credentials.cert);
-    writeFile(key, credentials.key);
-    return QStringList{"-h",       "localhost", "-p",     QString::number(m_port),
-                       "--cafile", caFile(),    "--cert", cert,
-                       "--key",    key} +
-           more;
-}
-
-bool TestBroker::isReachable() const
-{
-    QTcpSocket probe;
-    probe.connectToHost("127.0.0.1", m_port);
-    return probe.waitForConnected(1000);
-}
-
-bool TestBroker::launch()
-{
-    const QStringList lines = {
-        QStringLiteral("listener %1 127.0.0.1").arg(m_port),
-        "user root", // started as root it would drop rights and not read its files
-        "max_queued_messages 0",
-        "set_tcp_nodelay true",
-        "allow_anonymous true",
-        "require_certificate true",
-        "cafile " + caFile(),
-        "certfile " + m_dir.filePath("broker.pem"),
-        "keyfile " + m_dir.filePath("broker.key")};
-    const QString configuration = m_dir.filePath("mosquitto.conf");
-    writeFile(configuration, lines.join('\n').toUtf8() + '\n'); // which the broker must find
-    m_process.start(QStringLiteral(KVG_MOSQUITTO), {"-c", configuration});
-    const QDeadlineTimer deadline(10000);
-    while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
-        if (isReachable()) {
-            return m_process.state() == QProcess::Running;
-        }
-        m_process.waitForFinished(20);
-    }
-    qWarning().noquote() << "mosquitto did not start:" << m_process.readAll();
-    return false;
-}
-
 bool TestBroker::start()
 {
-    if (m_port != 0) {
-        return launch();
-    }
     const Credentials own = issue("localhost");
     if (own.cert.isEmpty() || !writeFile(m_dir.filePath("broker.pem"), own.cert) ||
         !writeFile(m_dir.filePath("broker.key"), own.key)) {
@@ -108,22 +60,29 @@ bool TestBroker::start()
         reservation.listen(QHostAddress::LocalHost);
         m_port = reservation.serverPort();
         reservation.close();
-        if (launch()) {
-            return true;
+        const QStringList lines = {
+            QStringLiteral("listener %1 127.0.0.1").arg(m_port),
+            "user root", // started as root it would drop rights and not read its files
+            "max_queued_messages 0",
+            "set_tcp_nodelay true",
+            "allow_anonymous true",
+            "require_certificate true",
+            "cafile " + caFile(),
+            "certfile " + m_dir.filePath("broker.pem"),
+            "keyfile " + m_dir.filePath("broker.key")};
+        const QString configuration = m_dir.filePath("mosquitto.conf");
+        writeFile(configuration, lines.join('\n').toUtf8() + '\n'); // which the broker must find
+        m_process.start(QStringLiteral(KVG_MOSQUITTO), {"-c", configuration});
+        const QDeadlineTimer deadline(10000);
+        while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
+            QTcpSocket probe;
+            probe.connectToHost("127.0.0.1", m_port);
+            if (probe.waitForConnected(1000)) {
+                return m_process.state() == QProcess::Running;
+            }
+            m_process.waitForFinished(20);
         }
+        qWarning().noquote() << "mosquitto did not start:" << m_process.readAll();
     }
     return false;
-}
-
-void TestBroker::kill()
-{
-    if (m_process.state() == QProcess::NotRunning) {
-        return;
-    }
-    m_process.kill();
-    m_process.waitForFinished();
-    // What has finished may have been no more than a bridge to the broker.
-    const QDeadlineTimer deadline(10000);
-    while (isReachable() && !deadline.hasExpired()) {
-    }
 }

@@ -4,7 +4,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QStringList>
 #include <QTemporaryDir>
 
 // A real mosquitto on a free port of the loopback interface, with TLS and client certificates
@@ -13,12 +12,15 @@ class TestBroker
 {
 public:
     TestBroker() { m_process.setProcessChannelMode(QProcess::MergedChannels); }
-    ~TestBroker() { kill(); }
+    ~TestBroker()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
 
-    // Starts the broker and waits until it listens: on a free port the first time, on the same
-    // port again later. False, with a warning, when it does not come up.
+    // Starts the broker and waits until it listens. False, with a warning, when it does not come
+    // up.
     bool start();
-    void kill(); // SIGKILL; its port is free then
     quint16 port() const { return m_port; }
     QString caFile() const;
 
@@ -29,13 +31,8 @@ public:
         QByteArray key;
     };
     Credentials issue(const QString &commonName);
-    // Of mosquitto_pub and mosquitto_sub, to connect with these credentials; `more` follows.
-    QStringList clientArguments(const Credentials &credentials, const QStringList &more);
 
 private:
-    bool isReachable() const;
-    bool launch();
-
     QTemporaryDir m_dir;
     HostProcess m_process;
     quint16 m_port = 0;

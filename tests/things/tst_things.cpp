@@ -21,17 +21,6 @@ private slots:
         QCOMPARE(thing.cloudid(), thing.shortid());
     }
 
-    void theBestMatchOfSeveralOwnersIsFound_data()
-    {
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<int>("expected"); // serial's place in the list
-        QTest::newRow("equal") << "fake_1_ABC" << 1;
-        QTest::newRow("with a registration id") << "fake_1_ABC_7" << 1;
-        QTest::newRow("serial with a separator") << "fake_1_ABC_D" << 3;
-        QTest::newRow("separator before length") << "fake_1_AB_CD" << 0;
-        QTest::newRow("longest bare prefix") << "fake_1_ABCX" << 1;
-        QTest::newRow("empty") << "" << -1;
-    }
     void theBestMatchOfSeveralOwnersIsFound()
     {
         QObject owner;
@@ -39,8 +28,14 @@ private slots:
         for (const char *const serial : {"AB", "ABC", "ABCD", "ABC_D"}) {
             things.append(new FakeThing(serial, &owner));
         }
-        QFETCH(QString, id);
-        QTEST(things.indexOf(ThingIndex(things).find(id)), "expected");
+        for (const auto &[id, expected] : {std::pair("fake_1_ABC", 1),
+                                           {"fake_1_ABC_7", 1},
+                                           {"fake_1_ABC_D", 3}, // a serial with a separator
+                                           {"fake_1_AB_CD", 0}, // the separator before the length
+                                           {"fake_1_ABCX", 1},  // the longest bare prefix
+                                           {"", -1}}) {
+            QVERIFY2(things.indexOf(ThingIndex(things).find(id)) == expected, id);
+        }
         QVERIFY(things.at(0)->ownsCloudid("fake_1_ABCD")); // the bare test owns far more
     }
 };

@@ -13,7 +13,6 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QFileDialog>
-#include <QInputDialog>
 #include <QJsonArray>
 #include <QMessageBox>
 #include <QPushButton>
@@ -74,73 +73,62 @@ private slots:
     }
     void cleanup() { m_window.reset(); }
 
-    void startUpTellsItsStepsAndShowsTheWindow_data()
-    {
-        QTest::addColumn<bool>("startHidden");
-        QTest::addColumn<bool>("wokenMeanwhile");
-        QTest::newRow("shown") << false << false;
-        QTest::newRow("hidden") << true << false;
-        QTest::newRow("hidden, but called for") << true << true;
-    }
     void startUpTellsItsStepsAndShowsTheWindow()
     {
-        QFETCH(bool, startHidden);
-        QFETCH(bool, wokenMeanwhile);
-        const bool shown = !startHidden || wokenMeanwhile;
-        SettingsStore().set(keys::StartHidden, startHidden);
-        QPointer<QSplashScreen> splash;
-        atStep(3, [&] {
-            for (QWidget *const window : QApplication::topLevelWidgets()) {
-                splash = splash ? splash.data() : qobject_cast<QSplashScreen *>(window);
-            }
-            QVERIFY(splash && splash->isVisible());
-            QCOMPARE(splash->message(), QString("3/4 Assembling devices list"));
-            m_window->runner_finished(16, 2); // out of date by the end, when it is asked again
-            m_window->deviceCreated(new FakeInterface);
-            QVERIFY(!deviceWindow()->isVisible()); // not over the splash screen
-            if (wokenMeanwhile) {
-                m_window->bringUp();
-                QVERIFY(!m_window->isVisible());
-            }
-        });
-        m_window->runInitSequence();
-        QCOMPARE(told(), QString("0/4 Loading plugins, 1/4 Assembling plugins list, "
-                                 "2/4 Scanning for devices, 3/4 Assembling devices list, "
-                                 "4/4 Connecting to the cloud, 5/5 Requesting status"));
-        QVERIFY(splash.isNull());
-        QCOMPARE(m_window->isVisible(), shown);
-        QCOMPARE(deviceWindow()->isVisible(), shown);
-        QCOMPARE(rows("things"), QString("gateway ? "));
-        QTRY_COMPARE(shows("regStepLabel"), firstStep);
-        m_window->dockClicked();
-        QVERIFY(m_window->isVisible());
+        for (const QString how : {"shown", "hidden", "hidden, but called for"}) {
+            makeWindow();
+            SettingsStore().set(keys::StartHidden, how != "shown");
+            QPointer<QSplashScreen> splash;
+            atStep(3, [&] {
+                for (QWidget *const window : QApplication::topLevelWidgets()) {
+                    splash = splash ? splash.data() : qobject_cast<QSplashScreen *>(window);
+                }
+                QVERIFY(splash && splash->isVisible());
+                QCOMPARE(splash->message(), QString("3/4 Assembling devices list"));
+                m_window->runner_finished(16, 2); // out of date by the end, when it is asked again
+                m_window->deviceCreated(new FakeInterface);
+                QVERIFY(!deviceWindow()->isVisible()); // not over the splash screen
+                if (how == "hidden, but called for") {
+                    m_window->bringUp();
+                    QVERIFY(!m_window->isVisible());
+                }
+            });
+            m_window->runInitSequence();
+            QCOMPARE(told(), QString("0/4 Loading plugins, 1/4 Assembling plugins list, "
+                                     "2/4 Scanning for devices, 3/4 Assembling devices list, "
+                                     "4/4 Connecting to the cloud, 5/5 Requesting status"));
+            QVERIFY(splash.isNull());
+            QCOMPARE(m_window->isVisible(), how != "hidden");
+            QCOMPARE(deviceWindow()->isVisible(), how != "hidden");
+            QCOMPARE(rows("things"), QString("gateway ? "));
+            QTRY_COMPARE(shows("regStepLabel"), firstStep);
+            m_window->dockClicked();
+            QVERIFY(m_window->isVisible());
+        }
     }
 
-    void aFailedStartOrAnEarlyExitEndsTheApplication_data()
-    {
-        QTest::addColumn<int>("step");
-        QTest::addColumn<int>("failing"); // operation, or -1 for the user's wish
-        QTest::addColumn<int>("status");
-        QTest::newRow("plugins") << 1 << 0 << 1;
-        QTest::newRow("scan") << 2 << 1 << 1;
-        QTest::newRow("exit") << 1 << -1 << 0;
-        QTest::newRow("exit at once") << 0 << -1 << 0;
-    }
     void aFailedStartOrAnEarlyExitEndsTheApplication()
     {
-        QFETCH(int, step);
-        QFETCH(int, failing);
-        atStep(step, [&] {
-            if (failing < 0) {
-                m_window->process_action(MainWindow::A_EXIT);
-                m_window->runner_finished(8, QJsonObject()); // was on its way already
-            } else {
-                m_window->runner_finished(failing, false);
-            }
-        });
-        m_window->runInitSequence();
-        QVERIFY(!m_window->isVisible());
-        QTEST(execStatus(), "status");
+        struct Row
+        {
+            int step;
+            int failing; // operation, or -1 for the user's wish
+            int status;
+        };
+        for (const Row row : {Row{1, 0, 1}, {2, 1, 1}, {1, -1, 0}, {0, -1, 0}}) {
+            makeWindow();
+            atStep(row.step, [&] {
+                if (row.failing < 0) {
+                    m_window->process_action(MainWindow::A_EXIT);
+                    m_window->runner_finished(8, QJsonObject()); // was on its way already
+                } else {
+                    m_window->runner_finished(row.failing, false);
+                }
+            });
+            m_window->runInitSequence();
+            QVERIFY(!m_window->isVisible());
+            QCOMPARE(execStatus(), row.status);
+        }
     }
 
     void resultsShowWhereTheyBelong_data()
@@ -190,7 +178,6 @@ private slots:
              "certStatus=Cryptographic error #da30ad"});
         row("DUnreg", 9, true,
             {"regSteps=0", "regStepLabel=" + firstStep, "things=gateway ? "}); // listThings()
-        row("AliasFill", 10, QStringList{"lamp_1_A"}, {"prompt=Thing Name", "regSteps=0"});
         row("Error", 11, "<b>bad</b>", {"box=<b>bad</b>"});
         row("SExport", 12, true,
             {"message=Configuration saved", "box=The configuration backup file has been generated. "
@@ -297,7 +284,11 @@ private slots:
         QVERIFY(writeFile(file, "old"));
         for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
             QCOMPARE(readFile(file), QByteArray("old"));
-            choose("settingsBackupButton", folder.filePath("a"));
+            m_window->findChild<QPushButton *>("settingsBackupButton")->click();
+            auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+            QVERIFY(dialog != nullptr);
+            dialog->selectFile(folder.filePath("a"));
+            static_cast<QDialog *>(dialog)->accept();
             QTRY_COMPARE(shows("box"), QString("a.bak already exists. Replace it?"));
             openBox()->button(answer)->click();
         }
@@ -305,18 +296,16 @@ private slots:
         QCOMPARE(SettingsStore().value(keys::ExportDirectory), folder.path());
     }
 
-    void theRegistrationIsVoidedOnlyOnYes()
+    void theRegistrationIsNotVoidedOnNo()
     {
         SettingsStore().set(keys::CloudSerial, QString("serial"));
         dockAction(1)->trigger();
-        auto *const reset = m_window->findChild<QPushButton *>("settingsResetGWButton");
-        reset->click();
+        m_window->findChild<QPushButton *>("settingsResetGWButton")->click();
         QCOMPARE(openBox()->defaultButton(), openBox()->button(QMessageBox::No));
         openBox()->button(QMessageBox::No)->click();
+        settle();
         QVERIFY(shows("gatewaySerial").startsWith("serial "));
-        reset->click();
-        openBox()->button(QMessageBox::Yes)->click();
-        QTRY_COMPARE(SettingsStore().value(keys::CloudSerial), QString());
+        QCOMPARE(SettingsStore().value(keys::CloudSerial), QString("serial"));
     }
 
     void scrollingChangesNoSettingOfADevice()
@@ -373,19 +362,6 @@ private:
         }
         return nullptr;
     }
-    QStackedWidget *pages() const
-    {
-        return m_window->centralWidget()->findChild<QStackedWidget *>(QString(),
-                                                                      Qt::FindDirectChildrenOnly);
-    }
-    void choose(const char *button, const QString &file) const
-    {
-        m_window->findChild<QPushButton *>(button)->click();
-        auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
-        QVERIFY(dialog != nullptr);
-        dialog->selectFile(file);
-        static_cast<QDialog *>(dialog)->accept();
-    }
     QString told() const
     {
         QStringList steps;
@@ -422,17 +398,15 @@ private:
             return m_loaded->isEmpty() ? "" : m_loaded->last().at(0).toString();
         }
         if (name == "page") {
-            return QString::number(pages()->currentIndex());
+            const auto *const pages = m_window->centralWidget()->findChild<QStackedWidget *>(
+                QString(), Qt::FindDirectChildrenOnly);
+            return QString::number(pages->currentIndex());
         }
         if (name == "message") {
             return m_window->statusBar()->currentMessage();
         }
         if (name == "box") {
             return openBox() == nullptr ? "" : openBox()->text();
-        }
-        if (name == "prompt") {
-            const auto *const prompt = m_window->findChild<QInputDialog *>();
-            return prompt == nullptr ? "" : prompt->windowTitle();
         }
         const auto *const widget = m_window->findChild<QWidget *>(name);
         if (const auto *const label = qobject_cast<const QStatusLabel *>(widget)) {

@@ -66,25 +66,22 @@ private slots:
         QCOMPARE(m_asked->size(), 1);
     }
 
-    void codesAreShownAndCopied_data()
-    {
-        QTest::addColumn<QJsonObject>("code");
-        QTest::addColumn<QString>("copied");
-        QTest::newRow("both") << QJsonObject{{"value", 42}, {"code", 7}} << "42";
-        QTest::newRow("text") << QJsonObject{{"code", "0042"}} << "42";
-        QTest::newRow("long") << QJsonObject{{"value", 2147483647}} << "2147483647";
-    }
     void codesAreShownAndCopied()
     {
-        QFETCH(QJsonObject, code);
-        code["timeout"] = 60;
-        m_wizard->showCode(code);
-        QCOMPARE(step(), int(Wizard::R_CODE));
-        QCOMPARE(countdown()->intValue(), 60);
-        button("cloudCodeCopyButton")->click();
-        QTEST(QGuiApplication::clipboard()->text(), "copied");
-        m_wizard->showResult({});
-        QVERIFY(!countdown()->isRunning()); // or it would expire behind the results
+        const std::pair<QJsonObject, QString> rows[] = {
+            {{{"value", 42}, {"code", 7}, {"timeout", 60}}, "42"},
+            {{{"code", "0042"}, {"timeout", 60}}, "42"},
+            {{{"value", 2147483647}, {"timeout", 60}}, "2147483647"}};
+        for (const auto &[code, copied] : rows) {
+            init();
+            m_wizard->showCode(code);
+            QCOMPARE(step(), int(Wizard::R_CODE));
+            QCOMPARE(countdown()->intValue(), 60);
+            button("cloudCodeCopyButton")->click();
+            QCOMPARE(QGuiApplication::clipboard()->text(), copied);
+            m_wizard->showResult({});
+            QVERIFY(!countdown()->isRunning()); // or it would expire behind the results
+        }
     }
 
     void anExpiredCodeOffersANewSession()

@@ -3,6 +3,7 @@
 #include "tests/support/widgettestmain.h"
 #include "ui/regthingseditor.h"
 
+#include <QAbstractItemModelTester>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
@@ -45,6 +46,8 @@ private slots:
 
     void theOthersKeepTheirOrderAndWhatWasStoredMeanwhile()
     {
+        const QAbstractItemModelTester tester(
+            m_table->model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         auto *const button = m_editor->findChild<QPushButton *>("forgetButton");
         const QSignalSpy modified(m_editor.get(), &RegThingsEditor::modified);
         QVERIFY(!button->isEnabled());

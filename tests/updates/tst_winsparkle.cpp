@@ -33,19 +33,28 @@ private slots:
     void everySettingComesBeforeTheStart()
     {
         SettingsStore().set(keys::UpdateAutomatically, false);
-        SettingsStore().set(keys::UpdateInterval, 0U);
         QVERIFY(QFile::copy(beside("winsparkle_whole.dll"), m_library));
-        {
-            const auto updater = makeUpdater("https://host.example/%D0%96.xml");
-            QVERIFY(updater);
-            QVERIFY(readFile(m_calls).endsWith("\ninit\n"));
-            updater->checkNow();
+        const QByteArray key = readFile(":/upd/corvalt_dsa_win_pub.pem");
+        // A version control system that changed line ends would make another file of it.
+        QCOMPARE(key.size(), 2268);
+        for (const auto &[days, seconds] : {std::pair(QVariant(3), "259200"),
+                                            {0, "86400"},
+                                            {4000000000U, "2147483647"},
+                                            {"weekly", "604800"}}) {
+            SettingsStore().setVariant(keys::UpdateInterval, days);
+            QFile::remove(m_calls);
+            {
+                const auto updater = makeUpdater("https://host.example/%D0%96.xml");
+                QVERIFY(updater);
+                QVERIFY(readFile(m_calls).endsWith("\ninit\n"));
+                updater->checkNow();
+            }
+            QCOMPARE(readFile(m_calls), "details Corvalt, KVG-Gate, 0.2.0\n"
+                                        "feed https://host.example/%D0%96.xml\n"
+                                        "automatic 0\ninterval " +
+                                            QByteArray(seconds) + "\nkey " + key +
+                                            "\ninit\ncheck\ncleanup\n");
         }
-        QCOMPARE(readFile(m_calls), "details Corvalt, KVG-Gate, 0.2.0\n"
-                                    "feed https://host.example/%D0%96.xml\n"
-                                    "automatic 0\ninterval 86400\nkey " +
-                                        readFile(":/upd/corvalt_dsa_win_pub.pem") +
-                                        "\ninit\ncheck\ncleanup\n");
     }
 
 private:

@@ -1,8 +1,6 @@
 """Installs, upgrades and removes the program under Wine, and starts it out of the zip."""
 
-import argparse
 import contextlib
-import os
 import pathlib
 import re
 import subprocess
@@ -35,13 +33,10 @@ def wait_for(condition, what, seconds=30):
 
 @contextlib.contextmanager
 def display():
-    read, write = os.pipe()
-    with subprocess.Popen(["Xvfb", "-displayfd", str(write), "-nolisten", "tcp"],
-                          pass_fds=[write], stderr=subprocess.DEVNULL) as server:
-        os.close(write)
+    with subprocess.Popen(["Xvfb", "-displayfd", "1", "-nolisten", "tcp"], text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as server:
         try:
-            with os.fdopen(read, encoding="ascii") as number:
-                yield f":{number.readline().strip()}"
+            yield f":{server.stdout.readline().strip()}"
         finally:
             server.terminate()
 
@@ -190,14 +185,11 @@ def check_refusals(computer, setup, standin):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    for name in ("package", "standin", "template"):
-        parser.add_argument(f"--{name}", type=pathlib.Path, required=True)
-    options = parser.parse_args()
-    setup, = options.package.glob("kvg-gate-*-windows-x64-setup.exe")
-    zipped, = options.package.glob("kvg-gate-*-windows-x64.zip")
+    package, standin, template = map(pathlib.Path, sys.argv[1:])
+    setup, = package.glob("kvg-gate-*-windows-x64-setup.exe")
+    zipped, = package.glob("kvg-gate-*-windows-x64.zip")
     with zipfile.ZipFile(zipped) as archive, display() as screen, \
-            wine.profile(options.template) as prefix:
+            wine.profile(template) as prefix:
         shipped = {name.partition("/")[2]: archive.read(name) for name in archive.namelist()}
         computer = Computer(prefix, screen)
         # Otherwise each window that goes waits seconds for a window manager, which is not there.
@@ -206,7 +198,7 @@ def main():
         check_upgrade(computer, str(setup), shipped)
         check_removal(computer)
         folder = check_portable(computer, str(setup), archive)
-        check_refusals(computer, str(setup), options.standin)
+        check_refusals(computer, str(setup), standin)
         computer.store(AUTOSTART, "NimbraCloudGate", f'"{computer.windows(folder / PROGRAM)}"')
         computer.uninstall(folder)
         expect(not folder.exists(), "the folder stays")

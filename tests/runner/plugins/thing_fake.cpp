@@ -1,7 +1,6 @@
 // A device type that a test drives through properties of the application object:
 // "fake/devices" (QStringList of keys, which are the serials too; "A=B" is a second key of the
-// device B), "fake/ui" (bool: things come with an interface object), "fake/settings" (what
-// create() got).
+// device B), "fake/settings" (what create() got).
 
 #include "tests/support/fakething.h"
 #include "things/abstractthingtype.h"
@@ -25,14 +24,11 @@ public:
         return devices;
     }
     QAbstractThing *create(const QString & /*key*/, const QVariant &descriptor,
-                           const QVariantHash &settings, QObject **ui) override
+                           const QVariantHash &settings, QObject ** /*ui*/) override
     {
         qApp->setProperty("fake/settings", settings);
         if (descriptor.toString().startsWith("broken")) {
             return nullptr;
-        }
-        if (qApp->property("fake/ui").toBool()) {
-            *ui = new QObject;
         }
         return new FakeThing(descriptor.toString());
     }
