@@ -115,7 +115,8 @@ private slots:
         std::array<QLocalSocket, SingleAppHandler::mostClients + 1> crowd;
         for (QLocalSocket &one : crowd) {
             one.connectToServer(keyOf("KVG-Gate"));
-            QCoreApplication::processEvents(); // a pipe lets a few wait only
+            QCOMPARE(one.state(), QLocalSocket::ConnectedState);
+            QTest::qWait(30); // a pipe lets a few wait only, and the guard is on this thread
         }
         QTRY_COMPARE(crowd.back().state(), QLocalSocket::UnconnectedState);
         crowd[0].write("one\ntwo\n\xd0");
