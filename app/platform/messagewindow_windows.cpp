@@ -30,7 +30,7 @@ MessageWindow::~MessageWindow()
 
 LRESULT CALLBACK MessageWindow::handle(HWND window, UINT message, WPARAM parameter, LPARAM more)
 {
-    const auto *const self =
+    const auto *const self = // NOLINTNEXTLINE(performance-no-int-to-ptr): Windows keeps numbers
         reinterpret_cast<const MessageWindow *>(GetWindowLongPtrW(window, GWLP_USERDATA));
     const std::optional<LRESULT> answer =
         self != nullptr ? self->m_handler(message, parameter) : std::nullopt;
