@@ -1,25 +1,12 @@
 #include "settings/privatefile.h"
 
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTemporaryFile>
 
-namespace {
-
-// To an unbuffered device: QSaveFile commits a file of which its buffer could not be written. A
-// full disk takes a part without a word, and tells the cause when asked to take the rest.
-bool writeAll(QIODevice &device, const QByteArray &bytes)
-{
-    qint64 written = 0;
-    qint64 more = 0;
-    do {
-        more = device.write(bytes.constData() + written, bytes.size() - written);
-        written += more;
-    } while (more > 0 && written < bytes.size());
-    return written == bytes.size();
-}
-
-} // namespace
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
 
 bool isRegularFile(const QString &path)
 {
@@ -33,25 +20,22 @@ bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &e
         error = QStringLiteral("not a regular file"); // a device or a pipe
         return false;
     }
-    // QSaveFile makes its file with the permissions of the one that it replaces, else for all to
-    // read, and who opened it before a later change of permissions can read it after that. So
-    // there always is one to replace.
-    QTemporaryFile place(path + QLatin1String(".XXXXXX")); // for the user alone
-    if (older.exists()) {
-        // A file system without permissions, as on many a stick, is no reason to fail.
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
-    } else if (!place.open() || !place.rename(path)) {
-        error = place.errorString();
+    // A link stays, and its file is replaced.
+    const QString target = older.exists() ? older.canonicalFilePath() : path;
+    // QTemporaryFile and not QSaveFile: that one gives its file the mode of the file that it
+    // replaces, which may let everybody read.
+    QTemporaryFile file(target + QLatin1String(".XXXXXX"));
+    if (!file.open() || !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) ||
+        file.write(bytes) != bytes.size() || !file.flush()) {
+        error = file.errorString();
         return false;
     }
-    place.close();
-
-    QSaveFile file(path);
-    const bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
-                         writeAll(file, bytes) && file.commit();
-    if (!written) {
-        error = file.errorString();
+    const bool replaced =
+        ::fsync(file.handle()) == 0 && std::rename(QFile::encodeName(file.fileName()).constData(),
+                                                   QFile::encodeName(target).constData()) == 0;
+    if (!replaced) {
+        error = QString::fromLocal8Bit(std::strerror(errno));
     }
-    place.setAutoRemove(!written);
-    return written;
+    file.setAutoRemove(!replaced);
+    return replaced;
 }

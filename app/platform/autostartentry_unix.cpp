@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QStandardPaths>
 
@@ -106,6 +107,9 @@ void AutostartEntry::write(const QString &command)
                                         "X-GNOME-Autostart-enabled=true\n")
                              .arg(escaped(QCoreApplication::applicationName()), escaped(command));
     QDir().mkpath(QFileInfo(path).path());
+    if (QFileInfo(path).isSymLink()) {
+        QFile::remove(path); // its target may be a file of the system, and this user root
+    }
     QString error;
     if (!replacePrivateFile(path, text.toUtf8(), error)) {
         qCWarning(lcApp).noquote() << "Cannot write" << path << "-" << error;
