@@ -6,6 +6,7 @@
 #include "app/singleapphandler.h"
 #include "app/sleeplistener.h"
 #include "app/theme.h"
+#include "runner/identitychange.h"
 #include "runner/metatypes.h"
 #include "settings/defaults.h"
 #include "settings/settingsfile.h"
@@ -74,6 +75,9 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
 int main(int argc, char *argv[])
 {
     prepareProcess();
+    // Milliseconds. After the first registration, a thread of Qt's would look for changed network
+    // interfaces every ten seconds, for good; nothing here asks it.
+    qputenv("QT_BEARER_POLL_TIMEOUT", QByteArray("86400000"));
     registerMetaTypes();
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QtDockedApplication app(argc, argv);
@@ -112,6 +116,7 @@ int main(int argc, char *argv[])
     {
         const LogFile log;
         secureSettings();
+        identitychange::carryThrough();
         settleLanguage(parser);
         settleTheme(&parser, &keys::Dark);
         QMaterialIcon::instance().setDark(isDarkTheme());

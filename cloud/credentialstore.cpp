@@ -140,6 +140,16 @@ bool CredentialStore::storeKeyDer(const QByteArray &der)
     return !key.isNull() && replace(keyFilePath(), encrypted(key));
 }
 
+bool CredentialStore::isCertificate(const QByteArray &der)
+{
+    return !QSslCertificate(der, QSsl::Der).isNull();
+}
+
+bool CredentialStore::isKey(const QByteArray &der)
+{
+    return !QSslKey(der, QSsl::Rsa, QSsl::Der, QSsl::PrivateKey).isNull();
+}
+
 QByteArray CredentialStore::certificateDer() const
 {
     return certificate().toDer();

@@ -42,6 +42,8 @@ public:
     // cannot be written; the file is untouched then.
     bool storeCertificateDer(const QByteArray &der);
     bool storeKeyDer(const QByteArray &der);
+    static bool isCertificate(const QByteArray &der);
+    static bool isKey(const QByteArray &der);
 
     // For the backup: the key without pass phrase. Empty when the file cannot be read.
     QByteArray certificateDer() const;

@@ -369,7 +369,7 @@ QString VelmorCloudClient::stateTopic(const QString &tid)
     }
     const bool valid = topics::isValidId(tid);
     if (!valid) {
-        qCWarning(lcCloud).noquote() << tid << "cannot be part of a topic; it is not published";
+        qCWarning(lcCloud) << tid.left(80) << "cannot be part of a topic; it is not published";
     }
     return *m_topics.insert(tid, valid ? topics::state(tid) : QString());
 }
@@ -384,6 +384,35 @@ void VelmorCloudClient::append(const QMQTT::Message &message)
         if (m_dropped++ == 0) {
             qCWarning(lcCloud, "Too many states wait for the cloud; the oldest are dropped");
         }
+    }
+}
+
+void VelmorCloudClient::discardPending()
+{
+    discardPendingIf([](const QString & /*topic*/) { return true; });
+}
+
+void VelmorCloudClient::discardPending(const QSet<QString> &tids)
+{
+    discardPendingIf(
+        [&tids](const QString &topic) { return tids.contains(topics::idOfState(topic)); });
+}
+
+void VelmorCloudClient::discardPendingIf(const std::function<bool(const QString &topic)> &isVoid)
+{
+    std::deque<QMQTT::Message> kept;
+    qint64 keptBytes = 0;
+    for (const QMQTT::Message &message : m_pending) {
+        if (!isVoid(message.topic())) {
+            kept.push_back(message);
+            keptBytes += costOf(message);
+        }
+    }
+    if (kept.size() < m_pending.size()) {
+        qCInfo(lcCloud, "%d waiting states dropped: they belong to a registration that is void",
+               static_cast<int>(m_pending.size() - kept.size()));
+        m_pending.swap(kept);
+        m_pendingBytes = keptBytes;
     }
 }
 
@@ -412,7 +441,7 @@ void VelmorCloudClient::drain()
 void VelmorCloudClient::subscribe(const QString &tid)
 {
     if (!topics::isValidId(tid)) {
-        qCWarning(lcCloud).noquote() << tid << "cannot be part of a topic; it gets no updates";
+        qCWarning(lcCloud) << tid.left(80) << "cannot be part of a topic; it gets no updates";
         return;
     }
     const QString topic = topics::update(tid);

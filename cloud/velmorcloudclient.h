@@ -13,6 +13,7 @@
 #include <qmqtt.h>
 
 #include <deque>
+#include <functional>
 
 class QSslSocket;
 
@@ -58,6 +59,10 @@ public slots:
     // of a topic is logged and dropped.
     void publish(const QString &tid, const QJsonObject &jdata);
     void publish(const QString &tid, const QByteArray &payload);
+    // Drops the states that wait, all or those of these things, with a log line. For an identity
+    // that is void or replaced: its states must not go out under the next one.
+    void discardPending();
+    void discardPending(const QSet<QString> &tids);
     // Subscriptions to a thing's updates; renewed at every connection until stop().
     void subscribe(const QString &tid);
     void unsubscribe(const QString &tid);
@@ -78,6 +83,7 @@ private slots:
 
 private:
     bool canSend() const;
+    void discardPendingIf(const std::function<bool(const QString &topic)> &isVoid);
     void append(const QMQTT::Message &message);
     void drain();
     QString stateTopic(const QString &tid);

@@ -232,11 +232,6 @@ void QSSEManager::dataReceived()
     if (m_reply == nullptr) {
         return;
     }
-    constexpr int ok = 200;
-    if (m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != ok) {
-        m_reply->readAll(); // the page of an error or of a redirect, no event stream
-        return;
-    }
     const Delivery delivery(this);
     while (m_reply->bytesAvailable() > 0) {
         m_parser.feed(m_reply->readAll());
@@ -257,6 +252,9 @@ void QSSEManager::dataReceived()
 
 void QSSEManager::error(QNetworkReply::NetworkError code)
 {
+    if (m_reply == nullptr) {
+        return;
+    }
     // The end of the reply reports it. Only of a handshake the text, that of others may name the
     // query.
     const bool handshake = code == QNetworkReply::SslHandshakeFailedError;

@@ -1,6 +1,7 @@
 // The part of the runner that writes and restores a backup of the configuration.
 
 #include "runner/backupfile.h"
+#include "runner/identitychange.h"
 #include "runner/log.h"
 #include "runner/zugatewrunner.h"
 #include "settings/devicepool.h"
@@ -74,52 +75,67 @@ void ZugatewRunner::importSettings(const QString &file)
                           : tr("Cannot restore config from %1").arg(name));
         return;
     }
-    if (m_registering) {
-        endRegistration(); // its result would belong to what is replaced now
+    if (!chunks.isEmpty() && !identitychange::isUsable(chunks.first())) {
+        fail(SImport, unusable(chunks.first(), name)); // nothing is replaced or interrupted
+        return;
     }
+    voidRegistrationSession(); // its result would belong to what is replaced now
+    identitychange::beginRestore(*bytes);
     endConnection();
-    const QString error = takeChunks(chunks, name);
+    const int taken = takeChunks(chunks);
+    identitychange::end();
     updatePool();
     // Under the restored identity, whatever part of the file proved to be good.
     QMetaObject::invokeMethod(
         this, [this] { startCloud(false); }, Qt::QueuedConnection);
-    if (!error.isEmpty()) {
-        fail(SImport, error);
+    if (taken < chunks.size()) {
+        fail(SImport, unusable(chunks.at(taken), name));
+        if (taken > 0) { // what the window shows of the settings may be out of date
+            emit finished(SetUpdate, QVariant());
+            listPlugins();
+        }
         return;
     }
     qCInfo(lcRunner, "Configuration restored from a backup");
     emit finished(SImport, true);
 }
 
-// In the order of the table, on purpose: what was taken before a failure stays. What the user is
-// told of a failure; empty when there is none.
-QString ZugatewRunner::takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name)
+// What the user is told of a chunk that cannot be taken.
+QString ZugatewRunner::unusable(const BackupFile::Chunk &chunk, const QString &file)
 {
+    return (chunk.id == BackupFile::Settings
+                ? tr("Cannot restore settings from %1 - invalid data")
+                : tr("Cannot restore credentials from %1 - invalid data"))
+        .arg(file);
+}
+
+// In the order of the table, up to the first that cannot be taken: what was taken before a failure
+// stays. The number of those taken.
+int ZugatewRunner::takeChunks(const QVector<BackupFile::Chunk> &chunks)
+{
+    int taken = 0;
     for (const BackupFile::Chunk &chunk : chunks) {
+        const QString oldSerial = m_gateway->serial();
+        const QString oldId = m_gateway->cloudid();
+        if (!identitychange::storeChunk(*m_gateway, chunk)) {
+            break;
+        }
+        ++taken;
         if (chunk.id == BackupFile::Settings) {
-            const QString oldSerial = m_gateway->serial();
-            if (!ZUSettings().importAll(chunk.data)) {
-                return tr("Cannot restore settings from %1 - invalid data").arg(name);
-            }
             if (m_gateway->serial() != oldSerial) {
                 reportSerial(m_gateway, oldSerial); // the gateway asks the store for it
             }
-            takeRegistrations();
-            continue;
-        }
-        const bool isKey = chunk.id == BackupFile::PrivateKey;
-        if (chunk.data.isEmpty() ||
-            !m_gateway->importCredentials(isKey ? QByteArray() : chunk.data,
-                                          isKey ? chunk.data : QByteArray())) {
-            return tr("Cannot restore credentials from %1 - invalid data").arg(name);
+            takeRegistrations(oldId);
+            readCloudSettings();
         }
     }
-    return {};
+    return taken;
 }
 
 // The live things go on under the ids of the stored pool: under those from before, the next write
-// of the pool would undo the restore.
-void ZugatewRunner::takeRegistrations()
+// of the pool would undo the restore. What waits for the cloud under ids that are not restored is
+// dropped.
+void ZugatewRunner::takeRegistrations(const QString &oldGatewayId)
 {
     const DevicePool pool = DevicePool::read();
     const auto regidAt = [&pool](int index) {
@@ -127,15 +143,25 @@ void ZugatewRunner::takeRegistrations()
     };
     m_gateway->setRegid(
         regidAt(pool.indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial())));
+    QSet<QString> voidIds;
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {
         if (!m_origins.contains(thing)) {
             continue;
         }
         m_gateway->removeSibling(thing);
+        const QString oldId = thing->cloudid();
         thing->setRegid(regidAt(pool.indexOf(thing->shortid())));
+        if (thing->cloudid() != oldId) {
+            voidIds.insert(oldId);
+        }
         if (!m_gateway->regid().isEmpty() && !thing->regid().isEmpty()) {
             m_gateway->addSibling(thing);
         }
+    }
+    if (m_gateway->cloudid() != oldGatewayId) {
+        m_gateway->discardPending();
+    } else {
+        m_gateway->discardPending(voidIds);
     }
 }

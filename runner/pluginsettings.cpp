@@ -7,7 +7,7 @@
 
 QVariantHash pluginSettings(const QString &plugin, const QJsonObject &description)
 {
-    QVariantHash values;
+    QVariantHash values = {{QLatin1String(keys::PluginEnabled), true}};
     QHash<QString, QString> types = {{QLatin1String(keys::PluginEnabled), "bool"}};
     const QJsonArray settings = description["settings"].toArray();
     for (const QJsonValue &value : settings) {

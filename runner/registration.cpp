@@ -84,26 +84,37 @@ void ZugatewRunner::refuseRegistration(const QJsonObject &status)
 
 void ZugatewRunner::cancelRegistration()
 {
-    if (std::exchange(m_registering, false)) {
-        qCInfo(lcRunner, "The registration is given up by the user");
-        m_registrationDeadline->stop();
+    if (endRegistrationSession()) {
+        qCInfo(lcRunner, "Registration cancelled");
         m_registrar->close();
+    }
+}
+
+// Whether one was under way.
+bool ZugatewRunner::endRegistrationSession()
+{
+    m_registrationDeadline->stop();
+    return std::exchange(m_registering, false);
+}
+
+void ZugatewRunner::voidRegistrationSession()
+{
+    if (m_registering) {
+        cancelRegistration();
+        emit registrationVoided();
     }
 }
 
 void ZugatewRunner::reg_closed()
 {
-    const bool awaited = m_registering;
-    m_registering = false;
-    if (awaited) {
+    if (endRegistrationSession()) {
         failRegistration(RegistrationFailure::StreamEnded);
     }
 }
 
-// Gives up on a registrar that neither speaks nor hangs up, or when the registration is voided.
-void ZugatewRunner::endRegistration()
+void ZugatewRunner::registrationTimedOut()
 {
-    qCWarning(lcRunner, "The registration is given up");
+    qCWarning(lcRunner, "The registrar did not answer before the deadline");
     m_registrar->close();
     reg_closed();
 }
@@ -111,21 +122,26 @@ void ZugatewRunner::endRegistration()
 void ZugatewRunner::reg_dataRead(const QString &evt, const QString &msg, const QString & /*id*/)
 {
     if (!m_registering) {
-        qCWarning(lcRunner) << "The registrar sent what nobody waits for: ignored" << evt.left(20);
+        qCWarning(lcRunner) << "Ignored unexpected event of the registrar" << evt.left(20);
         return;
     }
     if (evt == QLatin1String("error")) {
-        m_registering = false;
+        endRegistrationSession();
         refuseRegistration(parsed(msg));
         m_registrar->close();
     } else if (evt == QLatin1String("code")) {
         const QJsonObject code = parsed(msg);
-        const double valid = code["timeout"].toVariant().toDouble(); // seconds, from outside
-        const std::chrono::seconds left(static_cast<int>(qBound(0.0, valid, longestCode)));
-        m_registrationDeadline->start(left + codeWait);
+        bool isKnown = false;
+        const double valid = code["timeout"].toVariant().toDouble(&isKnown); // seconds
+        if (isKnown && valid >= 0) {
+            const std::chrono::seconds left(static_cast<int>(qMin(valid, longestCode)));
+            m_registrationDeadline->start(left + codeWait);
+        } else {
+            m_registrationDeadline->stop(); // the stream's end tells
+        }
         emit finished(RegCode, code);
     } else if (evt == QLatin1String("result")) {
-        m_registering = false;
+        endRegistrationSession();
         m_registrar->closeLater(); // the stream is still delivering this event
         processResult(msg);
     }
@@ -153,7 +169,7 @@ void ZugatewRunner::processResult(const QString &msg)
     emit finished(ProcReg, result);
 
     const QList<QAbstractThing *> all = allThings();
-    writePool(all);
+    writePool(all, result);
     for (const QAbstractThing *const thing : all) {
         if (isLive(thing) && (thing == m_gateway || !thing->regid().isEmpty())) {
             announce(thing);
@@ -162,5 +178,5 @@ void ZugatewRunner::processResult(const QString &msg)
     // Connecting runs a local event loop while it ends an earlier connection; that must not
     // happen inside of the stream's signal.
     QMetaObject::invokeMethod(
-        this, [this] { startCloud(false); }, Qt::QueuedConnection);
+        this, [this] { startCloud(true); }, Qt::QueuedConnection);
 }

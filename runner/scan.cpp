@@ -74,7 +74,10 @@ void ZugatewRunner::rescan()
     const QVector<LoadedPlugin> plugins = m_plugins.plugins();
     for (const LoadedPlugin &plugin : plugins) {
         if (SettingsStore().pluginEnabled(plugin.name)) {
+            m_scannedPlugins.insert(plugin.name);
             scanPlugin(plugin, scan);
+        } else {
+            m_scannedPlugins.remove(plugin.name);
         }
     }
     if (m_gateway->regid().isEmpty()) {
@@ -139,6 +142,7 @@ QObject *ZugatewRunner::prepareInterface(QObject *ui) const
     }
     if (ui->isWidgetType() || ui->thread() != thread()) {
         qCWarning(lcRunner, "A device's interface object is a widget or lives elsewhere: ignored");
+        ui->deleteLater();
         return nullptr;
     }
     ui->setParent(nullptr);
@@ -185,7 +189,11 @@ void ZugatewRunner::restoreGateway(Scan &scan)
             }
         }
     }
-    m_gateway->setAlias(entry.alias);
+    // The name that the user gave a gateway that is not registered yet is newer than the pool's.
+    if (m_gateway->alias().isEmpty() && !entry.alias.isEmpty()) {
+        m_gateway->setAlias(entry.alias);
+        announce(m_gateway);
+    }
 }
 
 void ZugatewRunner::forget(QAbstractThing *thing)
@@ -207,6 +215,17 @@ void ZugatewRunner::release(QAbstractThing *thing)
     state.gone = true;
     emit thingChanged(state);
     thing->deleteLater(); // it is the sender
+}
+
+void ZugatewRunner::releaseThingsOf(const QString &plugin)
+{
+    m_scannedPlugins.remove(plugin);
+    const QList<QAbstractThing *> things = m_things;
+    for (QAbstractThing *const thing : things) {
+        if (m_origins.value(thing).plugin == plugin) {
+            release(thing);
+        }
+    }
 }
 
 // A plugin deleted its thing without a word. Nothing but the address is left of it.
@@ -267,7 +286,10 @@ void ZugatewRunner::updatePool()
     }
 }
 
-void ZugatewRunner::writePool(const QList<QAbstractThing *> &things)
+// `registrations`: a registrar's reply, which may name known devices that are not attached at the
+// moment. They come back under what it gave them.
+void ZugatewRunner::writePool(const QList<QAbstractThing *> &things,
+                              const QJsonObject &registrations)
 {
     // Asked before the pool is locked: the answers are plugins' code.
     QVector<PoolEntry> entries;
@@ -276,8 +298,12 @@ void ZugatewRunner::writePool(const QList<QAbstractThing *> &things)
         entries.append(
             {thing->type(), thing->version(), thing->serial(), thing->regid(), thing->alias()});
     }
-    DevicePool::update([&entries](DevicePool &pool) {
+    const auto fleet = GatewayThing::registrationsOf(registrations);
+    DevicePool::update([&](DevicePool &pool) {
         pool.dropGatewayPlaceholders();
+        for (const GatewayThing::Registration &device : fleet) {
+            pool.applyRegistration(device.cloudid, device.alias);
+        }
         for (const PoolEntry &entry : qAsConst(entries)) {
             pool.put(entry);
         }
@@ -326,14 +352,17 @@ void ZugatewRunner::resetDevPool()
         resetGateway();
         return;
     }
+    QSet<QString> voidIds;
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {
         if (!m_origins.contains(thing) || thing->regid().isEmpty() ||
             registered.contains(thing->cloudid())) {
             continue;
         }
+        voidIds.insert(thing->cloudid());
         m_gateway->removeSibling(thing);
         thing->setRegid(QString());
         announce(thing);
     }
+    m_gateway->discardPending(voidIds);
 }

@@ -2,6 +2,7 @@
 
 #include "cloud/credentialstore.h"
 #include "registration/qssemanager.h"
+#include "runner/identitychange.h"
 #include "runner/log.h"
 #include "runner/metatypes.h"
 #include "runner/pluginsettings.h"
@@ -31,16 +32,13 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     connect(m_gateway, &GatewayThing::siblingUpdated, this, &ZugatewRunner::announce);
     connect(m_gateway, &GatewayThing::settingsChanged, this,
             [this] { emit finished(SetUpdate, QVariant()); });
-    {
-        ZUSettings settings;
-        m_gateway->setReportInterval(settings.store().value(keys::ReportInterval));
-        m_gateway->setKeepAlive(settings.store().value(keys::KeepAlive));
-    }
+    SettingsStore().markVersion();
+    readCloudSettings();
     // finished(), not closed(): a stream that ends by itself is what has to be noticed.
     connect(m_registrar, &QSSEManager::finished, this, &ZugatewRunner::reg_closed);
     connect(m_registrar, &QSSEManager::dataReady, this, &ZugatewRunner::reg_dataRead);
     m_registrationDeadline->setSingleShot(true);
-    connect(m_registrationDeadline, &QTimer::timeout, this, &ZugatewRunner::endRegistration);
+    connect(m_registrationDeadline, &QTimer::timeout, this, &ZugatewRunner::registrationTimedOut);
 }
 
 ZugatewRunner::~ZugatewRunner()
@@ -63,7 +61,7 @@ ZugatewRunner::~ZugatewRunner()
 
 void ZugatewRunner::shutdown()
 {
-    m_registering = false;
+    endRegistrationSession();
     m_leaving = true;
     m_registrar->close();
     m_gateway->disconnectFromCloud();
@@ -111,13 +109,16 @@ void ZugatewRunner::listThings()
 
 void ZugatewRunner::applyDeviceSettings()
 {
-    {
-        const SettingsStore store;
-        m_gateway->setReportInterval(store.value(keys::ReportInterval));
-    }
+    m_gateway->setReportInterval(SettingsStore().value(keys::ReportInterval));
+    bool wasEnabled = false;
     const QVector<LoadedPlugin> plugins = m_plugins.plugins();
     for (const LoadedPlugin &plugin : plugins) {
         const QVariantHash settings = pluginSettings(plugin.name, plugin.metadata);
+        if (!settings.value(QLatin1String(keys::PluginEnabled)).toBool()) {
+            releaseThingsOf(plugin.name);
+            continue;
+        }
+        wasEnabled = wasEnabled || !m_scannedPlugins.contains(plugin.name);
         const QList<QAbstractThing *> things = m_things;
         for (QAbstractThing *const thing : things) {
             if (m_origins.contains(thing) && thing->type() == plugin.name) {
@@ -125,6 +126,22 @@ void ZugatewRunner::applyDeviceSettings()
             }
         }
     }
+    if (wasEnabled) {
+        rescan();
+    }
+}
+
+void ZugatewRunner::readCloudSettings()
+{
+    const SettingsStore store;
+    m_gateway->setReportInterval(store.value(keys::ReportInterval));
+    m_gateway->setKeepAlive(store.value(keys::KeepAlive));
+}
+
+void ZugatewRunner::applyCloudSettings()
+{
+    readCloudSettings();
+    startCloud(false);
 }
 
 void ZugatewRunner::connectToCloud(bool firstrun)
@@ -135,7 +152,8 @@ void ZugatewRunner::connectToCloud(bool firstrun)
 
 void ZugatewRunner::startCloud(bool firstrun)
 {
-    if (!m_voiding && !m_leaving && !m_gateway->isConnected() && m_gateway->holdsCredentials()) {
+    if (!m_voiding && !m_leaving && m_gateway->holdsCredentials() &&
+        (!m_gateway->isConnected() || m_gateway->isConnectionOutdated())) {
         m_gateway->connectToCloud(firstrun);
     }
 }
@@ -181,10 +199,9 @@ void ZugatewRunner::endConnection()
 
 void ZugatewRunner::resetGateway()
 {
-    if (m_registering) {
-        endRegistration(); // its result would belong to what is void then
-    }
+    voidRegistrationSession(); // its result would belong to what is void then
     qCInfo(lcRunner, "The registration is void");
+    identitychange::beginReset();
     endConnection();
     m_gateway->resetRegistration();
     const QList<QAbstractThing *> things = m_things;
@@ -195,6 +212,7 @@ void ZugatewRunner::resetGateway()
         }
     }
     ZUSettings().resetRegistration();
+    identitychange::end();
     cloudStatus();
     emit finished(DUnreg, true);
 }

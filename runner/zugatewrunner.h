@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 
@@ -71,6 +72,8 @@ signals:
     // A device came with an object for the user interface (see AbstractThingType::create()); null
     // when it has none. The receiver on the interface thread owns it.
     void deviceCreated(QObject *thui);
+    // A reset or a restore ended a registration that was under way. It has no other result.
+    void registrationVoided();
 
 public slots:
     void loadPlugins();
@@ -78,11 +81,15 @@ public slots:
     void rescan();
     // Applies the aliases of the stored pool and reports every thing. No finished().
     void updatePool();
-    // Hands the stored settings to the things. No finished().
+    // Hands the stored settings to the things, and releases those of device types that are
+    // disabled. No finished() of its own; a scan follows when a device type was enabled.
     void applyDeviceSettings();
+    // Applies the stored report interval, keep-alive and broker's address; a connection that was
+    // made with others is made anew. No finished().
+    void applyCloudSettings();
     // Begins a registration: AliasFill, or RegCode and later ProcReg.
     void generateDoc();
-    // Gives up a registration that is under way, without a word. No finished().
+    // Gives up a registration that is under way. No finished().
     void cancelRegistration();
     void listPlugins();
     void listThings();
@@ -138,18 +145,23 @@ private:
     void reportState(const QAbstractThing *thing, const QJsonObject &state);
     void reportSerial(const QAbstractThing *thing, const QString &old);
     void release(QAbstractThing *thing);
+    void releaseThingsOf(const QString &plugin);
     void forget(QAbstractThing *thing);
     void thingDestroyed(const QObject *thing);
-    void writePool(const QList<QAbstractThing *> &things);
+    void writePool(const QList<QAbstractThing *> &things, const QJsonObject &registrations = {});
 
     void processResult(const QString &msg);
     void failRegistration(RegistrationFailure failure);
     void refuseRegistration(const QJsonObject &status);
-    void endRegistration();
+    bool endRegistrationSession();
+    void voidRegistrationSession();
+    void registrationTimedOut();
+    void readCloudSettings();
     void startCloud(bool firstrun);
     void endConnection();
-    QString takeChunks(const QVector<BackupFile::Chunk> &chunks, const QString &name);
-    void takeRegistrations();
+    static QString unusable(const BackupFile::Chunk &chunk, const QString &file);
+    int takeChunks(const QVector<BackupFile::Chunk> &chunks);
+    void takeRegistrations(const QString &oldGatewayId);
     bool allRegistered() const;
 
     GatewayThing *m_gateway; // child, as is the stream client
@@ -159,6 +171,7 @@ private:
     QTimer *m_registrationDeadline; // child
     bool m_registering = false;
     bool m_scanning = false;
+    QSet<QString> m_scannedPlugins; // that were enabled when they were scanned last
     bool m_voiding = false; // the identity is replaced: nothing may connect or register meanwhile
     bool m_leaving = false; // the same, for good
     QHash<const QObject *, Origin> m_origins;                // the live things

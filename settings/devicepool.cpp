@@ -205,6 +205,22 @@ void DevicePool::put(const PoolEntry &entry)
     }
 }
 
+void DevicePool::applyRegistration(const QString &cloudid, const QString &alias)
+{
+    const QLatin1Char separator('_');
+    for (int end = cloudid.lastIndexOf(separator); end > 0;
+         end = cloudid.lastIndexOf(separator, end - 1)) {
+        const int index = indexOf(cloudid.left(end));
+        if (index >= 0) {
+            PoolEntry entry = at(index);
+            entry.regid = cloudid.mid(end + 1);
+            entry.alias = alias.isEmpty() ? entry.alias : alias;
+            put(entry);
+            return;
+        }
+    }
+}
+
 bool DevicePool::remove(const QSet<QString> &keys)
 {
     const int before = m_devices.size();

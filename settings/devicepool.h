@@ -64,6 +64,9 @@ public:
 
     // Replaces the first entry of the key in place, or appends.
     void put(const PoolEntry &entry);
+    // Gives the entry whose key is `cloudid` up to one of its "_" the rest as registration id, and
+    // the alias unless it is empty. Nothing happens when there is no such entry.
+    void applyRegistration(const QString &cloudid, const QString &alias);
     // Takes out every entry of these keys; false when there was none.
     bool remove(const QSet<QString> &keys);
     // Takes the registration id from every entry.

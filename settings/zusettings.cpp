@@ -2,6 +2,7 @@
 
 #include "settings/devicepool.h"
 #include "settings/log.h"
+#include "settings/windowlayout.h"
 
 Q_LOGGING_CATEGORY(lcSettings, "kvg.settings")
 
@@ -12,6 +13,18 @@ ZUSettings::ZUSettings(QObject *parent)
 }
 
 ZUSettings::~ZUSettings() = default;
+
+QByteArray ZUSettings::windowState(const Key<QByteArray> &key) const
+{
+    const QByteArray stored = m_store.value(key);
+    return windowlayout::isState(stored) ? stored : QByteArray();
+}
+
+QByteArray ZUSettings::windowGeometry(const Key<QByteArray> &key) const
+{
+    const QByteArray stored = m_store.value(key);
+    return windowlayout::isGeometry(stored) ? stored : QByteArray();
+}
 
 QJsonObject ZUSettings::pool() const
 {

@@ -34,12 +34,15 @@ public:
     // False when the store cannot be written.
     bool apply(SettingsForm &page);
 
+    // A stored layout, checked: empty when it is not one that Qt can be given.
+    QByteArray windowState(const Key<QByteArray> &key) const;
+    QByteArray windowGeometry(const Key<QByteArray> &key) const;
     // The layout of a window with the four methods that QMainWindow has for it.
     template <typename Window>
     void restore(Window &window) const
     {
-        window.restoreState(m_store.value(keys::PageState));
-        window.restoreGeometry(m_store.value(keys::PageGeometry));
+        window.restoreState(windowState(keys::PageState));
+        window.restoreGeometry(windowGeometry(keys::PageGeometry));
     }
     template <typename Window>
     void save(const Window &window)
@@ -50,7 +53,8 @@ public:
 
     // Writes every key of this user as (key, value) pairs in the store's order, in the encoding
     // of QDataStream::Qt_5_15, big-endian, to which it sets the stream. What importAll() would
-    // refuse is left out, with a log line. True when the stream is still good afterwards.
+    // refuse is left out, with a log line. True when the stream is still good afterwards and
+    // importAll() would take the whole.
     bool exportAll(QDataStream &stream);
     // Replaces every key of this user by those of `chunk`, which holds what exportAll() wrote,
     // whole. False, with the store untouched, when the chunk is anything else: it is taken for
@@ -58,6 +62,8 @@ public:
     // cannot be written. Settings of a later version are taken as they are; the store names the
     // running version afterwards, as it does when a later version's store is opened.
     bool importAll(const QByteArray &chunk);
+    // Whether `chunk` is what exportAll() wrote, whole; if not, the log says why.
+    static bool canImport(const QByteArray &chunk);
 
 public slots:
     // Takes the registration id from every known device and forgets the gateway's serial. The
@@ -70,5 +76,8 @@ signals:
     void unregDevices();
 
 private:
+    bool storedDark(const SettingsForm &page) const;
+    static bool parse(const QByteArray &chunk, QMap<QString, QVariant> &values);
+
     SettingsStore m_store;
 };

@@ -2,6 +2,7 @@
 
 #include "settings/devicepool.h"
 #include "settings/log.h"
+#include "settings/windowlayout.h"
 #include "settings/zusettings.h"
 
 #include <QDataStream>
@@ -12,6 +13,9 @@ namespace {
 
 constexpr int longestKey = 512;    // characters
 constexpr int mostEntries = 10000; // in the store, and in one list
+// Bytes. Every change of the settings writes all of them, so that a store of this size is slow
+// already; no configuration comes near it.
+constexpr int maxChunkSize = 8 * 1024 * 1024;
 
 template <typename T>
 QVariant read(QDataStream &in)
@@ -86,6 +90,22 @@ void setEncoding(QDataStream &stream)
     stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
 }
 
+// A layout that Qt cannot be given is as good as none.
+void dropDamagedLayouts(QMap<QString, QVariant> &values)
+{
+    const auto drop = [&values](const Key<QByteArray> &key, bool (*isSound)(const QByteArray &)) {
+        const QString path = QLatin1String(key.path);
+        if (values.contains(path) && !isSound(values.value(path).toByteArray())) {
+            values.remove(path);
+            qCWarning(lcSettings).noquote() << "A backup's" << path << "is damaged: left out";
+        }
+    };
+    drop(keys::PageState, windowlayout::isState);
+    drop(keys::WindowState, windowlayout::isState);
+    drop(keys::PageGeometry, windowlayout::isGeometry);
+    drop(keys::WindowGeometry, windowlayout::isGeometry);
+}
+
 // Adds one pair; false when the stream does not go on with a sound one.
 bool readPair(QDataStream &in, QMap<QString, QVariant> &values)
 {
@@ -106,6 +126,7 @@ bool readPair(QDataStream &in, QMap<QString, QVariant> &values)
 bool ZUSettings::exportAll(QDataStream &stream)
 {
     setEncoding(stream);
+    const qint64 start = stream.device()->pos();
     const QStringList all = m_store.ownKeys();
     if (all.size() > mostEntries) {
         qCWarning(lcSettings, "The store holds too many keys for a backup");
@@ -119,21 +140,40 @@ bool ZUSettings::exportAll(QDataStream &stream)
             qCWarning(lcSettings) << key << "holds what no version stores; the backup goes without";
         }
     }
-    return stream.status() == QDataStream::Ok;
+    return stream.status() == QDataStream::Ok && stream.device()->pos() - start <= maxChunkSize;
 }
 
-bool ZUSettings::importAll(const QByteArray &chunk)
+bool ZUSettings::canImport(const QByteArray &chunk)
 {
+    QMap<QString, QVariant> values;
+    return parse(chunk, values);
+}
+
+bool ZUSettings::parse(const QByteArray &chunk, QMap<QString, QVariant> &values)
+{
+    if (chunk.size() > maxChunkSize) {
+        qCWarning(lcSettings, "A backup's settings are rejected: %d bytes", chunk.size());
+        return false;
+    }
     QDataStream in(chunk);
     setEncoding(in);
-    QMap<QString, QVariant> values;
     do { // one pair at least: the version is in every store
         if (!readPair(in, values)) {
-            qCWarning(lcSettings, "A backup's settings are refused: unsound before byte %lld",
+            qCWarning(lcSettings, "A backup's settings are rejected: invalid data before byte %lld",
                       in.device()->pos());
             return false;
         }
     } while (!in.atEnd());
+    return true;
+}
+
+bool ZUSettings::importAll(const QByteArray &chunk)
+{
+    QMap<QString, QVariant> values;
+    if (!parse(chunk, values)) {
+        return false;
+    }
+    dropDamagedLayouts(values);
     values.insert(QLatin1String(keys::StoredVersion.path), QLatin1String(defaults::Version));
 
     const bool replaced = DevicePool::replaceStored([&] { return m_store.replaceAll(values); });

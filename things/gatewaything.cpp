@@ -16,6 +16,7 @@
 
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 Q_LOGGING_CATEGORY(lcThings, "kvg.things")
 
@@ -27,6 +28,9 @@ constexpr int earlyReportSpread = 40000;   // milliseconds
 constexpr int longestId = 1024;            // characters
 constexpr int longestAlias = 1024;         // characters
 constexpr int longestHost = 253;           // characters, RFC 1035
+// Bytes of an update. Qt's JSON parser never frees the values of repeated names, so a large text
+// can cost many times its size for good.
+constexpr int maxUpdateSize = 64 * 1024;
 
 bool isHost(const QString &text)
 {
@@ -135,22 +139,31 @@ bool GatewayThing::holdsCredentials() const
            credentials.certStatus() == CredentialStore::Ok;
 }
 
+GatewayThing::Connection GatewayThing::wantedConnection() const
+{
+    const SettingsStore store;
+    return {cloudid(), store.value(keys::CloudHost),
+            static_cast<quint16>(qMin<quint32>(store.value(keys::CloudPort), 65535)),
+            qMin(qRound(m_reportInterval * 0.8), m_keepAlive)};
+}
+
+bool GatewayThing::isConnectionOutdated() const
+{
+    const Connection wanted = wantedConnection();
+    return std::tie(wanted.clientId, wanted.host, wanted.port, wanted.keepAlive) !=
+           std::tie(m_connection.clientId, m_connection.host, m_connection.port,
+                    m_connection.keepAlive);
+}
+
 bool GatewayThing::connectToCloud(bool first)
 {
     if (regid().isEmpty() || serial().isEmpty()) {
         return false;
     }
-    m_firstConnection = first;
-    const int keepAlive = qMin(qRound(m_reportInterval * 0.8), m_keepAlive);
-    QString host;
-    quint32 port = 0;
-    {
-        const SettingsStore store;
-        host = store.value(keys::CloudHost);
-        port = store.value(keys::CloudPort);
-    }
-    const bool started = m_client->start(cloudid(), keepAlive, host,
-                                         static_cast<quint16>(qMin<quint32>(port, 65535)));
+    m_firstConnection = m_firstConnection || first;
+    m_connection = wantedConnection();
+    const bool started = m_client->start(m_connection.clientId, m_connection.keepAlive,
+                                         m_connection.host, m_connection.port);
     if (!started) {
         qCWarning(lcThings) << "Not connecting:" << m_client->lastError();
         return false;
@@ -323,6 +336,11 @@ void GatewayThing::publishState(QAbstractThing *thing, const QJsonObject &value)
 
 void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &data)
 {
+    if (data.size() > maxUpdateSize) {
+        qCWarning(lcThings) << "Ignored an update of" << data.size() << "bytes for" << tid
+                            << "- the limit is" << maxUpdateSize;
+        return;
+    }
     const QJsonDocument document = QJsonDocument::fromJson(data);
     QAbstractThing *const thing = m_siblings.value(tid);
     if (!document.isObject() || thing == nullptr) {
@@ -354,6 +372,17 @@ void GatewayThing::resetRegistration()
 {
     setRegid(QString());
     CredentialStore().removeCredentials();
+    discardPending();
+}
+
+void GatewayThing::discardPending()
+{
+    m_client->discardPending();
+}
+
+void GatewayThing::discardPending(const QSet<QString> &cloudids)
+{
+    m_client->discardPending(cloudids);
 }
 
 void GatewayThing::exportCredentials(QByteArray &cert, QByteArray &key) const
@@ -391,13 +420,18 @@ bool GatewayThing::applyIdentity(const QJsonObject &reply)
     const QString id = reply["id"].toString();
     const QStringList parts = id.split(QLatin1Char('_'));
     // It becomes the name of the gateway at the broker, and part of every topic.
-    if (parts.size() != 4 || id.size() > longestId || !topics::isValidId(id)) {
+    if (parts.size() != 4 || parts.contains(QString()) || id.size() > longestId ||
+        !topics::isValidId(id)) {
         qCWarning(lcThings) << "The registrar's reply has no usable id; credentials are left out";
         return true;
     }
     const QString oldSerial = serial();
+    const QString oldId = cloudid();
     setRegid(parts.at(3));
     SettingsStore().set(keys::CloudSerial, parts.at(2));
+    if (cloudid() != oldId) {
+        discardPending();
+    }
     emit serialChanged(oldSerial, serial());
 
     const QJsonObject cred = reply["cred"].toObject();
@@ -431,24 +465,37 @@ void GatewayThing::applyAddress(const QJsonObject &reply)
     }
 }
 
+QVector<GatewayThing::Registration> GatewayThing::registrationsOf(const QJsonObject &reply)
+{
+    QVector<Registration> registrations;
+    const QJsonArray fleet = reply["fleet"].toArray();
+    for (const QJsonValue &element : fleet) {
+        const QString id = element["id"].toString();
+        if (id.isEmpty() || id.size() > longestId || id.endsWith(QLatin1Char('_'))) {
+            qCWarning(lcThings) << "The registrar's reply has an unusable id in \"fleet\":"
+                                << id.left(80);
+            continue;
+        }
+        registrations.append({id, element["alias"].toString().left(longestAlias)});
+    }
+    return registrations;
+}
+
 void GatewayThing::applyFleet(const QJsonObject &reply, const QList<QAbstractThing *> &things,
                               bool suppressSiblings)
 {
     const ThingIndex index(things);
-    const QJsonArray fleet = reply["fleet"].toArray();
-    for (const QJsonValue &value : fleet) {
-        const QJsonObject element = value.toObject();
-        const QString id = element["id"].toString();
-        const QPointer<QAbstractThing> thing =
-            id.isEmpty() || id.size() > longestId ? nullptr : index.find(id);
+    const QVector<Registration> fleet = registrationsOf(reply);
+    for (const Registration &element : fleet) {
+        const QPointer<QAbstractThing> thing = index.findExact(element.cloudid);
         if (thing.isNull()) {
-            qCWarning(lcThings) << "The registrar named a thing that is not here:" << id.left(80);
+            qCInfo(lcThings) << "The registrar named a thing that is not here:"
+                             << element.cloudid.left(80);
             continue;
         }
-        thing->rename(element["alias"].toString().left(
-            longestAlias)); // announced, so it may be the thing's end
+        thing->rename(element.alias); // announced, so it may be the thing's end
         if (thing) {
-            thing->setRegidFromCid(id);
+            thing->setRegidFromCid(element.cloudid);
         }
         if (thing && !suppressSiblings) {
             addSibling(thing);

@@ -6,7 +6,9 @@
 #include <QHash>
 #include <QJsonObject>
 #include <QList>
+#include <QSet>
 #include <QString>
+#include <QVector>
 
 class VelmorCloudClient;
 
@@ -43,9 +45,13 @@ public:
     bool isConnected() const;
     // A registration id, and both credential files in order.
     bool holdsCredentials() const;
+    // The connection was made, or is being made, with another identity, address or keep-alive than
+    // connectToCloud() would use now; also when there was none yet.
+    bool isConnectionOutdated() const;
     // Begins to connect. `first`: an early report follows 30 to 70 seconds after the connection
-    // is up, spread so that many gateways do not all speak at once. False when the gateway is
-    // not registered or the client has nothing to connect with.
+    // is up, spread so that many gateways do not all speak at once; a later call before that does
+    // not take it back. False when the gateway is not registered or the client has nothing to
+    // connect with.
     bool connectToCloud(bool first);
     // Waits up to 2.5 s in a local event loop for an orderly end.
     void disconnectFromCloud();
@@ -57,8 +63,12 @@ public:
     bool removeSibling(QAbstractThing *thing);
     bool hasSibling(const QString &cloudid) const;
 
-    // Forgets the registration id and deletes both credential files.
+    // Forgets the registration id, deletes both credential files and drops every state that waits
+    // for the cloud.
     void resetRegistration();
+    // Drops the states that wait for the cloud, all or those under these cloud ids, which are void.
+    void discardPending();
+    void discardPending(const QSet<QString> &cloudids);
 
     // For the backup: DER, each empty when its file cannot be read; the key without pass phrase.
     void exportCredentials(QByteArray &cert, QByteArray &key) const;
@@ -68,6 +78,15 @@ public:
     // could not be stored; the cause is in the log, and what came before them stays applied.
     bool applyRegistration(const QJsonObject &reply, const QList<QAbstractThing *> &things,
                            bool suppressSiblings = false);
+
+    // An element of the reply's "fleet".
+    struct Registration
+    {
+        QString cloudid;
+        QString alias; // cut to what an alias may be
+    };
+    // Those of the elements whose id may be one.
+    static QVector<Registration> registrationsOf(const QJsonObject &reply);
 
 signals:
     void connectivityChanged(bool on);
@@ -92,6 +111,15 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
+    // What a connection is made with.
+    struct Connection
+    {
+        QString clientId;
+        QString host;
+        quint16 port = 0;
+        int keepAlive = 0; // seconds
+    };
+    Connection wantedConnection() const;
     bool applyIdentity(const QJsonObject &reply);
     void applyAddress(const QJsonObject &reply);
     void applyFleet(const QJsonObject &reply, const QList<QAbstractThing *> &things,
@@ -109,5 +137,6 @@ private:
     VelmorCloudClient *m_client;
     int m_reportTimer = -1;
     bool m_firstConnection = false;
+    Connection m_connection;                // of the last connectToCloud()
     QHash<const QObject *, QString> m_keys; // each sibling's place in m_siblings
 };

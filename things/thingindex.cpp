@@ -34,20 +34,34 @@ QAbstractThing *ThingIndex::ofShortid(const QString &shortid, const QString &id)
     return thing != nullptr && thing->ownsCloudid(id) ? thing : nullptr;
 }
 
+// Of the things whose short id the id begins with, the one with the longest; `separated`: whether
+// "_" follows it.
+QAbstractThing *ThingIndex::longestPrefix(const QString &id, bool separated) const
+{
+    for (const int length : m_lengths) {
+        if (length >= id.size() || separated != (id.at(length) == QLatin1Char('_'))) {
+            continue;
+        }
+        if (QAbstractThing *const longest = ofShortid(id.left(length), id)) {
+            return longest;
+        }
+    }
+    return nullptr;
+}
+
+QAbstractThing *ThingIndex::findExact(const QString &id) const
+{
+    QAbstractThing *const equal = ofShortid(id, id);
+    return equal != nullptr ? equal : longestPrefix(id, true);
+}
+
 QAbstractThing *ThingIndex::find(const QString &id) const
 {
-    if (QAbstractThing *const equal = ofShortid(id, id)) {
-        return equal;
+    if (QAbstractThing *const exact = findExact(id)) {
+        return exact;
     }
-    for (const bool separated : {true, false}) {
-        for (const int length : m_lengths) {
-            if (length >= id.size() || separated != (id.at(length) == QLatin1Char('_'))) {
-                continue;
-            }
-            if (QAbstractThing *const longest = ofShortid(id.left(length), id)) {
-                return longest;
-            }
-        }
+    if (QAbstractThing *const bare = longestPrefix(id, false)) {
+        return bare;
     }
     return findWhere([&id](const QAbstractThing *thing) { return thing->ownsCloudid(id); });
 }

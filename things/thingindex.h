@@ -20,6 +20,8 @@ class ThingIndex
 {
 public:
     explicit ThingIndex(const QList<QAbstractThing *> &things);
+    // The thing of which the id is the short id, or the short id followed by "_"; else null.
+    QAbstractThing *findExact(const QString &id) const;
     // Null when no thing owns the id. Does not walk over the things, unless some might own ids by
     // a rule of their own; such walks end when a million questions were asked.
     QAbstractThing *find(const QString &id) const;
@@ -28,6 +30,7 @@ public:
 
 private:
     QAbstractThing *ofShortid(const QString &shortid, const QString &id) const;
+    QAbstractThing *longestPrefix(const QString &id, bool separated) const;
 
     QVector<QPointer<QAbstractThing>> m_things;
     QHash<QString, QPointer<QAbstractThing>> m_byShortid; // the first of each

@@ -1,7 +1,10 @@
 #include "cloud/velmorcloudclient.h"
 #include "tests/support/fakebroker.h"
 #include "tests/support/testbroker.h"
+#include "tests/support/testclock.h"
 #include "tests/support/testmain.h"
+
+using namespace std::chrono_literals;
 
 class TestVelmorCloudClient : public QObject
 {
@@ -41,6 +44,9 @@ private slots:
             client.subscribe(id);
         }
         QCOMPARE(client.pendingCount(), 2);
+        client.publish("void", QByteArray("x"));
+        client.publish("void/too", QByteArray("x"));
+        client.discardPending({"void", "void/too", "another"});
         QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
         client.subscribe("u"); // start() begins without subscriptions
         QTRY_COMPARE(published.size(), 4);
@@ -57,10 +63,89 @@ private slots:
         QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
         QTRY_COMPARE(broker.seen, (QStringList{"connect me", "publish things/t/state kept",
                                                "publish things/t/state 3"}));
+        QCOMPARE(broker.keepAlive, 10);
+        client.stop();
+        client.publish("t", QByteArray("void"));
+        client.discardPending();
+        QVERIFY(client.start("me", 0, "localhost", broker.serverPort()));
+        QTRY_COMPARE(broker.keepAlive, 120);
+        QTRY_COMPARE(broker.seen.last(), QString("publish things/t/state 3"));
+        QVERIFY(!broker.seen.contains("publish things/t/state void"));
     }
 
-    // Only "server unavailable" (3) is asked again; the reconnection comes after ten seconds, and
-    // that of the others would have come before it.
+    void ofTooManyThatWaitTheOldestGo()
+    {
+        VelmorCloudClient client;
+        const QByteArray mebibyte(1024 * 1024 - 128, 'x'); // one buffer, however often it waits
+        for (int i = 0; i < 512; ++i) {
+            client.publish("t", mebibyte);
+        }
+        QCOMPARE(client.pendingCount(), 512);
+        client.publish("t", QByteArray("new"));
+        QCOMPARE(client.pendingCount(), 512);
+        client.discardPending();
+        client.publish("t", mebibyte); // what was dropped does not count any more
+        client.publish("t", mebibyte);
+        QCOMPARE(client.pendingCount(), 2);
+    }
+
+    // The message belongs to a socket that closes at the very last of eleven looks.
+    void stoppingTellsOfASocketThatClosedLate()
+    {
+        if (!testclock::canAdvance()) {
+            QSKIP("The time cannot be moved here.");
+        }
+        static int messages = 0;
+        const auto before = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &, const QString &text) {
+                messages += type == QtCriticalMsg && text == "Could not stop MQTT client";
+            });
+        const QList<std::pair<std::chrono::milliseconds, int>> rows{
+            {1100ms, 0}, {2400ms, 1}, {5000ms, 0}};
+        for (const auto &[closesAfter, told] : rows) {
+            FakeBroker broker(m_issued.cert, m_issued.key);
+            VelmorCloudClient client;
+            QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+            QTRY_VERIFY(client.isConnected());
+            broker.pause();
+            while (client.pendingCount() == 0) {
+                client.publish("t", QByteArray(100000, 'x')); // the goodbye stands behind these
+            }
+            messages = 0;
+            QTimer time;
+            connect(&time, &QTimer::timeout, &broker, [] { testclock::advance(2ms); });
+            time.start(0);
+            QTimer::singleShot(closesAfter, Qt::PreciseTimer, broker.client,
+                               [&broker] { broker.client->abort(); });
+            client.stop();
+            QCOMPARE(messages, told);
+        }
+        qInstallMessageHandler(before);
+    }
+
+    void failuresHaveTheirTexts()
+    {
+        VelmorCloudClient client;
+        QStringList texts;
+        for (int code = 0; code <= 24; ++code) {
+            QVERIFY(QMetaObject::invokeMethod(&client, "client_error",
+                                              Q_ARG(QMQTT::ClientError, QMQTT::ClientError(code))));
+            texts += client.lastError();
+        }
+        QCOMPARE(
+            texts.join(", "),
+            QString("unknown, connection refused, connection closed by remote host, host not "
+                    "found, access error, resource error, timeout, packet too big, network "
+                    "error, address in use, address is not available, socket operation is not "
+                    "supported, unfinished socket operation, authentication required, "
+                    "handshake failed, connection refused, proxy connection closed, proxy "
+                    "connection timeout, proxy not found, proxy protocol error, socket "
+                    "operation error, ssl error, invalid user data, temporary error, unknown"));
+        QVERIFY(!client.start("", 10, "localhost", 1));
+        QCOMPARE(client.lastError(), QString("clientid cannot be empty"));
+    }
+
+    // Only "server unavailable" (3) is asked again, after ten seconds.
     void refusalsForGoodEndTheClient()
     {
         QObject owner;
@@ -73,18 +158,33 @@ private slots:
             QVERIFY(client->start("me", 10, "localhost", brokers.last()->serverPort()));
             QTRY_COMPARE(client->lastError(), QString("unknown"));
         }
-        const FakeBroker *const asked = brokers.takeLast();
+        FakeBroker *const asked = brokers.takeLast();
+        QTRY_VERIFY(asked->client.isNull() || asked->client->state() != QTcpSocket::ConnectedState);
+        QSignalSpy attempt(asked, &QTcpServer::newConnection);
+        testclock::advance(9s);
+        QVERIFY(!attempt.wait(100));
+        testclock::advance(1500ms); // coarse: 5 percent
         QTRY_COMPARE_WITH_TIMEOUT(asked->seen.size(), 2, 20000);
         for (const FakeBroker *const broker : qAsConst(brokers)) {
             QCOMPARE(broker->seen, QStringList{"connect me"});
         }
     }
 
-    void aBrokerOfAnotherNameIsNotBelieved()
+    void aBrokerOfAnotherNameIsRejected()
     {
         FakeBroker broker(m_issued.cert, m_issued.key);
         VelmorCloudClient client;
         QVERIFY(client.start("me", 10, "127.0.0.2", broker.serverPort()));
+        QTRY_COMPARE(client.lastError(), QString("handshake failed"));
+        QVERIFY(broker.seen.isEmpty());
+    }
+
+    void aBrokerThatNoTrustedAuthorityVouchesForIsRejected()
+    {
+        const TestBroker::Credentials own = TestBroker().selfSigned();
+        FakeBroker broker(own.cert, own.key);
+        VelmorCloudClient client;
+        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
         QTRY_COMPARE(client.lastError(), QString("handshake failed"));
         QVERIFY(broker.seen.isEmpty());
     }
@@ -148,6 +248,7 @@ private slots:
         const int lostFrom = sent;
         QTRY_VERIFY_WITH_TIMEOUT(sent > lostFrom + 500, 30000);
         QVERIFY(broker.listen(QHostAddress::Any, port));
+        testclock::advance(10s);
         QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), 30000);
         load.stop();
         const QString message = "publish things/t/state %1";

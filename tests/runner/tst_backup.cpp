@@ -1,4 +1,6 @@
 #include "cloud/credentialstore.h"
+#include "cloud/velmorcloudclient.h"
+#include "runner/identitychange.h"
 #include "settings/devicepool.h"
 #include "settings/zusettings.h"
 #include "tests/support/fileaccess.h"
@@ -7,6 +9,7 @@
 #include "tests/support/testbroker.h"
 #include "tests/support/testmain.h"
 #include "tests/support/writefault.h"
+#include "things/qabstractthing.h"
 
 #include <QDataStream>
 #include <QSslCertificate>
@@ -86,13 +89,54 @@ private slots:
         qApp->setProperty("fake/devices", QStringList{"A"});
         m_runner->loadPlugins();
         m_runner->rescan();
+        const auto *const client = m_runner->findChild<VelmorCloudClient *>();
+        auto *const lamp = m_runner->findChild<QAbstractThing *>("A");
+        emit lamp->stateChanged({{"x", 1}});
+        QCOMPARE(client->pendingCount(), 1);
         m_runner->importSettings(m_file);
+        QCOMPARE(client->pendingCount(), 0); // another gateway's
         m_runner->renameThing("gateway_200_S", "House");
         m_runner->renameThing("fake_1_A", "Torch");
         QCOMPARE(results().mid(3), (QStringList{"SImport true", "TRename true", "TRename true"}));
         const DevicePool pool = DevicePool::read();
         QCOMPARE(pool.at(pool.indexOf("gateway_200_S")).regid, QString("G"));
         QCOMPARE(pool.at(pool.indexOf("fake_1_A")).regid, QString("1"));
+        emit lamp->stateChanged({{"x", 1}});
+        m_runner->importSettings(m_file);
+        QCOMPARE(client->pendingCount(), 1); // the same identity
+    }
+
+    void anInterruptedChangeIsCarriedThrough()
+    {
+        QString error;
+        QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
+        putInPool("G", "1");
+        m_runner->exportSettings(m_file);
+        QSettings().clear();
+        CredentialStore().removeCredentials();
+        identitychange::carryThrough(); // nothing was begun
+        QCOMPARE(DevicePool::read().size(), 0);
+        identitychange::beginRestore(readFile(m_file));
+        identitychange::carryThrough();
+        QCOMPARE(SettingsStore().value(keys::CloudSerial), QString("S"));
+        QCOMPARE(CredentialStore().certStatus(), CredentialStore::Ok);
+        QCOMPARE(CredentialStore().keyStatus(), CredentialStore::Ok);
+        identitychange::beginReset();
+        for (int round = 0; round < 2; ++round) { // once
+            identitychange::carryThrough();
+            QCOMPARE(CredentialStore().keyStatus(),
+                     round == 0 ? CredentialStore::FileMissing : CredentialStore::Ok);
+            QCOMPARE(DevicePool::read().at(0).regid, QString(round == 0 ? "" : "G"));
+            QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
+            putInPool("G", "1");
+        }
+        // What was done to the end leaves nothing for the next start.
+        m_runner->importSettings(m_file);
+        m_runner->resetGateway();
+        QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
+        identitychange::carryThrough();
+        QCOMPARE(CredentialStore().keyStatus(), CredentialStore::Ok);
+        QCOMPARE(SettingsStore().value(keys::CloudSerial), QString());
     }
 
     void aFileIsTakenAsFarAsItIsSound()

@@ -4,10 +4,13 @@
 #include "settings/settingsstore.h"
 #include "tests/support/fakeregistrar.h"
 #include "tests/support/testbroker.h"
+#include "tests/support/testclock.h"
 #include "tests/support/testmain.h"
 #include "things/gatewaything.h"
 
 #include <QJsonArray>
+
+using namespace std::chrono_literals;
 
 // The whole exchange, against a registrar and a broker that are really there.
 class TestRegistration : public QObject
@@ -109,20 +112,77 @@ private slots:
             qMakePair(498, QString("Reply processing error")));
     }
 
-    void neitherAnErrorPageNorAForeignAddressIsBelieved()
+    void aRefusalIsToldInTheRegistrarsWords()
     {
         nameAll();
-        m_registrar->head = "HTTP/1.1 404 Not Found\r\nConnection: close\r\n\r\n";
-        m_runner->generateDoc();
-        QTRY_COMPARE(m_registrar->documents.size(), 1);
-        m_registrar->send("result", result());
-        m_registrar->stream->disconnectFromHost();
-        QCOMPARE(status().first, 500);
-        QVERIFY(gateway()->regid().isEmpty());
+        for (const QByteArray answer : {"400 Bad Request", "499 Odd", "503 Busy"}) {
+            m_registrar->head = "HTTP/1.1 " + answer + "\r\nConnection: close\r\n\r\n";
+            QCOMPARE(statusAfter("error", R"({"error":"no","code":7})"),
+                     qMakePair(7, QString("no")));
+            QTRY_VERIFY(m_registrar->stream.isNull() ||
+                        m_registrar->stream->state() != QTcpSocket::ConnectedState);
+        }
+        QCOMPARE(statusAfter({}, {}).first, 500); // no event, no words
         SettingsStore().set(keys::RegistrarEndpoint, QString("http://192.0.2.1/iot/register"));
         m_runner->generateDoc();
         QCOMPARE(status(), qMakePair(400, QString("Cannot establish a connection to the "
                                                   "registrar service")));
+    }
+
+    void aRegistrarThatDoesNotAnswerIsGivenUp()
+    {
+        if (!testclock::canAdvance()) {
+            QSKIP("The time cannot be moved here.");
+        }
+        nameAll();
+        const QJsonObject unlimited = {{"value", 1}};
+        const QJsonObject limited = {{"value", 1}, {"timeout", "300"}};
+        const std::pair<QJsonObject, std::chrono::seconds> rows[] = {
+            {{}, 120s}, {limited, 420s}, {unlimited, 0s}};
+        for (const auto &[code, deadline] : rows) {
+            const int before = m_registrar->documents.size();
+            m_runner->generateDoc();
+            QTRY_COMPARE(m_registrar->documents.size(), before + 1);
+            if (!code.isEmpty()) {
+                m_registrar->send("code", code);
+                next(ZugatewRunner::RegCode);
+            }
+            testclock::advance(deadline == 0s ? 24h : deadline - 10s);
+            QCoreApplication::processEvents();
+            QVERIFY(m_finished->isEmpty());
+            if (deadline == 0s) {
+                m_registrar->send("error", "{}");
+                next(ZugatewRunner::ProcReg);
+            } else {
+                testclock::advance(40s); // coarse: 5 percent
+                QCOMPARE(status().first, 500);
+            }
+        }
+        QCOMPARE(statusAfter("error", "{}").first, 0);
+        testclock::advance(24h); // the deadline of a session that is over
+        QCoreApplication::processEvents();
+        QVERIFY(m_finished->isEmpty());
+    }
+
+    void anAbsentDeviceComesBackRegistered()
+    {
+        nameAll();
+        m_runner->generateDoc();
+        QTRY_COMPARE(m_registrar->documents.size(), 1);
+        qApp->setProperty("fake/devices", QStringList{"A"});
+        emit m_runner->findChild<QAbstractThing *>("B")->mediumGone();
+        QSignalSpy reported(m_runner.get(), &ZugatewRunner::connectivityChanged);
+        m_registrar->send("result", result());
+        next(ZugatewRunner::SetUpdate);
+        next(ZugatewRunner::ProcReg);
+        const DevicePool pool = DevicePool::read();
+        QCOMPARE(pool.at(pool.indexOf("fake_1_B")).regid, QString("2"));
+        QCOMPARE(pool.at(pool.indexOf("fake_1_B")).alias, QString("bee"));
+        qApp->setProperty("fake/devices", QStringList{"A", "B"});
+        m_runner->rescan();
+        next(ZugatewRunner::Rescan);
+        QVERIFY(gateway()->hasSibling("fake_1_B_2"));
+        QTRY_COMPARE(reported.size(), 1);
     }
 
     void voidingTheRegistrationEndsOneThatIsUnderWay()
@@ -133,10 +193,11 @@ private slots:
         m_runner->cancelRegistration(); // without a word, and another may begin
         m_runner->generateDoc();
         QTRY_COMPARE(m_registrar->documents.size(), 2);
-        m_runner->resetGateway();
-        QCOMPARE(status().first, 500);
+        const QSignalSpy voided(m_runner.get(), &ZugatewRunner::registrationVoided);
+        m_runner->resetGateway(); // the user's wish, and no error
         next(ZugatewRunner::CStatus);
         next(ZugatewRunner::DUnreg);
+        QCOMPARE(voided.size(), 1);
         QTRY_VERIFY(m_registrar->stream.isNull() ||
                     m_registrar->stream->state() != QTcpSocket::ConnectedState);
     }
@@ -158,7 +219,7 @@ private:
                 {"cred", QJsonObject{{"priv", QString::fromLatin1(m_issued.key)},
                                      {"file", QString::fromLatin1(m_issued.cert)}}},
                 {"fleet", QJsonArray{QJsonObject{{"id", "fake_1_A_1"}, {"alias", "a"}},
-                                     QJsonObject{{"id", "fake_1_B_2"}, {"alias", "b"}}}}};
+                                     QJsonObject{{"id", "fake_1_B_2"}, {"alias", "bee"}}}}};
     }
     // The next result, which must be of this operation.
     QVariant next(int operation)
@@ -178,6 +239,7 @@ private:
     QPair<int, QString> statusAfter(const QByteArray &event, const QByteArray &data)
     {
         const int before = m_registrar->documents.size();
+        QCoreApplication::processEvents(); // the end of an earlier stream is queued
         m_runner->generateDoc();
         [&] { QTRY_COMPARE(m_registrar->documents.size(), before + 1); }();
         m_registrar->send("unheard-of", "{}");

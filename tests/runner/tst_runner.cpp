@@ -1,3 +1,5 @@
+#include "cloud/velmorcloudclient.h"
+#include "runner/runnerthread.h"
 #include "runner/zugatewrunner.h"
 #include "settings/devicepool.h"
 #include "settings/settingsstore.h"
@@ -55,11 +57,84 @@ private slots:
         QCOMPARE(shortids(), (QStringList{"gateway_200_?", "fake_1_A", "fake_1_B", "fake_1_C"}));
     }
 
-    void aDisabledPluginFindsNothing()
+    void aDisabledPluginHasNoThings()
     {
+        SettingsStore().set(keys::CloudSerial, QString("S"));
+        DevicePool::update([](DevicePool &pool) {
+            pool.put({"gateway", "200", "S", "G", "Home"});
+            pool.put({"fake", "1", "A", "1", "Lamp"});
+        });
         SettingsStore().setPluginValue("fake", "enabled", false);
         plug({"A"});
-        QCOMPARE(shortids(), QStringList{"gateway_200_?"});
+        QCOMPARE(shortids(), QStringList{"gateway_200_S"});
+        for (int round = 0; round < 2; ++round) {
+            SettingsStore().setPluginValue("fake", "enabled", true);
+            m_runner->applyDeviceSettings();
+            QCOMPARE(results(), QStringList{"Rescan true"});
+            QVERIFY(gateway()->hasSibling("fake_1_A_1"));
+            m_runner->applyDeviceSettings(); // enabled as before
+            QVERIFY(m_finished->isEmpty());
+            m_changed->clear();
+            SettingsStore().setPluginValue("fake", "enabled", false);
+            m_runner->applyDeviceSettings();
+            QCOMPARE(changes(), (QStringList{"gateway_200_S", "fake_1_A gone"}));
+            QVERIFY(!gateway()->hasSibling("fake_1_A_1"));
+            QVERIFY(m_finished->isEmpty());
+        }
+    }
+
+    void aScanThatIsEnteredAgainFindsEachDeviceOnce()
+    {
+        qApp->setProperty("fake/during", 20);
+        QMetaObject::invokeMethod(m_runner.get(), &ZugatewRunner::rescan, Qt::QueuedConnection);
+        qApp->setProperty("fake/devices", QStringList{"A"});
+        m_runner->rescan();
+        QCOMPARE(results(), (QStringList{"Rescan true", "Rescan true"}));
+        QCOMPARE(shortids(), (QStringList{"gateway_200_?", "fake_1_A"}));
+        QCOMPARE(changes(), QStringList{"fake_1_A"});
+    }
+
+    void stoppingWaitsForAPlugin()
+    {
+        qApp->setProperty("fake/during", 300);
+        qApp->setProperty("fake/devices", QStringList{"A"});
+        RunnerThread worker;
+        const QPointer<ZugatewRunner> runner = worker.runner();
+        QStringList order;
+        connect(runner, &ZugatewRunner::finished, runner,
+                [&order](int op) { order += QString::number(op); });
+        connect(runner, &QObject::destroyed, runner, [&order] { order += "gone"; });
+        worker.start();
+        for (const auto slot : {&ZugatewRunner::loadPlugins, &ZugatewRunner::rescan}) {
+            QMetaObject::invokeMethod(runner, slot, Qt::QueuedConnection);
+        }
+        worker.stop();
+        QCOMPARE(order, (QStringList{"0", "1", "gone"}));
+    }
+
+    void anObjectThatCannotBecomeAWindowIsDeleted()
+    {
+        QSignalSpy created(m_runner.get(), &ZugatewRunner::deviceCreated);
+        QThread other;
+        for (const bool foreign : {false, true}) {
+            const QPointer<QObject> ui = new QObject;
+            if (foreign) {
+                ui->moveToThread(&other);
+            }
+            qApp->setProperty("fake/ui", QVariant::fromValue(ui.data()));
+            plug({"A", foreign ? "C" : "B"});
+            QVERIFY(!created.isEmpty());
+            QCOMPARE(created.last().at(0).value<QObject *>(), foreign ? nullptr : ui.data());
+            qApp->setProperty("fake/ui", {});
+            if (foreign) {
+                other.start();
+                QTRY_VERIFY(ui.isNull());
+                other.quit();
+                other.wait();
+            } else {
+                delete ui;
+            }
+        }
     }
 
     void settingsReachThingsTypedAndOverDefaults()
@@ -70,7 +145,7 @@ private slots:
         SettingsStore().set(keys::ReportInterval, 900);
         plug({"A"});
         const QVariantHash expected = {
-            {"count", 7}, {"bright", true}, {"level", 0.5}, {"note", "none"}};
+            {"enabled", true}, {"count", 7}, {"bright", true}, {"level", 0.5}, {"note", "none"}};
         QCOMPARE(qApp->property("fake/settings").toHash(), expected);
         m_runner->applyDeviceSettings();
         QCOMPARE(thing("A")->settings, QList<QVariantHash>{expected});
@@ -117,6 +192,18 @@ private slots:
         plug({"A"});
         QCOMPARE(gateway()->alias(), QString("Home"));
         QCOMPARE(gateway()->state()["count"].toInt(), 0);
+        m_runner->renameThing("gateway_200_?", "New");
+        QCOMPARE(results(), QStringList{"TRename true"});
+        m_changed->clear();
+        m_runner->rescan();
+        QCOMPARE(gateway()->alias(), QString("New"));
+        QVERIFY(m_changed->isEmpty());
+        m_runner->renameThing("gateway_200_?", QString());
+        m_runner->renameThing("fake_1_A", "Torch"); // drops the nameless gateway's entry
+        m_changed->clear();
+        m_runner->rescan();
+        QCOMPARE(gateway()->alias(), QString("Home"));
+        QCOMPARE(changes(), QStringList{"gateway_200_?"});
     }
 
     void renamingFindsTheRightThingAndKeepsNamesApart()
@@ -150,12 +237,18 @@ private slots:
             pool.put({"fake", "1", "B", "2", "Other"});
         });
         plug({"A", "B"});
+        const auto *const client = m_runner->findChild<VelmorCloudClient *>();
+        thing("A")->change({{"x", 1}});
+        thing("B")->change({{"x", 1}});
+        QCOMPARE(client->pendingCount(), 2);
+        m_changed->clear();
         // Another id than the live thing's.
         DevicePool::update([](DevicePool &pool) { pool.put({"fake", "1", "A", "9", "Lamp"}); });
         m_runner->resetDevPool();
         QCOMPARE(changes(), (QStringList{"gateway_200_S", "fake_1_A"}));
         QVERIFY(thing("A")->regid().isEmpty());
         QVERIFY(gateway()->hasSibling("fake_1_B_2"));
+        QCOMPARE(client->pendingCount(), 1); // B's
 
         DevicePool::update([](DevicePool &pool) {
             pool.put({"fake", "1", "B", "2", "Renamed"});
@@ -170,6 +263,7 @@ private slots:
         m_runner->resetDevPool();
         QCOMPARE(results(), (QStringList{"CStatus", "DUnreg true"}));
         QVERIFY(gateway()->regid().isEmpty() && thing("B")->regid().isEmpty());
+        QCOMPARE(client->pendingCount(), 0);
         QCOMPARE(gateway()->serial(), QString("?"));
         QCOMPARE(DevicePool::read().at(DevicePool::read().indexOf("fake_1_B")).regid, QString());
     }

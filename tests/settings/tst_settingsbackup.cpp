@@ -54,7 +54,7 @@ private slots:
             {QString::fromUtf8("Plugins/лампа/@\\%"), "@Variant(\xc3\xa9\n"},
             {"Plugins/lamp/list", QStringList{"a,b", "@"}},
             {"UI/Dark", false},
-            {"UI/Geom", QByteArray("\0\xff\"", 3)}};
+            {"Plugins/lamp/bytes", QByteArray("\0\xff\"", 3)}};
         for (const auto &[key, value] : values) {
             QSettings().setValue(key, value);
         }
@@ -62,6 +62,9 @@ private slots:
         for (const QVariant &odd :
              {QVariant(QRect(1, 2, 3, 4)), QVariant(QVariantMap{{"a", 1}}), QVariant()}) {
             QSettings().setValue(QString("Odd/%1").arg(odd.type()), odd);
+        }
+        for (const char *layout : {"UI/Geom", "UI/State", "System/Window", "System/State"}) {
+            QSettings().setValue(layout, QByteArray("damaged"));
         }
         const QByteArray backup = exported();
         QSettings().clear();
@@ -111,6 +114,7 @@ private slots:
                                claiming(QMetaType::QByteArray, 0x7fffffff),
                                chunk(key, quint32(QMetaType::User), qint8(0)) +
                                    chunk("QObject*", quint64(1))};
+        refused += chunk(key, QVariant(QByteArray(8 * 1024 * 1024, 'x')));
         for (int size = 0; size < good.size(); ++size) {
             refused += good.left(size);
         }

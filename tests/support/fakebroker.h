@@ -21,7 +21,8 @@ public:
         listen(QHostAddress::Any);
     }
 
-    int refusal = 0; // code of the answer to a CONNECT
+    int refusal = 0;   // code of the answer to a CONNECT
+    int keepAlive = 0; // seconds, of the last CONNECT
     QStringList seen;
     QPointer<QSslSocket> client;
 
@@ -79,7 +80,11 @@ private:
         switch (type) {
         case 1:
             seen << "connect " + text(body, 10);
+            keepAlive = quint8(body.at(8)) << 8 | quint8(body.at(9));
             client->write(QByteArray("\x20\x02\x00", 3) + char(refusal));
+            if (refusal != 0) {
+                client->disconnectFromHost();
+            }
             break;
         case 3:
             seen << "publish " + text(body, 0) + ' ' +
@@ -88,6 +93,9 @@ private:
         case 8:
             seen << "subscribe " + text(body, 2);
             client->write(QByteArray("\x90\x03", 2) + body.left(2) + '\0');
+            break;
+        case 12:
+            client->write(QByteArray("\xd0\x00", 2)); // to a ping
             break;
         case 14:
             seen << "disconnect";

@@ -48,6 +48,15 @@ TestBroker::Credentials TestBroker::issue(const QString &commonName)
     return {readFile(cert), readFile(key)};
 }
 
+TestBroker::Credentials TestBroker::selfSigned()
+{
+    const QString key = m_dir.filePath("own.key");
+    const QString cert = m_dir.filePath("own.pem");
+    openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=localhost", "-addext",
+             "subjectAltName=DNS:localhost", "-days", "30", "-keyout", key, "-out", cert});
+    return {readFile(cert), readFile(key)};
+}
+
 bool TestBroker::start()
 {
     const Credentials own = issue("localhost");

@@ -31,6 +31,8 @@ public:
         QByteArray key;
     };
     Credentials issue(const QString &commonName);
+    // A certificate for localhost that no authority vouches for.
+    Credentials selfSigned();
 
 private:
     QTemporaryDir m_dir;

@@ -4,10 +4,13 @@
 #include "tests/support/fakebroker.h"
 #include "tests/support/fakething.h"
 #include "tests/support/testbroker.h"
+#include "tests/support/testclock.h"
 #include "tests/support/testmain.h"
 #include "things/gatewaything.h"
 
 #include <QJsonArray>
+
+using namespace std::chrono_literals;
 
 class TestGatewayThing : public QObject
 {
@@ -22,6 +25,8 @@ private slots:
     {
         const std::tuple<const char *, QJsonValue, QString, quint32> rows[] = {
             {"id", "gateway_200_S1", "", 1883}, // three parts
+            {"id", "gateway_200_S1_", "", 1883},
+            {"id", "gateway_200__G", "", 1883},
             {"cred", QJsonValue::Undefined, "", 1883},
             {"port", 65536, "G", 8883},
             {"fleet", "x", "G", 1883}};
@@ -119,6 +124,77 @@ private slots:
         QVERIFY(gateway.connectToCloud(true));
         QTRY_COMPARE(broker.seen, (QStringList{"connect gateway_200_S1_G",
                                                "subscribe things/fake_1_AB_2/update"}));
+    }
+
+    void aRegistrationIsForTheThingThatItNames()
+    {
+        QObject owner;
+        GatewayThing gateway;
+        auto *const lamp = new FakeThing("A", &owner);
+        auto *const bare = new FakeThing("C", &owner);
+        QJsonObject registration = reply();
+        registration["fleet"] =
+            QJsonArray{QJsonObject{{"id", "fake_1_AB_2"}, {"alias", "Lamp AB"}},
+                       QJsonObject{{"id", "fake_1_A_"}, {"alias", "Nothing"}},
+                       QJsonObject{{"id", "fake_1_C"}, {"alias", QString(2000, 'c')}}};
+        QVERIFY(gateway.applyRegistration(registration, {lamp, bare}));
+        QCOMPARE(lamp->alias() + lamp->regid(), QString());
+        QCOMPARE(bare->alias(), QString(1024, 'c'));
+        const QByteArray large = "{\"n\":\"" + QByteArray(64 * 1024 - 8, 'x') + "\"}";
+        gateway.mqtt_messageReceived("fake_1_C", large + ' '); // a byte too many
+        QCOMPARE(bare->updates.size(), 0);
+        gateway.mqtt_messageReceived("fake_1_C", large);
+        QCOMPARE(bare->updates.size(), 1);
+    }
+
+    void reportsAndKeepAliveFollowTheirIntervals()
+    {
+        if (!testclock::canAdvance()) {
+            QSKIP("The time cannot be moved here.");
+        }
+        FakeBroker broker(m_credentials.cert, m_credentials.key);
+        GatewayThing gateway;
+        QJsonObject registration = reply();
+        registration["port"] = broker.serverPort();
+        QVERIFY(gateway.applyRegistration(registration, {}));
+        const auto reports = [&broker] { return broker.seen.filter("publish").size(); };
+        const auto reportsAfter = [&](std::chrono::seconds time) {
+            for (auto left = time; left > 0s; left -= 10s) { // or pings would be answered too late
+                testclock::advance(std::min(left, 10s));
+                QTest::qWait(5);
+            }
+            QTest::qWait(50); // what is not due must not come either
+            return reports();
+        };
+        gateway.setReportInterval(30);
+        QCOMPARE(gateway.reportInterval(), 60);
+        for (const auto &[interval, expected] : {std::pair(100, 80), {600, 300}, {1000, 300}}) {
+            gateway.setReportInterval(interval);
+            QCOMPARE(gateway.isConnectionOutdated(),
+                     interval != 1000); // the keep-alive is as before
+            QVERIFY(gateway.connectToCloud(true));
+            QTRY_COMPARE(broker.keepAlive, expected);
+            QTRY_VERIFY(gateway.isConnected());
+            QVERIFY(!gateway.isConnectionOutdated());
+        }
+        SettingsStore().set(keys::CloudHost, QString("127.0.0.1"));
+        QVERIFY(gateway.isConnectionOutdated());
+        SettingsStore().set(keys::CloudHost, QString("localhost"));
+        gateway.disconnectFromCloud();
+        QVERIFY(reportsAfter(100s) >= 0); // the early reports of those connections
+        QVERIFY(gateway.connectToCloud(true));
+        QVERIFY(gateway.connectToCloud(false)); // takes nothing back
+        QTRY_VERIFY(gateway.isConnected());
+        broker.seen.clear();
+        QCOMPARE(reportsAfter(29s), 0);
+        QCOMPARE(reportsAfter(42s), 1);
+        QCOMPARE(reportsAfter(1000s - 71s - 60s), 1);
+        QCOMPARE(reportsAfter(60s + 60s), 2); // coarse: 5 percent
+        gateway.setReportInterval(60);
+        QCOMPARE(reportsAfter(50s), 2);
+        QCOMPARE(reportsAfter(15s), 3);
+        gateway.disconnectFromCloud();
+        QCOMPARE(reportsAfter(200s), 3);
     }
 
 private:
