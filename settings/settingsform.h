@@ -40,4 +40,6 @@ public:
     // Tells the user something that has to be confirmed with OK.
     virtual void warn(const QString &title, const QString &text) = 0;
     virtual Autostart &autostart() = 0;
+    // The theme that the window has.
+    virtual bool isDark() const = 0;
 };

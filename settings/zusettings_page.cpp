@@ -27,8 +27,14 @@ void ZUSettings::load(SettingsForm &page) const
     values.startHidden = m_store.value(keys::StartHidden);
     values.autoScan = m_store.value(keys::AutoScan);
     values.scanInterval = m_store.value(keys::ScanInterval);
-    values.dark = m_store.value(keys::Dark);
+    values.dark = storedDark(page);
     page.show(values);
+}
+
+// While nobody chose a theme, the one in force: the first apply of anything must not change it.
+bool ZUSettings::storedDark(const SettingsForm &page) const
+{
+    return m_store.contains(keys::Dark) ? m_store.value(keys::Dark) : page.isDark();
 }
 
 bool ZUSettings::apply(SettingsForm &page)
@@ -56,7 +62,7 @@ bool ZUSettings::apply(SettingsForm &page)
     m_store.set(keys::AutoScan, values.autoScan);
     m_store.set(keys::ScanInterval, values.scanInterval);
 
-    if (values.dark != m_store.value(keys::Dark)) {
+    if (values.dark != storedDark(page)) {
         page.warn(tr("Theme"),
                   tr("Application theme will be changed when the application is relaunched"));
     }

@@ -48,6 +48,7 @@ CloudPage::CloudPage(QWidget *parent)
     : QWidget(parent)
     , m_wizard(nullptr)
     , m_gateway(new QStatusLabel(this))
+    , m_connection(new QStatusLabel(this))
     , m_serial(new QStatusLabel(this))
     , m_cert(new QStatusLabel(this))
     , m_key(new QStatusLabel(this))
@@ -61,6 +62,7 @@ CloudPage::CloudPage(QWidget *parent)
         form->addRow(label, value);
     };
     addRow(tr("Gateway:"), m_gateway, "gatewayStatus");
+    addRow(tr("Connection:"), m_connection, "connectionStatus");
     addRow(tr("Serial Number:"), m_serial, "gatewaySerial");
     addRow(tr("Certificate:"), m_cert, "certStatus");
     addRow(tr("Key:"), m_key, "keyStatus");
@@ -87,6 +89,7 @@ CloudPage::CloudPage(QWidget *parent)
     layout->addWidget(registration, 1);
 
     m_gateway->setText(tr("Not registered"), color(Role::Warning));
+    showConnectivity(false);
     m_cert->setText(tr("Missing"), color(Role::Error));
     m_key->setText(tr("Missing"), color(Role::Error));
     refresh();
@@ -115,9 +118,9 @@ void CloudPage::showStatus(const QJsonObject &status)
 void CloudPage::showConnectivity(bool connected)
 {
     if (connected) {
-        m_gateway->setText(tr("Connected"), color(Role::Success));
+        m_connection->setText(tr("Connected"), color(Role::Success));
     } else {
-        m_gateway->setText(tr("Disconnected"), color(Role::Warning));
+        m_connection->setText(tr("Disconnected"), color(Role::Warning));
     }
 }
 

@@ -43,6 +43,7 @@ signals:
 private:
     RegistrationWizard *m_wizard;
     QStatusLabel *m_gateway;
+    QStatusLabel *m_connection;
     QStatusLabel *m_serial;
     QStatusLabel *m_cert;
     QStatusLabel *m_key;

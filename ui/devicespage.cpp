@@ -3,18 +3,16 @@
 #include "settings/deviceforms.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
+#include "ui/widgets/wheelguard.h"
 
-#include <QComboBox>
-#include <QDoubleSpinBox>
-#include <QEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
-#include <QSpinBox>
 #include <QVBoxLayout>
 
 DevicesPage::DevicesPage(QWidget *parent)
     : QWidget(parent)
+    , m_wheelGuard(new WheelGuard(this))
     , m_area(new QScrollArea(this))
     , m_hint(pagestyle::hint(tr("No device type has settings."), this))
     , m_readButton(pagestyle::button(tr("&Read"), "deviceConfigsReadButton", this))
@@ -47,7 +45,7 @@ void DevicesPage::showPlugins(const QJsonObject &plugins)
 void DevicesPage::on_deviceConfigsReadButton_clicked()
 {
     deviceforms::discard(*m_area->widget());
-    deviceforms::build(*m_area->widget(), m_plugins, this);
+    deviceforms::build(*m_area->widget(), m_plugins, m_wheelGuard);
     const bool any = !m_area->widget()->findChildren<QWidget *>().isEmpty();
     m_area->setVisible(any);
     m_hint->setVisible(!any);
@@ -64,15 +62,4 @@ void DevicesPage::on_deviceConfigsWriteButton_clicked()
     } else {
         dialogs::tellUnsaved(this);
     }
-}
-
-bool DevicesPage::eventFilter(QObject *watched, QEvent *event)
-{
-    if (event->type() == QEvent::Wheel && (qobject_cast<QComboBox *>(watched) != nullptr ||
-                                           qobject_cast<QSpinBox *>(watched) != nullptr ||
-                                           qobject_cast<QDoubleSpinBox *>(watched) != nullptr)) {
-        event->ignore(); // goes on to the page, which scrolls
-        return true;
-    }
-    return QWidget::eventFilter(watched, event);
 }

@@ -6,6 +6,7 @@
 class QLabel;
 class QPushButton;
 class QScrollArea;
+class WheelGuard;
 
 // The settings of the device types, in forms that the types describe. Interface thread.
 class DevicesPage : public QWidget
@@ -17,9 +18,6 @@ public:
 
     // Builds the forms anew from the plugin list: plugin name to metadata.
     void showPlugins(const QJsonObject &plugins);
-
-    // Keeps the wheel from changing values while a page is scrolled.
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 public slots:
     // Shows what is stored; edits are discarded.
@@ -33,6 +31,7 @@ signals:
 
 private:
     QJsonObject m_plugins;
+    WheelGuard *m_wheelGuard;
     QScrollArea *m_area;
     QLabel *m_hint;
     QPushButton *m_readButton;

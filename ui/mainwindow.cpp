@@ -13,7 +13,6 @@
 #include "ui/statepage.h"
 #include "ui/trayicon.h"
 #include "ui/widgets/qledlabel.h"
-#include "ui/widgets/qmaterialicon.h"
 #include "updates/cvupdater.h"
 
 #include <QAction>
@@ -138,9 +137,7 @@ void MainWindow::makeMenu()
 void MainWindow::makeStatusBar()
 {
     m_led = new QLedLabel(statusBar());
-    m_led->setIcon(QStringLiteral("gps_off"));
-    m_led->setToolTip(tr("Cloud connection is not configured"));
-    m_led->setAccessibleName(m_led->toolTip());
+    showIndicator("gps_off", Role::Base, tr("Cloud connection is not configured"));
     statusBar()->addPermanentWidget(m_led);
 }
 
@@ -151,6 +148,7 @@ void MainWindow::connectRunner()
     connect(runner, &ZugatewRunner::thingChanged, this, &MainWindow::thing_changed);
     connect(runner, &ZugatewRunner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
     connect(runner, &ZugatewRunner::deviceCreated, this, &MainWindow::deviceCreated);
+    connect(runner, &ZugatewRunner::registrationVoided, m_cloudPage, &CloudPage::restart);
 
     // Queued also where the runner's thread does not run yet.
     const auto queued = Qt::QueuedConnection;
@@ -166,6 +164,8 @@ void MainWindow::connectRunner()
             &ZugatewRunner::cancelRegistration, queued);
     connect(m_cloudPage, &CloudPage::registrationWanted, runner, &ZugatewRunner::generateDoc,
             queued);
+    connect(m_settingsPage, &SettingsPage::cloudSettingsChanged, runner,
+            &ZugatewRunner::applyCloudSettings, queued);
     connect(m_settingsPage, &SettingsPage::exportRequested, runner, &ZugatewRunner::exportSettings,
             queued);
     connect(m_settingsPage, &SettingsPage::importRequested, runner, &ZugatewRunner::importSettings,
@@ -187,8 +187,14 @@ void MainWindow::restoreLayout()
     }
     m_layoutRestored = true;
     m_settings.restore(*this);
-    restoreGeometry(m_settings.store().value(keys::WindowGeometry));
-    restoreState(m_settings.store().value(keys::WindowState));
+    restoreGeometry(m_settings.windowGeometry(keys::WindowGeometry));
+    restoreState(m_settings.windowState(keys::WindowState));
+    // Qt takes a stored rectangle as it is: on other screens it may be out of reach, or too large.
+    const QRect desktop = screen()->availableVirtualGeometry();
+    resize(size().boundedTo(desktop.size()));
+    if (!desktop.intersects(geometry())) {
+        move(desktop.topLeft());
+    }
 }
 
 void MainWindow::runInitSequence()
@@ -263,7 +269,7 @@ void MainWindow::checkUpdate()
 
 void MainWindow::dockClicked()
 {
-    if (!isVisible()) {
+    if (!isShown()) {
         bringUp();
     }
 }
@@ -331,7 +337,15 @@ void MainWindow::connecting(const QVariant & /*result*/)
 
 void MainWindow::statusReceived(const QVariant &result)
 {
-    m_cloudPage->showStatus(result.toJsonObject());
+    const QJsonObject status = result.toJsonObject();
+    m_cloudPage->showStatus(status);
+    if (m_connected) {
+        // The indicator tells it already.
+    } else if (status[QLatin1String("gw")].toBool()) {
+        showIndicator("gps_not_fixed", Role::Error, tr("Disconnected from the cloud"));
+    } else {
+        showIndicator("gps_off", Role::Base, tr("Cloud connection is not configured"));
+    }
     if (m_loading) {
         m_loading = false;
         qCInfo(lcUi, "Ready");
@@ -387,6 +401,9 @@ void MainWindow::exported(const QVariant &result)
 void MainWindow::imported(const QVariant &result)
 {
     m_settingsPage->showImported(result.toBool());
+    if (!result.toBool()) {
+        return; // edits that are not saved stay
+    }
     m_devicesPage->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
     m_registry->sync();
     m_cloudPage->refresh();
@@ -419,15 +436,20 @@ void MainWindow::thing_renamereq(const QString &sid, const QString &alias)
 
 void MainWindow::gw_connectivityChanged(bool connected)
 {
+    m_connected = connected;
     if (connected) {
-        m_led->setIcon(QStringLiteral("gps_fixed"), Role::Success);
-        m_led->setToolTip(tr("Connected to the cloud"));
+        showIndicator("gps_fixed", Role::Success, tr("Connected to the cloud"));
     } else {
-        m_led->setIcon(QStringLiteral("gps_not_fixed"), Role::Error);
-        m_led->setToolTip(tr("Disconnected from the cloud"));
+        showIndicator("gps_not_fixed", Role::Error, tr("Disconnected from the cloud"));
     }
-    m_led->setAccessibleName(m_led->toolTip());
     m_cloudPage->showConnectivity(connected);
+}
+
+void MainWindow::showIndicator(const char *icon, Role color, const QString &text)
+{
+    m_led->setIcon(QLatin1String(icon), color);
+    m_led->setToolTip(text);
+    m_led->setAccessibleName(text);
 }
 
 void MainWindow::sidePane_clicked()
@@ -475,7 +497,7 @@ void MainWindow::process_action(int action)
 {
     switch (action) {
     case A_VSWITCH:
-        if (isVisible()) {
+        if (isShown()) {
             mhide();
         } else {
             bringUp();

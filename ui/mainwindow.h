@@ -6,6 +6,7 @@
 #include "things/thingstate.h"
 #include "ui/devicewindows.h"
 #include "ui/scanclock.h"
+#include "ui/widgets/qmaterialicon.h"
 
 #include <QMainWindow>
 #include <QMenu>
@@ -89,6 +90,8 @@ private:
     void appear(QSplashScreen &splash);
     void showPage(Pages page);
     void showScanning(bool on);
+    void showIndicator(const char *icon, QMaterialIcon::Color color, const QString &text);
+    bool isShown() const { return isVisible() && !isMinimized(); }
     void notice(const QString &text, int milliseconds);
     template <typename Slot>
     void queue(Slot slot);
@@ -130,6 +133,7 @@ private:
     RegThingsEditor *m_registry;
     QLedLabel *m_led;
     std::optional<int> m_status; // to end with; none while nobody leaves
+    bool m_connected = false;
     bool m_loading = false;
     bool m_layoutRestored = false;
     bool m_bringUpLater = false;

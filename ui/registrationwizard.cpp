@@ -68,6 +68,7 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
     , m_startButton(pagestyle::button(tr("&Start"), "cloudGetCodeButton", this))
     , m_copyButton(pagestyle::button(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
     , m_code(new QLCDNumber(10, this))
+    , m_expiry(new QLabel(tr("Expires in:"), this))
     , m_countdown(new QCountDownLCD(this))
     , m_results(new QListWidget(this))
 {
@@ -144,12 +145,11 @@ QWidget *RegistrationWizard::makeCodePage()
     m_code->setFixedSize(360, 56);
     m_countdown->setObjectName("cloudCountdown");
     m_countdown->setFixedSize(180, 28);
-    auto *const expiry = new QLabel(tr("Expires in:"), page);
-    expiry->setBuddy(m_countdown);
+    m_expiry->setBuddy(m_countdown);
     // Both numbers stand at the right of their ten digits.
     auto *const display = new QGridLayout;
     display->addWidget(m_code, 0, 0, 1, 2);
-    display->addWidget(expiry, 1, 0);
+    display->addWidget(m_expiry, 1, 0);
     display->addWidget(m_countdown, 1, 1, Qt::AlignRight);
     auto *const displayRow = new QHBoxLayout;
     displayRow->addLayout(display);
@@ -243,7 +243,7 @@ void RegistrationWizard::showCode(const QJsonObject &code)
         number = whole(code[QLatin1String("code")]);
     }
     const std::optional<int> seconds = whole(code[QLatin1String("timeout")]);
-    if (!number || !seconds) {
+    if (!number) {
         emit registrationCancelled();
         dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
                       tr("The cloud sent a code that cannot be used."));
@@ -252,7 +252,12 @@ void RegistrationWizard::showCode(const QJsonObject &code)
     }
     setStep(R_CODE);
     m_code->display(*number);
-    m_countdown->start(*seconds);
+    // Without it, the code is valid until the registrar says something else.
+    m_expiry->setVisible(seconds.has_value());
+    m_countdown->setVisible(seconds.has_value());
+    if (seconds) {
+        m_countdown->start(*seconds);
+    }
 }
 
 void RegistrationWizard::showExpired(bool expired)

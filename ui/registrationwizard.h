@@ -64,6 +64,7 @@ private:
     QPushButton *m_startButton;
     QPushButton *m_copyButton;
     QLCDNumber *m_code;
+    QLabel *m_expiry;
     QCountDownLCD *m_countdown;
     QListWidget *m_results;
     bool m_cancelled = false; // answers of the session that was given up may be on their way

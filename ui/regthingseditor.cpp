@@ -12,6 +12,20 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+namespace {
+
+// The names as a text, of many the first ones.
+QString shortened(const QStringList &names)
+{
+    constexpr int maxNames = 10;
+    const QString text = names.mid(0, maxNames).join(QLatin1String(", "));
+    return names.size() > maxNames
+               ? RegThingsEditor::tr("%1 and %2 more").arg(text).arg(names.size() - maxNames)
+               : text;
+}
+
+} // namespace
+
 RegThingsEditor::RegThingsEditor(QWidget *parent)
     : QWidget(parent)
     , m_model(new ThingsRegTableModel(this))
@@ -64,21 +78,33 @@ void RegThingsEditor::showState()
 void RegThingsEditor::on_forgetButton_clicked()
 {
     QSet<QString> keys;
-    bool isRegistration = false;
+    QStringList registered;
+    bool hasGateway = false;
     const QModelIndexList selected = m_table->selectionModel()->selectedRows();
     for (const QModelIndex &index : selected) {
-        keys.insert(m_model->key(index.row()));
-        isRegistration = isRegistration || m_model->isRegisteredGateway(index.row());
+        const PoolEntry entry = m_model->entry(index.row());
+        keys.insert(entry.key());
+        if (!entry.regid.isEmpty()) {
+            registered.append(entry.alias.isEmpty() ? entry.key() : entry.alias);
+            hasGateway = hasGateway || entry.type == QLatin1String("gateway");
+        }
     }
-    if (!isRegistration) {
+    if (registered.isEmpty()) {
         forget(keys);
-        return;
+    } else if (hasGateway) {
+        // Forgetting the gateway is the one action here that cannot be undone.
+        dialogs::ask(this, tr("Gateway Registration"),
+                     tr("The gateway itself is selected. Forgetting it voids the registration of "
+                        "all devices. Proceed?"),
+                     [this, keys] { forget(keys); });
+    } else {
+        dialogs::ask(this, tr("Forget Devices"),
+                     tr("Registered with the cloud: %1.\nA device that is forgotten loses its name "
+                        "and its registration, and the cloud hears nothing of it until it is "
+                        "registered again. Proceed?")
+                         .arg(dialogs::presentable(shortened(registered))),
+                     [this, keys] { forget(keys); });
     }
-    // Of all that can be forgotten, the one thing that cannot be had back.
-    dialogs::ask(this, tr("Gateway Registration"),
-                 tr("The gateway itself is selected. Forgetting it voids the registration of all "
-                    "devices. Proceed?"),
-                 [this, keys] { forget(keys); });
 }
 
 void RegThingsEditor::forget(const QSet<QString> &keys)
@@ -88,7 +114,7 @@ void RegThingsEditor::forget(const QSet<QString> &keys)
     }
     DevicePool::update([&keys](DevicePool &pool) { pool.remove(keys); });
     for (int row = m_model->rowCount() - 1; row >= 0; --row) {
-        if (keys.contains(m_model->key(row))) {
+        if (keys.contains(m_model->entry(row).key())) {
             m_model->removeRow(row);
         }
     }

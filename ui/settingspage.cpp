@@ -4,6 +4,8 @@
 #include "settings/zusettings.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
+#include "ui/widgets/qmaterialicon.h"
+#include "ui/widgets/wheelguard.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -20,6 +22,8 @@
 #include <QSpinBox>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <tuple>
 
 namespace {
 
@@ -75,6 +79,14 @@ QFormLayout *makeForm(QGroupBox *group)
     return form;
 }
 
+// What the runner takes over at once.
+std::tuple<int, int, QString, quint32> cloudSettings()
+{
+    const SettingsStore store;
+    return {store.value(keys::ReportInterval), store.value(keys::KeepAlive),
+            store.value(keys::CloudHost), store.value(keys::CloudPort)};
+}
+
 QFileDialog *makeDialog(QWidget *parent, const QString &title)
 {
     const QString stored = SettingsStore().value(keys::ExportDirectory);
@@ -127,6 +139,12 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     layout->addWidget(area, 1);
     layout->addLayout(buttons);
 
+    auto *const wheelGuard = new WheelGuard(this);
+    QWidget *const editors[] = {m_interval, m_port, m_keepAlive, m_language, m_scanInterval};
+    for (QWidget *const editor : editors) {
+        editor->installEventFilter(wheelGuard);
+        editor->setFocusPolicy(Qt::StrongFocus); // the wheel does not focus it either
+    }
     connect(m_autoScan, &QCheckBox::toggled, m_scanInterval, &QWidget::setEnabled);
     QMetaObject::connectSlotsByName(this);
 }
@@ -227,10 +245,19 @@ void SettingsPage::warn(const QString &title, const QString &text)
     dialogs::tell(this, QMessageBox::Warning, title, text);
 }
 
+bool SettingsPage::isDark() const
+{
+    return QMaterialIcon::instance().isDark();
+}
+
 void SettingsPage::on_settingsApplyButton_clicked()
 {
+    const auto before = cloudSettings();
     const bool saved = m_settings.apply(*this);
     emit applied();
+    if (cloudSettings() != before) {
+        emit cloudSettingsChanged();
+    }
     if (saved) {
         emit notice(tr("Settings saved"), savedNotice);
     } else {
@@ -306,11 +333,11 @@ void SettingsPage::showExported(bool done)
 void SettingsPage::showImported(bool done)
 {
     showTransfer(false);
-    load(); // also after a failure: what came before it was taken
     if (!done) {
         emit notice(tr("Configuration could not be restored."), failureNotice);
         return;
     }
+    load();
     dialogs::tell(this, QMessageBox::Information, tr("Import"),
                   tr("Configuration has been restored from a backup. Restart the application as "
                      "soon as possible."));

@@ -26,7 +26,7 @@ public:
 
     // Shows what is stored; edits are discarded.
     void load();
-    // Results of the runner's backup and restore.
+    // Results of the runner's backup and restore. A restore replaced what is shown.
     void showExported(bool done);
     void showImported(bool done);
 
@@ -35,6 +35,7 @@ public:
     using QWidget::show;
     void warn(const QString &title, const QString &text) override;
     Autostart &autostart() override { return m_autostart; }
+    bool isDark() const override;
 
 public slots:
     void on_settingsApplyButton_clicked();
@@ -45,6 +46,8 @@ public slots:
 
 signals:
     void applied();
+    // Follows applied() when report interval, keep-alive or the broker's address changed.
+    void cloudSettingsChanged();
     void exportRequested(const QString &file);
     void importRequested(const QString &file);
     void notice(const QString &text, int milliseconds);

@@ -1,7 +1,5 @@
 #include "ui/thingsregtablemodel.h"
 
-#include "settings/devicepool.h"
-
 namespace {
 
 // The member of an entry that a column shows.
@@ -91,17 +89,11 @@ void ThingsRegTableModel::replaceAll(const QJsonArray &devices)
     }
 }
 
-QString ThingsRegTableModel::key(int row) const
+PoolEntry ThingsRegTableModel::entry(int row) const
 {
-    const auto part = [device = m_devices.at(row)](ColumnNames column) {
-        return device[member(column)].toString();
+    const auto text = [device = m_devices.at(row)](QLatin1String member) {
+        return device[member].toString();
     };
-    return PoolEntry{part(ColType), part(ColVersion), part(ColSerial), {}, {}}.key();
-}
-
-bool ThingsRegTableModel::isRegisteredGateway(int row) const
-{
-    const QJsonObject &device = m_devices.at(row);
-    return device[member(ColType)].toString() == QLatin1String("gateway") &&
-           !device[QLatin1String("regid")].toString().isEmpty();
+    return {text(member(ColType)), text(member(ColVersion)), text(member(ColSerial)),
+            text(QLatin1String("regid")), text(member(ColAlias))};
 }

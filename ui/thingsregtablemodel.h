@@ -1,5 +1,7 @@
 #pragma once
 
+#include "settings/devicepool.h"
+
 #include <QAbstractTableModel>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -24,9 +26,7 @@ public:
 
     // Takes out all rows, then inserts the entries of `devices` in order.
     void replaceAll(const QJsonArray &devices);
-    // The pool's key of a row: "type_version_serial".
-    QString key(int row) const;
-    bool isRegisteredGateway(int row) const;
+    PoolEntry entry(int row) const;
 
 private:
     QVector<QJsonObject> m_devices;

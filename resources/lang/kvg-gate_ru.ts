@@ -66,6 +66,10 @@
         <translation>Шлюз:</translation>
     </message>
     <message>
+        <source>Connection:</source>
+        <translation>Соединение:</translation>
+    </message>
+    <message>
         <source>Serial Number:</source>
         <translation>Серийный номер:</translation>
     </message>
@@ -354,6 +358,20 @@
     <message>
         <source>The gateway itself is selected. Forgetting it voids the registration of all devices. Proceed?</source>
         <translation>Выбран сам шлюз. Если удалить его из списка, регистрация всех устройств будет сброшена. Продолжить?</translation>
+    </message>
+    <message>
+        <source>%1 and %2 more</source>
+        <translation>%1 и ещё %2</translation>
+    </message>
+    <message>
+        <source>Forget Devices</source>
+        <translation>Забыть устройства</translation>
+    </message>
+    <message>
+        <source>Registered with the cloud: %1.
+A device that is forgotten loses its name and its registration, and the cloud hears nothing of it until it is registered again. Proceed?</source>
+        <translation>Зарегистрированы в облаке: %1.
+Забытое устройство теряет имя и регистрацию, и облако ничего о нём не узнает, пока оно не зарегистрировано снова. Продолжить?</translation>
     </message>
 </context>
 <context>

@@ -16,6 +16,9 @@ struct FakePage : SettingsForm, Autostart
     Autostart &autostart() override { return *this; }
     bool autostartSet() const override { return entry; }
     void setAutostart(bool on) override { entry = on; }
+    bool isDark() const override { return dark; }
+
+    bool dark = false;
 };
 
 } // namespace
@@ -25,6 +28,8 @@ class TestSettingsPage : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { QSettings().clear(); }
+
     void whatIsAppliedIsStoredAndLoadedAgain()
     {
         QSettings().setValue("UI/Language", 31); // neither is among the choices
@@ -35,21 +40,36 @@ private slots:
         QCOMPARE(page.warnings, QStringList{"Language"});
         QCOMPARE(QSettings().value("UI/Language").toString(), QString("en"));
         QCOMPARE(QSettings().value("Cloud/Interval").toInt(), 300);
-        page.shown = {6, "h", 1, 2, 1, true, false, true, false, 9, true};
+        const SettingsValues values = {6, "h", 1, 2, 1, true, false, true, false, 9, true};
+        page.shown = values;
         for (int round = 0; round < 2; ++round) {
             ZUSettings().apply(page);
-            QString stored;
-            for (const QString &key : QSettings().allKeys()) {
-                stored += QSettings().value(key).toString() + ' ';
-            }
-            QCOMPARE(stored, QString("h 3600 2 1 false true false 9 true 0.2.0 true ru "));
             QCOMPARE(page.warnings, (QStringList{"Language", "Language", "Theme"}));
             page.shown = {};
             ZUSettings().load(page);
+            const SettingsValues &shown = page.shown;
+            QVERIFY(shown.intervalIndex == 6 && shown.host == "h" && shown.port == 1);
+            QVERIFY(shown.keepAlive == 2 && shown.languageIndex == 1 && shown.scanInterval == 9);
+            QVERIFY(shown.autostart && shown.startHidden && shown.dark);
+            QVERIFY(!shown.closeToTray && !shown.autoScan);
         }
         page.entry = false; // behind our back
         ZUSettings().load(page);
         QVERIFY(!page.shown.autostart);
+    }
+
+    void theThemeInForceStaysUntilAnotherIsChosen()
+    {
+        FakePage page;
+        page.dark = true;
+        ZUSettings().load(page);
+        QVERIFY(page.shown.dark);
+        ZUSettings().apply(page);
+        QVERIFY(!page.warnings.contains("Theme"));
+        QVERIFY(SettingsStore().value(keys::Dark));
+        page.dark = false;
+        ZUSettings().load(page);
+        QVERIFY(page.shown.dark);
     }
 };
 

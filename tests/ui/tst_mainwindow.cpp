@@ -1,21 +1,29 @@
+#include "runner/zugatewrunner.h"
 #include "settings/settingsstore.h"
+#include "settings/windowlayout.h"
 #include "tests/support/files.h"
+#include "tests/support/testclock.h"
 #include "tests/support/widgettestmain.h"
 #include "tests/ui/fakeinterface.h"
 #include "things/thingstate.h"
 #include "ui/devicespage.h"
 #include "ui/mainwindow.h"
 #include "ui/scanclock.h"
+#include "ui/settingspage.h"
+#include "ui/widgets/qledlabel.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qstatuslabel.h"
 
-#include <QAbstractEventDispatcher>
 #include <QAbstractItemView>
 #include <QAction>
+#include <QCheckBox>
 #include <QFileDialog>
 #include <QJsonArray>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRandomGenerator>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QSplashScreen>
@@ -133,68 +141,58 @@ private slots:
 
     void resultsShowWhereTheyBelong_data()
     {
+        using Runner = ZugatewRunner;
         QTest::addColumn<int>("op");
         QTest::addColumn<QVariant>("result");
         QTest::addColumn<QStringList>("expected");
-        const QMaterialIcon &icons = QMaterialIcon::instance();
-        const auto in = [&icons](const char *text, QMaterialIcon::Color role) {
-            return QString(text) + ' ' + icons.color(role).name();
-        };
         const auto status = [](bool gw, int key, int cert) {
             return QVariant(QJsonObject{{"gw", gw}, {"key", key}, {"cert", cert}});
         };
         const QString ok = in("Ok", QMaterialIcon::Success);
-        const QString missing = in("Missing", QMaterialIcon::Error);
-        const QString kept = "gatewayStatus=" + in("Connected", QMaterialIcon::Success);
-        const QString asked =
-            "gatewayStatus=" + in("Not registered", QMaterialIcon::Warning); // cloudStatus()
+        const QString unregistered =
+            "gatewayStatus=" + in("Not registered", QMaterialIcon::Warning);
         const auto row = [](const char *name, int op, const QVariant &result,
                             const QStringList &expected) {
             QTest::newRow(name) << op << result << expected;
         };
-        row("Load", 0, true, {"progress=1/4 Assembling plugins list", "loaded="});
-        row("Load failed", 0, false, {"progress=", "loaded=false"});
-        row("Rescan", 1, true, {"progress=", "things="});
-        row("Rescan failed", 1, false, {"loaded="});
-        row("RegCode", 2, QJsonObject{{"value", 7}, {"timeout", 60}},
-            {"regSteps=2", "cloudCode=7", "cloudCountdown=60", "page=3"});
-        row("ProcReg", 3, QJsonObject{{"id", "g"}, {"alias", "house"}},
-            {"regSteps=3", "regResults=house (gateway): g", "page=0", asked});
-        row("ProcReg failed", 3, QJsonObject{{"error", "x"}},
+        row("a code", Runner::RegCode, QJsonObject{{"value", 7}, {"timeout", 60}},
+            {"regSteps=2", "cloudCode=7", "page=3"});
+        row("a registration", Runner::ProcReg, QJsonObject{{"id", "g"}, {"alias", "house"}},
+            {"regSteps=3", "regResults=house (gateway): g", "page=0", unregistered});
+        row("a failed one", Runner::ProcReg, QJsonObject{{"error", "x"}},
             {"box=Registation has completed with an error.<br>x (0)", "regSteps=0", "page=3",
-             "regStepLabel=" + firstStep, kept});
-        row("Lsmod", 4, QJsonObject{{"odd", 1}},
-            {"deviceConfigsReadButton=off", "deviceConfigsWriteButton=off", "progress="});
-        row("Lsthings", 5,
+             "regStepLabel=" + firstStep});
+        row("things", Runner::Lsthings,
             QVariant::fromValue(ThingStateList{thing("lamp_1_A"), thing("lamp_1_B")}),
-            {"things=lamp A name|lamp B name", "progress=", kept});
-        row("CConnect", 6, true, {"progress=", kept});
-        row("TRename", 7, false, {"box=", "message="});
-        row("CStatus", 8, status(true, 0, 1),
+            {"things=lamp A name|lamp B name", "progress="});
+        row("registered", Runner::CStatus, status(true, 0, 1),
             {"gatewayStatus=" + in("Ready", QMaterialIcon::Success), "keyStatus=" + ok,
-             "certStatus=" + missing, "loaded="});
-        row("CStatus, faults", 8, status(false, 2, 3),
-            {asked, "keyStatus=" + in("Corrupt", QMaterialIcon::Warning),
-             "certStatus=Cryptographic error #da30ad"});
-        row("DUnreg", 9, true,
+             "certStatus=" + in("Missing", QMaterialIcon::Error),
+             "loaded=", "connectionStatus=" + in("Disconnected", QMaterialIcon::Warning),
+             "indicator=Disconnected from the cloud"});
+        row("not registered", Runner::CStatus, status(false, 2, 3),
+            {unregistered, "keyStatus=" + in("Corrupt", QMaterialIcon::Warning),
+             "certStatus=Cryptographic error #da30ad",
+             "indicator=Cloud connection is not configured"});
+        row("a void registration", Runner::DUnreg, true,
             {"regSteps=0", "regStepLabel=" + firstStep, "things=gateway ? "}); // listThings()
-        row("Error", 11, "<b>bad</b>", {"box=<b>bad</b>"});
-        row("SExport", 12, true,
+        row("an error", Runner::Error, "<b>bad</b>", {"box=<b>bad</b>"});
+        row("a backup", Runner::SExport, true,
             {"message=Configuration saved", "box=The configuration backup file has been generated. "
                                             "It contains sensitive information, so keep it safe!"});
-        row("SExport failed", 12, false, {"message=Backup could not be saved", "box="});
-        row("SImport", 13, true,
+        row("no backup", Runner::SExport, false, {"message=Backup could not be saved", "box="});
+        row("a restore", Runner::SImport, true,
             {"message=", "keepAlive=77",
              "box=Configuration has been restored from a backup. Restart the application as soon "
              "as possible."});
-        row("SImport failed", 13, false,
-            {"message=Configuration could not be restored.", "box=", "keepAlive=77"});
-        row("SetUpdate", 14, QVariant(), {"keepAlive=77"});
-        row("ThingsGone", 15, true, {"things=", kept});
-        row("RegStatus", 16, 2,
+        row("no restore", Runner::SImport, false,
+            {"message=Configuration could not be restored.", "box=", "keepAlive=55"});
+        row("other settings", Runner::SetUpdate, QVariant(), {"keepAlive=77"});
+        row("all registered", Runner::RegStatus, 2,
             {"regStepLabel=Your registration process is complete", "cloudGetCodeButton=off"});
-        row("less than any", -1, true, {"progress=", "things=", kept, "box=", "message="});
-        row("more than any", 17, true, {"progress=", "things=", kept, "box=", "message="});
+        for (const int op : {-1, 17}) {
+            row(qPrintable(QString::number(op)), op, true, {"progress=", "things=", "box="});
+        }
     }
     void resultsShowWhereTheyBelong()
     {
@@ -205,8 +203,8 @@ private slots:
         dockAction(1)->trigger();
         settle();
         QCOMPARE(shows("regStepLabel"), firstStep);
-        m_window->gw_connectivityChanged(true);
         SettingsStore().set(keys::KeepAlive, 77);
+        m_window->findChild<QSpinBox *>("keepAlive")->setValue(55); // an edit that is not applied
         m_window->runner_finished(op, result);
         settle();
         for (const QString &expectation : expected) {
@@ -219,6 +217,39 @@ private slots:
         }
     }
 
+    void theConnectionIsShown()
+    {
+        QCOMPARE(shows("indicator"), QString("Cloud connection is not configured"));
+        m_window->gw_connectivityChanged(true);
+        QCOMPARE(shows("connectionStatus"), in("Connected", QMaterialIcon::Success));
+        m_window->runner_finished(ZugatewRunner::CStatus, QJsonObject{{"gw", true}});
+        QCOMPARE(shows("indicator"), QString("Connected to the cloud"));
+        m_window->gw_connectivityChanged(false);
+        QCOMPARE(shows("indicator"), QString("Disconnected from the cloud"));
+        QCOMPARE(shows("gatewayStatus"), in("Ready", QMaterialIcon::Success));
+    }
+
+    void boxesTakeTurns()
+    {
+        m_window->show();
+        for (const char *const text : {"one", "two", "one", "three"}) {
+            m_window->runner_finished(ZugatewRunner::Error, text);
+        }
+        for (const QString text : {"one", "two", "three", ""}) {
+            QTRY_COMPARE(shows("box"), text);
+            if (!text.isEmpty()) {
+                QCOMPARE(m_window->findChildren<QMessageBox *>().size(), text == "one"   ? 3
+                                                                         : text == "two" ? 2
+                                                                                         : 1);
+                delete openBox();
+            }
+        }
+        for (int i = 0; i < 100; ++i) { // what nobody can read
+            m_window->runner_finished(ZugatewRunner::Error, QString::number(i));
+        }
+        QCOMPARE(m_window->findChildren<QMessageBox *>().size(), 21);
+    }
+
     void searchesAreRegularAndOneAtATime()
     {
         ScanClock clock;
@@ -229,22 +260,75 @@ private slots:
             clock.arm();
             QCOMPARE(clock.period().count(), it.value().count());
         }
-        const QSignalSpy wanted(&clock, &ScanClock::scanWanted);
-        const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(&clock);
-        QCOMPARE(timers.size(), 1);
-        QTimerEvent tick(timers.first().timerId);
-        QCoreApplication::sendEvent(&clock, &tick);
-        QCoreApplication::sendEvent(&clock, &tick);
+        if (!testclock::canAdvance()) {
+            QSKIP("The time cannot be moved here.");
+        }
+        QSignalSpy wanted(&clock, &ScanClock::scanWanted);
+        const auto searchesAfter = [&wanted](std::chrono::milliseconds time) {
+            testclock::advance(time);
+            QCoreApplication::processEvents();
+            return wanted.size();
+        };
+        SettingsStore().set(keys::ScanInterval, 1);
+        clock.arm();
+        QCOMPARE(searchesAfter(50s), 0);
+        QCOMPARE(searchesAfter(15s), 1);
+        QCOMPARE(searchesAfter(65s), 1); // the first is not over
         clock.scan();
         QCOMPARE(wanted.size(), 1);
         clock.scanned();
         clock.scan();
         QCOMPARE(wanted.size(), 2);
+        clock.scanLater(); // what it is for may have come too late for the search under way
+        QCOMPARE(searchesAfter(18s), 2);
+        QCOMPARE(searchesAfter(3s), 2);
+        clock.scanned();
+        QCOMPARE(searchesAfter(21s), 3);
+        clock.scanned();
 
         SettingsStore().set(keys::AutoScan, false);
         clock.arm();
         QCOMPARE(clock.period(), 0ms);
-        QVERIFY(QAbstractEventDispatcher::instance()->registeredTimers(&clock).isEmpty());
+        QCOMPARE(searchesAfter(1h), 3);
+    }
+
+    void aDamagedLayoutIsLeftOut()
+    {
+        m_window->resize(500, 450);
+        m_window->show();
+        const QByteArray geometry = m_window->saveGeometry();
+        const QByteArray state = m_window->saveState();
+        QVERIFY(windowlayout::isGeometry(geometry) && windowlayout::isState(state));
+        QRandomGenerator random(1);
+        const auto damaged = [&random](QByteArray bytes) {
+            for (int i = 0; i < 3; ++i) {
+                bytes[random.bounded(bytes.size())] = char(random.bounded(256));
+            }
+            return bytes;
+        };
+        for (int round = 0; round < 2000; ++round) { // Qt would read some of these for ever
+            const QByteArray oddState = damaged(state);
+            if (windowlayout::isState(oddState)) {
+                m_window->restoreState(oddState);
+            }
+        }
+        const int sizeAt = geometry.size() - 8; // of the rectangle's right and bottom
+        const QByteArray huge = geometry.left(sizeAt) + QByteArray("\0\0\x7f\xf0", 4).repeated(2);
+        QVERIFY(windowlayout::isGeometry(huge));
+        SettingsStore().set(keys::WindowGeometry, huge);
+        for (const auto &[bytes, at] : {std::pair(geometry, 24), {geometry, 40}, {state, 9}}) {
+            QByteArray odd = bytes; // a coordinate, the screen, a count
+            odd.replace(at, 4, QByteArray("\x7f\xff\xff\xff", 4));
+            QVERIFY(!windowlayout::isGeometry(odd) && !windowlayout::isState(odd));
+        }
+        QVERIFY(!windowlayout::isState(state + state));
+        m_window.release()->deleteLater(); // which would store its own layout
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        SettingsStore().set(keys::WindowGeometry, huge);
+        m_window = std::make_unique<MainWindow>(m_autostart, QDir::tempPath());
+        m_window->restoreLayout();
+        const QSize desktop = m_window->screen()->virtualSize();
+        QCOMPARE(m_window->size().boundedTo(desktop), m_window->size());
     }
 
     void windowsOfDevicesEndWithTheWindow()
@@ -272,6 +356,8 @@ private slots:
             m_window->trayActivated(reason);
             QCOMPARE(m_window->isMinimized(), reason == QSystemTrayIcon::Trigger);
         }
+        m_window->trayActivated(QSystemTrayIcon::Trigger); // minimised is as good as hidden
+        QVERIFY(!m_window->isMinimized());
         SettingsStore().set(keys::CloseToTray, false);
         QVERIFY(m_window->close());
         QCOMPARE(execStatus(), 0);
@@ -308,21 +394,48 @@ private slots:
         QCOMPARE(SettingsStore().value(keys::CloudSerial), QString("serial"));
     }
 
-    void scrollingChangesNoSettingOfADevice()
+    void theRunnerHearsOfAppliedCloudSettingsOnlyWhenTheyChanged()
+    {
+        auto *const page = m_window->findChild<SettingsPage *>();
+        const QSignalSpy changed(page, &SettingsPage::cloudSettingsChanged);
+        page->findChild<QCheckBox *>("startHidden")->click();
+        page->on_settingsApplyButton_clicked();
+        QCOMPARE(changed.size(), 0);
+        page->findChild<QLineEdit *>("host")->setText("elsewhere");
+        page->on_settingsApplyButton_clicked();
+        page->on_settingsApplyButton_clicked();
+        QCOMPARE(changed.size(), 1);
+    }
+
+    void scrollingChangesNoSetting()
     {
         const QJsonObject number{{"name", "n"}, {"type", "int"}, {"min", 0}, {"max", 9}};
         const QJsonObject lamp{{"settings", QJsonArray{number}}};
         m_window->runner_finished(4, QJsonObject{{"lamp", lamp}});
-        auto *const box = m_window->findChild<DevicesPage *>()->findChild<QSpinBox *>();
-        QVERIFY(box != nullptr);
-        box->setValue(5);
-        QWheelEvent wheel(QPointF(1, 1), QPointF(1, 1), {}, QPoint(0, 120), Qt::NoButton,
-                          Qt::NoModifier, Qt::NoScrollPhase, false);
-        QCoreApplication::sendEvent(box, &wheel);
-        QCOMPARE(box->value(), 5);
+        QList<QWidget *> editors{m_window->findChild<DevicesPage *>()->findChild<QSpinBox *>()};
+        auto *const page = m_window->findChild<SettingsPage *>();
+        for (const char *const name :
+             {"interval", "port", "keepAlive", "language", "scanInterval"}) {
+            editors += page->findChild<QWidget *>(name);
+        }
+        for (QWidget *const editor : qAsConst(editors)) {
+            QVERIFY(editor != nullptr);
+            const char *const value = qobject_cast<QSpinBox *>(editor) ? "value" : "currentIndex";
+            const QVariant before = editor->property(value);
+            for (const int angle : {-120, 120}) {
+                QWheelEvent wheel(QPointF(1, 1), QPointF(1, 1), {}, QPoint(0, angle), Qt::NoButton,
+                                  Qt::NoModifier, Qt::NoScrollPhase, false);
+                QCoreApplication::sendEvent(editor, &wheel);
+                QCOMPARE(editor->property(value), before);
+            }
+        }
     }
 
 private:
+    static QString in(const char *text, QMaterialIcon::Color role)
+    {
+        return QString(text) + ' ' + QMaterialIcon::instance().color(role).name();
+    }
     void makeWindow()
     {
         m_window.reset(); // which stores its layout first
@@ -404,6 +517,9 @@ private:
         }
         if (name == "message") {
             return m_window->statusBar()->currentMessage();
+        }
+        if (name == "indicator") {
+            return m_window->findChild<QLedLabel *>()->accessibleName();
         }
         if (name == "box") {
             return openBox() == nullptr ? "" : openBox()->text();

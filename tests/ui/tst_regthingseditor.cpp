@@ -4,6 +4,7 @@
 #include "ui/regthingseditor.h"
 
 #include <QAbstractItemModelTester>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
@@ -37,7 +38,7 @@ private slots:
     {
         SettingsStore().clear();
         for (const char *const serial : {"s0", "s1", "s2", "s3", "s4"}) {
-            storeEntry(serial, "id");
+            storeEntry(serial, "");
         }
         m_editor = std::make_unique<RegThingsEditor>();
         m_table = m_editor->findChild<QTableView *>("registeredThings");
@@ -57,11 +58,39 @@ private slots:
         storeEntry("s5", "found");
         button->click();
         QCOMPARE(modified.size(), 1);
-        QCOMPARE(storedEntries(), QString("s0=id s2=newer s4=id s5=found"));
+        QCOMPARE(storedEntries(), QString("s0= s2=newer s4= s5=found"));
         QCOMPARE(rows(), QString("s0 s2 s4"));
         QVERIFY(!button->isEnabled());
         m_editor->sync();
         QCOMPARE(rows(), QString("s0 s2 s4 s5"));
+    }
+
+    void whatIsRegisteredIsAskedAboutOnce()
+    {
+        DevicePool::update([](DevicePool &pool) {
+            pool.put({"lamp", "1", "s1", "1", "Desk"});
+            pool.put({"lamp", "1", "s3", "3", ""});
+            pool.put({"gateway", "200", "S", "G", "Home"});
+        });
+        m_editor->sync();
+        const auto forget = [this](const QList<int> &rows, QMessageBox::StandardButton answer) {
+            m_table->clearSelection();
+            for (const int row : rows) {
+                m_table->selectRow(row);
+            }
+            m_editor->findChild<QPushButton *>("forgetButton")->click();
+            const QList<QMessageBox *> boxes = m_editor->findChildren<QMessageBox *>();
+            const QString text = boxes.size() == 1 ? boxes.first()->text() : QString();
+            boxes.value(0)->button(answer)->click();
+            delete boxes.value(0);
+            return text;
+        };
+        const QString before = storedEntries();
+        QVERIFY(forget({0, 1, 3}, QMessageBox::No).contains("Desk, lamp_1_s3."));
+        QVERIFY(forget({1, 5}, QMessageBox::No).contains("The gateway itself"));
+        QCOMPARE(storedEntries(), before);
+        forget({0, 1, 3}, QMessageBox::Yes);
+        QCOMPARE(storedEntries(), QString("s2= s4= S=G"));
     }
 
 private:

@@ -1,25 +1,30 @@
+#include "tests/support/testclock.h"
 #include "tests/support/widgettestmain.h"
+#include "ui/widgets/contrast.h"
 #include "ui/widgets/qautoclosemessagebox.h"
 #include "ui/widgets/qcountdownlcd.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qtooldock.h"
 
-#include <QAbstractEventDispatcher>
 #include <QAction>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QToolButton>
 #include <QtTest/qtestspontaneevent.h>
 
+using namespace std::chrono_literals;
+
 namespace {
 
-// A second passes for the one timer of `object`.
-void tick(QObject *object)
+// A second passes, more or less: the timer is a coarse one.
+void tick(const QCountDownLCD &lcd)
 {
-    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(object);
-    QCOMPARE(timers.size(), 1);
-    QTimerEvent event(timers.first().timerId);
-    QCoreApplication::sendEvent(object, &event);
+    const int before = lcd.intValue();
+    for (int part = 0; part < 12 && lcd.intValue() == before; ++part) {
+        testclock::advance(100ms);
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(lcd.intValue(), before - 1);
 }
 
 } // namespace
@@ -78,17 +83,39 @@ private slots:
         const QColor alert = QMaterialIcon::instance().color(QMaterialIcon::Error);
         lcd.start(5); // given up by the next
         lcd.start(17);
-        tick(&lcd);
+        tick(lcd);
         QVERIFY(lcd.intValue() == 16 && ink() != alert);
-        tick(&lcd);
+        tick(lcd);
         QCOMPARE(ink(), alert);
         while (lcd.intValue() > 0) {
             QCOMPARE(timeout.size(), 0);
-            tick(&lcd);
+            tick(lcd);
         }
         QCOMPARE(timeout.size(), 1);
-        QVERIFY(QAbstractEventDispatcher::instance()->registeredTimers(&lcd).isEmpty());
+        testclock::advance(2s);
+        QCoreApplication::processEvents();
+        QCOMPARE(timeout.size(), 1);
         QVERIFY(!lcd.checkOverflow(1234567890));
+    }
+
+    // 4.5 to 1, whatever the theme and its pale colours are.
+    void coloursStayLegible()
+    {
+        QCOMPARE(contrastRatio(Qt::white, Qt::black), 21.0);
+        QMaterialIcon &icons = QMaterialIcon::instance();
+        for (const bool dark : {false, true}) {
+            icons.setDark(dark);
+            const QColor window = dark ? QColor(53, 53, 53) : QColor(239, 239, 239);
+            for (const auto role :
+                 {QMaterialIcon::Success, QMaterialIcon::Warning, QMaterialIcon::Error}) {
+                const QColor ink = icons.color(role);
+                const QColor ground = legibleGround(ink, window);
+                QVERIFY(contrastRatio(ink, ground) >= 4.5);
+                QCOMPARE(ground == window, contrastRatio(ink, window) >= 4.5);
+                QVERIFY(contrastRatio(legibleInk(ink, window), window) >= 4.5);
+            }
+        }
+        icons.setDark(false);
     }
 
     void dockButtonsAreTheirActions()

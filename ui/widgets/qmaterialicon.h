@@ -20,6 +20,7 @@ public:
 
     // Light until told otherwise.
     void setDark(bool dark);
+    bool isDark() const { return m_dark; }
     QColor color(Color role) const;
 
     // Follows the palette's text on buttons.
