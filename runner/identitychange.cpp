@@ -62,18 +62,19 @@ void identitychange::carryThrough()
     const QByteArray change = file.read(BackupFile::largest);
     file.close();
     GatewayThing gateway;
-    QVector<BackupFile::Chunk> chunks;
-    bool done = true;
     if (change == resetMark) {
         gateway.resetRegistration();
         ZUSettings().resetRegistration();
+        qCWarning(lcRunner, "A reset of the registration was interrupted; it is completed now");
     } else {
-        done = BackupFile::unpack(change, chunks) == BackupFile::None &&
-               std::all_of(chunks.cbegin(), chunks.cend(),
-                           [&gateway](const auto &chunk) { return storeChunk(gateway, chunk); });
+        QVector<BackupFile::Chunk> chunks;
+        const bool done =
+            BackupFile::unpack(change, chunks) == BackupFile::None &&
+            std::all_of(chunks.cbegin(), chunks.cend(),
+                        [&gateway](const auto &chunk) { return storeChunk(gateway, chunk); });
+        qCWarning(lcRunner) << "A restore was interrupted; it is"
+                            << (done ? "completed now" : "incomplete: restore the backup again");
     }
-    qCWarning(lcRunner) << (chunks.isEmpty() ? "A reset" : "A restore") << "was interrupted; it is"
-                        << (done ? "completed" : "incomplete");
     end();
 }
 

@@ -401,10 +401,9 @@ void MainWindow::exported(const QVariant &result)
 void MainWindow::imported(const QVariant &result)
 {
     m_settingsPage->showImported(result.toBool());
-    if (!result.toBool()) {
-        return; // edits that are not saved stay
-    }
-    m_devicesPage->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
+    if (result.toBool()) {
+        m_devicesPage->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
+    }                                                        // else edits that are not saved stay
     m_registry->sync();
     m_cloudPage->refresh();
     queue(&ZugatewRunner::cloudStatus);

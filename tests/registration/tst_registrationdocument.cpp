@@ -33,7 +33,7 @@ private slots:
     void theEncodedDocumentIsBareZlibInUrlSafeBase64()
     {
         QString seen;
-        for (int length = 0; length < 300; ++length) {
+        for (const int length : {0, 1, 30, 60, 297}) { // these hold every special character
             const QJsonObject document{{"a", QString(length, QChar(0x20 + length * 7))}};
             const QString text = encodeRegistrationDocument(document);
             seen += text;

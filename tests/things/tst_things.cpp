@@ -19,6 +19,7 @@ private slots:
         QCOMPARE(thing.regid(), QString("new_er"));
         thing.setRegid("");
         QCOMPARE(thing.cloudid(), thing.shortid());
+        QVERIFY(!thing.QAbstractThing::applyUpdate({})); // a type that takes no updates
     }
 
     void theBestMatchOfSeveralOwnersIsFound()

@@ -128,8 +128,10 @@ private slots:
         dock.addAction(sync);
         const auto buttons = dock.findChildren<QToolButton *>();
         QVERIFY(buttons[0]->focusPolicy() & Qt::TabFocus);
+        QSignalSpy triggered(&dock, &QToolDock::action_triggered);
         connect(sync, &QAction::triggered, [sync] { delete sync; });
         buttons[1]->click();
+        QCOMPARE(triggered, QList<QVariantList>{{1}});
         QTRY_COMPARE(dock.findChildren<QToolButton *>().size(), 1);
     }
 };
