@@ -2,18 +2,21 @@
 
 #include "app/log.h"
 #include "app/platform/foreground.h"
+#include "app/platform/ownership.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QSharedMemory>
+#include <QStandardPaths>
+#include <QSysInfo>
 #include <QSystemSemaphore>
 #include <QThread>
 
-#include <algorithm>
 #include <chrono>
 #include <future>
 #include <thread>
@@ -33,60 +36,44 @@ QString hashed(const QString &text)
         QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256).toHex());
 }
 
-// Somebody alive holds the segment of this name. On Unix a segment outlives a holder that
-// crashed; the last one to detach removes it, which is what the first attachment is for.
-bool isHeld(const QString &name)
+// One for each folder for temporary files, since the guard's shared names lie there, and for each
+// computer, since several may share the home folder.
+QString privateFolder()
 {
-    {
-        QSharedMemory orphan(name);
-        if (orphan.attach()) {
-            orphan.detach();
-        }
-    }
-    QSharedMemory segment(name);
-    return segment.attach();
+    const QString place =
+        QDir::tempPath() + QLatin1Char('\n') + QString::fromLatin1(QSysInfo::machineUniqueId());
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
+           QLatin1String("/guard-") + hashed(place).left(8);
 }
 
 struct Claim
 {
     bool isSecond = false;
-    std::unique_ptr<QSharedMemory> segment; // null when none could be had
-    QString name;                           // of the segment
+    std::unique_ptr<QSharedMemory> segment;
+    QString error; // when there is no segment
 };
 
-Claim takeSegment(const QStringList &names)
+Claim claimSegment(const QString &key)
 {
-    Claim claim;
-    for (const QString &name : names) {
-        if (isHeld(name)) {
-            claim.isSecond = true;
-            return claim;
-        }
-    }
-    for (const QString &name : names) {
-        auto segment = std::make_unique<QSharedMemory>(name);
-        // What is in the way may be an orphan that only the key file just made leads to, or the
-        // segment of one who did not have to wait for the semaphore.
-        if (!segment->create(1) && isHeld(name)) {
-            claim.isSecond = true;
-            return claim;
-        }
-        if (segment->isAttached() || segment->create(1)) {
-            claim.segment = std::move(segment);
-            claim.name = name;
-            return claim;
-        }
-    }
-    return claim;
-}
-
-Claim takeSegmentInTurn(const QString &key, const QStringList &names)
-{
-    // The system gives back what a process that dies has acquired. Another user's semaphore is
-    // not to be had, and need not be: it would only keep out those who compete for his names.
+    // The system gives back what a process that dies has acquired. Without access to the
+    // semaphore, which is another user's then, the lock file has to do.
     QSystemSemaphore turn(key + QLatin1String("_semaphore"), 1);
     const bool acquired = turn.acquire();
-    Claim claim = takeSegment(names);
+    Claim claim;
+    // On Unix, a segment outlives a process that crashed, until the last one detaches. Removing it
+    // removes the key file too, and the next key file may lead to a second such leftover.
+    for (int attempt = 0; attempt < 3 && !claim.segment && !claim.isSecond; ++attempt) {
+        auto segment = std::make_unique<QSharedMemory>(key);
+        if (segment->create(1)) {
+            claim.segment = std::move(segment);
+            break;
+        }
+        claim.error = segment->errorString();
+        if (segment->attach()) {
+            segment->detach();
+        }
+        claim.isSecond = segment->attach() && !isOtherUsersSegment(*segment);
+    }
     if (acquired) {
         turn.release();
     }
@@ -98,8 +85,9 @@ Claim takeSegmentInTurn(const QString &key, const QStringList &names)
 SingleAppHandler::SingleAppHandler(QObject *parent)
     : QObject(parent)
     , m_key(hashed(QCoreApplication::applicationName()))
-    , m_names{m_key,
-              hashed(QCoreApplication::applicationName() + QLatin1Char('\n') + QDir::homePath())}
+    , m_folder(privateFolder())
+    , m_names{m_key, serverNameIn(m_folder, hashed(QCoreApplication::applicationName() +
+                                                   QLatin1Char('\n') + QDir::homePath()))}
 {
 }
 
@@ -118,60 +106,82 @@ bool SingleAppHandler::isFirstInstance()
     if (m_server) {
         return true;
     }
-    // Asked first: this needs no key files, which lie in the folder for temporary files, where
-    // the system may tidy them away below an instance that runs for weeks.
-    if (isAnswered()) {
+    if (!lock()) {
         return false;
     }
-    // On a thread of its own, to be left behind: a semaphore knows no limit of time, and may be
-    // kept by a process that was stopped, by another user, or by ourselves, when the system has
-    // given the number of a key file that was removed to another.
-    std::packaged_task<Claim()> task(
-        [key = m_key, names = m_names] { return takeSegmentInTurn(key, names); });
+    // On a thread of its own, to be left behind: a semaphore knows no time limit, and may be kept
+    // by a process that was stopped, by another user, or by ourselves, when the system has given
+    // the number of a key file that was removed to another.
+    std::packaged_task<Claim()> task([key = m_key] { return claimSegment(key); });
     std::future<Claim> asked = task.get_future();
     std::thread(std::move(task)).detach();
     Claim claim;
     if (asked.wait_for(longestCheck) == std::future_status::ready) {
         claim = asked.get();
     } else {
-        claim.isSecond = isAnswered();
+        claim.error = QStringLiteral("another process held the semaphore for three seconds");
     }
-    if (claim.isSecond) {
+    if (claim.isSecond || !listen()) {
+        m_lock.reset();
         return false;
     }
-    if (!claim.segment) {
-        qCWarning(lcApp, "No shared memory: other instances are noticed by their socket only");
-    }
     m_segment = std::move(claim.segment);
-    listen(m_segment ? m_names.mid(m_names.indexOf(claim.name)) : m_names.mid(1));
+    if (!m_segment) {
+        qCWarning(lcApp).noquote().nospace()
+            << "Started without the shared memory that marks a running instance (" << claim.error
+            << "). Another user may hold it. The lock file replaces it.";
+    }
     return true;
 }
 
-bool SingleAppHandler::isAnswered() const
+// False when another instance holds the lock.
+bool SingleAppHandler::lock()
 {
-    return std::any_of(m_names.begin(), m_names.end(), [](const QString &name) {
-        QLocalSocket socket;
-        socket.connectToServer(name);
-        return socket.waitForConnected(longestWait);
-    });
+    QDir().mkpath(m_folder);
+    // Who can open a file can lock it.
+    QFile::setPermissions(m_folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    m_lock = std::make_unique<QFile>(m_folder + QLatin1String("/lock"));
+    if (!m_lock->open(QIODevice::ReadWrite)) {
+        qCWarning(lcApp).noquote()
+            << "No lock file against a second instance:" << m_lock->fileName()
+            << m_lock->errorString();
+        return true;
+    }
+    return tryLock(*m_lock);
 }
 
-// Under the first name that can be had. On Windows, a segment is one session's and a pipe the whole
-// computer's: when the segment was free, the pipe may still be that of another user who is logged
-// on.
-void SingleAppHandler::listen(const QStringList &names)
+// False when another instance of this user listens.
+bool SingleAppHandler::listen()
 {
     m_server = std::make_unique<QLocalServer>();
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     connect(m_server.get(), &QLocalServer::newConnection, this,
             &SingleAppHandler::processConnection);
-    for (const QString &name : names) {
-        QLocalServer::removeServer(name);
-        if (m_server->listen(name)) {
-            return;
+    for (const QString &name : m_names) {
+        QLocalSocket socket;
+        socket.connectToServer(name);
+        QString error;
+        if (socket.waitForConnected(longestWait)) {
+            if (isOwnServer(socket)) {
+                m_server.reset();
+                return false;
+            }
+            error = QStringLiteral("another user listens there");
+        } else if (socket.error() != QLocalSocket::ServerNotFoundError &&
+                   socket.error() != QLocalSocket::ConnectionRefusedError) {
+            error = socket.errorString();
+        } else {
+            QLocalServer::removeServer(name);
+            if (m_server->listen(name)) {
+                qCInfo(lcApp).noquote()
+                    << "Listening for a second start on" << m_server->fullServerName();
+                break;
+            }
+            error = m_server->errorString();
         }
+        qCWarning(lcApp).noquote() << "Cannot listen on" << name << '-' << error;
     }
-    qCWarning(lcApp).noquote() << "A second start cannot be heard:" << m_server->errorString();
+    return true;
 }
 
 void SingleAppHandler::sendMessage(const QString &message)
@@ -181,7 +191,8 @@ void SingleAppHandler::sendMessage(const QString &message)
         for (const QString &name : m_names) {
             QLocalSocket socket;
             socket.connectToServer(name);
-            if (socket.waitForConnected(static_cast<int>(left.remainingTime()))) {
+            if (socket.waitForConnected(static_cast<int>(left.remainingTime())) &&
+                isOwnServer(socket)) {
                 grantForeground(socket);
                 socket.write(message.toUtf8() + '\n');
                 while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(longestDelivery)) {

@@ -7,17 +7,20 @@
 
 #include <memory>
 
+class QFile;
 class QLocalServer;
 class QLocalSocket;
 class QSharedMemory;
 
-// Keeps the application to one running instance for each user, and carries a word from a second
+// Keeps the application to one running instance for each user, and passes messages from a second
 // one to the first. Needs the application's name. Interface thread; the first instance needs an
-// event loop to hear anything.
+// event loop to receive anything.
 //
-// All system-wide names come from the SHA-256 of the application's name, so two installations of
-// that name share one guard. Where they belong to another user of the computer, names made with
-// the home folder as well take their place.
+// Semaphore, shared memory and local server are named by the SHA-256 of the application's name, so
+// two installations of that name share one guard. They are open to every user of the computer:
+// what another user has put there counts for nothing. A lock file in the application's data folder,
+// which only this user can write, keeps a second instance away in any case; the server moves there
+// too when its first name is taken (on Windows to a name made with the home folder as well).
 class SingleAppHandler : public QObject
 {
     Q_OBJECT
@@ -27,13 +30,13 @@ public:
     // Lets a new first instance start.
     ~SingleAppHandler() override;
 
-    // True when no other instance lives; this one then counts as the first until the object
-    // goes, and listens. A further call of a first instance answers true again. Takes three
-    // seconds at the most: where the system does not let the instance mark its presence, it still
-    // counts as the first, with a log line, and the socket alone keeps the next one away.
+    // True when no other instance of this user runs; this one then is the first until the object is
+    // destroyed, and listens. A further call of a first instance returns true again. Waits at most
+    // three seconds for a semaphore that another process holds. What cannot be used is logged, and
+    // the rest of the guard does without.
     bool isFirstInstance();
 
-    // Hands a text without line breaks to the first instance. Waits at most 500 ms for the
+    // Hands a text without line breaks to this user's first instance. Waits at most 500 ms for the
     // connection, and five seconds for the bytes to leave: on Windows, for the other's event loop
     // to read them. A message that does not get through is lost without a word.
     void sendMessage(const QString &message);
@@ -50,12 +53,14 @@ private slots:
     void clientReadyRead();
 
 private:
-    bool isAnswered() const;
+    bool lock();
+    bool listen();
     void receive(QLocalSocket *client);
-    void listen(const QStringList &names);
 
     const QString m_key;
-    const QStringList m_names; // the key, and what stands in for it
+    const QString m_folder;    // only this user can write it
+    const QStringList m_names; // of the server, by preference
+    std::unique_ptr<QFile> m_lock;
     std::unique_ptr<QSharedMemory> m_segment;
     std::unique_ptr<QLocalServer> m_server;
     QHash<QLocalSocket *, QByteArray> m_received; // of each client, not yet a whole message

@@ -1,12 +1,14 @@
 #include "app/singleapphandler.h"
-#include "tests/app/takenname.h"
+#include "tests/app/otheruser.h"
 #include "tests/support/testmain.h"
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QDirIterator>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QSystemSemaphore>
 
@@ -36,6 +38,28 @@ public:
     QString said;
 };
 
+// Starts several together. The one that is the first, when all others are second.
+std::unique_ptr<Guarded> onlyFirst()
+{
+    std::array<std::unique_ptr<Guarded>, 5> all;
+    std::unique_ptr<Guarded> first;
+    for (auto &one : all) {
+        one = std::make_unique<Guarded>();
+    }
+    for (const auto &one : all) {
+        one->go();
+    }
+    for (auto &one : all) {
+        if (!one->says("(first|second)") || (first && one->said.contains("first"))) {
+            return nullptr;
+        }
+        if (one->said.contains("first")) {
+            first = std::move(one);
+        }
+    }
+    return first;
+}
+
 QString keyOf(const QByteArray &application)
 {
     return QString::fromLatin1(
@@ -49,36 +73,70 @@ class TestSingleAppHandler : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { qputenv("TMPDIR", QFile::encodeName(m_temp.path())); }
+    // A folder that every user can write, as the one for temporary files is.
+    void init()
+    {
+        const QString folder = m_temp.filePath(QString::number(++m_tests));
+        QVERIFY(QDir().mkpath(folder + "/data"));
+        QProcess::execute("chmod", {"1777", folder, folder + "/data", m_temp.path()});
+        qputenv("TMPDIR", QFile::encodeName(folder));
+    }
     // What killed processes left would stay in the system, and come up again below the key files of
     // another run.
-    void cleanupTestCase()
+    void cleanup()
     {
+        const QString application = QCoreApplication::applicationName();
         QCoreApplication::setApplicationName("Guarded");
         QVERIFY(SingleAppHandler().isFirstInstance());
-        for (const QByteArray &name :
-             {QByteArray("Guarded"), "Guarded\n" + QDir::homePath().toUtf8()}) {
-            // Whoever creates it removes it.
-            const QSystemSemaphore memory(keyOf(name), 1, QSystemSemaphore::Create);
-            const QSystemSemaphore turn(keyOf(name) + "_semaphore", 1, QSystemSemaphore::Create);
-        }
+        QCoreApplication::setApplicationName(application);
+        // Whoever creates it removes it.
+        const QSystemSemaphore memory(keyOf("Guarded"), 1, QSystemSemaphore::Create);
+        const QSystemSemaphore turn(keyOf("Guarded") + "_semaphore", 1, QSystemSemaphore::Create);
     }
 
     // The first of each round is killed, and must not be in the way of the next.
     void oneOfManyThatStartTogetherIsTheFirst()
     {
         for (int round = 0; round < 5; ++round) {
-            std::array<Guarded, 5> all;
-            for (Guarded &one : all) {
-                one.go();
-            }
-            int first = 0;
-            for (Guarded &one : all) {
-                QVERIFY(one.says("(first|second)"));
-                first += one.said.contains("first") ? 1 : 0;
-            }
-            QCOMPARE(first, 1);
+            QVERIFY(onlyFirst());
         }
+    }
+
+    void whatAnotherUserHasTakenIsNoInstance_data()
+    {
+        QTest::addColumn<QString>("taken");
+        QTest::addColumn<QByteArray>("user");
+        QTest::newRow("socket") << "socket" << QByteArray("0"); // the only one for Windows
+        QTest::newRow("shared memory") << "segment" << QByteArray("12345");
+        QTest::newRow("both") << "socket-segment" << QByteArray("12345");
+        QTest::newRow("both, from root") << "socket-segment" << QByteArray("0");
+    }
+    void whatAnotherUserHasTakenIsNoInstance()
+    {
+        QFETCH(QString, taken);
+        QFETCH(QByteArray, user);
+        Guarded other("--dawdle-" + taken);
+        QVERIFY(other.says("(dawdles|no other user)"));
+        if (!other.said.contains("dawdles")) {
+            QSKIP("Another user can be had by root only");
+        }
+        const QByteArray data = qgetenv("XDG_DATA_HOME");
+        const auto restored = qScopeGuard([data] {
+            qputenv("XDG_DATA_HOME", data);
+            qunsetenv("KVG_TEST_USER");
+        });
+        qputenv("XDG_DATA_HOME", qgetenv("TMPDIR") + "/data");
+        qputenv("KVG_TEST_USER", user);
+        const std::unique_ptr<Guarded> first = onlyFirst();
+        QVERIFY(first);
+        Guarded second;
+        QVERIFY(second.says("second") && first->says("show"));
+        QDirIterator sockets(QDir::tempPath(), QDir::System, QDirIterator::Subdirectories);
+        while (sockets.hasNext()) {
+            QFile::remove(sockets.next());
+        }
+        Guarded another;
+        QVERIFY(another.says("second"));
     }
 
     void oneThatNeverStopsAskingLocksNobodyOut()
@@ -140,6 +198,7 @@ private slots:
 
 private:
     QTemporaryDir m_temp;
+    int m_tests = 0;
 };
 
 KVG_TEST_MAIN(TestSingleAppHandler)
