@@ -2,6 +2,7 @@
 
 #include "app/log.h"
 
+#include <QByteArrayList>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
@@ -17,7 +18,9 @@ namespace {
 
 QtMessageHandler before = nullptr;
 std::mutex writing;
-const QString *current = nullptr; // path of the file; null: nothing is written
+const QString *current = nullptr; // path of the file; null until LogFile::open()
+QByteArrayList early;             // lines from before that
+constexpr int mostEarly = 100;
 
 // A message must not look like several lines, nor reorder what stands beside it.
 QString plain(const QString &text)
@@ -59,6 +62,9 @@ void append(const QByteArray &line)
 {
     const std::lock_guard<std::mutex> lock(writing);
     if (current == nullptr) {
+        if (early.size() < mostEarly) {
+            early.append(line);
+        }
         return;
     }
     QFile file(*current);
@@ -97,15 +103,24 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 LogFile::LogFile()
     : m_path(folder() + "/kvg-gate.log")
 {
+    before = qInstallMessageHandler(handleMessage);
+}
+
+void LogFile::open()
+{
+    QByteArrayList kept;
     if (QDir().mkpath(folder())) {
         QFile::setPermissions(folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         const std::lock_guard<std::mutex> lock(writing);
         current = &m_path;
+        kept.swap(early);
     }
-    before = qInstallMessageHandler(handleMessage);
     qCInfo(lcApp).noquote() << QCoreApplication::applicationName()
                             << QCoreApplication::applicationVersion() << "starts with Qt"
                             << qVersion() << "on" << QSysInfo::prettyProductName();
+    for (const QByteArray &line : qAsConst(kept)) {
+        append(line);
+    }
 }
 
 LogFile::~LogFile()
@@ -113,6 +128,7 @@ LogFile::~LogFile()
     qInstallMessageHandler(before);
     const std::lock_guard<std::mutex> lock(writing);
     current = nullptr;
+    early.clear();
 }
 
 QString LogFile::folder()

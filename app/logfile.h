@@ -2,8 +2,8 @@
 
 #include <QString>
 
-// The log that a user can send: while the object lives, what the program and the toolkit report
-// (debugging left out) is appended to a file beside the standard error output. Lines of the form
+// The log that a user can send: while the object lives, what the program and Qt report (debugging
+// left out) is appended to a file beside the standard error output. Lines of the form
 // "2026-01-31 12:00:00.123 W kvg.cloud text": local time, the level's initial, the category.
 //
 // Bounded: a file that has reached 1 MB becomes "kvg-gate.log.1" in place of the one before, and
@@ -13,9 +13,14 @@
 class LogFile
 {
 public:
+    // Keeps the first messages in memory, so that a second instance, which never calls open(),
+    // leaves the files alone.
     LogFile();
     ~LogFile();
     Q_DISABLE_COPY(LogFile)
+
+    // Begins the run in the file: a line that tells the version, then the messages kept so far.
+    void open();
 
     // Where the files lie, in the per-user data directory.
     static QString folder();

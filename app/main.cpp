@@ -103,6 +103,7 @@ int main(int argc, char *argv[])
     parser.addOption(quit);
     parser.process(app);
 
+    LogFile log;
     SingleAppHandler guard;
     if (parser.isSet(quit)) {
         guard.sendMessage("quit");
@@ -112,9 +113,9 @@ int main(int argc, char *argv[])
         guard.sendMessage("show");
         return 0;
     }
+    log.open();
     int status = 0;
     {
-        const LogFile log;
         secureSettings();
         identitychange::carryThrough();
         settleLanguage(parser);

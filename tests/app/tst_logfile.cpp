@@ -18,7 +18,8 @@ private slots:
 
     void aMessageIsOneLineWhateverItHolds()
     {
-        const LogFile log;
+        LogFile log;
+        log.open();
         qWarning().noquote() << "two\nlines\x1b[31m" << QChar(0x202e) << QString(5000, 'x');
         qDebug("unseen");
         QCOMPARE(lines().size(), 2); // the first tells the version
@@ -26,6 +27,20 @@ private slots:
             "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} W default "
             "two\\\\nlines\\\\u001b\\[31m \\\\u202e x{1900,2000}…$");
         QVERIFY2(form.match(lines()[1]).hasMatch(), qPrintable(lines()[1]));
+    }
+
+    void aRunBeginsWithItsVersionInTheFileOrLeavesTheFileAlone()
+    {
+        {
+            const LogFile neverOpened;
+            qWarning("of a second instance");
+        }
+        QVERIFY(!QFile::exists(path()));
+        LogFile log;
+        qWarning("before");
+        log.open();
+        QCOMPARE(lines().size(), 2);
+        QVERIFY(lines()[0].contains("starts with") && lines()[1].endsWith("before"));
     }
 
     void othersCannotReadIt()
@@ -36,7 +51,8 @@ private slots:
         if (secret.permissions() & others) {
             QSKIP("Files have no such modes here; what lies in a profile is private");
         }
-        const LogFile log;
+        LogFile log;
+        log.open();
         QVERIFY(!(QFile::permissions(path()) & others));
         QVERIFY(!(QFile::permissions(LogFile::folder()) & others));
     }
@@ -52,7 +68,8 @@ private slots:
         QFile reader(path());
         QFile olderReader(path() + ".1");
         QVERIFY(reader.open(QIODevice::ReadOnly) && olderReader.open(QIODevice::ReadOnly));
-        const LogFile log;
+        LogFile log;
+        log.open();
         qInfo("seen");
         QVERIFY(QFileInfo(path()).size() < 1000);
         QCOMPARE(lines().filter("seen").size(), 1);
@@ -63,7 +80,8 @@ private slots:
         const auto loud =
             qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
         const auto restored = qScopeGuard([loud] { qInstallMessageHandler(loud); });
-        const LogFile log;
+        LogFile log;
+        log.open();
         const QByteArray full(LogFile::longestFile - 10, '\n');
         QVERIFY(writeFile(path() + ".1", "older"));
         QVERIFY(writeFile(path(), full));

@@ -1,7 +1,12 @@
 #include "app/language.h"
+#include "app/logfile.h"
 #include "app/singleapphandler.h"
+#include "tests/app/otheruser.h"
+#include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
+#include <QCryptographicHash>
+#include <QDir>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QProcess>
@@ -58,6 +63,9 @@ private slots:
 
     void aSecondOneWakesTheFirstAndTouchesNothing()
     {
+        QDir(LogFile::folder()).removeRecursively();
+        const TakenName name(QString::fromLatin1(
+            QCryptographicHash::hash("KVG-Gate", QCryptographicHash::Sha256).toHex()));
         QProcess first;
         QVERIFY(start(first, {}));
         QSettings().setValue("Cloud/Serial", "S");
@@ -66,6 +74,9 @@ private slots:
         QCOMPARE(first.state(), QProcess::Running);
         QCOMPARE(run({"--quit", "--reset"}), QString());
         QVERIFY(endsInOrder(first));
+        const QByteArray log = readFile(LogFile::folder() + "/kvg-gate.log");
+        QCOMPARE(log.count("starts with"), 1);
+        QVERIFY(log.indexOf("starts with") < log.indexOf("Cannot listen"));
         QVERIFY(QSettings().contains("UI/Geom"));
         QCOMPARE(run({"--quit", "--reset"}), QString());
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
