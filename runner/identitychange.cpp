@@ -50,7 +50,11 @@ void identitychange::beginRestore(const QByteArray &backup)
 
 void identitychange::end()
 {
-    QFile::remove(path());
+    QFile file(path());
+    // One that stays would undo, at the next start, what happens until then.
+    if (file.exists() && !file.remove() && !file.resize(0)) {
+        qCWarning(lcRunner).noquote() << "Cannot remove" << path() << "-" << file.errorString();
+    }
 }
 
 void identitychange::carryThrough()
