@@ -34,7 +34,7 @@ public:
             emit mediumGone();
         }
         current = update;
-        return true;
+        return takesUpdates;
     }
     void statePublished() override { ++published; }
     void setSettings(const QVariantHash &values) override { settings.append(values); }
@@ -55,6 +55,7 @@ public:
     QList<QJsonObject> updates;
     QList<QVariantHash> settings;
     int published = 0;
+    bool takesUpdates = true;
     bool vanishesWhenAsked = false;
 
 private:

@@ -143,8 +143,11 @@ private slots:
         const QByteArray large = "{\"n\":\"" + QByteArray(64 * 1024 - 8, 'x') + "\"}";
         gateway.mqtt_messageReceived("fake_1_C", large + ' '); // a byte too many
         QCOMPARE(bare->updates.size(), 0);
+        const QSignalSpy updated(&gateway, &GatewayThing::siblingUpdated);
+        bare->takesUpdates = false;
         gateway.mqtt_messageReceived("fake_1_C", large);
         QCOMPARE(bare->updates.size(), 1);
+        QVERIFY(updated.isEmpty());
     }
 
     void reportsAndKeepAliveFollowTheirIntervals()
