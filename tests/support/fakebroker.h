@@ -99,6 +99,7 @@ private:
             break;
         case 14:
             seen << "disconnect";
+            client->disconnectFromHost();
             break;
         default:
             break;
