@@ -161,6 +161,7 @@ bool GatewayThing::connectToCloud(bool first)
         return false;
     }
     m_firstConnection = m_firstConnection || first;
+    m_client->stop(); // before the settings are read: its local event loop may let them change
     m_connection = wantedConnection();
     const bool started = m_client->start(m_connection.clientId, m_connection.keepAlive,
                                          m_connection.host, m_connection.port);
