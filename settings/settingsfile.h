@@ -4,17 +4,18 @@
 
 class QVariant;
 
-// Keeps this user's settings to this user, and takes out of them the values of which the toolkit's
-// reader would build whatever they tell it to: a damaged one ends the process. The gateway writes
-// no such values. What held one is kept as it was: a file beside itself as "….unsafe", a key of the
-// registry as "Damaged …". To be called before the first settings object; later calls do the same
-// again.
+// Makes the settings safe to open. To be called by the only instance of the gateway, before the
+// first QSettings; later calls do the same again.
+// - Removes values in the forms @Variant and @DateTime: QSettings would deserialise arbitrary types
+//   from them, and a damaged one ends the process. The gateway writes none. The original is kept: a
+//   file as "<file>.unsafe", a key of the registry as "Damaged <key>".
+// - Undoes a replaceSettings() that a kill interrupted.
 void secureSettings();
 
-// Lets `replace` replace the settings as a whole: should the process end meanwhile, the next
-// secureSettings() brings the old ones back. Returns what `replace` returns.
+// Calls `replace`, which replaces the settings as a whole, and returns its result. False, without
+// the call, when secureSettings() could not undo it.
 bool replaceSettings(const std::function<bool()> &replace);
 
-// The value as the settings are to be given it, so that they give it back alike on all systems and
-// after secureSettings(). A list that they cannot hold becomes a text with commas.
+// `value` in the form that QSettings returns alike on all platforms and that secureSettings()
+// leaves alone. A list that the platform cannot store becomes a text with commas.
 QVariant storable(const QVariant &value);
