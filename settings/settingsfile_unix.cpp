@@ -5,173 +5,97 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QVariant>
 
+#include <cstdio>
+
 namespace {
 
-// Walks over the format of the toolkit's settings files as far as it takes to tell where values
-// begin and lines end: quotes hold lines together, a backslash takes the next character along, a
-// semicolon begins a comment.
-class Walker
+// The lines in which no value can be in the forms @Variant or @DateTime.
+QByteArray safeLines(const QByteArray &file)
 {
-public:
-    explicit Walker(const QByteArray &text)
-        : m_text(text)
-    {
+    // The start of a value, with '@' and escapes as QSettings writes them. It also reads '@' from
+    // escapes, and skips blanks, empty quotes and unknown escapes before it. Possessive, so that an
+    // opening quote is never taken for the value's first character.
+    static const QRegularExpression safeStart(
+        R"(\G[ \t]*+(?:""[ \t]*+)*+"?+(?:(?![@\\])|@(?:@|ByteArray\(|String\(|Invalid\()|\\(?:)"
+        R"([abfnrtv"\\]|0(?![0-7])|x(?!0|40(?![[:xdigit:]]))[[:xdigit:]]{1,4}(?![[:xdigit:]]))))");
+    const QString text = QString::fromLatin1(file);
+    int lineStart = 0;
+    // After a byte order mark, QSettings decodes values as UTF-8, which drops marks before an '@'.
+    while (file.mid(lineStart, 3) == "\xef\xbb\xbf") {
+        lineStart += 3;
     }
-
-    bool atEnd() const { return m_at >= m_text.size(); }
-    int position() const { return m_at; }
-
-    // Goes behind the end of the line; true when one of its values is unsafe.
-    bool passLine()
-    {
-        bool unsafe = false;
-        bool quoted = false;
-        bool isValue = false;
-        bool atStart = false;
-        while (!atEnd()) {
-            const bool plain = m_text.at(m_at) != '\\';
-            const int character = next();
-            if (character == nothing) {
-                continue;
-            }
-            if (plain && !quoted && isLineEnd(character)) {
-                break;
-            }
-            if (plain && !quoted && character == ';') {
-                skipComment();
-            } else if (plain && character == '"') {
-                quoted = !quoted;
-            } else if (plain && !quoted && character == (isValue ? ',' : '=')) {
-                isValue = true;
-                atStart = true;
-            } else if (atStart && character == '@') {
-                unsafe = unsafe || isUnsafe();
-                atStart = false;
-            } else if (character != ' ' && character != '\t') {
-                atStart = false;
-            }
-        }
-        return unsafe;
-    }
-
-private:
-    static constexpr int nothing = -1; // of an escape that stands for no character
-
-    static bool isLineEnd(int character) { return character == '\n' || character == '\r'; }
-
-    void skipComment()
-    {
-        while (!atEnd() && !isLineEnd(m_text.at(m_at))) {
-            ++m_at;
+    QByteArray safe;
+    bool isSafe = true;
+    bool isQuoted = false;
+    bool isComment = false;
+    for (int i = lineStart; i < file.size(); ++i) {
+        const char c = file.at(i);
+        if (!isQuoted && (c == '\n' || c == '\r')) {
+            safe += isSafe ? file.mid(lineStart, i + 1 - lineStart) : QByteArray();
+            lineStart = i + 1;
+            isSafe = true;
+            isComment = false;
+        } else if (isComment) {
+            continue;
+        } else if (c == '\\') {
+            const QByteArray next = file.mid(i + 1, 2);
+            i += next == "\r\n" || next == "\n\r" ? 2 : 1;
+        } else if (c == '"') {
+            isQuoted = !isQuoted;
+        } else if (!isQuoted && (c == '=' || c == ',')) {
+            isSafe = isSafe && safeStart
+                                   .match(text, i + 1, QRegularExpression::NormalMatch,
+                                          QRegularExpression::DontCheckSubjectStringMatchOption)
+                                   .hasMatch();
+        } else if (!isQuoted) {
+            isComment = c == ';';
         }
     }
+    return isSafe ? safe + file.mid(lineStart) : safe;
+}
 
-    // The next character as the toolkit reads it, escapes decoded.
-    int next()
-    {
-        const char first = m_text.at(m_at++);
-        if (first != '\\' || atEnd()) {
-            return static_cast<uchar>(first);
-        }
-        const char kind = m_text.at(m_at);
-        if (kind >= '0' && kind <= '7') {
-            return number(8);
-        }
-        ++m_at;
-        if (kind == 'x') {
-            return number(16);
-        }
-        if (isLineEnd(kind)) {
-            if (!atEnd() && m_text.at(m_at) == (kind == '\n' ? '\r' : '\n')) {
-                ++m_at;
-            }
-            return nothing;
-        }
-        return QByteArray("abfnrtv\"?'\\").contains(kind) ? kind : nothing;
-    }
-
-    int number(int base)
-    {
-        const int start = m_at;
-        uint code = 0;
-        for (; !atEnd(); ++m_at) {
-            bool isDigit = false;
-            const uint digit = m_text.mid(m_at, 1).toUInt(&isDigit, base);
-            if (!isDigit) {
-                break;
-            }
-            code = (code * static_cast<uint>(base) + digit) & 0xffff;
-        }
-        return m_at == start ? nothing : static_cast<int>(code);
-    }
-
-    bool isUnsafe() const
-    {
-        Walker rest(*this);
-        QByteArray name;
-        while (!rest.atEnd() && name.size() < 9) {
-            // What the toolkit may skip between the letters does not count.
-            const int character = rest.next();
-            if (character != nothing && !QByteArray("\"\n\r \t").contains(char(character))) {
-                name += static_cast<char>(character);
-            }
-        }
-        return name.startsWith("Variant(") || name.startsWith("DateTime(");
-    }
-
-    const QByteArray &m_text;
-    int m_at = 0;
-};
-
-void removeUnsafe(const QString &path)
+// Leaves a file at `path` that QSettings can read, or none.
+void secureFile(const QString &path)
 {
     QFile file(path);
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+    const QByteArray original =
+        QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QByteArray safe = safeLines(original);
+    if (safe == original) {
         return;
     }
-    const QByteArray text = file.readAll(); // as the toolkit does
-    QByteArray safe;
-    Walker walker(text);
-    while (!walker.atEnd()) {
-        const int start = walker.position();
-        if (!walker.passLine()) {
-            safe += text.mid(start, walker.position() - start);
-        }
-    }
-    if (safe.size() == text.size()) {
-        return;
-    }
+    const QString aside = path + ".unsafe";
     QString error;
-    if (replacePrivateFile(path + QLatin1String(".unsafe"), text, error) &&
-        replacePrivateFile(path, safe, error)) {
-        qCWarning(lcSettings).noquote() << path << "held values that are not the gateway's; it is"
-                                        << "kept as .unsafe, the other values stay";
-    } else {
-        qCWarning(lcSettings).noquote() << "Unsafe values stay in" << path << "-" << error;
-    }
+    const bool isSecured =
+        (replacePrivateFile(aside, original, error) && replacePrivateFile(path, safe, error)) ||
+        std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0;
+    qCWarning(lcSettings).noquote()
+        << path << "held unsafe values or a byte order mark;"
+        << (isSecured ? "the original is now" : "it cannot be moved to") << aside << error;
 }
 
 } // namespace
 
 void secureSettings()
 {
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    const QString own = folder + QLatin1Char('/') + QCoreApplication::organizationName();
-    QDir().mkpath(own);
-    QFile::setPermissions(own, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    removeUnsafe(own + QLatin1String(".conf"));
-    removeUnsafe(own + QLatin1Char('/') + QCoreApplication::applicationName() +
-                 QLatin1String(".conf"));
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                           '/' + QCoreApplication::organizationName();
+    const QString file = folder + '/' + QCoreApplication::applicationName() + ".conf";
+    QDir().mkpath(folder);
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    for (const QString &path : {folder + ".conf", file}) {
+        secureFile(path);
+    }
 }
 
 bool replaceSettings(const std::function<bool()> &replace)
 {
-    return replace(); // a file is replaced in one step
+    return replace(); // QSettings replaces its file in one step
 }
 
 QVariant storable(const QVariant &value)

@@ -2,6 +2,7 @@
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
+#include <QRandomGenerator>
 #include <QSettings>
 
 class TestSettingsFile : public QObject
@@ -9,25 +10,73 @@ class TestSettingsFile : public QObject
     Q_OBJECT
 
 private slots:
-    // The toolkit builds whatever such a value says, down to the end of the process.
-    void valuesThatNobodyCanTrustAreTakenOut()
+    void init()
     {
-        QSettings().setValue("a", 1); // the folder
-        const QString path = QSettings().fileName();
-        const QByteArray huge("@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n");
-        const QByteArray text = "[Cloud]\nSerial=S\n; say \"\nHost=\\\n" + huge +
-                                "KeepAlive = \"x, @Variant(\"\n" + "Port=a, \\x40" + huge.mid(1) +
-                                "Interval=\"\\100\"Vari" + huge.mid(5) +
-                                "[UI]\nDark=@@Variant(\nLanguage=ru";
-        QVERIFY(writeFile(path, text));
-        secureSettings();
-        QCOMPARE(readFile(path + ".unsafe"), text);
-        QCOMPARE(readFile(path),
-                 QByteArray("[Cloud]\nSerial=S\n; say \"\nKeepAlive = \"x, @Variant(\"\n"
-                            "[UI]\nDark=@@Variant(\nLanguage=ru"));
-        secureSettings();
-        QCOMPARE(readFile(path + ".unsafe"), text);
+        QDir(m_folder).removeRecursively();
+        secureSettings(); // makes the folder
     }
+
+    void linesWithUnsafeValuesAreRemoved()
+    {
+        const QByteArray before(
+            "[Cloud]\nSerial=S\n; say \"\nHost=\"; @Variant(\"\nPort=a\\\r\nb\n");
+        const QByteArray after("[UI]\nDark=@@Variant(\nState=@ByteArray(@)\nGeom=\"\"");
+        for (const char *const spelling :
+             {"k=@%", "\"k=\"=@%", "k\\==@%", "k= \"@%\"", "k=\t\"\" \"\" \"@%\"", "k=\\q@%",
+              "k=\\x@%", "k=\\\n@%", "k=\\\r\n@%", "k=\\x40%", "k=\"\\x1A0040%\"", "k=\\100%",
+              "k=\\0100%", "k=a,@%", "k=a\\\r\n,@%", "k=\"a\n=;\", @%", "k=@@,@ByteArray(),@%"}) {
+            // QSettings reads the number 7. Other types than that would end the process.
+            const QByteArray line =
+                QByteArray(spelling).replace("%", "Variant(\\0\\0\\0\\x2\\0\\0\\0\\a)");
+            QVERIFY(writeFile(m_path + spelling, line));
+            const QSettings unsafe(m_path + spelling, QSettings::IniFormat);
+            const QVariant value = unsafe.value(unsafe.allKeys().value(0));
+            QVERIFY2(value == 7 || value.toList().contains(7), spelling);
+
+            QVERIFY(writeFile(m_path, before + line + '\n' + after));
+            secureSettings();
+            secureSettings();
+            QCOMPARE(readFile(m_path), before + after);
+            QCOMPARE(readFile(m_path + ".unsafe"), before + line + '\n' + after);
+        }
+    }
+
+    void byteOrderMarksAreRemoved()
+    {
+        const QByteArray mark("\xef\xbb\xbf");
+        QVERIFY(writeFile(m_path, mark + mark + "[Cloud]\nSerial=" + mark + "@Variant(x)"));
+        secureSettings();
+        QCOMPARE(QSettings().value("Cloud/Serial").toString().toLatin1(), mark + "@Variant(x)");
+    }
+
+    void whatQSettingsWritesStays()
+    {
+        const QString parts = QString::fromUtf8("@\"\\,;= \t\r\n0ax()рéЀ") + QChar(0);
+        QRandomGenerator random(1);
+        QStringList list;
+        QSettings settings;
+        for (int i = 0; i < 1000; ++i) {
+            QString text(random.bounded(2) ? "@Variant(" : "");
+            for (int count = random.bounded(4); count > 0; --count) {
+                text.insert(random.bounded(text.size() + 1),
+                            parts.at(random.bounded(parts.size())));
+            }
+            list = list.mid(i % 3) << text;
+            settings.setValue(QString("text/%1").arg(i), text);
+            settings.setValue(QString("bytes/%1").arg(i), text.toUtf8());
+            settings.setValue(QString("list/%1").arg(i), list);
+        }
+        settings.setValue("none", QStringList());
+        settings.sync();
+        const QByteArray written = readFile(m_path);
+        secureSettings();
+        QCOMPARE(readFile(m_path), written);
+        QVERIFY(!QFile::exists(m_path + ".unsafe"));
+    }
+
+private:
+    const QString m_path = QSettings().fileName();
+    const QString m_folder = QFileInfo(m_path).path();
 };
 
 KVG_TEST_MAIN(TestSettingsFile)
