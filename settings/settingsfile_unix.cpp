@@ -62,20 +62,26 @@ QByteArray safeLines(const QByteArray &file)
 // Leaves a file at `path` that QSettings can read, or none.
 void secureFile(const QString &path)
 {
+    // A pipe would block QSettings. It reads a file as a whole; ten thousand devices take some MiB.
+    const QFileInfo info(path);
+    const bool isSettings = info.isFile() && info.size() <= (64 << 20);
     QFile file(path);
     const QByteArray original =
-        QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        isSettings && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     const QByteArray safe = safeLines(original);
-    if (safe == original) {
+    if (!info.exists() || (isSettings && safe == original)) {
         return;
     }
     const QString aside = path + ".unsafe";
+    QFile::remove(aside); // perhaps a pipe of an earlier start
     QString error;
     const bool isSecured =
-        (replacePrivateFile(aside, original, error) && replacePrivateFile(path, safe, error)) ||
+        (isSettings && replacePrivateFile(aside, original, error) &&
+         replacePrivateFile(path, safe, error)) ||
         std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0;
     qCWarning(lcSettings).noquote()
-        << path << "held unsafe values or a byte order mark;"
+        << path
+        << (isSettings ? "held unsafe values or a byte order mark;" : "is no settings file;")
         << (isSecured ? "the original is now" : "it cannot be moved to") << aside << error;
 }
 

@@ -4,6 +4,7 @@
 
 #include <QRandomGenerator>
 #include <QSettings>
+#include <sys/stat.h>
 
 class TestSettingsFile : public QObject
 {
@@ -72,6 +73,21 @@ private slots:
         secureSettings();
         QCOMPARE(readFile(m_path), written);
         QVERIFY(!QFile::exists(m_path + ".unsafe"));
+    }
+
+    void whatIsNoSettingsFileIsMovedAside()
+    {
+        QCOMPARE(mkfifo(qPrintable(m_path + ".pipe"), 0600), 0);
+        QVERIFY(QFile::link(m_path + ".pipe", m_path));
+        secureSettings();
+        QSettings().setValue("a", 1); // would wait for the pipe
+        QVERIFY(QFileInfo(m_path + ".unsafe").isSymLink());
+        QVERIFY(writeFile(m_path, "a=1\nb=@Variant("));
+        secureSettings();
+        QCOMPARE(readFile(m_path), QByteArray("a=1\n"));
+        QVERIFY(QFile::resize(m_path, 100 << 20));
+        secureSettings();
+        QCOMPARE(QFileInfo(m_path + ".unsafe").size(), 100 << 20);
     }
 
 private:
