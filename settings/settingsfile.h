@@ -10,6 +10,7 @@ class QVariant;
 //   from them, and a damaged one ends the process. The gateway writes none. The original is kept: a
 //   file as "<file>.unsafe", a key of the registry as "Damaged <key>".
 // - Undoes a replaceSettings() that a kill interrupted.
+// - Removes the lock that a kill left.
 void secureSettings();
 
 // Calls `replace`, which replaces the settings as a whole, and returns its result. False, without

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLockFile>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QVariant>
@@ -94,9 +95,14 @@ void secureSettings()
     const QString file = folder + '/' + QCoreApplication::applicationName() + ".conf";
     QDir().mkpath(folder);
     QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    for (const QString &path : {folder + ".conf", file}) {
+    for (const QString &path : {folder + ".conf", file, file + ".lock"}) {
         secureFile(path);
     }
+    // A kill can leave the lock of QSettings behind empty, on which its next write waits for 30 s.
+    // This takes over, and then removes, a lock older than 1 ms that no process holds.
+    QLockFile lock(file + ".lock");
+    lock.setStaleLockTime(1);
+    lock.tryLock(10); // ms
 }
 
 bool replaceSettings(const std::function<bool()> &replace)

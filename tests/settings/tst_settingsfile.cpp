@@ -2,6 +2,7 @@
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
+#include <QLockFile>
 #include <QRandomGenerator>
 #include <QSettings>
 #include <sys/stat.h>
@@ -77,10 +78,11 @@ private slots:
 
     void whatIsNoSettingsFileIsMovedAside()
     {
+        QCOMPARE(mkfifo(qPrintable(m_path + ".lock"), 0600), 0);
         QCOMPARE(mkfifo(qPrintable(m_path + ".pipe"), 0600), 0);
         QVERIFY(QFile::link(m_path + ".pipe", m_path));
         secureSettings();
-        QSettings().setValue("a", 1); // would wait for the pipe
+        QSettings().setValue("a", 1); // would wait for both pipes
         QVERIFY(QFileInfo(m_path + ".unsafe").isSymLink());
         QVERIFY(writeFile(m_path, "a=1\nb=@Variant("));
         secureSettings();
@@ -88,6 +90,18 @@ private slots:
         QVERIFY(QFile::resize(m_path, 100 << 20));
         secureSettings();
         QCOMPARE(QFileInfo(m_path + ".unsafe").size(), 100 << 20);
+    }
+
+    void whatAKillLeftIsRemoved()
+    {
+        QLockFile lock(m_path + ".lock");
+        QVERIFY(lock.lock());
+        secureSettings();
+        QVERIFY(QFile::exists(m_path + ".lock"));
+        lock.unlock();
+        QVERIFY(writeFile(m_path + ".lock", ""));
+        secureSettings();
+        QVERIFY(!QFile::exists(m_path + ".lock"));
     }
 
 private:
