@@ -141,8 +141,10 @@ DWORD replace(const QString &name, const QByteArray &bytes)
     if (attributes == nullptr) {
         return GetLastError();
     }
-    const QString place =
-        name + QLatin1Char('.') + QString::number(QRandomGenerator::system()->generate(), 36);
+    QString place = name + QLatin1Char('.'); // secureSettings() knows this form of a name
+    for (int letter = 0; letter < 6; ++letter) {
+        place += QLatin1Char(char('a' + QRandomGenerator::system()->bounded(26)));
+    }
     FileHandle file = opened(CreateFileW(wide(place), GENERIC_WRITE, 0, attributes, CREATE_NEW,
                                          FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {

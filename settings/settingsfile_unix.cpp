@@ -88,7 +88,7 @@ void secureFile(const QString &path)
 
 } // namespace
 
-void secureSettings()
+void secureStore()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                            '/' + QCoreApplication::organizationName();

@@ -97,7 +97,7 @@ void removeUnsafe(HKEY organization, const wchar_t *name, const wchar_t *aside)
 
 } // namespace
 
-void secureSettings()
+void secureStore()
 {
     const Key organization = makeKey(HKEY_CURRENT_USER, organizationPath);
     if (openKey(organization.get(), previousName)) {

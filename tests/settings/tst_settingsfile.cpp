@@ -94,10 +94,19 @@ private slots:
 
     void whatAKillLeftIsRemoved()
     {
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+        QVERIFY(QDir().mkpath(data));
+        for (const QString &path :
+             {data + "/kvgatew.key", data + "/other", m_path, m_path + ".unsafe"}) {
+            QVERIFY(writeFile(path, "x") && writeFile(path + ".QwErTy", ""));
+        }
         QLockFile lock(m_path + ".lock");
         QVERIFY(lock.lock());
         secureSettings();
-        QVERIFY(QFile::exists(m_path + ".lock"));
+        QCOMPARE(QDir(data).entryList(QDir::Files),
+                 (QStringList{"kvgatew.key", "other", "other.QwErTy"}));
+        QCOMPARE(QDir(m_folder).entryList(QDir::Files),
+                 (QStringList{"KVG-Gate.conf", "KVG-Gate.conf.lock", "KVG-Gate.conf.unsafe"}));
         lock.unlock();
         QVERIFY(writeFile(m_path + ".lock", ""));
         secureSettings();

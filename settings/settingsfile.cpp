@@ -1,0 +1,28 @@
+#include "settings/settingsfile.h"
+
+#include "settings/log.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+void secureSettings()
+{
+    // QSaveFile, QTemporaryFile and replacePrivateFile() write to "<name>.<six letters>" first.
+    static const QRegularExpression temporary("^(kvgatew\\.key|kvgatew\\.cert|identity\\.pending|"
+                                              "KVG-Gate\\.conf|KVG-Gate\\.conf\\.unsafe)"
+                                              "\\.(?!unsafe)[A-Za-z]{6}$");
+    const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    for (const QDir &folder :
+         {QDir(config + '/' + QCoreApplication::organizationName()), QDir(data)}) {
+        const QStringList files = folder.entryList(QDir::Files | QDir::NoSymLinks);
+        for (const QString &file : files.filter(temporary)) {
+            const bool removed = QFile::remove(folder.filePath(file));
+            qCInfo(lcSettings).noquote() << (removed ? "Removed" : "Cannot remove")
+                                         << folder.filePath(file) << "of an interrupted write";
+        }
+    }
+    secureStore();
+}
