@@ -63,7 +63,6 @@ void ZugatewRunner::shutdown()
 {
     endRegistrationSession();
     m_leaving = true;
-    m_registrar->close();
     m_gateway->disconnectFromCloud();
 }
 

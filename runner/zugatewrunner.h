@@ -62,7 +62,7 @@ public:
     // plugins depend on are deinitialised.
     ~ZugatewRunner() override;
 
-    // Ends the cloud connection and the registrar's stream. On the runner's own thread.
+    // Ends the cloud connection, and a registration that is under way. On the runner's own thread.
     void shutdown();
 
 signals:
