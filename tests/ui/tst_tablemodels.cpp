@@ -11,8 +11,6 @@ using Model = ThingsStateTableModel;
 
 namespace {
 
-constexpr auto inTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
-
 ThingState thing(const QString &shortid, const QString &alias = "name", int state = 0,
                  const QString &regid = QString())
 {
@@ -24,27 +22,15 @@ ThingState thing(const QString &shortid, const QString &alias = "name", int stat
     return thing;
 }
 
-// What a column shows, row by row.
-QString column(const QAbstractItemModel &model, int column, int role = Qt::DisplayRole)
+// What all cells show, row by row.
+QString cells(const QAbstractItemModel &model)
 {
     QStringList texts;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        texts += model.index(row, column).data(role).toString();
+    for (int cell = 0; cell < model.rowCount() * Model::ColumnCount; ++cell) {
+        texts +=
+            model.index(cell / Model::ColumnCount, cell % Model::ColumnCount).data().toString();
     }
     return texts.join(' ');
-}
-
-// The cells that were announced as changed, as "row:first column-last", sorted.
-QStringList cells(const QSignalSpy &changes)
-{
-    QStringList cells;
-    for (const QList<QVariant> &change : changes) {
-        const auto first = change.at(0).toModelIndex();
-        const int last = change.at(1).toModelIndex().column();
-        cells += QStringLiteral("%1:%2-%3").arg(first.row()).arg(first.column()).arg(last);
-    }
-    cells.sort();
-    return cells;
 }
 
 } // namespace
@@ -54,24 +40,12 @@ class TestTableModels : public QObject
     Q_OBJECT
 
 private slots:
-    void statesAreWrittenAsOneLine()
+    void statesAreWrittenAsOneLineWithAnEnd()
     {
-        const std::pair<QJsonValue, const char *> rows[] = {
-            {QJsonObject{{"b", 1}, {"a", true}}, "a:true,b:1"},
-            {QJsonArray{1, 2}, "[1,2]"},
-            {0.1234567, "0.123457"},
-            {1000000, "1e+06"},
-            {"<b>,\"", "<b>,\""},
-            {QJsonObject{{"a", QJsonArray{QJsonObject{{"x", 1}, {"y", false}}, {}}}},
-             "a:[x:1,y:false,null]"},
-            {QJsonValue::Undefined, "null"}};
-        for (const auto &[state, text] : rows) {
-            QCOMPARE(stateText(state), QString(text));
-        }
-    }
+        const QJsonArray list{0.1234567, 1000000, "<\"", QJsonObject{{"x", 1}, {"w", false}}, {}};
+        QCOMPARE(stateText(QJsonObject{{"b", list}, {"a", true}}),
+                 QString("a:true,b:[0.123457,1e+06,<\",w:false,x:1,null]"));
 
-    void statesWithoutEndAreCutOff()
-    {
         const QString endless(100'000, 'x');
         QJsonArray many;
         QJsonValue deep;
@@ -79,8 +53,7 @@ private slots:
             many.append(i);
             deep = i % 2 == 0 ? QJsonValue(QJsonArray{deep}) : QJsonValue(QJsonObject{{"", deep}});
         }
-        for (const QJsonValue &state :
-             {QJsonValue(endless), QJsonValue(QJsonObject{{endless, 1}}), QJsonValue(many), deep}) {
+        for (const QJsonValue state : QJsonArray{endless, QJsonObject{{endless, 1}}, many, deep}) {
             QCOMPARE(stateText(state).size(), 2001);
             QVERIFY(stateText(state).endsWith(QChar(0x2026)));
         }
@@ -89,47 +62,33 @@ private slots:
     void stateRowsComeChangeAndGo()
     {
         Model model;
-        const QAbstractItemModelTester tester(&model, inTest);
+        const QAbstractItemModelTester tester(&model);
         const QSignalSpy inserted(&model, &Model::rowsInserted);
         const QSignalSpy removed(&model, &Model::rowsRemoved);
         model.replaceAll({});
         model.remove("unknown");
-        QVERIFY(inserted.isEmpty() && removed.isEmpty()); // no empty ranges
-
         model.update(thing("lamp_1_A"));
         model.update(thing("lamp_1_B", "old"));
         model.update(thing("host_1_C_9"));
         model.update(thing("lamp_1_B", "new", 7, "id"));
-        QCOMPARE(column(model, Model::ColType), QString("lamp lamp host"));
-        QCOMPARE(column(model, Model::ColSerial), QString("A B C"));
-        QCOMPARE(column(model, Model::ColAlias), QString("name new name"));
-        QCOMPARE(column(model, Model::ColState), QString("v:0 v:7 v:0"));
-        QCOMPARE(column(model, Model::ColCloud), QString("No Yes No"));
+        QCOMPARE(cells(model), QString("lamp A name v:0 No lamp B new v:7 Yes host C name v:0 No"));
 
         model.remove("lamp_1_A");
         model.update(thing("host_1_C_9", "moved")); // rows behind the gap are still found
-        QCOMPARE(column(model, Model::ColAlias), QString("new moved"));
+        QCOMPARE(cells(model), QString("lamp B new v:7 Yes host C moved v:0 No"));
 
         // All out in one go, all in in another; of several records of one thing the last counts.
-        model.replaceAll({thing("a_1_1", "first"), thing("b_1_2"), thing("a_1_1", "last")});
-        QCOMPARE(removed.size(), 2);
-        QCOMPARE(inserted.size(), 4);
-        QCOMPARE(column(model, Model::ColAlias), QString("name last"));
-        model.remove("a_1_1");
-        QCOMPARE(column(model, Model::ColType), QString("b"));
-    }
-
-    void identifiersAreTextAndFaultsStandOut()
-    {
-        Model model;
-        ThingState odd = thing("<b>lamp</b>_1", "x", 0, "id");
-        odd.gone = true;
-        model.replaceAll({odd, thing("lamp_1_A")});
-        QCOMPARE(column(model, Model::ColType), QString("<b>lamp</b> lamp"));
-        QCOMPARE(column(model, Model::ColType, Qt::ToolTipRole),
-                 QString("<p>&lt;b&gt;lamp&lt;/b&gt;_1 lamp_1_A"));
+        ThingState gone = thing("<b>lamp</b>_1_2", "name", 0, "id");
+        gone.gone = true;
+        model.replaceAll({thing("a_1_1", "first"), gone, thing("a_1_1", "last")});
+        QVERIFY(removed.size() == 2 && inserted.size() == 4); // no empty ranges
+        QCOMPARE(cells(model), QString("<b>lamp</b> 2 name v:0 Yes a 1 last v:0 No"));
+        QCOMPARE(model.index(0, Model::ColType).data(Qt::ToolTipRole).toString(),
+                 QString("<p>&lt;b&gt;lamp&lt;/b&gt;_1_2"));
         QCOMPARE(model.index(0, Model::ColCloud).data(Qt::DecorationRole).value<QColor>(),
                  QMaterialIcon::instance().color(QMaterialIcon::Error));
+        model.remove("a_1_1");
+        QCOMPARE(model.rowCount(), 1);
     }
 
     void renamingIsAskedForOnceAndShownWhenItHappened()
@@ -139,28 +98,27 @@ private slots:
         const QSignalSpy renamed(&model, &Model::renameRequested);
         const QModelIndex cell = model.index(0, Model::ColAlias);
         QCOMPARE(cell.data(Qt::EditRole).toString(), QString("old"));
-        for (const char *const ignored : {"", "  ", "old", " old "}) {
-            QVERIFY(!model.setData(cell, ignored, Qt::EditRole));
-        }
-        QVERIFY(renamed.isEmpty());
+        QVERIFY(!model.setData(cell, "  ", Qt::EditRole));
+        QVERIFY(!model.setData(cell, " old ", Qt::EditRole));
         QVERIFY(model.setData(cell, " new ", Qt::EditRole));
-        QCOMPARE(renamed.size(), 1);
-        QCOMPARE(renamed.first(), QVariantList({"lamp_1_A", "new"}));
+        QCOMPARE(renamed, QList<QVariantList>{QVariantList({"lamp_1_A", "new"})});
         QCOMPARE(cell.data().toString(), QString("old"));
     }
 
     void changesAreGatheredAndReachWhatChanged()
     {
         Model model;
-        const QAbstractItemModelTester tester(&model, inTest);
+        const QAbstractItemModelTester tester(&model);
         model.replaceAll({thing("a_1_0"), thing("a_1_1"), thing("a_1_2"), thing("a_1_3")});
-        QSignalSpy changes(&model, &Model::dataChanged);
+        QStringList changes; // "row:first column-last"
+        connect(&model, &Model::dataChanged, this, [&](const auto &from, const auto &to) {
+            changes += QString("%1:%2-%3").arg(from.row()).arg(from.column()).arg(to.column());
+        });
         for (int i = 1; i <= 100; ++i) {
             model.update(thing("a_1_1", "name", i));
         }
         model.update(thing("a_1_2")); // as it was
-        QTRY_COMPARE(changes.size(), 1);
-        QCOMPARE(cells(changes), QStringList("1:3-3"));
+        QTRY_COMPARE(changes, QStringList("1:3-3"));
 
         // A row that goes before its change was announced, and others that move meanwhile.
         changes.clear();
@@ -168,8 +126,7 @@ private slots:
         model.update(thing("a_1_2", "name", 0, "id"));
         model.update(thing("a_1_3", "other"));
         model.remove("a_1_0");
-        QTRY_COMPARE(changes.size(), 2);
-        QCOMPARE(cells(changes), QStringList({"1:4-4", "2:2-2"}));
+        QTRY_COMPARE(changes, QStringList({"1:4-4", "2:2-2"}));
     }
 };
 
