@@ -325,6 +325,11 @@ private slots:
         openBox()->button(QMessageBox::No)->click();
         settle();
         QCOMPARE(SettingsStore().value(keys::CloudSerial), QString("serial"));
+        m_window->runner_finished(ZugatewRunner::RegCode, QJsonObject{{"value", 7}});
+        QCOMPARE(shows("regSteps"), QString("2"));
+        m_window->runner_finished(ZugatewRunner::DUnreg, true);
+        QCOMPARE(shows("regSteps"), QString("0"));
+        QVERIFY(!m_window->findChild<QPushButton *>("cloudGetCodeButton")->isEnabled());
     }
 
     void theRunnerHearsOfAppliedCloudSettingsOnlyWhenTheyChanged()
