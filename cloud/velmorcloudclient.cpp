@@ -387,23 +387,12 @@ void VelmorCloudClient::append(const QMQTT::Message &message)
     }
 }
 
-void VelmorCloudClient::discardPending()
-{
-    discardPendingIf([](const QString & /*topic*/) { return true; });
-}
-
-void VelmorCloudClient::discardPending(const QSet<QString> &tids)
-{
-    discardPendingIf(
-        [&tids](const QString &topic) { return tids.contains(topics::idOfState(topic)); });
-}
-
-void VelmorCloudClient::discardPendingIf(const std::function<bool(const QString &topic)> &isVoid)
+void VelmorCloudClient::discardPending(const QSet<QString> &exceptOf)
 {
     std::deque<QMQTT::Message> kept;
     qint64 keptBytes = 0;
     for (const QMQTT::Message &message : m_pending) {
-        if (!isVoid(message.topic())) {
+        if (exceptOf.contains(topics::idOfState(message.topic()))) {
             kept.push_back(message);
             keptBytes += costOf(message);
         }

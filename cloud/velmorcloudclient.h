@@ -13,7 +13,6 @@
 #include <qmqtt.h>
 
 #include <deque>
-#include <functional>
 
 class QSslSocket;
 
@@ -59,10 +58,9 @@ public slots:
     // of a topic is logged and dropped.
     void publish(const QString &tid, const QJsonObject &jdata);
     void publish(const QString &tid, const QByteArray &payload);
-    // Drops the states that wait, all or those of these things, with a log line. For an identity
-    // that is void or replaced: its states must not go out under the next one.
-    void discardPending();
-    void discardPending(const QSet<QString> &tids);
+    // Drops the states that wait, except those of these things, with a log line. For identities
+    // that are void or replaced: their states must not go out under the next one.
+    void discardPending(const QSet<QString> &exceptOf = {});
     // Subscriptions to a thing's updates; renewed at every connection until stop().
     void subscribe(const QString &tid);
     void unsubscribe(const QString &tid);
@@ -83,7 +81,6 @@ private slots:
 
 private:
     bool canSend() const;
-    void discardPendingIf(const std::function<bool(const QString &topic)> &isVoid);
     void append(const QMQTT::Message &message);
     void drain();
     QString stateTopic(const QString &tid);

@@ -13,6 +13,7 @@
 #include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
+#include <QTimer>
 
 namespace {
 
@@ -61,6 +62,10 @@ void ZugatewRunner::exportSettings(const QString &file)
 
 void ZugatewRunner::importSettings(const QString &file)
 {
+    if (m_voiding) { // entered from the local event loop of a reset or another restore
+        QTimer::singleShot(voidingRetry, this, [this, file] { importSettings(file); });
+        return;
+    }
     const QString name = QFileInfo(file).fileName();
     const std::optional<QByteArray> bytes = readBounded(file);
     if (!bytes) {
@@ -143,25 +148,18 @@ void ZugatewRunner::takeRegistrations(const QString &oldGatewayId)
     };
     m_gateway->setRegid(
         regidAt(pool.indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial())));
-    QSet<QString> voidIds;
+    m_gateway->setAlias(QString()); // the pool gives the restored one
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {
         if (!m_origins.contains(thing)) {
             continue;
         }
         m_gateway->removeSibling(thing);
-        const QString oldId = thing->cloudid();
         thing->setRegid(regidAt(pool.indexOf(thing->shortid())));
-        if (thing->cloudid() != oldId) {
-            voidIds.insert(oldId);
-        }
         if (!m_gateway->regid().isEmpty() && !thing->regid().isEmpty()) {
             m_gateway->addSibling(thing);
         }
     }
-    if (m_gateway->cloudid() != oldGatewayId) {
-        m_gateway->discardPending();
-    } else {
-        m_gateway->discardPending(voidIds);
-    }
+    const bool isSameGateway = m_gateway->cloudid() == oldGatewayId;
+    m_gateway->discardPending(isSameGateway ? pool.cloudids() : QSet<QString>());
 }

@@ -72,14 +72,17 @@ void ZugatewRunner::rescan()
     m_scanning = true;
     Scan scan;
     const QVector<LoadedPlugin> plugins = m_plugins.plugins();
-    for (const LoadedPlugin &plugin : plugins) {
-        if (SettingsStore().pluginEnabled(plugin.name)) {
-            m_scannedPlugins.insert(plugin.name);
-            scanPlugin(plugin, scan);
-        } else {
-            m_scannedPlugins.remove(plugin.name);
+    do {
+        m_scanAgain = false;
+        for (const LoadedPlugin &plugin : plugins) {
+            if (SettingsStore().pluginEnabled(plugin.name)) {
+                m_scannedPlugins.insert(plugin.name);
+                scanPlugin(plugin, scan);
+            } else {
+                m_scannedPlugins.remove(plugin.name);
+            }
         }
-    }
+    } while (m_scanAgain);
     if (m_gateway->regid().isEmpty()) {
         restoreGateway(scan);
     }
@@ -98,6 +101,9 @@ void ZugatewRunner::scanPlugin(const LoadedPlugin &plugin, Scan &scan)
     QStringList deviceKeys = devices.keys();
     std::sort(deviceKeys.begin(), deviceKeys.end()); // or every start would show another order
     for (const QString &key : qAsConst(deviceKeys)) {
+        if (!m_scannedPlugins.contains(plugin.name)) {
+            return; // disabled meanwhile, in an event loop of the plugin's own
+        }
         if (isClaimed(plugin, key, scan)) {
             continue;
         }
@@ -251,7 +257,10 @@ void ZugatewRunner::updatePool()
     const DevicePool pool = DevicePool::read();
     const QList<QAbstractThing *> things = m_things;
     const ThingIndex index(things);
-    m_gateway->setAlias(QString());
+    // The name that the user gave a gateway that is not registered yet is newer than the pool's.
+    if (!m_gateway->regid().isEmpty()) {
+        m_gateway->setAlias(QString());
+    }
     for (QAbstractThing *const thing : things) {
         if (m_origins.contains(thing)) { // a change of name is announced and may end a thing
             thing->setAlias(QString());
@@ -259,7 +268,7 @@ void ZugatewRunner::updatePool()
     }
     const int gateway =
         pool.indexOfGateway(m_gateway->type(), m_gateway->version(), m_gateway->serial());
-    if (gateway >= 0) {
+    if (gateway >= 0 && m_gateway->alias().isEmpty()) {
         m_gateway->setAlias(pool.at(gateway).alias);
     }
     for (int i = 0; i < pool.size(); ++i) {
@@ -301,11 +310,12 @@ void ZugatewRunner::writePool(const QList<QAbstractThing *> &things,
     const auto fleet = GatewayThing::registrationsOf(registrations);
     DevicePool::update([&](DevicePool &pool) {
         pool.dropGatewayPlaceholders();
-        for (const GatewayThing::Registration &device : fleet) {
-            pool.applyRegistration(device.cloudid, device.alias);
-        }
         for (const PoolEntry &entry : qAsConst(entries)) {
             pool.put(entry);
+        }
+        // Afterwards: an id belongs to the longest key that it begins with.
+        for (const GatewayThing::Registration &device : fleet) {
+            pool.applyRegistration(device.cloudid, device.alias);
         }
     });
 }
@@ -341,28 +351,20 @@ void ZugatewRunner::renameThing(const QString &sid, const QString &alias)
 void ZugatewRunner::resetDevPool()
 {
     const DevicePool pool = DevicePool::read();
-    QSet<QString> registered;
-    for (int i = 0; i < pool.size(); ++i) {
-        const PoolEntry entry = pool.at(i);
-        if (!entry.regid.isEmpty()) {
-            registered.insert(entry.key() + QLatin1Char('_') + entry.regid);
-        }
-    }
+    const QSet<QString> registered = pool.cloudids();
     if (!m_gateway->regid().isEmpty() && !registered.contains(m_gateway->cloudid())) {
         resetGateway();
         return;
     }
-    QSet<QString> voidIds;
     const QList<QAbstractThing *> things = m_things;
     for (QAbstractThing *const thing : things) {
         if (!m_origins.contains(thing) || thing->regid().isEmpty() ||
             registered.contains(thing->cloudid())) {
             continue;
         }
-        voidIds.insert(thing->cloudid());
         m_gateway->removeSibling(thing);
         thing->setRegid(QString());
         announce(thing);
     }
-    m_gateway->discardPending(voidIds);
+    m_gateway->discardPending(registered);
 }

@@ -126,6 +126,7 @@ void ZugatewRunner::applyDeviceSettings()
         }
     }
     if (wasEnabled) {
+        m_scanAgain = m_scanning;
         rescan();
     }
 }
@@ -198,6 +199,10 @@ void ZugatewRunner::endConnection()
 
 void ZugatewRunner::resetGateway()
 {
+    if (m_voiding) { // entered from the local event loop of another reset or a restore
+        QTimer::singleShot(voidingRetry, this, &ZugatewRunner::resetGateway);
+        return;
+    }
     voidRegistrationSession(); // its result would belong to what is void then
     qCInfo(lcRunner, "The registration is void");
     identitychange::beginReset();

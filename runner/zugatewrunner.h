@@ -130,6 +130,9 @@ private:
     };
     class Scan;
 
+    // A reset or a restore that comes during another one waits for its end; milliseconds.
+    static constexpr int voidingRetry = 100;
+
     void fail(Operation op, const QString &message);
     QList<QAbstractThing *> allThings() const;
 
@@ -171,6 +174,7 @@ private:
     QTimer *m_registrationDeadline; // child
     bool m_registering = false;
     bool m_scanning = false;
+    bool m_scanAgain = false;       // a device type was enabled during the scan
     QSet<QString> m_scannedPlugins; // that were enabled when they were scanned last
     bool m_voiding = false; // the identity is replaced: nothing may connect or register meanwhile
     bool m_leaving = false; // the same, for good

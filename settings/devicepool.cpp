@@ -205,13 +205,28 @@ void DevicePool::put(const PoolEntry &entry)
     }
 }
 
+QSet<QString> DevicePool::cloudids() const
+{
+    QSet<QString> ids;
+    for (int i = 0; i < size(); ++i) {
+        const PoolEntry entry = at(i);
+        if (!entry.regid.isEmpty()) {
+            ids.insert(entry.key() + QLatin1Char('_') + entry.regid);
+        }
+    }
+    return ids;
+}
+
 void DevicePool::applyRegistration(const QString &cloudid, const QString &alias)
 {
+    if (indexOf(cloudid) >= 0) {
+        return; // a short id, which gives no registration id
+    }
     const QLatin1Char separator('_');
     for (int end = cloudid.lastIndexOf(separator); end > 0;
          end = cloudid.lastIndexOf(separator, end - 1)) {
         const int index = indexOf(cloudid.left(end));
-        if (index >= 0) {
+        if (index >= 0 && at(index).type != QLatin1String("gateway")) {
             PoolEntry entry = at(index);
             entry.regid = cloudid.mid(end + 1);
             entry.alias = alias.isEmpty() ? entry.alias : alias;

@@ -64,8 +64,10 @@ public:
 
     // Replaces the first entry of the key in place, or appends.
     void put(const PoolEntry &entry);
-    // Gives the entry whose key is `cloudid` up to one of its "_" the rest as registration id, and
-    // the alias unless it is empty. Nothing happens when there is no such entry.
+    // "type_version_serial_regid" of every registered entry.
+    QSet<QString> cloudids() const;
+    // Gives the device's entry whose key is `cloudid` up to one of its "_" the rest as registration
+    // id, and the alias unless it is empty. Nothing happens when there is no such entry.
     void applyRegistration(const QString &cloudid, const QString &alias);
     // Takes out every entry of these keys; false when there was none.
     bool remove(const QSet<QString> &keys);

@@ -86,13 +86,13 @@ bool windowlayout::isGeometry(const QByteArray &bytes)
 {
     Reader in(bytes);
     in.between<quint32>(0x1d9d0cb, 0x1d9d0cb); // marker
-    in.between<quint16>(1, 3);                 // version
+    in.between<quint16>(3, 3);                 // version, since Qt 5.12
     in.between<quint16>(0, 0);
-    in.coordinates(8); // frame and normal rectangle
-    in.between<qint32>(0, maxScreens);
-    in.between<quint8>(0, 1); // maximised
-    in.between<quint8>(0, 1); // full screen
-    in.coordinates(1);        // width of the screen
-    in.coordinates(4);        // rectangle
+    in.coordinates(8);                  // frame and normal rectangle
+    in.between<qint32>(-1, maxScreens); // -1: outside of all
+    in.between<quint8>(0, 2);           // Qt::WindowMaximized
+    in.between<quint8>(0, 4);           // Qt::WindowFullScreen
+    in.coordinates(1);                  // width of the screen
+    in.coordinates(4);                  // rectangle
     return in.isGoodAndAtEnd();
 }

@@ -376,14 +376,9 @@ void GatewayThing::resetRegistration()
     discardPending();
 }
 
-void GatewayThing::discardPending()
+void GatewayThing::discardPending(const QSet<QString> &exceptOf)
 {
-    m_client->discardPending();
-}
-
-void GatewayThing::discardPending(const QSet<QString> &cloudids)
-{
-    m_client->discardPending(cloudids);
+    m_client->discardPending(exceptOf);
 }
 
 void GatewayThing::exportCredentials(QByteArray &cert, QByteArray &key) const
@@ -472,7 +467,8 @@ QVector<GatewayThing::Registration> GatewayThing::registrationsOf(const QJsonObj
     const QJsonArray fleet = reply["fleet"].toArray();
     for (const QJsonValue &element : fleet) {
         const QString id = element["id"].toString();
-        if (id.isEmpty() || id.size() > longestId || id.endsWith(QLatin1Char('_'))) {
+        if (id.isEmpty() || id.size() > longestId || id.endsWith(QLatin1Char('_')) ||
+            id.contains(QLatin1String("__"))) {
             qCWarning(lcThings) << "The registrar's reply has an unusable id in \"fleet\":"
                                 << id.left(80);
             continue;

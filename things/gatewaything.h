@@ -66,9 +66,8 @@ public:
     // Forgets the registration id, deletes both credential files and drops every state that waits
     // for the cloud.
     void resetRegistration();
-    // Drops the states that wait for the cloud, all or those under these cloud ids, which are void.
-    void discardPending();
-    void discardPending(const QSet<QString> &cloudids);
+    // Drops the states that wait for the cloud, except those under these cloud ids.
+    void discardPending(const QSet<QString> &exceptOf = {});
 
     // For the backup: DER, each empty when its file cannot be read; the key without pass phrase.
     void exportCredentials(QByteArray &cert, QByteArray &key) const;

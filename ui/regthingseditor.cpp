@@ -19,9 +19,9 @@ QString shortened(const QStringList &names)
 {
     constexpr int maxNames = 10;
     const QString text = names.mid(0, maxNames).join(QLatin1String(", "));
-    return names.size() > maxNames
-               ? RegThingsEditor::tr("%1 and %2 more").arg(text).arg(names.size() - maxNames)
-               : text;
+    return names.size() > maxNames ? RegThingsEditor::tr("%1 and %2 more")
+                                         .arg(text, QString::number(names.size() - maxNames))
+                                   : text;
 }
 
 } // namespace

@@ -46,7 +46,7 @@ private slots:
         QCOMPARE(client.pendingCount(), 2);
         client.publish("void", QByteArray("x"));
         client.publish("void/too", QByteArray("x"));
-        client.discardPending({"void", "void/too", "another"});
+        client.discardPending({"t", "another"});
         QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
         client.subscribe("u"); // start() begins without subscriptions
         QTRY_COMPARE(published.size(), 4);
