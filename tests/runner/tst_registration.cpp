@@ -94,6 +94,12 @@ private slots:
         QCOMPARE(next(ZugatewRunner::ProcReg).toJsonObject().keys(), QStringList{"fleet"});
         QVERIFY(gateway()->hasSibling("fake_1_C_3"));
 
+        const QTemporaryDir folder;
+        const QString backup = folder.filePath("a.bak");
+        m_runner->exportSettings(backup);
+        next(ZugatewRunner::SExport);
+        QMetaObject::invokeMethod(m_runner.get(), "importSettings", Qt::QueuedConnection,
+                                  Q_ARG(QString, backup)); // comes while the connection ends
         m_runner->resetGateway();
         QCOMPARE(next(ZugatewRunner::CStatus).toJsonObject(),
                  (QJsonObject{{"gw", false}, {"key", 1}, {"cert", 1}}));
@@ -101,6 +107,8 @@ private slots:
         QCOMPARE(gateway()->state()["count"].toInt(), 0);
         QVERIFY(!gateway()->isConnected());
         QCOMPARE(DevicePool::read().at(DevicePool::read().indexOf("fake_1_C")).regid, QString());
+        QCOMPARE(next(ZugatewRunner::SImport), QVariant(true));
+        QVERIFY(gateway()->hasSibling("fake_1_C_3"));
     }
 
     void failuresEndTheRegistrationAndAllowAnother()

@@ -92,6 +92,23 @@ private slots:
         QCOMPARE(results(), (QStringList{"Rescan true", "Rescan true"}));
         QCOMPARE(shortids(), (QStringList{"gateway_200_?", "fake_1_A"}));
         QCOMPARE(changes(), QStringList{"fake_1_A"});
+        // Disabled while its devices are looked for, and enabled again in the next scan.
+        qApp->setProperty("fake/devices", QStringList{"A", "B"});
+        for (const bool enabled : {false, true}) {
+            SettingsStore().setPluginValue("fake", "enabled", true);
+            QTimer::singleShot(5, m_runner.get(), [this] {
+                SettingsStore().setPluginValue("fake", "enabled", false);
+                m_runner->applyDeviceSettings();
+            });
+            if (enabled) {
+                QTimer::singleShot(10, m_runner.get(), [this] {
+                    SettingsStore().setPluginValue("fake", "enabled", true);
+                    m_runner->applyDeviceSettings();
+                });
+            }
+            m_runner->rescan();
+            QCOMPARE(shortids().size(), enabled ? 3 : 1);
+        }
     }
 
     void stoppingWaitsForAPlugin()
@@ -188,6 +205,8 @@ private slots:
         m_runner->rescan();
         QCOMPARE(gateway()->alias(), QString("New"));
         QVERIFY(m_changed->isEmpty());
+        m_runner->updatePool();
+        QCOMPARE(gateway()->alias(), QString("New"));
         m_runner->renameThing("gateway_200_?", QString());
         m_runner->renameThing("fake_1_A", "Torch"); // drops the nameless gateway's entry
         m_changed->clear();

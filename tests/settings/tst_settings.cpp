@@ -57,6 +57,23 @@ private slots:
         QCOMPARE(pool["y"].toInt(), 6);
     }
 
+    void aRegistrationIsForTheLongestKey()
+    {
+        DevicePool::update([](DevicePool &pool) {
+            pool.put({"gateway", "200", "S", "G", "Home"});
+            pool.put({"lamp", "1", "A", "", "a"});
+            pool.put({"lamp", "1", "A_2", "", "b"});
+            for (const char *id : {"lamp_1_A_2", "lamp_1_A_2_X", "gateway_200_S_Y", "lamp_1_C_Z"}) {
+                pool.applyRegistration(id, QString());
+            }
+        });
+        const QSet<QString> expected{"gateway_200_S_G", "lamp_1_A_2_X"};
+        QCOMPARE(DevicePool::read().cloudids(), expected);
+        DevicePool::update([](DevicePool &pool) { pool.applyRegistration("lamp_1_A_W", "new"); });
+        QCOMPARE(DevicePool::read().at(1).regid + DevicePool::read().at(1).alias, QString("Wnew"));
+        QCOMPARE(DevicePool::read().at(2).alias, QString("b"));
+    }
+
     void anUnreadablePoolCountsAsEmptyAndIsKeptAside()
     {
         for (const QString text : {"{\"devices\": [oops", "{\"devices\":{\"a\":1}}"}) {

@@ -240,6 +240,10 @@ private slots:
         const QByteArray geometry = m_window->saveGeometry();
         const QByteArray state = m_window->saveState();
         QVERIFY(windowlayout::isGeometry(geometry) && windowlayout::isState(state));
+        for (const auto shown : {Qt::WindowMaximized, Qt::WindowFullScreen, Qt::WindowNoState}) {
+            m_window->setWindowState(shown);
+            QVERIFY(windowlayout::isGeometry(m_window->saveGeometry()));
+        }
         QRandomGenerator random(1);
         for (int round = 0; round < 2000; ++round) { // Qt would read some of these for ever
             QByteArray odd = state;
