@@ -27,11 +27,8 @@ private slots:
         client.publish("t", QByteArray("1"));
         client.publish("t", QJsonObject{{"n", 2}});
         client.subscribe("u");
-        connect(&client, &VelmorCloudClient::connectivityChanged, &client, [&](bool on) {
-            if (on) {
-                client.publish("t", QByteArray("3"));
-            }
-        });
+        connect(&client, &VelmorCloudClient::connectivityChanged, &client,
+                [&] { client.publish("t", QByteArray("3")); });
         connect(&client, &VelmorCloudClient::messagePublished, &client, [&] {
             if (published.size() == 1) { // published while the backlog goes out
                 client.publish("t", QByteArray("4"));
@@ -58,19 +55,14 @@ private slots:
         client.stop();
         QTRY_COMPARE(broker.seen.last(), QString("disconnect"));
         QCOMPARE(connectivity.size(), 2);
+        QCOMPARE(client.pendingCount(), 1); // published when the connection ended
+        client.discardPending();
         client.publish("t", QByteArray("kept"));
         broker.seen.clear();
-        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
+        QVERIFY(client.start("me", 0, "localhost", broker.serverPort()));
         QTRY_COMPARE(broker.seen, (QStringList{"connect me", "publish things/t/state kept",
                                                "publish things/t/state 3"}));
-        QCOMPARE(broker.keepAlive, 10);
-        client.stop();
-        client.publish("t", QByteArray("void"));
-        client.discardPending();
-        QVERIFY(client.start("me", 0, "localhost", broker.serverPort()));
-        QTRY_COMPARE(broker.keepAlive, 120);
-        QTRY_COMPARE(broker.seen.last(), QString("publish things/t/state 3"));
-        QVERIFY(!broker.seen.contains("publish things/t/state void"));
+        QCOMPARE(broker.keepAlive, 120);
     }
 
     void ofTooManyThatWaitTheOldestGo()
@@ -100,9 +92,7 @@ private slots:
             [](QtMsgType type, const QMessageLogContext &, const QString &text) {
                 messages += type == QtCriticalMsg && text == "Could not stop MQTT client";
             });
-        const QList<std::pair<std::chrono::milliseconds, int>> rows{
-            {1100ms, 0}, {2400ms, 1}, {5000ms, 0}};
-        for (const auto &[closesAfter, told] : rows) {
+        for (const auto &[closesAfter, told] : {std::pair(1100ms, 0), {2400ms, 1}, {5000ms, 0}}) {
             FakeBroker broker(m_issued.cert, m_issued.key);
             VelmorCloudClient client;
             QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
@@ -127,20 +117,13 @@ private slots:
     {
         VelmorCloudClient client;
         QStringList texts;
-        for (int code = 0; code <= 24; ++code) {
+        for (const int code : {0, 1, 15, 23, 24}) { // 15 is the proxy's refusal
             QVERIFY(QMetaObject::invokeMethod(&client, "client_error",
                                               Q_ARG(QMQTT::ClientError, QMQTT::ClientError(code))));
             texts += client.lastError();
         }
-        QCOMPARE(
-            texts.join(", "),
-            QString("unknown, connection refused, connection closed by remote host, host not "
-                    "found, access error, resource error, timeout, packet too big, network "
-                    "error, address in use, address is not available, socket operation is not "
-                    "supported, unfinished socket operation, authentication required, "
-                    "handshake failed, connection refused, proxy connection closed, proxy "
-                    "connection timeout, proxy not found, proxy protocol error, socket "
-                    "operation error, ssl error, invalid user data, temporary error, unknown"));
+        QCOMPARE(texts, (QStringList{"unknown", "connection refused", "connection refused",
+                                     "temporary error", "unknown"}));
         QVERIFY(!client.start("", 10, "localhost", 1));
         QCOMPARE(client.lastError(), QString("clientid cannot be empty"));
     }
@@ -170,26 +153,19 @@ private slots:
         }
     }
 
-    void aBrokerOfAnotherNameIsRejected()
-    {
-        FakeBroker broker(m_issued.cert, m_issued.key);
-        VelmorCloudClient client;
-        QVERIFY(client.start("me", 10, "127.0.0.2", broker.serverPort()));
-        QTRY_COMPARE(client.lastError(), QString("handshake failed"));
-        QVERIFY(broker.seen.isEmpty());
-    }
-
-    void aBrokerThatNoTrustedAuthorityVouchesForIsRejected()
+    void aBrokerOfAnotherNameOrAuthorityIsRejected()
     {
         const TestBroker::Credentials own = TestBroker().selfSigned();
-        FakeBroker broker(own.cert, own.key);
-        VelmorCloudClient client;
-        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
-        QTRY_COMPARE(client.lastError(), QString("handshake failed"));
-        QVERIFY(broker.seen.isEmpty());
+        for (const auto &[shown, host] : {std::pair(m_issued, "127.0.0.2"), {own, "localhost"}}) {
+            FakeBroker broker(shown.cert, shown.key);
+            VelmorCloudClient client;
+            QVERIFY(client.start("me", 10, host, broker.serverPort()));
+            QTRY_COMPARE(client.lastError(), QString("handshake failed"));
+            QVERIFY(broker.seen.isEmpty());
+        }
     }
 
-    void updatesArriveAndForeignTopicsDoNot()
+    void updatesArriveAndAStalledLinkLosesNothing()
     {
         FakeBroker broker(m_issued.cert, m_issued.key);
         VelmorCloudClient client;
@@ -202,28 +178,18 @@ private slots:
             QTRY_COMPARE(client.lastError(), "Received message from invalid topic " + topic);
         }
         broker.publish("things/things/x/update/update", "{");
-        QTRY_COMPARE(received.size(), 1);
-        QCOMPARE(received.at(0), (QVariantList{"things/x/update", QByteArray("{")}));
-    }
+        QTRY_COMPARE(received.value(0), (QVariantList{"things/x/update", QByteArray("{")}));
 
-    void aStalledLinkHoldsBackAndLosesNothing()
-    {
-        FakeBroker broker(m_issued.cert, m_issued.key);
-        VelmorCloudClient client;
-        QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
-        QTRY_VERIFY(client.isConnected());
         broker.pause();
         const int count = 3000;
-        const QByteArray filler(8000, 'x');
         for (int i = 0; i < count; ++i) { // far more than all buffers of the system take
-            client.publish("t", QByteArray::number(i) + filler);
+            client.publish("t", QByteArray::number(i) + QByteArray(8000, 'x'));
         }
         QTRY_VERIFY(client.pendingCount() > count / 10);
         broker.goOn();
         QTRY_COMPARE_WITH_TIMEOUT(broker.seen.size(), count + 1, 30000);
         for (int i = 0; i < count; ++i) {
-            const QString start = QStringLiteral("publish things/t/state %1x").arg(i);
-            QVERIFY2(broker.seen.at(i + 1).startsWith(start), qPrintable(start));
+            QVERIFY(broker.seen.at(i + 1).startsWith(QString("publish things/t/state %1x").arg(i)));
         }
     }
 
