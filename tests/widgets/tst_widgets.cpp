@@ -10,24 +10,8 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QToolButton>
-#include <QtTest/qtestspontaneevent.h>
 
 using namespace std::chrono_literals;
-
-namespace {
-
-// A second passes, more or less: the timer is a coarse one.
-void tick(const QCountDownLCD &lcd)
-{
-    const int before = lcd.intValue();
-    for (int part = 0; part < 12 && lcd.intValue() == before; ++part) {
-        testclock::advance(100ms);
-        QCoreApplication::processEvents();
-    }
-    QCOMPARE(lcd.intValue(), before - 1);
-}
-
-} // namespace
 
 class TestWidgets : public QObject
 {
@@ -37,8 +21,7 @@ private slots:
     void aFaultyGlyphTableAndAMissingFontDoNoHarm()
     {
         const QMaterialIcon &icons = QMaterialIcon::instance();
-        const uint astral = 0x1f600;
-        QCOMPARE(icons.glyph("astral"), QString::fromUcs4(&astral, 1));
+        QCOMPARE(icons.glyph("astral"), QString("\U0001f600"));
         QCOMPARE(icons.glyph("last"), QString(QChar(0xe0ff)));
         for (const char *name : {"", "short", "word", "surrogate", "beyond"}) {
             QCOMPARE(icons.glyph(name), QString());
@@ -63,15 +46,11 @@ private slots:
         box.hide(); // no answer, so the next one counts from the start
         box.show();
         QCOMPARE(button->text(), plain + " (3)");
-        QMetaObject::invokeMethod(&box, "d_timeout");
-        QShowEvent restored;
-        QSpontaneKeyEvent::setSpontaneous(&restored);
-        qApp->notify(&box, &restored);
-        QMetaObject::invokeMethod(&box, "d_timeout");
-        QCOMPARE(button->text(), plain + " (1)");
-        QMetaObject::invokeMethod(&box, "d_timeout");
-        QTRY_COMPARE(finished.size(), 1);
-        QCOMPARE(finished.first().first().toInt(), int(QMessageBox::Ok));
+        for (int second = 0; second < 3; ++second) {
+            QVERIFY(finished.isEmpty());
+            QMetaObject::invokeMethod(&box, "d_timeout");
+        }
+        QTRY_COMPARE(finished, QList<QVariantList>{{QMessageBox::Ok}});
         QCOMPARE(button->text(), plain);
     }
 
@@ -81,21 +60,24 @@ private slots:
         QSignalSpy timeout(&lcd, &QCountDownLCD::timeout);
         const auto ink = [&lcd] { return lcd.palette().color(QPalette::WindowText); };
         const QColor alert = QMaterialIcon::instance().color(QMaterialIcon::Error);
+        // Within a second, more or less: the timer is a coarse one.
+        const auto reaches = [&lcd](int count) {
+            for (int tenth = 0; tenth < 12 && lcd.intValue() > count; ++tenth) {
+                testclock::advance(100ms);
+                QCoreApplication::processEvents();
+            }
+            return lcd.intValue() == count;
+        };
         lcd.start(5); // given up by the next
         lcd.start(17);
-        tick(lcd);
-        QVERIFY(lcd.intValue() == 16 && ink() != alert);
-        tick(lcd);
-        QCOMPARE(ink(), alert);
-        while (lcd.intValue() > 0) {
-            QCOMPARE(timeout.size(), 0);
-            tick(lcd);
+        QVERIFY(reaches(16) && ink() != alert);
+        for (int count = 15; count > 0; --count) {
+            QVERIFY(reaches(count) && ink() == alert && timeout.isEmpty());
         }
-        QCOMPARE(timeout.size(), 1);
+        QVERIFY(reaches(0));
         testclock::advance(2s);
         QCoreApplication::processEvents();
         QCOMPARE(timeout.size(), 1);
-        QVERIFY(!lcd.checkOverflow(1234567890));
     }
 
     // 4.5 to 1, whatever the theme and its pale colours are.
@@ -109,9 +91,8 @@ private slots:
             for (const auto role :
                  {QMaterialIcon::Success, QMaterialIcon::Warning, QMaterialIcon::Error}) {
                 const QColor ink = icons.color(role);
-                const QColor ground = legibleGround(ink, window);
-                QVERIFY(contrastRatio(ink, ground) >= 4.5);
-                QCOMPARE(ground == window, contrastRatio(ink, window) >= 4.5);
+                QVERIFY(contrastRatio(ink, legibleGround(ink, window)) >= 4.5);
+                QCOMPARE(legibleGround(ink, window) == window, contrastRatio(ink, window) >= 4.5);
                 QVERIFY(contrastRatio(legibleInk(ink, window), window) >= 4.5);
             }
         }
@@ -122,9 +103,8 @@ private slots:
     {
         QWidget parent;
         QToolDock dock(&parent, QToolDock::Left);
-        QAction cloud("&Cloud");
         auto *const sync = new QAction("Sync", &parent);
-        dock.addAction(&cloud);
+        dock.addAction(new QAction("&Cloud", &parent));
         dock.addAction(sync);
         const auto buttons = dock.findChildren<QToolButton *>();
         QVERIFY(buttons[0]->focusPolicy() & Qt::TabFocus);
