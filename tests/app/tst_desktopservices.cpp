@@ -27,7 +27,7 @@ public slots:
 private slots:
     void initTestCase()
     {
-        m_bus.start(KVG_DBUS_DAEMON, {"--session", "--nofork", "--print-address=1"});
+        m_bus.start("dbus-daemon", {"--session", "--nofork", "--print-address=1"});
         QVERIFY(m_bus.waitForReadyRead());
         const QByteArray address = m_bus.readLine().trimmed();
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", address);

@@ -1,6 +1,7 @@
 #include "app/language.h"
 #include "app/logfile.h"
 #include "app/singleapphandler.h"
+#include "settings/defaults.h"
 #include "tests/app/otheruser.h"
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
@@ -47,7 +48,7 @@ private slots:
         QVERIFY(run({"--help"}).contains("Nimbra Cloud Gateway Application"));
         QVERIFY(run({"--help"}).contains("--ignore-dark"));
         QVERIFY(!run({"--help"}).contains("quit"));
-        QCOMPARE(run({"-v"}).trimmed(), QString("KVG-Gate 0.2.0"));
+        QCOMPARE(run({"-v"}).trimmed(), QString("KVG-Gate ") + defaults::Version);
         QVERIFY(QSettings().allKeys().isEmpty());
     }
 
@@ -86,7 +87,7 @@ private slots:
     void oneThatStartsEndsAsWell()
     {
         QProcess starting;
-        QVERIFY(start(starting, {}, "KVG-Gate 0.2.0 starts"));
+        QVERIFY(start(starting, {}, QByteArray("KVG-Gate ") + defaults::Version + " starts"));
         SingleAppHandler().sendMessage("quit");
         QVERIFY(endsInOrder(starting));
         QVERIFY(starting.readAll().contains("Left during start-up with 0"));

@@ -1,3 +1,4 @@
+#include "settings/defaults.h"
 #include "settings/devicepool.h"
 #include "settings/zusettings.h"
 #include "tests/support/files.h"
@@ -81,7 +82,7 @@ private slots:
         system.setValue("Cloud/Host", "fallback.example"); // is not the user's
         system.sync();
         QCOMPARE(QSettings().value("Cloud/Host").toString(), QString("fallback.example"));
-        QCOMPARE(exported(), chunk(QString("System/Version"), QVariant("0.2.0")));
+        QCOMPARE(exported(), chunk(QString("System/Version"), QVariant(defaults::Version)));
     }
 
     void anythingElseLeavesTheStoreUntouched()

@@ -1,3 +1,4 @@
+#include "settings/defaults.h"
 #include "settings/settingsform.h"
 #include "settings/zusettings.h"
 #include "tests/support/testmain.h"

@@ -11,7 +11,7 @@ class TestWinSparkle : public QObject
 private slots:
     void initTestCase()
     {
-        QCoreApplication::setApplicationVersion("0.2.0");
+        QCoreApplication::setApplicationVersion("1.2.3");
         qputenv("KVG_SPARKLE_CALLS", QFile::encodeName(m_calls));
         QFile::remove(m_library);
     }
@@ -49,7 +49,7 @@ private slots:
                 QVERIFY(readFile(m_calls).endsWith("\ninit\n"));
                 updater->checkNow();
             }
-            QCOMPARE(readFile(m_calls), "details Corvalt, KVG-Gate, 0.2.0\n"
+            QCOMPARE(readFile(m_calls), "details Corvalt, KVG-Gate, 1.2.3\n"
                                         "feed https://host.example/%D0%96.xml\n"
                                         "automatic 0\ninterval " +
                                             QByteArray(seconds) + "\nkey " + key +
