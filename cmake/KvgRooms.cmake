@@ -85,9 +85,10 @@ function(kvg_room target kind)
 endfunction()
 
 # kvg_plugin(target sources...): a device type, built into the "plugins" folder beside the
-# executable.
+# executable, whenever that is built.
 function(kvg_plugin target)
   kvg_room(${target} MODULE ${ARGN})
   set_target_properties(${target} PROPERTIES PREFIX ""
     LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin/plugins)
+  add_dependencies(KVG-Gate ${target})
 endfunction()

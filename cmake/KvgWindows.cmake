@@ -32,8 +32,8 @@ function(kvg_deploy folder)
   add_custom_target(kvg_runtime ALL DEPENDS ${_copies})
 endfunction()
 
-find_program(KVG_WINE wine)
-if(CMAKE_CROSSCOMPILING AND KVG_WINE)
+set(KVG_NATIVE_BUILD "" CACHE PATH "Build folder of this source on Linux: the tests' other side")
+if(CMAKE_CROSSCOMPILING)
   set(CMAKE_CROSSCOMPILING_EMULATOR
       ${KVG_PYTHON} ${PROJECT_SOURCE_DIR}/tools/wine/wine.py
       --template ${PROJECT_BINARY_DIR}/wine/template --path ${_sysroot}/bin

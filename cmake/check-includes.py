@@ -46,7 +46,7 @@ def main():
         target, file = line.split(maxsplit=1)
         owner[file] = target
 
-    faults = []
+    faults = [] if (qt_include / "QtCore").exists() else [f"{qt_include} has no headers of Qt"]
     present = {
         str(path.relative_to(root))
         for folder in folders

@@ -295,6 +295,7 @@ licences() {
                         "$1/qt/3rdparty/$(echo "$folder" | tr / -)-$(basename "$name")"
             done
     done
+    ls "$1/qt/3rdparty"/* >/dev/null # the pipeline would end well without any
     for package in gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev; do
         cp "/usr/share/doc/$package/copyright" "$1/runtime/$package-copyright"
     done
@@ -302,6 +303,7 @@ licences() {
     grep -rhoE 'common-licenses/[A-Za-z0-9.-]*[A-Za-z0-9]' "$1" | sort -u | while read -r name; do
         [ ! -f "/usr/share/$name" ] || cp -L "/usr/share/$name" "$1/common/"
     done
+    ls "$1/common"/* >/dev/null
     {
         echo "Source packages of Debian $codename that these files were built from:"
         cat "$work/versions"

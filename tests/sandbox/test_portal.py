@@ -32,7 +32,7 @@ class PortalTest(unittest.TestCase):
 
     def setUp(self):
         self.sandbox = Sandbox()
-        self.addCleanup(self.sandbox.close)
+        self.addCleanup(lambda: self.assertEqual(self.sandbox.close(), 0))
         self.browser.get(self.sandbox.info["portal"].replace("/things", "/"))
         self.addCleanup(self.browser.get, "about:blank")
         self.becomes("#link", lambda e: e.text == "Live")

@@ -131,6 +131,9 @@ def journey(options, build, work, sockets, programs, stack):
         with contextlib.suppress(Exception):  # the display may be what failed
             screen.picture("failed")
         raise
+    status = programs[0].stop()
+    if status != 0:
+        raise JourneyError(f"the sandbox ended with {status}")
     say("pictures", pictures)
 
 
