@@ -22,7 +22,8 @@ public:
             connect(stream, &QTcpSocket::readyRead, this, [this, socket = stream.data()] {
                 m_head += socket->readAll();
                 if (m_head.endsWith("\r\n\r\n")) {
-                    note(QUrl::fromEncoded(m_head.split(' ').value(1)));
+                    target = m_head.split(' ').value(1);
+                    note(QUrl::fromEncoded(target));
                     m_head.clear();
                     socket->write(head);
                 }
@@ -43,6 +44,7 @@ public:
         send(event, QJsonDocument(data).toJson(QJsonDocument::Compact));
     }
 
+    QByteArray target;            // path and query of the last request
     QList<QJsonObject> documents; // of the requests, decoded
     QPointer<QTcpSocket> stream;  // of the last request
     QByteArray head = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"
