@@ -112,6 +112,7 @@ private slots:
                 if (what.contains("close")) {
                     session.client->close();
                     session.client->close(); // of nothing
+                    session.client->error(QNetworkReply::ConnectionRefusedError);
                 }
                 if (what.contains("open")) {
                     QVERIFY(session.client->open(session.server.url(), {}));
