@@ -3,7 +3,7 @@
 import base64
 import http.client
 import json
-import os
+import pathlib
 import subprocess
 import sys
 import tempfile
@@ -19,34 +19,29 @@ def encoded(document):
 
 
 def new_gateway(alias="Home", siblings=()):
-    document = {"gw": "gateway_200_?", "alias": alias}
-    return {**document, "sib": siblings} if siblings else document
+    return {"gw": "gateway_200_?", "alias": alias, **({"sib": siblings} if siblings else {})}
 
 
 class Sandbox:
-    """The program under test on ports of its own; `info` is None when it did not start."""
+    """The program on ports of its own, until the test ends; `info` is None if it did not start."""
 
-    def __init__(self, *options, folder=None):
+    def __init__(self, test, folder=None):
         self.root = tempfile.TemporaryDirectory(prefix="kvg-sandbox-", ignore_cleanup_errors=True)
-        self.folder = folder or os.path.join(self.root.name, "state")
-        with open(os.path.join(self.root.name, "log"), "w", encoding="utf-8") as log:
+        self.folder = folder or pathlib.Path(self.root.name, "state")
+        self.log = pathlib.Path(self.root.name, "log")
+        with self.log.open("w", encoding="utf-8") as log:
             self.process = subprocess.Popen(
-                [sys.argv[1], "--authority", sys.argv[2], "--dir", self.folder, "--until-eof",
-                 *options], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=log, text=True)
-        first = self.process.stdout.readline()
-        self.info = json.loads(first) if first else None
-        self.address = first and urllib.parse.urlsplit(self.info["portal"]).netloc
-
-    def log(self):
-        with open(os.path.join(self.root.name, "log"), encoding="utf-8") as log:
-            return log.read()
+                [sys.argv[1], "--authority", sys.argv[2], "--dir", self.folder, "--until-eof"],
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=log, text=True)
+        test.addCleanup(self.close)
+        self.info = json.loads(self.process.stdout.readline() or "null")
+        self.ends_well = self.info is not None
+        self.address = self.info and urllib.parse.urlsplit(self.info["portal"]).netloc
 
     def close(self):
-        self.process.stdin.close()
-        code = self.process.wait(PATIENCE)
-        self.process.stdout.close()
+        self.process.communicate(timeout=PATIENCE)
         self.root.cleanup()
-        return code
+        assert (self.process.returncode == 0) == self.ends_well, self.process.returncode
 
     def open(self, method, path, body=None, headers=None):
         connection = http.client.HTTPConnection(self.address, timeout=PATIENCE)
@@ -86,9 +81,6 @@ class Stream:
                 fields[name] = value
         return None
 
-    def close(self):
-        self.response.close()
-
 
 def registering(sandbox, document):
     text = document if isinstance(document, str) else encoded(document)
@@ -101,35 +93,30 @@ class Gateway:
     def __init__(self, sandbox, document, enter=None):
         stream = registering(sandbox, document)
         (enter or sandbox.enter)(stream.event()[1]["code"])
-        name, self.result = stream.event()
-        assert name == "result" and stream.event() is None, (name, self.result)
-        self.folder = tempfile.TemporaryDirectory(prefix="kvg-gateway-")
-        self.pem = os.path.join(self.folder.name, "pem")
-        self.id = self.result["id"]
-        self.things = [thing["id"] for thing in self.result["fleet"]]
-        with open(self.pem, "w", encoding="ascii") as pem:
-            pem.write(self.result["cred"]["file"] + "\n" + self.result["cred"]["priv"])
-        self.link = ["-h", self.result["server"], "-p", str(self.result["port"]), "-u", self.id,
-                     "--cafile", sandbox.info["ca"], "--cert", self.pem, "--key", self.pem]
-        self.listener = None
+        name, result = stream.event()
+        assert name == "result" and stream.event() is None, (name, result)
+        self.id = result["id"]
+        self.things = [thing["id"] for thing in result["fleet"]]
+        pem = pathlib.Path(sandbox.root.name, self.id)
+        pem.write_text(result["cred"]["file"] + "\n" + result["cred"]["priv"], encoding="ascii")
+        self.link = ["-h", result["server"], "-p", str(result["port"]), "-u", self.id,
+                     "--cafile", sandbox.info["ca"], "--cert", pem, "--key", pem]
 
     def publish(self, thing, state):
+        """Whether the broker took it."""
         text = state if isinstance(state, str) else json.dumps(state)
-        subprocess.run(["mosquitto_pub", *self.link, "-t", f"things/{thing}/state", "-s"],
-                       input=text.encode(), check=True, timeout=PATIENCE)
+        command = ["mosquitto_pub", *self.link, "-t", f"things/{thing}/state", "-s"]
+        return subprocess.run(command, input=text.encode(), check=False,
+                              timeout=PATIENCE).returncode == 0
 
-    def listen(self):
-        """Connects under the gateway's id; for next(): the updates that come."""
-        self.listener = subprocess.Popen(
+    def listen(self, test):
+        """Connects under the gateway's id until the test ends; for next(): the updates that come."""
+        listener = subprocess.Popen(
             ["stdbuf", "-oL", "mosquitto_sub", *self.link, "-d", "-i", self.id, "-W", "250",
              "-F", "UPDATE %t %p", "-t", "things/+/update"], stdout=subprocess.PIPE, text=True)
-        lines = self.listener.stdout
+        test.addCleanup(listener.communicate)
+        test.addCleanup(listener.terminate)
+        lines = listener.stdout
         assert any(line.startswith("Subscribed") for line in lines), "the broker lets it in"
         updates = (line.split(" ", 2) for line in lines if line.startswith("UPDATE "))
         return ((topic, json.loads(payload)) for _, topic, payload in updates)
-
-    def close(self):
-        if self.listener:
-            self.listener.terminate()
-            self.listener.communicate()
-        self.folder.cleanup()
