@@ -86,8 +86,9 @@ bool TestBroker::start()
         while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
             QTcpSocket probe;
             probe.connectToHost("127.0.0.1", m_port);
-            if (probe.waitForConnected(1000)) {
-                return m_process.state() == QProcess::Running;
+            // Who answers may be another process that took the port; then the broker ends.
+            if (probe.waitForConnected(1000) && !m_process.waitForFinished(50)) {
+                return true;
             }
             m_process.waitForFinished(20);
         }
