@@ -110,7 +110,7 @@ class Gateway:
                               timeout=PATIENCE).returncode == 0
 
     def listen(self, test):
-        """Connects under the gateway's id until the test ends; for next(): the updates that come."""
+        """Connects under the gateway's id until the test ends; for next(): the updates."""
         listener = subprocess.Popen(
             ["stdbuf", "-oL", "mosquitto_sub", *self.link, "-d", "-i", self.id, "-W", "250",
              "-F", "UPDATE %t %p", "-t", "things/+/update"], stdout=subprocess.PIPE, text=True)
