@@ -13,17 +13,12 @@ private slots:
     {
         QCoreApplication::setApplicationVersion("1.2.3");
         qputenv("KVG_SPARKLE_CALLS", QFile::encodeName(m_calls));
-        QFile::remove(m_library);
     }
-    void cleanup() { QFile::remove(m_library); }
+    void init() { QFile::remove(m_library); }
 
     void aLibraryThatIsNotWholeIsNotCalled()
     {
-        const QByteArray broken = readFile(beside("winsparkle_whole.dll")).left(20000);
         QVERIFY(!makeUpdater("https://host.example/"));
-        QVERIFY(writeFile(m_library, broken));
-        QVERIFY(!makeUpdater("https://host.example/"));
-        QVERIFY(QFile::remove(m_library));
         QVERIFY(QFile::copy(beside("winsparkle_partial.dll"), m_library));
         QVERIFY(!makeUpdater("https://host.example/"));
         QVERIFY(QFile::remove(m_library)); // let go as well

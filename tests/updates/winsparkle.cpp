@@ -16,49 +16,22 @@ void record(const char *format, Arguments... arguments)
 
 } // namespace
 
-#define KVG_EXPORT extern "C" __declspec(dllexport)
+// A function of the library, which records its arguments. One of them has a result.
+#define KVG_FUNCTION(name, parameters, ...)                                                        \
+    extern "C" __declspec(dllexport) int __cdecl win_sparkle_##name parameters                     \
+    {                                                                                              \
+        record(__VA_ARGS__);                                                                       \
+        return 1;                                                                                  \
+    }
 
-KVG_EXPORT void __cdecl win_sparkle_set_app_details(const wchar_t *company,
-                                                    const wchar_t *application,
-                                                    const wchar_t *version)
-{
-    record("details %ls, %ls, %ls\n", company, application, version);
-}
-
-KVG_EXPORT void __cdecl win_sparkle_set_appcast_url(const char *url)
-{
-    record("feed %s\n", url);
-}
-
-KVG_EXPORT void __cdecl win_sparkle_set_automatic_check_for_updates(int on)
-{
-    record("automatic %d\n", on);
-}
-
-KVG_EXPORT void __cdecl win_sparkle_set_update_check_interval(int seconds)
-{
-    record("interval %d\n", seconds);
-}
-
-KVG_EXPORT int __cdecl win_sparkle_set_dsa_pub_pem(const char *pem)
-{
-    record("key %s\n", pem);
-    return 1;
-}
-
-KVG_EXPORT void __cdecl win_sparkle_init()
-{
-    record("init\n");
-}
-
-KVG_EXPORT void __cdecl win_sparkle_check_update_with_ui()
-{
-    record("check\n");
-}
-
+KVG_FUNCTION(set_app_details, (const wchar_t *company, const wchar_t *name, const wchar_t *version),
+             "details %ls, %ls, %ls\n", company, name, version)
+KVG_FUNCTION(set_appcast_url, (const char *url), "feed %s\n", url)
+KVG_FUNCTION(set_automatic_check_for_updates, (int on), "automatic %d\n", on)
+KVG_FUNCTION(set_update_check_interval, (int seconds), "interval %d\n", seconds)
+KVG_FUNCTION(set_dsa_pub_pem, (const char *pem), "key %s\n", pem)
+KVG_FUNCTION(init, (), "init\n")
+KVG_FUNCTION(check_update_with_ui, (), "check\n")
 #ifdef KVG_WHOLE
-KVG_EXPORT void __cdecl win_sparkle_cleanup()
-{
-    record("cleanup\n");
-}
+KVG_FUNCTION(cleanup, (), "cleanup\n")
 #endif
