@@ -127,7 +127,8 @@ class SandboxTest(unittest.TestCase):
         with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as children:
             os.kill(int(children.read().split()[0]), signal.SIGKILL)
 
-        # By its old certificate, as soon as there is another broker.
+        eventually(self, lambda: self.sandbox.log.read_text().count("The broker listens") == 2)
+        # By its old certificate, as soon as the sandbox itself is connected again.
         eventually(self, lambda: gateway.publish(gateway.things[0], {"on": True})
                    and self.sandbox.things()[0]["things"][0]["state"])
 
