@@ -117,7 +117,7 @@ int main(int argc, char *argv[])
     int status = 0;
     {
         secureSettings();
-        identitychange::carryThrough();
+        IdentityChange::carryThrough();
         settleLanguage(parser);
         settleTheme(&parser, &keys::Dark);
         QMaterialIcon::instance().setDark(isDarkTheme());

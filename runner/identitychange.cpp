@@ -1,21 +1,29 @@
 #include "runner/identitychange.h"
 
 #include "cloud/credentialstore.h"
+#include "registration/registrationsession.h"
+#include "runner/cloudlink.h"
+#include "runner/configurationbackup.h"
+#include "runner/livethings.h"
 #include "runner/log.h"
 #include "settings/privatefile.h"
 #include "settings/zusettings.h"
-#include "things/gatewaything.h"
 
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <algorithm>
+#include <chrono>
 
 namespace {
 
+using namespace std::chrono_literals;
+
 // The whole file for a reset; no backup begins like this.
 constexpr char resetMark[] = "reset";
+constexpr auto retryDelay = 100ms;
 
 QString folder()
 {
@@ -27,7 +35,7 @@ QString path()
     return folder() + QLatin1String("/identity.pending");
 }
 
-void begin(const QByteArray &change)
+void writePending(const QByteArray &change)
 {
     QDir().mkpath(folder());
     QString error;
@@ -36,34 +44,75 @@ void begin(const QByteArray &change)
     }
 }
 
-} // namespace
-
-void identitychange::beginReset()
-{
-    begin(resetMark);
-}
-
-void identitychange::beginRestore(const QByteArray &backup)
-{
-    begin(backup);
-}
-
-void identitychange::end()
+void removePending()
 {
     QFile file(path());
-    // One that stays would undo, at the next start, what happens until then.
+    // A file that stays would undo, at the next start, what happens until then.
     if (file.exists() && !file.remove() && !file.resize(0)) {
         qCWarning(lcRunner).noquote() << "Cannot remove" << path() << "-" << file.errorString();
     }
 }
 
-void identitychange::carryThrough()
+} // namespace
+
+IdentityChange::IdentityChange(LiveThings &things, CloudLink &link,
+                               RegistrationSession &registration, QObject *parent)
+    : QObject(parent)
+    , m_things(things)
+    , m_link(link)
+    , m_registration(registration)
+{
+}
+
+void IdentityChange::begin(const QByteArray &change)
+{
+    if (m_registration.cancel()) {
+        emit registrationVoided();
+    }
+    writePending(change);
+    m_link.end();
+}
+
+void IdentityChange::reset()
+{
+    if (m_link.isEnding()) { // called from the local event loop of another change
+        QTimer::singleShot(retryDelay, this, &IdentityChange::reset);
+        return;
+    }
+    qCInfo(lcRunner, "The registration is void");
+    begin(resetMark);
+    m_things.voidRegistrations();
+    ZUSettings().resetRegistration();
+    removePending();
+    emit resetDone();
+}
+
+void IdentityChange::restore(const QString &file)
+{
+    if (m_link.isEnding()) { // called from the local event loop of another change
+        QTimer::singleShot(retryDelay, this, [this, file] { restore(file); });
+        return;
+    }
+    ConfigurationBackup backup;
+    QString error = backup.open(file);
+    if (error.isEmpty()) {
+        begin(backup.bytes());
+        error = backup.restore(m_things);
+        removePending();
+        m_link.readSettings();
+        m_things.restoreNames();
+        m_link.startLater(false); // under the restored identity, even if it is incomplete
+    }
+    emit restoreEnded(error, backup.hasRestored());
+}
+
+void IdentityChange::carryThrough()
 {
     QFile file(path());
     if (!isRegularFile(path()) || !file.open(QIODevice::ReadOnly)) {
         return;
     }
-    const QByteArray change = file.read(BackupFile::largest);
+    const QByteArray change = file.read(BackupContainer::maxSize);
     file.close();
     GatewayThing gateway;
     if (change == resetMark) {
@@ -71,35 +120,35 @@ void identitychange::carryThrough()
         ZUSettings().resetRegistration();
         qCWarning(lcRunner, "A reset of the registration was interrupted; it is completed now");
     } else {
-        QVector<BackupFile::Chunk> chunks;
+        QVector<BackupContainer::Chunk> chunks;
         const bool done =
-            BackupFile::unpack(change, chunks) == BackupFile::None &&
+            BackupContainer::unpack(change, chunks) == BackupContainer::None &&
             std::all_of(chunks.cbegin(), chunks.cend(),
                         [&gateway](const auto &chunk) { return storeChunk(gateway, chunk); });
         qCWarning(lcRunner) << "A restore was interrupted; it is"
                             << (done ? "completed now" : "incomplete: restore the backup again");
     }
-    end();
+    removePending();
 }
 
-bool identitychange::isUsable(const BackupFile::Chunk &chunk)
+bool IdentityChange::isUsable(const BackupContainer::Chunk &chunk)
 {
     switch (chunk.id) {
-    case BackupFile::Settings:
+    case BackupContainer::Settings:
         return ZUSettings::canImport(chunk.data);
-    case BackupFile::Certificate:
+    case BackupContainer::Certificate:
         return CredentialStore::isCertificate(chunk.data);
     default:
         return CredentialStore::isKey(chunk.data);
     }
 }
 
-bool identitychange::storeChunk(GatewayThing &gateway, const BackupFile::Chunk &chunk)
+bool IdentityChange::storeChunk(GatewayThing &gateway, const BackupContainer::Chunk &chunk)
 {
-    if (chunk.id == BackupFile::Settings) {
+    if (chunk.id == BackupContainer::Settings) {
         return ZUSettings().importAll(chunk.data);
     }
-    const bool isKey = chunk.id == BackupFile::PrivateKey;
+    const bool isKey = chunk.id == BackupContainer::PrivateKey;
     return !chunk.data.isEmpty() && gateway.importCredentials(isKey ? QByteArray() : chunk.data,
                                                               isKey ? chunk.data : QByteArray());
 }

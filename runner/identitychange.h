@@ -1,27 +1,57 @@
 #pragma once
 
-#include "runner/backupfile.h"
+#include "runner/backupcontainer.h"
 
+#include <QObject>
+
+class CloudLink;
 class GatewayThing;
+class LiveThings;
+class RegistrationSession;
 
-// A reset or a restore replaces ids, certificate and key one after the other. So that a process
-// that is killed in between leaves no halves, a file in the data folder, for the user alone, says
-// what was begun, and the next start carries it through. Any thread, one change at a time.
-namespace identitychange {
+// A reset or a restore: replaces the gateway's ids, certificate and key one after the other, while
+// nothing is connected or registered. Lives on the runner's thread.
+//
+// So that a process that is killed in between leaves no mixture, the file "identity.pending" in the
+// data folder, for the user alone, says what was begun, and the next start completes it. The change
+// goes on, with a log line, when that file cannot be written.
+class IdentityChange : public QObject
+{
+    Q_OBJECT
 
-// Before the first step. Failures are logged; the change may go on without this safety.
-void beginReset();
-void beginRestore(const QByteArray &backup);
-// After the last step, successful or not.
-void end();
-// Carries through what the last process had begun and not ended. To be called before anything
-// reads the settings.
-void carryThrough();
+public:
+    // All are borrowed.
+    IdentityChange(LiveThings &things, CloudLink &link, RegistrationSession &registration,
+                   QObject *parent = nullptr);
 
-// Whether storeChunk() would take the chunk, as far as that can be told without writing.
-bool isUsable(const BackupFile::Chunk &chunk);
-// Replaces the settings, the certificate or the key by the chunk. False, with a log line, when its
-// data are unusable or cannot be written.
-bool storeChunk(GatewayThing &gateway, const BackupFile::Chunk &chunk);
+    // Voids the registration of the gateway and of all things. resetDone() follows.
+    void reset();
+    // Replaces settings and credentials by those of a backup. restoreEnded() follows. A file that
+    // is no backup changes and interrupts nothing.
+    void restore(const QString &file);
 
-} // namespace identitychange
+    // Completes what the last process began and did not end. To be called before anything else
+    // reads the settings.
+    static void carryThrough();
+    // Whether storeChunk() would succeed, as far as that can be told without writing.
+    static bool isUsable(const BackupContainer::Chunk &chunk);
+    // Replaces the settings, the certificate or the key by the chunk. False, with a log line, when
+    // its data are unusable or cannot be written.
+    [[nodiscard]] static bool storeChunk(GatewayThing &gateway,
+                                         const BackupContainer::Chunk &chunk);
+
+signals:
+    // A registration that was under way was cancelled: its result would belong to the identity that
+    // is replaced.
+    void registrationVoided();
+    void resetDone();
+    // `error`: the user's sentence, empty on success. `hasChanged`: something was replaced.
+    void restoreEnded(const QString &error, bool hasChanged);
+
+private:
+    void begin(const QByteArray &change);
+
+    LiveThings &m_things;
+    CloudLink &m_link;
+    RegistrationSession &m_registration;
+};

@@ -28,7 +28,10 @@ PluginLoader::PluginLoader(const QString &applicationDir)
 
 PluginLoader::~PluginLoader()
 {
-    qDeleteAll(m_dependencies); // the handles only: a QLibrary does not unload when deleted
+    for (QLibrary *const library : qAsConst(m_dependencies)) {
+        call(*library, "deinit");
+        delete library; // does not unload it
+    }
 }
 
 void PluginLoader::load()
@@ -57,8 +60,8 @@ void PluginLoader::loadFile(const QString &path)
     QPluginLoader loader(path);
     loader.setLoadHints(QLibrary::PreventUnloadHint);
     const QJsonObject metadata = loader.metaData().value(QLatin1String("MetaData")).toObject();
-    // Before the plugin itself, which may be linked with them. That holds for a plugin that is
-    // turned down afterwards, too.
+    // Before the plugin itself, which may be linked with them; so also for a plugin that is
+    // rejected afterwards.
     loadDependencies(path, metadata);
 
     QObject *const root = loader.instance();
@@ -78,7 +81,7 @@ void PluginLoader::loadFile(const QString &path)
     qCInfo(lcRunner).noquote() << "Loaded" << path << "as" << plugin.name;
     for (LoadedPlugin &earlier : m_plugins) {
         if (earlier.name == plugin.name) {
-            qCWarning(lcRunner).noquote() << path << "takes the place of another" << plugin.name;
+            qCWarning(lcRunner).noquote() << path << "replaces an earlier" << plugin.name;
             earlier = plugin;
             return;
         }
@@ -86,7 +89,7 @@ void PluginLoader::loadFile(const QString &path)
     m_plugins.append(plugin);
 }
 
-void PluginLoader::loadDependencies(const QString &path, const QJsonObject &metadata)
+void PluginLoader::loadDependencies(const QString &pluginPath, const QJsonObject &metadata)
 {
     const QJsonArray dependencies = metadata["deps"].toArray();
     for (const QJsonValue &value : dependencies) {
@@ -100,7 +103,7 @@ void PluginLoader::loadDependencies(const QString &path, const QJsonObject &meta
         }
         if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\'))) {
             qCWarning(lcRunner).noquote()
-                << path << "names a dependency outside of the application's folder:" << name;
+                << pluginPath << "names a dependency outside of the application's folder:" << name;
             continue;
         }
         const QString base =
@@ -110,19 +113,10 @@ void PluginLoader::loadDependencies(const QString &path, const QJsonObject &meta
         library->setLoadHints(QLibrary::PreventUnloadHint);
         if (!library->load()) {
             qCWarning(lcRunner).noquote()
-                << "Dependency of" << path << "not loaded -" << library->errorString();
+                << "Dependency of" << pluginPath << "not loaded -" << library->errorString();
             continue;
         }
         call(*library, "init");
         m_dependencies.insert(name, library.release());
     }
-}
-
-void PluginLoader::deinitialise()
-{
-    for (QLibrary *const library : qAsConst(m_dependencies)) {
-        call(*library, "deinit");
-    }
-    qDeleteAll(m_dependencies);
-    m_dependencies.clear();
 }

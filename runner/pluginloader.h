@@ -30,6 +30,7 @@ public:
     // `applicationDir`: where "plugins" is looked for, then "../plugins", and where the
     // dependencies are.
     explicit PluginLoader(const QString &applicationDir);
+    // Calls "deinit" of every dependency that has one. All things must be gone by then.
     ~PluginLoader();
     Q_DISABLE_COPY(PluginLoader)
 
@@ -39,12 +40,9 @@ public:
     void load();
     const QVector<LoadedPlugin> &plugins() const { return m_plugins; }
 
-    // Calls "deinit" of every dependency that has one. All things must be gone by then.
-    void deinitialise();
-
 private:
     void loadFile(const QString &path);
-    void loadDependencies(const QString &path, const QJsonObject &metadata);
+    void loadDependencies(const QString &pluginPath, const QJsonObject &metadata);
 
     QString m_applicationDir;
     QVector<LoadedPlugin> m_plugins;

@@ -1,30 +1,21 @@
 #pragma once
 
-#include "runner/backupfile.h"
+#include "registration/registrationsession.h"
+#include "runner/cloudlink.h"
+#include "runner/devicescan.h"
+#include "runner/identitychange.h"
+#include "runner/livethings.h"
 #include "runner/pluginloader.h"
-#include "things/thingstate.h"
 
-#include <QHash>
 #include <QJsonObject>
-#include <QList>
 #include <QObject>
-#include <QSet>
 #include <QString>
 #include <QVariant>
 
-#include <optional>
-
-class DevicePool;
-class GatewayThing;
-class QAbstractThing;
-class QSSEManager;
-class QTimer;
-enum class RegistrationFailure;
-
-// The worker behind the user interface: loads device types, finds devices, keeps the pool of
-// known devices, registers them and holds the cloud connection.
+// The worker behind the user interface: turns its requests into calls of the classes that do the
+// work, and their outcome into results.
 //
-// Made on any thread, moved as a whole to its own (see RunnerThread) and from then on driven by
+// Created on any thread, moved as a whole to its own (see RunnerThread) and from then on driven by
 // queued calls alone. Requests are worked off one at a time in order. A request that reports
 // ends with exactly one finished() of its own code; one that fails sends finished(Error, the
 // user's sentence) first and its own code with false after it.
@@ -58,10 +49,6 @@ public:
     Q_ENUM(RegState)
 
     explicit ZugatewRunner(QObject *parent = nullptr);
-    // On the runner's own thread, after shutdown(). Things end first, then the libraries that
-    // plugins depend on are deinitialised.
-    ~ZugatewRunner() override;
-
     // Ends the cloud connection, and a registration that is under way. On the runner's own thread.
     void shutdown();
 
@@ -79,8 +66,9 @@ public slots:
     void loadPlugins();
     // Asks every enabled device type for its devices and adopts those that are new.
     void rescan();
-    // Applies the aliases of the stored pool and reports every thing. No finished().
-    void updatePool();
+    // Applies the names of the stored pool to the things and reports every thing; writes no pool.
+    // No finished().
+    void updatePool() { m_things.restoreNames(); }
     // Hands the stored settings to the things, and releases those of device types that are
     // disabled. No finished() of its own; a scan follows when a device type was enabled.
     void applyDeviceSettings();
@@ -90,7 +78,7 @@ public slots:
     // Begins a registration: AliasFill, or RegCode and later ProcReg.
     void generateDoc();
     // Gives up a registration that is under way. No finished().
-    void cancelRegistration();
+    void cancelRegistration() { m_registration.cancel(); }
     void listPlugins();
     void listThings();
     // `firstrun`: see GatewayThing::connectToCloud(). Never fails visibly.
@@ -98,86 +86,36 @@ public slots:
     void renameThing(const QString &sid, const QString &alias);
     void cloudStatus();
     // Voids the registration of the gateway and of all things.
-    void resetGateway();
-    // Brings the live things in line with a pool that the user has edited. No finished() of its
-    // own; a gateway that was forgotten ends as by resetGateway().
+    void resetGateway() { m_identity.reset(); }
+    // Brings the live things in line with a pool that the user has edited; writes no pool, unless
+    // the gateway was forgotten, which ends as resetGateway(). No finished() of its own.
     void resetDevPool();
     void releaseThings();
     void registrationState();
-    // Writes the settings and the credentials into one file that the user alone can read. The
-    // key is in it without pass phrase. An older file of that name stays whole until the new one
-    // is complete.
+    // See ConfigurationBackup. What was restored before a failure stays.
     void exportSettings(const QString &file);
-    // Replaces settings and credentials by those of such a file, chunk by chunk; what was taken
-    // before a failure stays.
-    void importSettings(const QString &file);
+    void importSettings(const QString &file) { m_identity.restore(file); }
 
 private slots:
-    // The name is misspelt on purpose: it is part of the meta-object interface.
+    // The first name is misspelt and stays so: it is part of the meta-object interface.
     void thing_stateChaged(const QJsonObject &state);
-    void thing_mediumGone();
+    void thing_mediumGone() { m_things.release(qobject_cast<QAbstractThing *>(sender())); }
     void thing_serialChanged(const QString &old, const QString &current);
-    void reg_closed();
+    void reg_closed() { m_registration.handleStreamEnd(); }
     void reg_dataRead(const QString &evt, const QString &msg, const QString &id);
 
 private:
-    // Where a live thing came from.
-    struct Origin
-    {
-        QString plugin;
-        QString key;
-        QString shortid;
-    };
-    class Scan;
+    void finish(Operation op, const QString &error);
+    void applyRegistration(QJsonObject result);
+    void reportRestore(const QString &error, bool hasChanged);
 
-    // A reset or a restore that comes during another one waits for its end; milliseconds.
-    static constexpr int voidingRetry = 100;
-
-    void fail(Operation op, const QString &message);
-    QList<QAbstractThing *> allThings() const;
-
-    void scanPlugin(const LoadedPlugin &plugin, Scan &scan);
-    bool isClaimed(const LoadedPlugin &plugin, const QString &key, const Scan &scan) const;
-    QObject *prepareInterface(QObject *ui) const;
-    void adopt(QAbstractThing *thing, const Origin &origin, Scan &scan);
-    void restoreGateway(Scan &scan);
-    void listenTo(QAbstractThing *thing);
-    bool isLive(const QAbstractThing *thing) const;
-    std::optional<ThingState> stateOf(const QAbstractThing *thing) const;
-    void announce(const QAbstractThing *thing);
-    void reportState(const QAbstractThing *thing, const QJsonObject &state);
-    void reportSerial(const QAbstractThing *thing, const QString &old);
-    void release(QAbstractThing *thing);
-    void releaseThingsOf(const QString &plugin);
-    void forget(QAbstractThing *thing);
-    void thingDestroyed(const QObject *thing);
-    void writePool(const QList<QAbstractThing *> &things, const QJsonObject &registrations = {});
-
-    void processResult(const QString &msg);
-    void failRegistration(RegistrationFailure failure);
-    void refuseRegistration(const QJsonObject &status);
-    bool endRegistrationSession();
-    void voidRegistrationSession();
-    void registrationTimedOut();
-    void readCloudSettings();
-    void startCloud(bool firstrun);
-    void endConnection();
-    static QString unusable(const BackupFile::Chunk &chunk, const QString &file);
-    int takeChunks(const QVector<BackupFile::Chunk> &chunks);
-    void takeRegistrations(const QString &oldGatewayId);
-    bool allRegistered() const;
-
-    GatewayThing *m_gateway; // child, as is the stream client
-    QList<QAbstractThing *> m_things;
-    QSSEManager *m_registrar;
+    // The runner is the parent of each QObject here, so that they follow it to its thread. Things
+    // end before their plugins' dependencies are deinitialised.
     PluginLoader m_plugins;
-    QTimer *m_registrationDeadline; // child
-    bool m_registering = false;
-    bool m_scanning = false;
-    bool m_scanAgain = false;       // a device type was enabled during the scan
-    QSet<QString> m_scannedPlugins; // that were enabled when they were scanned last
-    bool m_voiding = false; // the identity is replaced: nothing may connect or register meanwhile
-    bool m_leaving = false; // the same, for good
-    QHash<const QObject *, Origin> m_origins;                // the live things
-    QHash<QString, QHash<QString, QAbstractThing *>> m_made; // plugin, device key
+    LiveThings m_things;
+    DeviceScan m_scan;
+    CloudLink m_link;
+    QSSEManager *m_registrar;
+    RegistrationSession m_registration;
+    IdentityChange m_identity;
 };

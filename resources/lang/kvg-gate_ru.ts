@@ -115,6 +115,33 @@
     </message>
 </context>
 <context>
+    <name>ConfigurationBackup</name>
+    <message>
+        <source>Cannot write to %1</source>
+        <translation>Не удалось записать файл %1</translation>
+    </message>
+    <message>
+        <source>Cannot read %1</source>
+        <translation>Не удалось прочитать файл %1</translation>
+    </message>
+    <message>
+        <source>Cannot restore config - wrong version</source>
+        <translation>Не удалось восстановить конфигурацию: неподдерживаемая версия</translation>
+    </message>
+    <message>
+        <source>Cannot restore config from %1</source>
+        <translation>Не удалось восстановить конфигурацию из файла %1</translation>
+    </message>
+    <message>
+        <source>Cannot restore settings from %1 - invalid data</source>
+        <translation>Не удалось восстановить настройки из файла %1: недопустимые данные</translation>
+    </message>
+    <message>
+        <source>Cannot restore credentials from %1 - invalid data</source>
+        <translation>Не удалось восстановить учётные данные из файла %1: недопустимые данные</translation>
+    </message>
+</context>
+<context>
     <name>DevicesPage</name>
     <message>
         <source>No device type has settings.</source>
@@ -202,6 +229,17 @@
     <message>
         <source>There are no lamps. Their number is under Device settings.</source>
         <translation>Ламп нет. Их количество задаётся на странице «Настройки устройств».</translation>
+    </message>
+</context>
+<context>
+    <name>LiveThings</name>
+    <message>
+        <source>Cannot rename %1: no such thing</source>
+        <translation>Не удалось переименовать %1: такого устройства нет</translation>
+    </message>
+    <message>
+        <source>Cannot rename to %1 - duplicate alias</source>
+        <translation>Не удалось присвоить имя %1: оно уже занято</translation>
     </message>
 </context>
 <context>
@@ -745,41 +783,6 @@ A device that is forgotten loses its name and its registration, and the cloud he
     <message>
         <source>Application theme will be changed when the application is relaunched</source>
         <translation>Тема изменится после перезапуска программы</translation>
-    </message>
-</context>
-<context>
-    <name>ZugatewRunner</name>
-    <message>
-        <source>Cannot rename %1: no such thing</source>
-        <translation>Не удалось переименовать %1: такого устройства нет</translation>
-    </message>
-    <message>
-        <source>Cannot rename to %1 - duplicate alias</source>
-        <translation>Не удалось присвоить имя %1: оно уже занято</translation>
-    </message>
-    <message>
-        <source>Cannot write to %1</source>
-        <translation>Не удалось записать файл %1</translation>
-    </message>
-    <message>
-        <source>Cannot read %1</source>
-        <translation>Не удалось прочитать файл %1</translation>
-    </message>
-    <message>
-        <source>Cannot restore config - wrong version</source>
-        <translation>Не удалось восстановить конфигурацию: неподдерживаемая версия</translation>
-    </message>
-    <message>
-        <source>Cannot restore config from %1</source>
-        <translation>Не удалось восстановить конфигурацию из файла %1</translation>
-    </message>
-    <message>
-        <source>Cannot restore settings from %1 - invalid data</source>
-        <translation>Не удалось восстановить настройки из файла %1: недопустимые данные</translation>
-    </message>
-    <message>
-        <source>Cannot restore credentials from %1 - invalid data</source>
-        <translation>Не удалось восстановить учётные данные из файла %1: недопустимые данные</translation>
     </message>
 </context>
 <context>

@@ -114,25 +114,27 @@ private slots:
             QCOMPARE(int(CredentialStore().keyStatus()), status);
             QCOMPARE(int(CredentialStore().certStatus()), status);
         };
+        const QString pending =
+            QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/identity.pending";
         QString error;
         QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
         putInPool("G", "1");
         m_runner->exportSettings(m_file);
         QSettings().clear();
         CredentialStore().removeCredentials();
-        identitychange::beginRestore(readFile(m_file));
-        identitychange::carryThrough();
+        QVERIFY(writeFile(pending, readFile(m_file)));
+        IdentityChange::carryThrough();
         shows("S", "G", CredentialStore::Ok);
-        identitychange::beginReset();
-        identitychange::carryThrough();
+        QVERIFY(writeFile(pending, "reset"));
+        IdentityChange::carryThrough();
         shows("", "", CredentialStore::FileMissing);
         // What was done to the end leaves nothing for the next start.
         m_runner->resetGateway();
         m_runner->importSettings(m_file);
-        identitychange::carryThrough();
+        IdentityChange::carryThrough();
         shows("S", "G", CredentialStore::Ok);
         m_runner->resetGateway();
-        identitychange::carryThrough();
+        IdentityChange::carryThrough();
         shows("", "", CredentialStore::FileMissing);
     }
 

@@ -86,7 +86,6 @@ private slots:
             loader.load();
             QCOMPARE(loader.plugins().size(), 1);
             QCOMPARE(qApp->property("dep/init").toInt(), 1);
-            loader.deinitialise();
         }
         QCOMPARE(qApp->property("dep/deinit").toInt(), 1);
     }

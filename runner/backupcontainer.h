@@ -5,9 +5,9 @@
 
 #include <optional>
 
-// The container of a configuration backup: a marker, a table of chunks and their data, all
+// The container of a configuration backup: a formatVersion, a table of chunks and their data, all
 // numbers 32 bits wide and little-endian. Pure functions; any thread.
-class BackupFile
+class BackupContainer
 {
 public:
     enum ChunkId : quint32 {
@@ -23,7 +23,7 @@ public:
     enum Fault { None, Damaged, WrongVersion };
 
     // Bytes. No configuration comes near it; it bounds what a restore reads into memory.
-    static constexpr int largest = 64 * 1024 * 1024;
+    static constexpr int maxSize = 64 * 1024 * 1024;
 
     static QByteArray pack(const QVector<Chunk> &chunks);
     // Appends the chunks of `file` in the order of its table, those of other ids left out. The

@@ -1,4 +1,4 @@
-#include "runner/backupfile.h"
+#include "runner/backupcontainer.h"
 
 #include <QtEndian>
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr quint32 marker = 0x200;
+constexpr quint32 formatVersion = 0x200;
 constexpr int headerSize = 8;
 constexpr int entrySize = 12;
 
@@ -23,18 +23,18 @@ quint32 numberAt(const QByteArray &bytes, int at)
 
 bool isKnown(quint32 id)
 {
-    return id == BackupFile::Settings || id == BackupFile::Certificate ||
-           id == BackupFile::PrivateKey;
+    return id == BackupContainer::Settings || id == BackupContainer::Certificate ||
+           id == BackupContainer::PrivateKey;
 }
 
 } // namespace
 
-QByteArray BackupFile::pack(const QVector<Chunk> &chunks)
+QByteArray BackupContainer::pack(const QVector<Chunk> &chunks)
 {
     QByteArray table;
     QByteArray data;
     const int tableSize = entrySize * chunks.size();
-    append(table, marker);
+    append(table, formatVersion);
     append(table, quint32(tableSize));
     for (const Chunk &chunk : chunks) {
         append(table, chunk.id);
@@ -45,12 +45,12 @@ QByteArray BackupFile::pack(const QVector<Chunk> &chunks)
     return table + data;
 }
 
-BackupFile::Fault BackupFile::unpack(const QByteArray &file, QVector<Chunk> &chunks)
+BackupContainer::Fault BackupContainer::unpack(const QByteArray &file, QVector<Chunk> &chunks)
 {
-    if (file.size() < headerSize + entrySize || file.size() > largest) {
+    if (file.size() < headerSize + entrySize || file.size() > maxSize) {
         return Damaged;
     }
-    if (numberAt(file, 0) != marker) {
+    if (numberAt(file, 0) != formatVersion) {
         return WrongVersion;
     }
     const quint32 tableSize = numberAt(file, 4);
@@ -65,7 +65,7 @@ BackupFile::Fault BackupFile::unpack(const QByteArray &file, QVector<Chunk> &chu
         }
         if (std::any_of(chunks.cbegin(), chunks.cend(),
                         [id](const Chunk &c) { return c.id == id; })) {
-            return Damaged; // or one chunk could be named, and worked through, millions of times
+            return Damaged; // or a table could repeat one chunk millions of times
         }
         const quint64 offset = numberAt(file, at + 4);
         const quint64 size = numberAt(file, at + 8);

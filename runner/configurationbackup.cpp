@@ -1,0 +1,105 @@
+#include "runner/configurationbackup.h"
+
+#include "runner/identitychange.h"
+#include "runner/livethings.h"
+#include "runner/log.h"
+#include "settings/privatefile.h"
+#include "settings/zusettings.h"
+
+#include <QDataStream>
+#include <QFile>
+#include <QFileInfo>
+
+#include <optional>
+
+namespace {
+
+// Reads at most one byte more than a backup may have. Nothing when the file cannot be read.
+std::optional<QByteArray> readBounded(const QString &path)
+{
+    QFile file(path);
+    if (!isRegularFile(path) || !file.open(QIODevice::ReadOnly)) {
+        qCWarning(lcRunner).noquote() << "Cannot read the backup:" << file.errorString();
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.read(BackupContainer::maxSize + 1LL);
+    return file.error() == QFile::NoError ? std::optional(bytes) : std::nullopt;
+}
+
+} // namespace
+
+QString ConfigurationBackup::write(const QString &path, const GatewayThing &gateway)
+{
+    QByteArray settings;
+    QDataStream stream(&settings, QIODevice::WriteOnly);
+    const bool exported = ZUSettings().exportAll(stream);
+
+    QByteArray certificate;
+    QByteArray key;
+    gateway.exportCredentials(certificate, key);
+    QVector<BackupContainer::Chunk> chunks{{BackupContainer::Settings, settings}};
+    if (!certificate.isEmpty()) {
+        chunks.append({BackupContainer::Certificate, certificate});
+    }
+    if (!key.isEmpty()) {
+        chunks.append({BackupContainer::PrivateKey, key});
+    }
+    const QByteArray bytes = BackupContainer::pack(chunks);
+    QString error = QStringLiteral("it would be too large");
+    if (!exported || bytes.size() > BackupContainer::maxSize ||
+        !replacePrivateFile(path, bytes, error)) {
+        qCWarning(lcRunner).noquote() << "Cannot write the backup:" << error;
+        return tr("Cannot write to %1").arg(QFileInfo(path).fileName());
+    }
+    qCInfo(lcRunner, "Backup written");
+    return {};
+}
+
+QString ConfigurationBackup::open(const QString &path)
+{
+    m_name = QFileInfo(path).fileName();
+    const std::optional<QByteArray> bytes = readBounded(path);
+    if (!bytes) {
+        return tr("Cannot read %1").arg(m_name);
+    }
+    m_bytes = *bytes;
+    switch (BackupContainer::unpack(m_bytes, m_chunks)) {
+    case BackupContainer::WrongVersion:
+        return tr("Cannot restore config - wrong version");
+    case BackupContainer::Damaged:
+        return tr("Cannot restore config from %1").arg(m_name);
+    case BackupContainer::None:
+        break;
+    }
+    const bool isUsable = m_chunks.isEmpty() || IdentityChange::isUsable(m_chunks.first());
+    return isUsable ? QString() : unusable(m_chunks.first());
+}
+
+QString ConfigurationBackup::restore(LiveThings &things)
+{
+    GatewayThing &gateway = things.gateway();
+    for (const BackupContainer::Chunk &chunk : qAsConst(m_chunks)) {
+        const QString oldSerial = gateway.serial();
+        const QString oldId = gateway.cloudid();
+        if (!IdentityChange::storeChunk(gateway, chunk)) {
+            return unusable(chunk);
+        }
+        ++m_restored;
+        if (chunk.id == BackupContainer::Settings) {
+            if (gateway.serial() != oldSerial) { // which the gateway reads from the settings
+                things.emitSerialChange(&gateway, oldSerial);
+            }
+            things.restoreRegistrations(oldId);
+        }
+    }
+    qCInfo(lcRunner, "Configuration restored from a backup");
+    return {};
+}
+
+QString ConfigurationBackup::unusable(const BackupContainer::Chunk &chunk) const
+{
+    return (chunk.id == BackupContainer::Settings
+                ? tr("Cannot restore settings from %1 - invalid data")
+                : tr("Cannot restore credentials from %1 - invalid data"))
+        .arg(m_name);
+}
