@@ -1,6 +1,5 @@
 #include "runner/livethings.h"
 
-#include "settings/devicepool.h"
 #include "things/thingindex.h"
 
 #include <algorithm>
@@ -93,14 +92,11 @@ void LiveThings::adopt(QAbstractThing *device, const Origin &origin, const Devic
     listenTo(device);
     connect(device, &QAbstractThing::mediumGone, this, [this, device] { release(device); });
     connect(device, &QObject::destroyed, this, &LiveThings::deviceDestroyed);
-    const QString shortid = device->shortid();
     m_devices.append(device);
-    m_records.insert(device, {origin, shortid});
+    m_records.insert(device, {origin, device->shortid()});
     m_deviceByPluginKey[origin.plugin].insert(origin.key, device);
-
-    const int index = pool.indexOf(shortid);
-    if (index >= 0) {
-        applyPoolEntry(device, pool.at(index), Registration | Name);
+    if (const auto entry = entryOf(device, pool)) {
+        applyPoolEntry(device, *entry, Registration | Name);
     }
     emitFullState(device);
 }
@@ -135,15 +131,21 @@ void LiveThings::applyPoolEntry(QAbstractThing *thing, const PoolEntry &entry, i
     }
 }
 
+std::optional<PoolEntry> LiveThings::entryOf(const QAbstractThing *thing,
+                                             const DevicePool &pool) const
+{
+    const int index = thing == &m_gateway
+                          ? pool.indexOfGateway(thing->type(), thing->version(), thing->serial())
+                          : pool.indexOf(thing->shortid());
+    return index < 0 ? std::nullopt : std::optional(pool.at(index));
+}
+
 void LiveThings::restoreGateway(const DevicePool &pool)
 {
-    const int index =
-        pool.indexOfGateway(m_gateway.type(), m_gateway.version(), m_gateway.serial());
-    if (index < 0) {
-        return;
-    }
     const QString alias = m_gateway.alias();
-    applyPoolEntry(&m_gateway, pool.at(index), Registration | Name);
+    if (const auto entry = entryOf(&m_gateway, pool)) {
+        applyPoolEntry(&m_gateway, *entry, Registration | Name);
+    }
     if (m_gateway.alias() != alias) {
         emitFullState(&m_gateway);
     }
@@ -152,17 +154,16 @@ void LiveThings::restoreGateway(const DevicePool &pool)
 void LiveThings::restoreRegistrations(const QString &oldGatewayId)
 {
     const DevicePool pool = DevicePool::read();
-    const auto entryAt = [&pool](int index) { return index < 0 ? PoolEntry() : pool.at(index); };
+    const auto apply = [&](QAbstractThing *thing) {
+        applyPoolEntry(thing, entryOf(thing, pool).value_or(PoolEntry()), Registration);
+    };
     m_gateway.setRegid(QString()); // devices become its siblings again when it has its new id
     m_gateway.setAlias(QString()); // restoreNames() gives it the restored one
     forEachDevice([&](QAbstractThing *device) {
         m_gateway.removeSibling(device); // while the device still has its old id
-        applyPoolEntry(device, entryAt(pool.indexOf(device->shortid())), Registration);
+        apply(device);
     });
-    applyPoolEntry(
-        &m_gateway,
-        entryAt(pool.indexOfGateway(m_gateway.type(), m_gateway.version(), m_gateway.serial())),
-        Registration);
+    apply(&m_gateway);
     const bool isSameGateway = m_gateway.cloudid() == oldGatewayId;
     m_gateway.discardPending(isSameGateway ? pool.cloudids() : QSet<QString>());
 }
@@ -176,10 +177,8 @@ void LiveThings::restoreNames()
         m_gateway.setAlias(QString());
     }
     forEachDevice([](QAbstractThing *device) { device->setAlias(QString()); });
-    const int gateway =
-        pool.indexOfGateway(m_gateway.type(), m_gateway.version(), m_gateway.serial());
-    if (gateway >= 0) {
-        applyPoolEntry(&m_gateway, pool.at(gateway), Name);
+    if (const auto entry = entryOf(&m_gateway, pool)) {
+        applyPoolEntry(&m_gateway, *entry, Name);
     }
     for (int i = 0; i < pool.size(); ++i) {
         const PoolEntry entry = pool.at(i);

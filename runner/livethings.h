@@ -1,5 +1,6 @@
 #pragma once
 
+#include "settings/devicepool.h"
 #include "things/gatewaything.h"
 #include "things/thingstate.h"
 
@@ -10,9 +11,6 @@
 #include <QString>
 
 #include <optional>
-
-class DevicePool;
-struct PoolEntry;
 
 // The gateway and the devices that are attached at the moment: who they are, where they came from,
 // and what the device pool says of them. Lives on the runner's thread and owns the things.
@@ -109,6 +107,8 @@ private:
     enum PoolPart { Registration = 1, Name = 2 };
 
     void listenTo(QAbstractThing *thing);
+    // What the pool has for a thing.
+    std::optional<PoolEntry> entryOf(const QAbstractThing *thing, const DevicePool &pool) const;
     void applyPoolEntry(QAbstractThing *thing, const PoolEntry &entry, int parts);
     void writePool(const QList<QAbstractThing *> &things, const QJsonObject &registrations = {});
     std::optional<ThingState> recordOf(const QAbstractThing *thing) const;
