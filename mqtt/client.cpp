@@ -22,16 +22,16 @@ Client::Client(const QString &hostName, quint16 port, const QSslConfiguration &c
     socket->setSslConfiguration(config);
     connect(socket, QOverload<const QList<QSslError> &>::of(&QSslSocket::sslErrors), this,
             [this, socket, ignoreSelfSigned](const QList<QSslError> &errors) {
-                QList<QSslError> forgiven;
+                QList<QSslError> ignored;
                 for (const QSslError &error : errors) {
                     if (ignoreSelfSigned &&
                         (error.error() == QSslError::SelfSignedCertificate ||
                          error.error() == QSslError::SelfSignedCertificateInChain)) {
-                        forgiven << error;
+                        ignored << error;
                     }
                 }
-                // Also an empty list: the socket remembers the one of the last connection.
-                socket->ignoreSslErrors(forgiven);
+                // Also an empty list: the socket keeps the list of the previous connection.
+                socket->ignoreSslErrors(ignored);
                 d->forwardSslErrors(errors);
             });
     d = std::make_unique<Session>(this, socket);
@@ -41,7 +41,7 @@ Client::Client(const QString &hostName, quint16 port, const QSslConfiguration &c
 
 Client::~Client()
 {
-    d->deleteSocket();
+    d->shutDown();
 }
 
 QString Client::hostName() const

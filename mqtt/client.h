@@ -19,8 +19,8 @@ enum MQTTVersion { V3_1_0 = 3, V3_1_1 = 4 };
 
 enum ConnectionState { STATE_INIT = 0, STATE_CONNECTING, STATE_CONNECTED, STATE_DISCONNECTED };
 
-// 1 to 23 are QAbstractSocket::SocketError + 1; from 0x10000 on stand the return codes of
-// CONNACK, from 1 on, and what the protocol itself finds.
+// 1 to 23: QAbstractSocket::SocketError + 1. From 0x10000: the CONNACK return codes 1 to 5, then
+// errors of the protocol.
 enum ClientError {
     UnknownError = 0,
     SocketConnectionRefusedError,
@@ -42,7 +42,7 @@ enum ClientError {
     SocketProxyConnectionTimeoutError,
     SocketProxyNotFoundError,
     SocketProxyProtocolError,
-    SocketOperationError, // also: the broker broke the protocol
+    SocketOperationError, // also: a protocol violation by the broker
     SocketSslInternalError,
     SocketSslInvalidUserDataError,
     SocketTemporaryError,
@@ -57,9 +57,8 @@ enum ClientError {
 // One connection to an MQTT broker. Lives on its owner's thread, with its socket (a child, the
 // same object for the client's life) and its timers; moveToThread() only while not connected.
 //
-// Every slot may be called from every signal's handler, deleteLater() included. Nothing is kept
-// over the end of a connection: messages of quality of service 1 and 2 that are not acknowledged
-// by then are forgotten.
+// Every slot, deleteLater() included, may be called from a handler of any signal. When a connection
+// ends, unacknowledged messages of quality of service 1 and 2 are dropped.
 class Client : public QObject
 {
     Q_OBJECT
@@ -68,11 +67,11 @@ public:
     // Plain TCP.
     explicit Client(const QHostAddress &host = QHostAddress::LocalHost, quint16 port = 1883,
                     QObject *parent = nullptr);
-    // TLS with `config` as it stands. `ignoreSelfSigned` forgives a certificate that is, or
-    // hangs from, a self-signed one, and no other error.
+    // TLS with `config`. `ignoreSelfSigned` accepts a self-signed certificate, also at the root of
+    // the chain, and ignores no other error.
     Client(const QString &hostName, quint16 port, const QSslConfiguration &config,
            bool ignoreSelfSigned = false, QObject *parent = nullptr);
-    // Cuts a connection off, without a signal.
+    // Aborts the connection without a signal.
     ~Client() override;
 
     QString hostName() const;
@@ -87,52 +86,51 @@ public:
     int autoReconnectInterval() const;
     // Turns to disconnected as soon as disconnectFromHost() is called, before the socket closes.
     ConnectionState connectionState() const;
-    // From an accepted CONNACK until the connection ends. Never true for a socket that is not
-    // connected.
+    // True from an accepted CONNACK until the connection ends.
     bool isConnectedToHost() const;
-    // Null for a plain client.
+    // Null for a client without TLS.
     QSslConfiguration sslConfiguration() const;
 
 public slots:
-    // The setters of what CONNECT carries count from the next connection on.
+    // Host, port and the values that CONNECT carries take effect at the next connection.
     void setHostName(const QString &hostName);
     void setPort(quint16 port);
     void setClientId(const QString &clientId);
-    // An empty name means none; a password goes only with a name.
+    // An empty name means none; the password is only sent with a name.
     void setUsername(const QString &username);
     void setPassword(const QByteArray &password);
     void setVersion(QMQTT::MQTTVersion version);
-    void setKeepAlive(quint16 seconds); // 0: none
+    void setKeepAlive(quint16 seconds); // 0: no pings
     void setCleanSession(bool cleanSession);
-    // Every disconnect and every error of the socket starts the reconnection timer, also a
-    // disconnect that was asked for. Switching off stops the timer.
+    // When on, every end of a connection or attempt starts the reconnection timer: a disconnect
+    // (also by disconnectFromHost()), a socket error, a rejecting CONNACK. Switching off stops it.
     void setAutoReconnect(bool autoReconnect);
     void setAutoReconnectInterval(int milliseconds);
 
     // Begins to connect; the outcome arrives as connected() or error(). Does nothing while
-    // connecting or connected. Cuts off a previous connection that is still closing.
+    // connecting or connected. Aborts a previous connection that is still closing.
     void connectToHost();
-    // Sends what was published and DISCONNECT; the socket closes when the broker does, or about
-    // a second after the last byte has left. While still connecting: gives up at once.
-    // disconnected() follows when there was a connection of the socket.
+    // Sends what was published and DISCONNECT; the socket closes when the broker closes it, or
+    // about a second after the last byte was sent. While still connecting: aborts at once.
+    // disconnected() follows if the socket was connected.
     void disconnectFromHost();
 
-    // Do nothing while not connected. A filter that the standard forbids is logged and dropped.
+    // Do nothing while not connected. A filter that the standard forbids is logged and ignored.
     void subscribe(const QString &topic, quint8 qos = 0);
     void unsubscribe(const QString &topic);
 
-    // The message's number. 0 when nothing was sent: while not connected, or, with a log line,
-    // for a topic or size that the standard forbids or with 65535 messages unacknowledged. A
-    // message's own id is used for quality of service 1 and 2 when it is free.
+    // Returns the packet id; 0 when nothing was sent: while not connected, or, with a log line,
+    // for a topic or size that the standard forbids or with 65535 packets unacknowledged. With
+    // quality of service 1 and 2, the message's own id is used if it is free.
     quint16 publish(const QMQTT::Message &message);
 
 signals:
     void connected();
-    // The socket's connection has ended, accepted by the broker or not.
+    // The socket was connected and has closed, whether or not the broker had accepted the client.
     void disconnected();
-    // The connection, or the attempt, has failed; it ends by itself.
+    // The connection or the attempt failed; the client closes it.
     void error(const QMQTT::ClientError error);
-    // `qos` as the broker granted it; 128 when it refused the subscription.
+    // `qos` as the broker granted it; 128 if it rejected the subscription.
     void subscribed(const QString &topic, const quint8 qos);
     void unsubscribed(const QString &topic);
     // Quality of service 0: before publish() returns. 1: at PUBACK, 2: at PUBCOMP.

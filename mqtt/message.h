@@ -9,8 +9,8 @@ namespace QMQTT {
 
 class MessageData;
 
-// An application message: a value, implicitly shared. A message that was moved from may only be
-// assigned to or destroyed.
+// An application message, implicitly shared. A moved-from message may only be assigned to or
+// destroyed.
 class Message
 {
 public:
@@ -25,7 +25,6 @@ public:
 
     void swap(Message &other) noexcept { d.swap(other.d); }
 
-    // All six fields alike.
     bool operator==(const Message &other) const;
     bool operator!=(const Message &other) const { return !(*this == other); }
 

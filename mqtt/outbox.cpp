@@ -9,9 +9,9 @@ namespace QMQTT {
 
 namespace {
 
-// From here on QIODevice::write(QByteArray) takes a reference to the array instead of a copy of
-// the bytes, and the array becomes one block, and so one TLS record.
-constexpr int sharedFrom = 4096;
+// From this size on, QIODevice::write(QByteArray) shares the array instead of copying the bytes,
+// and sends it as one TLS record.
+constexpr int minSharedSize = 4096;
 
 } // namespace
 
@@ -46,7 +46,7 @@ void Outbox::write()
         return;
     }
     m_written = true;
-    if (used < sharedFrom) {
+    if (used < minSharedSize) {
         m_device->write(m_data, used);
         return;
     }

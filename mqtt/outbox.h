@@ -6,20 +6,20 @@ class QIODevice;
 
 namespace QMQTT {
 
-// Gathers small packets on their way to a socket, so that a burst costs one write and one TLS
-// record for each 16 KiB instead of one for each packet. Thread of the device.
+// Collects small packets for a socket: a burst costs one write and one TLS record for each 16 KiB
+// instead of one for each packet. Thread of the device.
 class Outbox
 {
 public:
-    // The plaintext of a full TLS record (RFC 8446, 5.1). Also the most that is ever held back.
+    // The plaintext of a full TLS record (RFC 8446, 5.1).
     static constexpr int capacity = 16384;
 
     explicit Outbox(QIODevice *device);
 
     bool isEmpty() const { return m_used == 0; }
-    // Room for `size` bytes in one piece, at most the capacity, to be filled before the next
-    // call. Hands over what was gathered if the room does not suffice.
-    char *reserve(int size)
+    // Returns `size` contiguous bytes (at most the capacity), which the caller fills before the
+    // next call. Writes the collected bytes first if the room does not suffice.
+    [[nodiscard]] char *reserve(int size)
     {
         if (size > capacity - m_used) {
             write();
@@ -33,18 +33,18 @@ public:
     }
     // Any number of bytes.
     void append(const char *data, int size);
-    // Hands everything over to the device.
+    // Writes all to the device.
     void write();
     void clear() { m_used = 0; }
-    // Something was handed over since the last call.
-    bool takeWritten();
+    // True if write() wrote anything since the last call.
+    [[nodiscard]] bool takeWritten();
 
 private:
     void allocate();
 
     QIODevice *m_device;
     QByteArray m_chunk;
-    char *m_data = nullptr; // of m_chunk, which is not shared as long as this is set
+    char *m_data = nullptr; // into m_chunk; null while the device may share m_chunk
     int m_used = 0;
     bool m_written = false;
 };

@@ -9,8 +9,8 @@ namespace QMQTT {
 namespace {
 
 constexpr int bufferSize = 64 * 1024;
-constexpr int leastRoom = 16 * 1024; // below it, reading would come in slivers
-constexpr int longestHead = 5;
+constexpr int minReadSize = 16 * 1024; // less would mean many small reads
+constexpr int maxHeaderSize = 5;
 
 bool flagsFit(PacketType type, uint flags)
 {
@@ -28,7 +28,7 @@ bool flagsFit(PacketType type, uint flags)
     case PacketType::Pingresp:
         return flags == 0;
     default:
-        return false; // not from a broker
+        return false; // brokers do not send it
     }
 }
 
@@ -36,10 +36,10 @@ bool sizeFits(PacketType type, uint flags, int size)
 {
     switch (type) {
     case PacketType::Publish:
-        // A topic's length, one character, and an identifier from quality of service 1 on.
-        return size >= ((flags & 6) != 0 ? 5 : 3) && size <= PacketReader::bodyLimit;
+        // The topic's length, one character of it, and with QoS 1 and 2 a packet id.
+        return size >= ((flags & 6) != 0 ? 5 : 3) && size <= PacketReader::maxBodySize;
     case PacketType::Suback:
-        return size == 3; // our requests have one filter each
+        return size == 3; // SUBSCRIBE has one filter
     case PacketType::Pingresp:
         return size == 0;
     default:
@@ -53,7 +53,7 @@ void PacketReader::reset()
 {
     m_begin = 0;
     m_end = 0;
-    m_greeted = false;
+    m_connackSeen = false;
 }
 
 bool PacketReader::readFrom(QIODevice &device)
@@ -64,15 +64,15 @@ bool PacketReader::readFrom(QIODevice &device)
         if (m_buffer.size() != bufferSize) {
             m_buffer = QByteArray(bufferSize, Qt::Uninitialized);
         }
-    } else if (m_buffer.size() - m_end < leastRoom) {
-        // One move for each filled buffer, never one for each packet.
+    } else if (m_buffer.size() - m_end < minReadSize) {
+        // Moves once for each filled buffer, not for each packet.
         std::memmove(m_buffer.data(), m_buffer.constData() + m_begin,
                      static_cast<size_t>(m_end - m_begin));
         m_end -= m_begin;
         m_begin = 0;
-        // Grows with what has arrived, not with what was announced.
-        if (m_buffer.size() - m_end < leastRoom) {
-            m_buffer.resize(qMin(2 * m_buffer.size(), longestHead + bodyLimit));
+        // Grows with the bytes received, not with the announced length.
+        if (m_buffer.size() - m_end < minReadSize) {
+            m_buffer.resize(qMin(2 * m_buffer.size(), maxHeaderSize + maxBodySize));
         }
     }
     const qint64 count = device.read(m_buffer.data() + m_end, m_buffer.size() - m_end);
@@ -90,14 +90,14 @@ PacketReader::Next PacketReader::next(Packet &packet)
     const auto head = static_cast<uchar>(bytes[0]);
     const auto type = static_cast<PacketType>(head >> 4);
     const uint flags = head & 0xfU;
-    if (!flagsFit(type, flags) || (type == PacketType::Connack) == m_greeted) {
-        return Next::Broken;
+    if (!flagsFit(type, flags) || (type == PacketType::Connack) == m_connackSeen) {
+        return Next::Malformed;
     }
     int size = 0;
     int position = 1;
     for (bool more = true; more; ++position) {
-        if (position == longestHead) {
-            return Next::Broken;
+        if (position == maxHeaderSize) {
+            return Next::Malformed;
         }
         if (position == available) {
             return Next::NeedsMore;
@@ -107,12 +107,12 @@ PacketReader::Next PacketReader::next(Packet &packet)
         more = (byte & 0x80) != 0;
     }
     if (!sizeFits(type, flags, size)) {
-        return Next::Broken;
+        return Next::Malformed;
     }
     if (available - position < size) {
         return Next::NeedsMore;
     }
-    m_greeted = true;
+    m_connackSeen = true;
     m_begin += position + size;
     packet.type = type;
     packet.flags = static_cast<quint8>(flags);

@@ -8,7 +8,7 @@ class QIODevice;
 
 namespace QMQTT {
 
-// A packet from the broker. `body` points into the reader and lasts until its next call.
+// A packet from the broker. `body` points into the reader and is valid until its next call.
 struct Packet
 {
     PacketType type = PacketType::Connack;
@@ -17,30 +17,29 @@ struct Packet
     int size = 0;
 };
 
-// Cuts the bytes from a broker into packets and vouches for their form: a type that brokers send,
-// CONNACK first and only then, the flags and a length that belong to the type. Everything is
-// judged as soon as its bytes are there, so that nobody fills a buffer with what is wrong anyway.
-// One thread at a time.
+// Splits the bytes from a broker into packets and validates them: a type that brokers send,
+// CONNACK first and only once, flags and length that fit the type. Each header is checked as soon
+// as it arrives, so that malformed packets are not buffered. One thread at a time.
 class PacketReader
 {
 public:
-    // The largest body accepted, far above anything sent to a gateway.
-    static constexpr int bodyLimit = 16 * 1024 * 1024;
+    // Far above anything sent to a gateway.
+    static constexpr int maxBodySize = 16 * 1024 * 1024;
 
-    enum class Next { NeedsMore, HasPacket, Broken };
+    enum class Next { NeedsMore, HasPacket, Malformed };
 
-    // Back to the beginning of a connection.
+    // For a new connection.
     void reset();
-    // Takes what is there, or a part of it; false when there was nothing.
-    bool readFrom(QIODevice &device);
-    // After Broken nothing but reset() helps.
-    Next next(Packet &packet);
+    // Reads the available bytes, or some of them; false if there were none.
+    [[nodiscard]] bool readFrom(QIODevice &device);
+    // After Malformed, only reset() may be called.
+    [[nodiscard]] Next next(Packet &packet);
 
 private:
     QByteArray m_buffer;
     int m_begin = 0;
     int m_end = 0;
-    bool m_greeted = false; // CONNACK has been here
+    bool m_connackSeen = false;
 };
 
 } // namespace QMQTT

@@ -16,17 +16,17 @@ namespace QMQTT {
 
 namespace {
 
-constexpr int largestString = 65535; // section 1.5.3
+constexpr int maxStringSize = 65535; // section 1.5.3
 
-struct Scan
+struct CharacterSet
 {
     bool ascii = true;
     bool nul = false;
     bool wildcard = false;
 };
 
-// No branches, so that the compiler can do many characters at once: this runs for every message.
-Scan scanned(const QString &text)
+// Without branches, so that the compiler can vectorize it: this runs for every message.
+CharacterSet charactersOf(const QString &text)
 {
     uint all = 0;
     uint nul = 0;
@@ -57,26 +57,26 @@ bool isValidFilter(const QString &filter)
     return !filter.isEmpty();
 }
 
-bool refuse(const char *what)
+bool reject(const char *what)
 {
     qCWarning(lcMqtt, "Not sent: %s", what);
     return false;
 }
 
-// `utf8` stays empty for pure ASCII, which the caller narrows on the way into the packet.
-bool checkString(const QString &text, const Scan &scan, QByteArray &utf8)
+// `utf8` stays empty for pure ASCII, which putString() copies without converting.
+bool checkString(const QString &text, const CharacterSet &characters, QByteArray &utf8)
 {
-    if (scan.nul) {
-        return refuse("a string with a NUL character");
+    if (characters.nul) {
+        return reject("a string with a NUL character");
     }
-    if (!scan.ascii) {
+    if (!characters.ascii) {
         if (!QStringView(text).isValidUtf16()) {
-            return refuse("a string that is not valid UTF-16");
+            return reject("a string that is not valid UTF-16");
         }
         utf8 = text.toUtf8();
     }
-    if ((scan.ascii ? text.size() : utf8.size()) > largestString) {
-        return refuse("a string of more than 65535 bytes");
+    if ((characters.ascii ? text.size() : utf8.size()) > maxStringSize) {
+        return reject("a string of more than 65535 bytes");
     }
     return true;
 }
@@ -92,13 +92,13 @@ char *putInt16(char *to, uint value)
     return putByte(putByte(to, value >> 8), value & 0xff);
 }
 
-int lengthBytes(int remaining)
+int remainingLengthSize(int remaining)
 {
     return 1 + static_cast<int>(remaining > 0x7f) + static_cast<int>(remaining > 0x3fff) +
            static_cast<int>(remaining > 0x1fffff);
 }
 
-char *putHead(char *to, PacketType type, uint flags, int remaining)
+char *putFixedHeader(char *to, PacketType type, uint flags, int remaining)
 {
     to = putByte(to, (static_cast<uint>(type) << 4) | flags);
     auto rest = static_cast<uint>(remaining);
@@ -134,8 +134,8 @@ void appendField(QByteArray &body, const QByteArray &field)
 
 void appendPacket(Outbox &out, PacketType type, uint flags, const QByteArray &body)
 {
-    QVarLengthArray<char, 5> head(1 + lengthBytes(body.size()));
-    putHead(head.data(), type, flags, body.size());
+    QVarLengthArray<char, 5> head(1 + remainingLengthSize(body.size()));
+    putFixedHeader(head.data(), type, flags, body.size());
     out.append(head.constData(), head.size());
     out.append(body.constData(), body.size());
 }
@@ -145,9 +145,9 @@ bool appendRequest(Outbox &out, PacketType type, quint16 id, const QString &filt
 {
     QByteArray utf8;
     if (!isValidFilter(filter)) {
-        return refuse("a malformed topic filter");
+        return reject("a malformed topic filter");
     }
-    if (!checkString(filter, scanned(filter), utf8)) {
+    if (!checkString(filter, charactersOf(filter), utf8)) {
         return false;
     }
     QByteArray body;
@@ -164,12 +164,12 @@ namespace packets {
 bool appendConnect(Outbox &out, const Settings &settings)
 {
     QByteArray utf8;
-    if (!checkString(settings.clientId, scanned(settings.clientId), utf8) ||
-        !checkString(settings.username, scanned(settings.username), utf8)) {
+    if (!checkString(settings.clientId, charactersOf(settings.clientId), utf8) ||
+        !checkString(settings.username, charactersOf(settings.username), utf8)) {
         return false;
     }
-    if (settings.password.size() > largestString) {
-        return refuse("a password of more than 65535 bytes");
+    if (settings.password.size() > maxStringSize) {
+        return reject("a password of more than 65535 bytes");
     }
     const bool hasUser = !settings.username.isEmpty();
     const bool hasPassword = hasUser && !settings.password.isEmpty(); // section 3.1.2.9
@@ -195,39 +195,39 @@ bool appendConnect(Outbox &out, const Settings &settings)
 bool appendPublish(Outbox &out, const Message &message, quint16 id)
 {
     const QString topic = message.topic();
-    const Scan scan = scanned(topic);
-    if (scan.wildcard || topic.isEmpty()) {
-        return refuse("a message whose topic is empty or has a wildcard");
+    const CharacterSet characters = charactersOf(topic);
+    if (characters.wildcard || topic.isEmpty()) {
+        return reject("a message whose topic is empty or has a wildcard");
     }
     QByteArray utf8;
-    if (!checkString(topic, scan, utf8)) {
+    if (!checkString(topic, characters, utf8)) {
         return false;
     }
     const quint8 qos = message.qos();
     if (qos > 2) {
-        return refuse("a message with a quality of service above 2");
+        return reject("a message with a quality of service above 2");
     }
     const QByteArray payload = message.payload();
-    const int topicSize = scan.ascii ? topic.size() : utf8.size();
+    const int topicSize = characters.ascii ? topic.size() : utf8.size();
     const int variableSize = 2 + topicSize + (qos > 0 ? 2 : 0);
-    if (payload.size() > largestRemainingLength - variableSize) {
-        return refuse("a message of more than 268435455 bytes");
+    if (payload.size() > maxRemainingLength - variableSize) {
+        return reject("a message of more than 268435455 bytes");
     }
     const int remaining = variableSize + payload.size();
-    const int headSize = 1 + lengthBytes(remaining) + variableSize;
+    const int headersSize = 1 + remainingLengthSize(remaining) + variableSize;
     const uint flags = (message.dup() && qos > 0 ? 8U : 0U) | (static_cast<uint>(qos) << 1) |
                        (message.retain() ? 1U : 0U);
-    const auto putAllButPayload = [&](char *to) {
-        to = putString(putHead(to, PacketType::Publish, flags, remaining), topic, utf8);
+    const auto putHeaders = [&](char *to) {
+        to = putString(putFixedHeader(to, PacketType::Publish, flags, remaining), topic, utf8);
         return qos > 0 ? putInt16(to, id) : to;
     };
-    if (payload.size() <= Outbox::capacity - headSize) {
-        putBytes(putAllButPayload(out.reserve(headSize + payload.size())), payload);
+    if (payload.size() <= Outbox::capacity - headersSize) {
+        putBytes(putHeaders(out.reserve(headersSize + payload.size())), payload);
     } else {
-        // Copied, not handed over by reference: the array may be a view of foreign memory.
-        QVarLengthArray<char, 512> head(headSize);
-        putAllButPayload(head.data());
-        out.append(head.constData(), headSize);
+        // Copied, not shared: QByteArray::fromRawData() may have made the payload.
+        QVarLengthArray<char, 512> head(headersSize);
+        putHeaders(head.data());
+        out.append(head.constData(), headersSize);
         out.append(payload.constData(), payload.size());
     }
     return true;
@@ -236,7 +236,7 @@ bool appendPublish(Outbox &out, const Message &message, quint16 id)
 bool appendSubscribe(Outbox &out, quint16 id, const QString &filter, quint8 qos)
 {
     if (qos > 2) {
-        return refuse("a subscription with a quality of service above 2");
+        return reject("a subscription with a quality of service above 2");
     }
     return appendRequest(out, PacketType::Subscribe, id, filter,
                          QByteArray(1, static_cast<char>(qos)));
@@ -249,13 +249,13 @@ bool appendUnsubscribe(Outbox &out, quint16 id, const QString &filter)
 
 void appendAcknowledgement(Outbox &out, PacketType type, quint16 id)
 {
-    // PUBREL's flags are 2 in section 3.6.1, the others' are 0.
-    putInt16(putHead(out.reserve(4), type, type == PacketType::Pubrel ? 2 : 0, 2), id);
+    // Section 3.6.1: PUBREL has the flags 2.
+    putInt16(putFixedHeader(out.reserve(4), type, type == PacketType::Pubrel ? 2 : 0, 2), id);
 }
 
-void appendEmpty(Outbox &out, PacketType type)
+void appendHeaderOnly(Outbox &out, PacketType type)
 {
-    putHead(out.reserve(2), type, 0, 0);
+    putFixedHeader(out.reserve(2), type, 0, 0);
 }
 
 bool decodeTopic(const char *data, int size, QString &topic)

@@ -38,24 +38,23 @@ struct Settings
     bool cleanSession = true;
 };
 
-// Section 2.2.3: what fits into four bytes of seven bits.
-constexpr int largestRemainingLength = 268435455;
+// Section 2.2.3: four bytes of seven bits.
+constexpr int maxRemainingLength = 268435455;
 
-// The packets of a client, each appended whole or, where there is a result, not at all: false,
-// with a log line, for what the standard forbids to send.
+// Append one packet. False, with a log line and nothing appended, if the standard forbids it.
 namespace packets {
 
-bool appendConnect(Outbox &out, const Settings &settings);
-bool appendPublish(Outbox &out, const Message &message, quint16 id);
-bool appendSubscribe(Outbox &out, quint16 id, const QString &filter, quint8 qos);
-bool appendUnsubscribe(Outbox &out, quint16 id, const QString &filter);
+[[nodiscard]] bool appendConnect(Outbox &out, const Settings &settings);
+[[nodiscard]] bool appendPublish(Outbox &out, const Message &message, quint16 id);
+[[nodiscard]] bool appendSubscribe(Outbox &out, quint16 id, const QString &filter, quint8 qos);
+[[nodiscard]] bool appendUnsubscribe(Outbox &out, quint16 id, const QString &filter);
 // PUBACK, PUBREC, PUBREL, PUBCOMP
 void appendAcknowledgement(Outbox &out, PacketType type, quint16 id);
 // PINGREQ, DISCONNECT
-void appendEmpty(Outbox &out, PacketType type);
+void appendHeaderOnly(Outbox &out, PacketType type);
 
 // The topic of a received message; false if the standard forbids it.
-bool decodeTopic(const char *data, int size, QString &topic);
+[[nodiscard]] bool decodeTopic(const char *data, int size, QString &topic);
 
 } // namespace packets
 

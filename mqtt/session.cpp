@@ -14,30 +14,29 @@ namespace QMQTT {
 
 namespace {
 
-constexpr auto connackWait = 30s; // for handshake and CONNACK, as long as Qt gives TCP
-// After DISCONNECT the broker closes. One that does not is left after the first of these checks
-// that finds everything sent, or after the last.
-constexpr auto closeCheck = 1s;
-constexpr int closeChecks = 30;
-constexpr auto longestPingWait = 60s;
+constexpr auto connackTimeout = 30s; // for TLS and CONNACK; Qt gives TCP as long
+// After DISCONNECT the broker should close. If it does not: check every second, disconnect once
+// all is sent, abort after the last check.
+constexpr auto closeCheckInterval = 1s;
+constexpr int maxCloseChecks = 30;
+constexpr auto maxPingWait = 60s;
 constexpr auto defaultReconnectInterval = 5s;
-// A broker that sends and does not read must not fill the memory with acknowledgements: with
-// more than this unsent nothing is read. Bytes.
-constexpr qint64 unsentLimit = qint64(16) * 1024 * 1024;
-// A long burst is sent in pieces of this size (bytes) while it is published: what is encrypted
-// then stays in the processor's cache, which halves the cost against one heap of megabytes.
-constexpr qint64 eagerFlush = qint64(64) * 1024;
-constexpr qint64 socketReadBuffer = qint64(1024) * 1024;
+// Bytes. With more unsent, reading pauses: a broker that sends but never reads would fill the
+// memory with acknowledgements.
+constexpr qint64 maxUnsent = qint64(16) * 1024 * 1024;
+// Bytes. publish() flushes above this: small pieces stay in the processor's cache while they are
+// encrypted, which halves the cost of a long burst.
+constexpr qint64 flushThreshold = qint64(64) * 1024;
+constexpr qint64 socketReadBufferSize = qint64(1024) * 1024;
 
 quint16 int16At(const char *bytes)
 {
     return qFromBigEndian<quint16>(bytes);
 }
 
-QTimer *makeTimer(QObject *parent, const char *name)
+QTimer *makeSingleShotTimer(QObject *parent)
 {
     auto *const timer = new QTimer(parent);
-    timer->setObjectName(QLatin1String(name));
     timer->setSingleShot(true);
     return timer;
 }
@@ -51,17 +50,17 @@ public:
         : m_session(session)
         , m_client(session.q)
     {
-        ++m_session.m_socketSignals;
+        ++m_session.m_socketSignalDepth;
     }
     ~SocketSignal()
     {
         if (clientLives()) {
-            --m_session.m_socketSignals;
+            --m_session.m_socketSignalDepth;
         }
     }
     Q_DISABLE_COPY_MOVE(SocketSignal)
 
-    // False after a deleteLater() that a handler's own event loop has carried out.
+    // False once a handler's nested event loop has carried out a deleteLater().
     bool clientLives() const { return !m_client.isNull(); }
 
 private:
@@ -72,23 +71,23 @@ private:
 Session::Session(Client *client, QAbstractSocket *socket)
     : q(client)
     , m_socket(socket)
-    , m_reconnect(makeTimer(client, "reconnect"))
-    , m_deadline(makeTimer(client, "deadline"))
-    , m_keepAlive(makeTimer(client, "keepAlive"))
+    , m_reconnectTimer(makeSingleShotTimer(client))
+    , m_deadlineTimer(makeSingleShotTimer(client))
+    , m_keepAliveTimer(makeSingleShotTimer(client))
     , m_outbox(socket)
 {
     // 22 characters: MQTT 3.1.0 allows 23.
     settings.clientId =
         QLatin1String("qmqtt-") + QUuid::createUuid().toString(QUuid::Id128).left(16);
-    m_reconnect->setInterval(defaultReconnectInterval);
-    m_socket->setReadBufferSize(socketReadBuffer);
+    m_reconnectTimer->setInterval(defaultReconnectInterval);
+    m_socket->setReadBufferSize(socketReadBufferSize);
 
-    QObject::connect(m_reconnect, &QTimer::timeout, q, [this] { open(); });
-    QObject::connect(m_deadline, &QTimer::timeout, q, [this] { deadlinePassed(); });
-    QObject::connect(m_keepAlive, &QTimer::timeout, q, [this] { keepAliveElapsed(); });
+    QObject::connect(m_reconnectTimer, &QTimer::timeout, q, [this] { open(); });
+    QObject::connect(m_deadlineTimer, &QTimer::timeout, q, [this] { deadlinePassed(); });
+    QObject::connect(m_keepAliveTimer, &QTimer::timeout, q, [this] { keepAliveElapsed(); });
 
     const auto resume = [this] {
-        if (m_readingPaused && unsent() <= unsentLimit) {
+        if (m_readingPaused && unsent() <= maxUnsent) {
             QMetaObject::invokeMethod(
                 q, [this] { readPackets(); }, Qt::QueuedConnection);
         }
@@ -106,46 +105,46 @@ Session::Session(Client *client, QAbstractSocket *socket)
     }
 }
 
-// A socket that is deleted still talks, and who listens to it may ask the client: so it goes while
-// there is somebody to answer, and before any slot of ours is gone.
-void Session::deleteSocket()
+// Aborting emits signals of the socket, whose handlers may call the client: so it happens while
+// the client is whole, not when ~QObject() deletes the socket.
+void Session::shutDown()
 {
     m_socket->disconnect(q);
-    ++m_socketSignals; // nothing is opened any more
-    endLink();
-    delete m_socket;
+    ++m_socketSignalDepth; // for good: open() only queues
+    setDisconnected();
+    m_socket->abort();
 }
 
 void Session::setAutoReconnect(bool on)
 {
     m_autoReconnect = on;
     if (!on) {
-        m_reconnect->stop();
+        m_reconnectTimer->stop();
     }
 }
 
 void Session::setAutoReconnectInterval(int milliseconds)
 {
-    m_reconnect->setInterval(qMax(0, milliseconds));
+    m_reconnectTimer->setInterval(qMax(0, milliseconds));
 }
 
 void Session::startReconnect()
 {
     if (m_autoReconnect) {
-        m_reconnect->start();
+        m_reconnectTimer->start();
     }
 }
 
-// ---- The socket's life
+// ---- Connecting
 
 void Session::open()
 {
     if (m_state == STATE_CONNECTING || m_state == STATE_CONNECTED) {
         return;
     }
-    m_reconnect->stop();
+    m_reconnectTimer->stop();
     m_state = STATE_CONNECTING;
-    if (m_socketSignals == 0) {
+    if (m_socketSignalDepth == 0) {
         openSocket();
     } else {
         QMetaObject::invokeMethod(
@@ -155,7 +154,7 @@ void Session::open()
 
 void Session::openSocket()
 {
-    const auto superseded = [this] { return m_state != STATE_CONNECTING || m_current; };
+    const auto superseded = [this] { return m_state != STATE_CONNECTING || m_socketInUse; };
     if (superseded()) {
         return;
     }
@@ -166,10 +165,10 @@ void Session::openSocket()
             return;
         }
     }
-    ++m_link;
-    m_current = true;
+    ++m_attempt;
+    m_socketInUse = true;
     m_readingPaused = false;
-    m_deadline->stop(); // of a connection that was still closing
+    m_deadlineTimer->stop(); // the close checks of the previous connection
     m_reader.reset();
     m_keepAliveSeconds = settings.keepAlive;
     if (auto *const tls = qobject_cast<QSslSocket *>(m_socket)) {
@@ -179,68 +178,79 @@ void Session::openSocket()
     }
 }
 
+// ---- Ending a connection
+//
+// setDisconnected(): the session's part alone: state, timers, unsent and unacknowledged messages.
+// abortSocket(): the socket's part alone, deferred while a signal of the socket is handled.
+// close(), once connected: sends DISCONNECT and sets the session disconnected; then the broker
+// closes the socket, or deadlinePassed() does.
+// close(), still connecting: both parts at once.
+// fail(): both parts, with error() emitted in between.
+// socketDisconnected(): the socket has closed, for whatever reason; emits disconnected().
+//
+// Each but the first two leads to startReconnect().
+
 void Session::close()
 {
     if (isConnected()) {
-        packets::appendEmpty(m_outbox, PacketType::Disconnect);
+        packets::appendHeaderOnly(m_outbox, PacketType::Disconnect);
         flush();
-        endLink();
-        // The socket stays open until the broker has closed: closing it with a message on its way
-        // to us would reset the connection, and the broker would lose what it has not read.
-        m_closeChecks = closeChecks;
-        m_deadline->start(closeCheck);
+        setDisconnected();
+        // The socket stays open until the broker closes: closing it with a message on its way to
+        // us would reset the connection, and the broker would lose what it has not read.
+        m_closeChecksLeft = maxCloseChecks;
+        m_deadlineTimer->start(closeCheckInterval);
     } else if (m_state == STATE_CONNECTING || m_state == STATE_CONNECTED) {
-        endLink();
+        setDisconnected();
         startReconnect();
-        dropSocket();
+        abortSocket();
     }
 }
 
-// The connection is over for everyone but the socket, which may still have to close.
-void Session::endLink()
+void Session::setDisconnected()
 {
-    m_current = false;
+    m_socketInUse = false;
     m_state = STATE_DISCONNECTED;
-    m_pinging = false;
-    m_deadline->stop();
-    m_keepAlive->stop();
+    m_pingrespPending = false;
+    m_deadlineTimer->stop();
+    m_keepAliveTimer->stop();
     m_outbox.clear();
-    m_awaited.clear();
+    m_unacknowledged.clear();
 }
 
-void Session::dropSocket()
+void Session::abortSocket()
 {
-    const auto drop = [this, link = m_link] {
-        if (link == m_link && m_socket->state() != QAbstractSocket::UnconnectedState) {
+    const auto abort = [this, attempt = m_attempt] {
+        if (attempt == m_attempt && m_socket->state() != QAbstractSocket::UnconnectedState) {
             m_socket->abort();
         }
     };
-    if (m_socketSignals == 0) {
-        drop();
+    if (m_socketSignalDepth == 0) {
+        abort();
     } else {
-        QMetaObject::invokeMethod(q, drop, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(q, abort, Qt::QueuedConnection);
     }
 }
 
 void Session::fail(ClientError error)
 {
     const QPointer<Client> client(q);
-    const quint32 link = m_link;
-    endLink();
+    const quint32 attempt = m_attempt;
+    setDisconnected();
     startReconnect();
     emit q->error(error);
-    if (!client.isNull() && link == m_link) {
-        dropSocket();
+    if (!client.isNull() && attempt == m_attempt) {
+        abortSocket();
     }
 }
 
 void Session::socketConnected()
 {
-    if (!m_current) {
+    if (!m_socketInUse) {
         return;
     }
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    m_deadline->start(connackWait);
+    m_deadlineTimer->start(connackTimeout);
     if (qobject_cast<QSslSocket *>(m_socket) == nullptr) {
         sendConnect();
     }
@@ -249,7 +259,7 @@ void Session::socketConnected()
 void Session::sendConnect()
 {
     const SocketSignal guard(*this);
-    if (!m_current) {
+    if (!m_socketInUse) {
         return;
     }
     if (packets::appendConnect(m_outbox, settings)) {
@@ -269,26 +279,26 @@ void Session::socketFailed(QAbstractSocket::SocketError error)
 {
     const SocketSignal guard(*this);
     if (error == QAbstractSocket::RemoteHostClosedError) {
-        readPackets(); // the last words: a refusal, for instance, says more than the end
+        readPackets(); // what is buffered: a CONNACK refusal tells more than this error
     }
     if (!guard.clientLives()) {
         return;
     }
-    if (m_current) {
+    if (m_socketInUse) {
         fail(static_cast<ClientError>(error + 1));
     } else if (m_state == STATE_DISCONNECTED) {
-        startReconnect(); // how a connection ends that was given up already is nobody's error
+        startReconnect(); // errors of an abandoned connection are not reported
     }
 }
 
 void Session::socketDisconnected()
 {
     const SocketSignal guard(*this);
-    if (m_current) {
-        endLink();
+    if (m_socketInUse) {
+        setDisconnected();
     }
     if (m_state == STATE_DISCONNECTED) {
-        m_deadline->stop();
+        m_deadlineTimer->stop();
         startReconnect();
     }
     emit q->disconnected();
@@ -296,44 +306,44 @@ void Session::socketDisconnected()
 
 void Session::deadlinePassed()
 {
-    if (m_current) {
+    if (m_socketInUse) {
         fail(SocketTimeoutError);
     } else if (unsent() == 0) {
         m_socket->disconnectFromHost();
-    } else if (--m_closeChecks > 0) {
-        m_deadline->start(closeCheck);
+    } else if (--m_closeChecksLeft > 0) {
+        m_deadlineTimer->start(closeCheckInterval);
     } else {
-        dropSocket();
+        abortSocket();
     }
 }
 
 void Session::keepAliveElapsed()
 {
     const std::chrono::milliseconds keepAlive = std::chrono::seconds(m_keepAliveSeconds);
-    if (m_pinging) {
+    if (m_pingrespPending) {
         const qint64 left = unsent();
-        if (m_socketSignals > 0) {
-            m_keepAlive->start(); // a handler's own event loop: the socket reads nothing meanwhile
+        if (m_socketSignalDepth > 0) {
+            m_keepAliveTimer->start(); // in a handler's nested event loop the socket does not read
         } else if (left > 0 && left < m_unsentAtPing) {
-            m_unsentAtPing = left; // a slow link: the ping may still wait behind other messages
-            m_keepAlive->start();
+            m_unsentAtPing = left; // a slow link: the ping may still be queued
+            m_keepAliveTimer->start();
         } else {
             fail(MqttNoPingResponse);
         }
         return;
     }
-    // The standard asks only for something to be sent. But one who sends all the time and hears
-    // nothing may be talking to a dead link, and would find out after many minutes.
+    // The standard only asks the client to send something. But a client that sends all the time
+    // over a dead link would notice after many minutes only, so receiving counts as well.
     const std::chrono::milliseconds idle(qMax(m_lastSent.elapsed(), m_lastReceived.elapsed()));
     if (idle < keepAlive) {
-        m_keepAlive->start(keepAlive - idle);
+        m_keepAliveTimer->start(keepAlive - idle);
         return;
     }
-    m_pinging = true;
-    packets::appendEmpty(m_outbox, PacketType::Pingreq);
+    m_pingrespPending = true;
+    packets::appendHeaderOnly(m_outbox, PacketType::Pingreq);
     flush();
     m_unsentAtPing = unsent();
-    m_keepAlive->start(qMin<std::chrono::milliseconds>(keepAlive, longestPingWait));
+    m_keepAliveTimer->start(qMin<std::chrono::milliseconds>(keepAlive, maxPingWait));
 }
 
 // ---- Sending
@@ -346,12 +356,9 @@ void Session::flush()
     }
 }
 
-// Bytes gathered in this pass of the event loop leave in the same pass.
+// Packets that are appended in one pass of the event loop leave together at its end.
 void Session::flushSoon()
 {
-    if (m_outbox.takeWritten()) {
-        m_lastSent.start();
-    }
     if (m_flushQueued) {
         return;
     }
@@ -365,10 +372,10 @@ void Session::flushSoon()
         Qt::QueuedConnection);
 }
 
-// False when a handler has deleted the client.
+// False if a handler deleted the client.
 bool Session::flushLongBurst()
 {
-    if (m_flushing || m_socket->bytesToWrite() <= eagerFlush) {
+    if (m_flushing || m_socket->bytesToWrite() <= flushThreshold) {
         return true;
     }
     const SocketSignal guard(*this);
@@ -390,16 +397,16 @@ qint64 Session::unsent() const
 
 quint16 Session::freeId(quint16 wanted)
 {
-    if (wanted != 0 && !m_awaited.contains(wanted)) {
+    if (wanted != 0 && !m_unacknowledged.contains(wanted)) {
         return wanted;
     }
-    if (m_awaited.size() == 0xffff) {
-        qCWarning(lcMqtt, "Not sent: 65535 requests wait for an answer");
+    if (m_unacknowledged.size() == 0xffff) {
+        qCWarning(lcMqtt, "Not sent: 65535 packets are unacknowledged");
         return 0;
     }
     do {
         ++m_lastId;
-    } while (m_lastId == 0 || m_awaited.contains(m_lastId));
+    } while (m_lastId == 0 || m_unacknowledged.contains(m_lastId));
     return m_lastId;
 }
 
@@ -414,7 +421,7 @@ quint16 Session::publish(const Message &message)
         return 0;
     }
     if (qos > 0) {
-        m_awaited.insert(id, {qos == 1 ? PacketType::Puback : PacketType::Pubrec, message});
+        m_unacknowledged.insert(id, {qos == 1 ? PacketType::Puback : PacketType::Pubrec, message});
     }
     flushSoon();
     if (flushLongBurst() && qos == 0) {
@@ -427,7 +434,7 @@ void Session::subscribe(const QString &filter, quint8 qos)
 {
     const quint16 id = isConnected() ? freeId() : quint16(0);
     if (id != 0 && packets::appendSubscribe(m_outbox, id, filter, qos)) {
-        m_awaited.insert(id, {PacketType::Suback, Message(id, filter, {})});
+        m_unacknowledged.insert(id, {PacketType::Suback, Message(id, filter, {})});
         flushSoon();
     }
 }
@@ -436,7 +443,7 @@ void Session::unsubscribe(const QString &filter)
 {
     const quint16 id = isConnected() ? freeId() : quint16(0);
     if (id != 0 && packets::appendUnsubscribe(m_outbox, id, filter)) {
-        m_awaited.insert(id, {PacketType::Unsuback, Message(id, filter, {})});
+        m_unacknowledged.insert(id, {PacketType::Unsuback, Message(id, filter, {})});
         flushSoon();
     }
 }
@@ -452,40 +459,40 @@ void Session::acknowledge(PacketType type, quint16 id)
 void Session::readPackets()
 {
     if (m_flushing) {
-        // Flushing reads as well, but nobody expects received() inside of publish().
+        // QSslSocket::flush() reads as well; callers do not expect received() inside publish().
         QMetaObject::invokeMethod(
             q, [this] { readPackets(); }, Qt::QueuedConnection);
         return;
     }
     const SocketSignal guard(*this);
     while (guard.clientLives()) {
-        if (!m_current) {
-            m_socket->readAll(); // given up; unread data would turn closing into a reset
+        if (!m_socketInUse) {
+            m_socket->readAll(); // unread data would turn closing into a reset
             return;
         }
-        m_readingPaused = unsent() > unsentLimit;
+        m_readingPaused = unsent() > maxUnsent;
         if (m_readingPaused || !m_reader.readFrom(*m_socket)) {
             return;
         }
         m_lastReceived.start();
         Packet packet;
         PacketReader::Next next = PacketReader::Next::HasPacket;
-        while (guard.clientLives() && m_current &&
+        while (guard.clientLives() && m_socketInUse &&
                (next = m_reader.next(packet)) == PacketReader::Next::HasPacket) {
             if (!handle(packet)) {
-                next = PacketReader::Next::Broken;
+                next = PacketReader::Next::Malformed;
                 break;
             }
         }
-        if (next == PacketReader::Next::Broken) {
-            qCWarning(lcMqtt, "The broker broke the protocol; the connection is cut");
+        if (next == PacketReader::Next::Malformed) {
+            qCWarning(lcMqtt, "Protocol violation by the broker, closing the connection");
             fail(SocketOperationError);
             return;
         }
     }
 }
 
-// False: the packet breaks the protocol. A handler emits last, and answers true thereafter.
+// False: the packet violates the protocol. Handlers emit last, because the client may be deleted.
 bool Session::handle(const Packet &packet)
 {
     switch (packet.type) {
@@ -494,14 +501,14 @@ bool Session::handle(const Packet &packet)
     case PacketType::Publish:
         return handlePublish(packet);
     case PacketType::Pingresp:
-        if (m_pinging) {
-            m_pinging = false;
-            m_keepAlive->start(std::chrono::seconds(m_keepAliveSeconds));
+        if (m_pingrespPending) {
+            m_pingrespPending = false;
+            m_keepAliveTimer->start(std::chrono::seconds(m_keepAliveSeconds));
             emit q->pingresp();
         }
         return true;
     default:
-        return handleAnswer(packet);
+        return handleAcknowledgement(packet);
     }
 }
 
@@ -510,7 +517,7 @@ bool Session::handleConnack(const Packet &packet)
     const bool sessionPresent = settings.version == V3_1_1 && (packet.body[0] & 1) != 0;
     const auto code = static_cast<uchar>(packet.body[1]);
     if (settings.version == V3_1_1 && (packet.body[0] & 0xfe) != 0) {
-        return false; // reserved; 3.1.0 leaves the whole byte open
+        return false; // reserved bits; 3.1.0 ignores the byte
     }
     if (code != 0) {
         fail(code <= 5 ? static_cast<ClientError>(MqttUnacceptableProtocolVersionError + code - 1)
@@ -518,12 +525,12 @@ bool Session::handleConnack(const Packet &packet)
         return true;
     }
     if (settings.cleanSession || !sessionPresent) {
-        m_received.clear();
+        m_unreleasedIds.clear();
     }
-    m_deadline->stop();
+    m_deadlineTimer->stop();
     m_state = STATE_CONNECTED;
     if (m_keepAliveSeconds > 0) {
-        m_keepAlive->start(std::chrono::seconds(m_keepAliveSeconds));
+        m_keepAliveTimer->start(std::chrono::seconds(m_keepAliveSeconds));
     }
     emit q->connected();
     return true;
@@ -547,44 +554,44 @@ bool Session::handlePublish(const Packet &packet)
         acknowledge(qos == 1 ? PacketType::Puback : PacketType::Pubrec, id);
     }
     if (qos == 2) {
-        if (m_received.contains(id)) {
-            return true; // sent once more, because our answer was late
+        if (m_unreleasedIds.contains(id)) {
+            return true; // a retransmission
         }
-        m_received.insert(id);
+        m_unreleasedIds.insert(id);
     }
     emit q->received(Message(id, topic, QByteArray(packet.body + headSize, packet.size - headSize),
                              qos, (packet.flags & 1) != 0, (packet.flags & 8) != 0));
     return true;
 }
 
-bool Session::handleAnswer(const Packet &packet)
+bool Session::handleAcknowledgement(const Packet &packet)
 {
     const quint16 id = int16At(packet.body);
     if (packet.type == PacketType::Pubrel) {
-        // Also for an unknown number: the broker may remember more of a session than we do.
+        // Also for an unknown id: the broker may remember more of the session than we do.
         if (id != 0) {
-            m_received.remove(id);
+            m_unreleasedIds.remove(id);
             acknowledge(PacketType::Pubcomp, id);
         }
         return id != 0;
     }
-    const auto awaited = m_awaited.find(id);
-    if (awaited == m_awaited.end()) {
+    const auto request = m_unacknowledged.find(id);
+    if (request == m_unacknowledged.end()) {
         return false;
     }
-    if (packet.type == PacketType::Pubrec &&
-        (awaited->answer == PacketType::Pubrec || awaited->answer == PacketType::Pubcomp)) {
-        awaited->answer = PacketType::Pubcomp;
+    if (packet.type == PacketType::Pubrec && (request->expectedAnswer == PacketType::Pubrec ||
+                                              request->expectedAnswer == PacketType::Pubcomp)) {
+        request->expectedAnswer = PacketType::Pubcomp;
         acknowledge(PacketType::Pubrel, id);
         return true;
     }
     const auto granted = static_cast<uchar>(packet.body[packet.size - 1]);
-    if (packet.type != awaited->answer ||
+    if (packet.type != request->expectedAnswer ||
         (packet.type == PacketType::Suback && granted > 2 && granted != 0x80)) {
         return false;
     }
-    const Message message = awaited->message;
-    m_awaited.erase(awaited);
+    const Message message = request->message;
+    m_unacknowledged.erase(request);
     if (packet.type == PacketType::Suback) {
         emit q->subscribed(message.topic(), granted);
     } else if (packet.type == PacketType::Unsuback) {

@@ -14,19 +14,19 @@
 
 namespace QMQTT {
 
-// What a Client does: the socket's life and the protocol on it. Emits the client's signals, and
-// is its unit and thread; socket and timers are the client's children.
+// The private part of a Client: opens and closes the socket, speaks the protocol and emits the
+// client's signals. Thread of the client, whose children the socket and the timers are.
 //
-// A handler of any signal may call back into the session, so a signal is emitted last, or what
-// follows looks anew at what is still true.
+// A signal's handler may call the session again or delete the client: emit last, or check the state
+// again afterwards.
 class Session
 {
 public:
     Session(Client *client, QAbstractSocket *socket);
     Q_DISABLE_COPY_MOVE(Session)
 
-    // The last call.
-    void deleteSocket();
+    // Closes the connection without signals of the client. No other call may follow.
+    void shutDown();
 
     Settings settings;
 
@@ -36,11 +36,11 @@ public:
         return m_state == STATE_CONNECTED && m_socket->state() == QAbstractSocket::ConnectedState;
     }
     bool autoReconnect() const { return m_autoReconnect; }
-    int autoReconnectInterval() const { return m_reconnect->interval(); }
+    int autoReconnectInterval() const { return m_reconnectTimer->interval(); }
     void setAutoReconnect(bool on);
     void setAutoReconnectInterval(int milliseconds);
 
-    // As the slots of the same meaning in Client.
+    // See Client; open() is its connectToHost(), close() its disconnectFromHost().
     void open();
     void close();
     void subscribe(const QString &filter, quint8 qos);
@@ -50,20 +50,19 @@ public:
     void forwardSslErrors(const QList<QSslError> &errors);
 
 private:
-    // On the stack while a signal of the socket is handled. The socket must not be aborted or
-    // opened underneath its own code, so both wait for the event loop meanwhile.
+    // On the stack while a signal of the socket is handled. Meanwhile open() and abortSocket() are
+    // queued: both would change the socket under the code that emits the signal.
     class SocketSignal;
 
-    // What a request still waits for; for a subscription the message has its filter only.
-    struct Awaited
+    struct Request
     {
-        PacketType answer = PacketType::Puback;
-        Message message;
+        PacketType expectedAnswer = PacketType::Puback;
+        Message message; // of SUBSCRIBE and UNSUBSCRIBE: the filter as its topic
     };
 
     void openSocket();
-    void dropSocket();
-    void endLink();
+    void abortSocket();
+    void setDisconnected();
     void fail(ClientError error);
     void startReconnect();
 
@@ -76,43 +75,43 @@ private:
 
     void flush();
     void flushSoon();
-    bool flushLongBurst();
+    [[nodiscard]] bool flushLongBurst();
     qint64 unsent() const;
 
     void readPackets();
-    bool handle(const Packet &packet);
-    bool handleConnack(const Packet &packet);
-    bool handlePublish(const Packet &packet);
-    bool handleAnswer(const Packet &packet);
+    [[nodiscard]] bool handle(const Packet &packet);
+    [[nodiscard]] bool handleConnack(const Packet &packet);
+    [[nodiscard]] bool handlePublish(const Packet &packet);
+    [[nodiscard]] bool handleAcknowledgement(const Packet &packet);
     void acknowledge(PacketType type, quint16 id);
     quint16 freeId(quint16 wanted = 0);
 
     Client *const q;
     QAbstractSocket *const m_socket;
-    QTimer *const m_reconnect;
-    QTimer *const m_deadline;  // for CONNACK, and for the socket to close
-    QTimer *const m_keepAlive; // for the next PINGREQ, and for its PINGRESP
+    QTimer *const m_reconnectTimer;
+    QTimer *const m_deadlineTimer; // while connecting: for CONNACK; after close(): the close checks
+    QTimer *const m_keepAliveTimer; // for the next PINGREQ, then for its PINGRESP
 
     ConnectionState m_state = STATE_INIT;
-    bool m_current = false; // m_state speaks of the socket's present connection
+    bool m_socketInUse = false; // from openSocket() until setDisconnected()
     bool m_autoReconnect = false;
-    bool m_pinging = false;
-    qint64 m_unsentAtPing = 0; // bytes; shrinks as long as the link moves
+    bool m_pingrespPending = false;
+    qint64 m_unsentAtPing = 0; // bytes
     bool m_flushQueued = false;
     bool m_flushing = false;
     bool m_readingPaused = false;
-    int m_socketSignals = 0; // being handled right now
-    int m_closeChecks = 0;   // left until a closing socket is dropped
-    quint32 m_link = 0;      // counts the socket's connections
+    int m_socketSignalDepth = 0;
+    int m_closeChecksLeft = 0;
+    quint32 m_attempt = 0; // counts connection attempts
     quint16 m_lastId = 0;
-    quint16 m_keepAliveSeconds = 0; // as told to the broker
+    quint16 m_keepAliveSeconds = 0; // of the present connection
 
     Outbox m_outbox;
     PacketReader m_reader;
     QElapsedTimer m_lastSent;
     QElapsedTimer m_lastReceived;
-    QHash<quint16, Awaited> m_awaited;
-    QSet<quint16> m_received; // quality of service 2: passed on, not yet released by the broker
+    QHash<quint16, Request> m_unacknowledged;
+    QSet<quint16> m_unreleasedIds; // QoS 2: received() emitted, PUBREL not received yet
 };
 
 } // namespace QMQTT

@@ -13,8 +13,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A broker without TLS for one client. It accepts the connection at once or says nothing; the test
-// writes the rest. It reads nothing while the read buffer of `peer` has the size 1.
+// A broker without TLS for one client. It sends an accepting CONNACK or nothing; the test writes
+// the rest. It reads nothing while the read buffer of `peer` has the size 1.
 struct FakeBroker : QTcpServer
 {
     explicit FakeBroker(bool accepts = true)
@@ -39,7 +39,7 @@ class TestQmqtt : public QObject
     Q_OBJECT
 
 signals:
-    void heard();
+    void emitted();
 
 private slots:
     void initTestCase()
@@ -51,14 +51,14 @@ private slots:
         m_config.setPrivateKey(QSslKey(own.key, QSsl::Rsa));
     }
 
-    void messagesMakeTheRoundTrip()
+    void messagesArriveUnchanged()
     {
         Client client("localhost", m_broker.port(), m_config);
         client.connectToHost();
         QTRY_VERIFY(client.isConnectedToHost());
         client.subscribe("a/#", 2);
         QList<int> sizes = {0, 1, 1024 * 1024, 3, 65536};
-        // Before a payload stand 17 to 20 bytes, 15 of which count in the packet's length.
+        // The headers take 17 to 20 bytes, 15 of which count in the remaining length.
         for (int head = 14; head <= 20; ++head) {
             sizes << 127 - head << 16384 - head << 2 * 16384 - head << 2097152 - head;
         }
@@ -82,7 +82,7 @@ private slots:
         }
     }
 
-    void onlyWhatTheStandardAllowsIsSentAndAllOfThat()
+    void invalidMessagesAreNotSentAndDisconnectingSendsTheRest()
     {
         FakeBroker broker;
         Client client(QHostAddress::LocalHost, broker.serverPort());
@@ -100,7 +100,7 @@ private slots:
             client.subscribe(topic);
         }
         QCOMPARE(client.publish(Message(0, "a", "x", 3)), quint16(0));
-        // Refused unread, so the memory need not be there.
+        // Rejected by its size: the payload is never read.
         QCOMPARE(client.publish({0, "a", QByteArray::fromRawData("x", 268435453)}), quint16(0));
         client.publish(Message(0, "t", "p"));
         QTRY_COMPARE(broker.received, QByteArray::fromHex("300400017470"));
@@ -112,7 +112,7 @@ private slots:
         QTRY_VERIFY(broker.received.size() > large && broker.received.endsWith({"\xe0\0", 2}));
     }
 
-    void aHostilePeerIsCutOff()
+    void malformedPacketsEndTheConnection()
     {
         // Before an accepted CONNACK: PUBLISH, PINGRESP, HTTP, odd CONNACKs
         const QByteArrayList early = {"300400016178", "d000",     "485454502f312e31",
@@ -120,7 +120,7 @@ private slots:
         const QByteArrayList late = {
             // A second CONNACK, and what no broker sends
             "20020000", "0000", "f000", "8206000100016100",
-            // A length of five bytes, one above the bound, lengths that the type excludes
+            // Remaining lengths: of five bytes, above the limit, wrong for the type
             "30ffffffff01", "3081808008", "300100", "400100", "900400010000", "90020001", "d00100",
             // Quality of service 3, reserved flags
             "36050001610001", "60020001",
@@ -128,21 +128,22 @@ private slots:
             "3003000078", "30050009616263", "300400026123", "300400022b61", "300400026100",
             // Topics: not UTF-8, cut short, overlong, a surrogate
             "30040002c328", "3004000261c3", "30040002c080", "30050003eda080",
-            // Packet identifiers: no room for one, zero
+            // Packet ids: missing, zero
             "32050003616263", "32050001610000", "62020000",
-            // Answers to nothing, and of the wrong kind to the SUBSCRIBE
+            // Unexpected acknowledgements, and wrong ones for the SUBSCRIBE
             "40020009", "50020009", "70020009", "9003000900", "9003000103", "40020001", "b0020001"};
         for (const QByteArray &hex : early + late) {
-            const bool greeted = late.contains(hex);
+            const bool connackSent = late.contains(hex);
             for (const int piece : {1, 1000}) {
-                FakeBroker broker(greeted);
+                FakeBroker broker(connackSent);
                 Client client(QHostAddress::LocalHost, broker.serverPort());
                 client.setVersion(V3_1_1);
                 QSignalSpy failed(&client, &Client::error);
                 QSignalSpy received(&client, &Client::received);
                 client.connectToHost();
-                QTRY_VERIFY(!broker.received.isEmpty() && client.isConnectedToHost() == greeted);
-                client.subscribe("a"); // as number 1
+                QTRY_VERIFY(!broker.received.isEmpty() &&
+                            client.isConnectedToHost() == connackSent);
+                client.subscribe("a"); // gets the packet id 1
                 const QByteArray bytes = QByteArray::fromHex(hex);
                 for (int i = 0; i < bytes.size() && broker.peer->isOpen(); i += piece) {
                     broker.peer->write(bytes.mid(i, piece));
@@ -155,7 +156,7 @@ private slots:
         }
     }
 
-    void aBrokerThatNeverReadsFillsNoMemory()
+    void unsentAcknowledgementsAreLimited()
     {
         FakeBroker broker;
         Client client(QHostAddress::LocalHost, broker.serverPort());
@@ -164,7 +165,7 @@ private slots:
         client.connectToHost();
         QTRY_VERIFY(client.isConnectedToHost());
         broker.peer->setReadBufferSize(1);
-        // More acknowledgements than the system's buffers and the client's bound take together.
+        // More acknowledgements than the system's buffers and the client's limit together.
         const QByteArray messages = QByteArray::fromHex("32050001610001").repeated(10000);
         for (int i = 0; i < 1500 && broker.peer->bytesToWrite() < 32 << 20; ++i) {
             broker.peer->write(messages);
@@ -175,10 +176,10 @@ private slots:
         const int before = received;
         broker.peer->setReadBufferSize(0);
         broker.peer->readAll();
-        QTRY_VERIFY(received > before); // goes on when the broker reads again
+        QTRY_VERIFY(received > before); // continues once the broker reads again
     }
 
-    void aPeerThatSaysNothingIsGivenUp()
+    void aSilentBrokerTimesOut()
     {
         FakeBroker silent;
         Client client(QHostAddress::LocalHost, silent.serverPort());
@@ -186,23 +187,23 @@ private slots:
         QSignalSpy failed(&client, &Client::error);
         client.connectToHost();
         QTRY_VERIFY(client.isConnectedToHost());
-        // A client that never pauses must notice, too.
+        // A client that keeps sending must notice, too.
         for (int i = 0; i < 50 && failed.isEmpty(); ++i) {
             client.publish({0, "t", "x"});
             testclock::advance(200ms);
             QCoreApplication::processEvents();
         }
         QCOMPARE(failed.value(0).value(0).value<ClientError>(), MqttNoPingResponse);
-        FakeBroker mute(false);
-        client.setPort(mute.serverPort());
+        FakeBroker withoutConnack(false);
+        client.setPort(withoutConnack.serverPort());
         client.connectToHost();
-        QTRY_VERIFY(!mute.received.isEmpty());
+        QTRY_VERIFY(!withoutConnack.received.isEmpty());
         testclock::advance(32s);
         QTRY_COMPARE(failed.value(1).value(0).value<ClientError>(), SocketTimeoutError);
     }
 
-    // A handler has the client connect anew when it hears the signal, and deletes it the next time.
-    void aHandlerMayDoAnything()
+    // The handler reconnects at the first signal and deletes the client at the second.
+    void handlersMayReconnectOrDeleteTheClient()
     {
         for (const char *const signal :
              {SIGNAL(connected()), SIGNAL(disconnected()), SIGNAL(error(QMQTT::ClientError)),
@@ -211,11 +212,11 @@ private slots:
             const QString name = signal;
             const auto config = name.contains("sslErrors") ? QSslConfiguration() : m_config;
             auto *const client = new Client("localhost", m_broker.port(), config, false, this);
-            // 7 is refused by the broker.
+            // The broker rejects version 7.
             client->setVersion(name.contains("error") ? MQTTVersion(7) : V3_1_1);
-            QVERIFY(connect(client, signal, this, SIGNAL(heard())));
-            connect(this, &TestQmqtt::heard, client, [client, again = false]() mutable {
-                if (std::exchange(again, true)) {
+            QVERIFY(connect(client, signal, this, SIGNAL(emitted())));
+            connect(this, &TestQmqtt::emitted, client, [client, isSecond = false]() mutable {
+                if (std::exchange(isSecond, true)) {
                     client->deleteLater();
                     return;
                 }
