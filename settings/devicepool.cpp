@@ -21,14 +21,15 @@ const QLatin1String serialMember("serial");
 const QLatin1String regidMember("regid");
 const QLatin1String aliasMember("alias");
 
-QString keyOf(const QJsonObject &device)
+PoolEntry entryOf(const QJsonObject &device)
 {
-    return PoolEntry{device[typeMember].toString(),
-                     device[versionMember].toString(),
-                     device[serialMember].toString(),
-                     {},
-                     {}}
-        .key();
+    PoolEntry entry;
+    entry.type = device[typeMember].toString();
+    entry.version = device[versionMember].toString();
+    entry.serial = device[serialMember].toString();
+    entry.regid = device[regidMember].toString();
+    entry.alias = device[aliasMember].toString();
+    return entry;
 }
 
 // Compact JSON with every character beyond ASCII escaped: they occur inside of texts only.
@@ -148,7 +149,7 @@ void DevicePool::reindex()
             ++foreign;
             continue;
         }
-        const QString key = keyOf(m_devices.at(i).toObject());
+        const QString key = entryOf(m_devices.at(i).toObject()).key();
         if (!m_index.contains(key)) {
             m_index.insert(key, i);
         }
@@ -161,10 +162,7 @@ void DevicePool::reindex()
 
 PoolEntry DevicePool::at(int index) const
 {
-    const QJsonObject device = m_devices.at(index).toObject();
-    return {device[typeMember].toString(), device[versionMember].toString(),
-            device[serialMember].toString(), device[regidMember].toString(),
-            device[aliasMember].toString()};
+    return entryOf(m_devices.at(index).toObject());
 }
 
 int DevicePool::indexOf(const QString &key) const
@@ -175,7 +173,7 @@ int DevicePool::indexOf(const QString &key) const
 int DevicePool::indexOfGateway(const QString &type, const QString &version,
                                const QString &serial) const
 {
-    const int own = indexOf(PoolEntry{type, version, serial, {}, {}}.key());
+    const int own = indexOf(PoolEntry{type, version, serial}.key());
     if (own >= 0) {
         return own;
     }
@@ -240,7 +238,7 @@ bool DevicePool::remove(const QSet<QString> &keys)
 {
     const int before = m_devices.size();
     const auto gone = [&keys](const QJsonValue &device) {
-        return device.isObject() && keys.contains(keyOf(device.toObject()));
+        return device.isObject() && keys.contains(entryOf(device.toObject()).key());
     };
     m_devices.erase(std::remove_if(m_devices.begin(), m_devices.end(), gone), m_devices.end());
     reindex();

@@ -18,8 +18,8 @@ struct PoolEntry
     QString type;
     QString version;
     QString serial;
-    QString regid; // empty: not registered
-    QString alias; // may be empty
+    QString regid = {}; // empty: not registered
+    QString alias = {}; // may be empty
 
     // "type_version_serial", which equals the thing's short id.
     QString key() const;

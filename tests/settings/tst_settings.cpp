@@ -92,7 +92,7 @@ private slots:
         const auto work = [](const QString &type) {
             for (int i = 0; i < 25; ++i) {
                 DevicePool::update([&](DevicePool &pool) {
-                    pool.put({type, "1", QString::number(i), {}, {}});
+                    pool.put({type, "1", QString::number(i)});
                 });
             }
         };

@@ -165,7 +165,7 @@ private slots:
 
     void aChangeOfThePoolThatIsUnderWayDoesNotBringTheOldOneBack()
     {
-        DevicePool::update([](DevicePool &pool) { pool.put({"old", "1", "1", {}, {}}); });
+        DevicePool::update([](DevicePool &pool) { pool.put({"old", "1", "1"}); });
         std::promise<void> underWay;
         std::promise<void> imported;
         std::thread other([&] {
