@@ -11,8 +11,8 @@
 
 namespace {
 
-// Far more than a certificate chain or a key of 16384 bits takes.
-constexpr qint64 largestFile = 256LL * 1024;
+// Far above a certificate chain or a key of 16384 bits.
+constexpr qint64 maxFileSize = 256LL * 1024;
 
 QString pathOf(const char *name)
 {
@@ -22,13 +22,13 @@ QString pathOf(const char *name)
     return folder + QDir::separator() + QLatin1String(name);
 }
 
-QByteArray contents(const QString &path)
+QByteArray readFile(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.read(largestFile) : QByteArray();
+    return file.open(QIODevice::ReadOnly) ? file.read(maxFileSize) : QByteArray();
 }
 
-bool replace(const QString &path, const QByteArray &text)
+bool replaceFile(const QString &path, const QByteArray &text)
 {
     QString error;
     const bool written = replacePrivateFile(path, text, error);
@@ -43,13 +43,13 @@ QSslKey readKey(const QByteArray &pem)
     return QSslKey(pem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, CredentialStore::passPhrase());
 }
 
-QByteArray encrypted(const QSslKey &key)
+QByteArray encryptedPem(const QSslKey &key)
 {
     return key.toPem(CredentialStore::passPhrase());
 }
 
 template <typename IsNull>
-CredentialStore::SSLStatus status(const QString &path, IsNull isNull)
+CredentialStore::SSLStatus statusOf(const QString &path, IsNull isNull)
 {
     if (!QFile::exists(path)) {
         return CredentialStore::FileMissing;
@@ -58,14 +58,14 @@ CredentialStore::SSLStatus status(const QString &path, IsNull isNull)
     if (!file.open(QIODevice::ReadOnly)) {
         return CredentialStore::FileCorrupt;
     }
-    return isNull(file.read(largestFile)) ? CredentialStore::CryptoInv : CredentialStore::Ok;
+    return isNull(file.read(maxFileSize)) ? CredentialStore::CryptoInv : CredentialStore::Ok;
 }
 
 } // namespace
 
 QByteArray CredentialStore::passPhrase()
 {
-    // No NUL among them: the TLS library takes the phrase as a C string when it reads.
+    // Without NUL: when it decrypts, the TLS library takes the phrase as a C string.
     static constexpr char phrase[] = "\x9d\x2b\xe7\x41\x6a\xf3\x58\x0c\xb6\x7e\x93\x1f\xd4\x65"
                                      "\xa8\x3c\xee\x17\x52\xcb\x89\x34\xfd\x60\x0b\x97\xc2\x4f"
                                      "\x7a\xe1\x26\xb5\x18\xdc\x43\x9f\x71\x0e\xa4\x5d\xf8\x33";
@@ -85,23 +85,23 @@ QString CredentialStore::certFilePath() const
 
 QSslKey CredentialStore::key() const
 {
-    return readKey(contents(keyFilePath()));
+    return readKey(readFile(keyFilePath()));
 }
 
 QSslCertificate CredentialStore::certificate() const
 {
-    return QSslCertificate(contents(certFilePath()), QSsl::Pem);
+    return QSslCertificate(readFile(certFilePath()), QSsl::Pem);
 }
 
 CredentialStore::SSLStatus CredentialStore::keyStatus() const
 {
-    return status(keyFilePath(), [](const QByteArray &pem) { return readKey(pem).isNull(); });
+    return statusOf(keyFilePath(), [](const QByteArray &pem) { return readKey(pem).isNull(); });
 }
 
 CredentialStore::SSLStatus CredentialStore::certStatus() const
 {
-    return status(certFilePath(),
-                  [](const QByteArray &pem) { return QSslCertificate(pem, QSsl::Pem).isNull(); });
+    return statusOf(certFilePath(),
+                    [](const QByteArray &pem) { return QSslCertificate(pem, QSsl::Pem).isNull(); });
 }
 
 bool CredentialStore::storeIssuedCredentials(const QByteArray &certPem, const QByteArray &keyPem,
@@ -112,7 +112,7 @@ bool CredentialStore::storeIssuedCredentials(const QByteArray &certPem, const QB
         error = QStringLiteral("Key is invalid");
         return false;
     }
-    if (!replace(keyFilePath(), encrypted(key))) {
+    if (!replaceFile(keyFilePath(), encryptedPem(key))) {
         error = QStringLiteral("Cannot save the key to disk");
         return false;
     }
@@ -121,7 +121,7 @@ bool CredentialStore::storeIssuedCredentials(const QByteArray &certPem, const QB
         error = QStringLiteral("Invalid certificate file");
         return false;
     }
-    if (!replace(certFilePath(), certificate.toPem())) {
+    if (!replaceFile(certFilePath(), certificate.toPem())) {
         error = QStringLiteral("Cannot save the certificate to disk");
         return false;
     }
@@ -131,13 +131,13 @@ bool CredentialStore::storeIssuedCredentials(const QByteArray &certPem, const QB
 bool CredentialStore::storeCertificateDer(const QByteArray &der)
 {
     const QSslCertificate certificate(der, QSsl::Der);
-    return !certificate.isNull() && replace(certFilePath(), certificate.toPem());
+    return !certificate.isNull() && replaceFile(certFilePath(), certificate.toPem());
 }
 
 bool CredentialStore::storeKeyDer(const QByteArray &der)
 {
     const QSslKey key(der, QSsl::Rsa, QSsl::Der, QSsl::PrivateKey);
-    return !key.isNull() && replace(keyFilePath(), encrypted(key));
+    return !key.isNull() && replaceFile(keyFilePath(), encryptedPem(key));
 }
 
 bool CredentialStore::isCertificate(const QByteArray &der)
@@ -164,7 +164,6 @@ void CredentialStore::removeCredentials()
 {
     for (const QString &path : {keyFilePath(), certFilePath()}) {
         QFile file(path);
-        // Another program's hold of it may be in the way.
         if (file.exists() && !file.remove()) {
             qCWarning(lcCloud).noquote() << "Cannot remove" << path << "-" << file.errorString();
         }

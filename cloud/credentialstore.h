@@ -18,8 +18,8 @@ public:
     enum SSLStatus {
         Ok = 0,
         FileMissing = 1,
-        FileCorrupt = 2, // there, but cannot be opened for reading
-        CryptoInv = 3    // read, but no valid key or certificate
+        FileCorrupt = 2, // exists, but cannot be opened for reading
+        CryptoInv = 3    // readable, but no valid key or certificate
     };
     Q_ENUM(SSLStatus)
 
@@ -27,31 +27,30 @@ public:
     QString keyFilePath() const;
     QString certFilePath() const;
 
-    // What the files hold; null when they cannot be opened or hold none.
+    // Null if the file cannot be opened or holds none.
     QSslKey key() const;
     QSslCertificate certificate() const;
 
     SSLStatus keyStatus() const;
     SSLStatus certStatus() const;
 
-    // Writes both files, the key first. On failure `error` holds the user's sentence, and a key
-    // already written stays: that order is deliberate.
-    bool storeIssuedCredentials(const QByteArray &certPem, const QByteArray &keyPem,
-                                QString &error);
-    // For the restore of a backup. False when `der` is no certificate or key, or when the file
-    // cannot be written; the file is untouched then.
-    bool storeCertificateDer(const QByteArray &der);
-    bool storeKeyDer(const QByteArray &der);
+    // Writes both files, the key first. On failure `error` is a text for the user; a key that was
+    // written already stays.
+    [[nodiscard]] bool storeIssuedCredentials(const QByteArray &certPem, const QByteArray &keyPem,
+                                              QString &error);
+    // For the restore of a backup. False, with the file unchanged, if `der` is no certificate or
+    // key or the file cannot be written.
+    [[nodiscard]] bool storeCertificateDer(const QByteArray &der);
+    [[nodiscard]] bool storeKeyDer(const QByteArray &der);
     static bool isCertificate(const QByteArray &der);
     static bool isKey(const QByteArray &der);
 
-    // For the backup: the key without pass phrase. Empty when the file cannot be read.
+    // For the backup; the key is not encrypted. Empty if the file cannot be read.
     QByteArray certificateDer() const;
     QByteArray keyDer() const;
 
     void removeCredentials();
 
-    // What the key file is encrypted with. Fixed for good: a key written under one phrase cannot
-    // be read under another.
+    // Encrypts the key file. It must never change: existing key files could not be read any more.
     static QByteArray passPhrase();
 };

@@ -10,15 +10,15 @@ const QLatin1String prefix("things/");
 const QLatin1String stateSuffix("/state");
 const QLatin1String updateSuffix("/update");
 
-// The same as matching "things/(.*)/suffix" exactly, where the dot takes no line feed, but
-// without the expression's cost: this runs for every message.
-QString captured(const QString &topic, QLatin1String suffix)
+// The group of the exact match "things/(.*)/suffix", in which the dot excludes line feeds. Not a
+// regular expression, because this runs for every message.
+QString idIn(const QString &topic, QLatin1String suffix)
 {
     const int length = topic.size() - prefix.size() - suffix.size();
     if (length < 0 || !topic.startsWith(prefix) || !topic.endsWith(suffix)) {
         return {};
     }
-    // mid() of nothing would be null, which stands for "no match".
+    // Null means "no match", so an empty id must not be null.
     const QString id = length == 0 ? QStringLiteral("") : topic.mid(prefix.size(), length);
     return id.contains(QLatin1Char('\n')) ? QString() : id;
 }
@@ -37,18 +37,18 @@ QString topics::update(const QString &tid)
 
 QString topics::idOfState(const QString &topic)
 {
-    return captured(topic, stateSuffix);
+    return idIn(topic, stateSuffix);
 }
 
 QString topics::idOfUpdate(const QString &topic)
 {
-    return captured(topic, updateSuffix);
+    return idIn(topic, updateSuffix);
 }
 
 bool topics::isValidId(const QString &tid)
 {
-    constexpr int longestTopic = 65535; // bytes, MQTT 3.1.1 section 1.5.3
-    constexpr int mostLevels = 200;     // mosquitto ends the connection above
+    constexpr int maxTopicSize = 65535; // bytes, MQTT 3.1.1 section 1.5.3
+    constexpr int maxLevels = 200;      // mosquitto ends the connection above
     const QString topic = update(tid);
     const QVector<uint> characters = topic.toUcs4();
     const auto forbidden = [](uint c) {
@@ -57,5 +57,5 @@ bool topics::isValidId(const QString &tid)
     };
     const bool wellFormed = QString::fromUcs4(characters.constData(), characters.size()) == topic;
     return wellFormed && std::none_of(characters.cbegin(), characters.cend(), forbidden) &&
-           topic.count(QLatin1Char('/')) < mostLevels && topic.toUtf8().size() <= longestTopic;
+           topic.count(QLatin1Char('/')) < maxLevels && topic.toUtf8().size() <= maxTopicSize;
 }

@@ -28,12 +28,11 @@ namespace {
 
 constexpr int defaultKeepAlive = 120; // seconds
 constexpr std::chrono::milliseconds reconnectInterval = 10s;
-constexpr std::chrono::milliseconds stopWait = 250ms;
-constexpr int stopChecks = 11; // one at once and one after each of ten waits
-constexpr int rememberedTopics = 50000;
+constexpr std::chrono::milliseconds stopCheckInterval = 250ms;
+constexpr int maxStopChecks = 11; // the first at once
+constexpr int maxCachedTopics = 50000;
 
-// The texts of QMQTT::ClientError 1 to 23. 15 is the proxy's refusal and deliberately shares
-// the text of 1.
+// The texts of QMQTT::ClientError 1 to 23. 1 and 15 (the proxy's) share a text.
 const char *const errorTexts[] = {
     "unknown",
     "connection refused",
@@ -68,87 +67,87 @@ QString textOf(QMQTT::ClientError error)
     return QString::fromLatin1(errorTexts[known ? value : 0]);
 }
 
-// The broker will say the same again however often it is asked.
-bool isFinalRefusal(QMQTT::ClientError error)
+// Retrying is useless: the broker would reject the client again.
+bool isFinalRejection(QMQTT::ClientError error)
 {
     return error == QMQTT::MqttUnacceptableProtocolVersionError ||
            error == QMQTT::MqttIdentifierRejectedError ||
            error == QMQTT::MqttBadUserNameOrPasswordError || error == QMQTT::MqttNotAuthorizedError;
 }
 
-const char registerAnew[] = "register the gateway anew";
+const char registerAgain[] = "register the gateway again";
 const char checkClock[] = "check the date and the time of this computer";
 
 struct TlsAlert
 {
-    const char *text; // as OpenSSL names it after the word "alert"
+    const char *name; // in OpenSSL's error text, after the word "alert"
     const char *cause;
     const char *cure;
 };
-constexpr char refusedCertificate[] = "the cloud refuses the certificate of this gateway";
-constexpr char noCommonTls[] = "the cloud has no TLS 1.2 or later in common with this gateway";
-constexpr char checkBetween[] = "check what stands between, a proxy or a virus scanner";
+constexpr char certificateRejected[] = "the cloud rejects the certificate of this gateway";
+constexpr char noCommonTls[] = "the cloud and this gateway have no TLS version or cipher in common";
+constexpr char checkProxy[] = "check for a proxy or a virus scanner in between";
 const TlsAlert tlsAlerts[] = {
     {"certificate expired", "for the cloud the certificate of this gateway has expired",
-     "check the date and the time of this computer, then register the gateway anew"},
-    {"certificate revoked", "the certificate of this gateway was revoked", registerAnew},
+     "check the date and the time of this computer, then register the gateway again"},
+    {"certificate revoked", "the certificate of this gateway was revoked", registerAgain},
     {"unknown ca", "the cloud does not know who issued the certificate of this gateway",
-     registerAnew},
-    {"bad certificate", refusedCertificate, registerAnew},
-    {"certificate required", refusedCertificate, registerAnew},
-    {"certificate unknown", refusedCertificate, registerAnew},
-    {"unsupported certificate", refusedCertificate, registerAnew},
-    {"access denied", refusedCertificate, registerAnew},
-    {"decrypt error", refusedCertificate, registerAnew},
-    {"protocol version", noCommonTls, checkBetween},
-    {"handshake failure", noCommonTls, checkBetween},
-    {"insufficient security", noCommonTls, checkBetween},
+     registerAgain},
+    {"bad certificate", certificateRejected, registerAgain},
+    {"certificate required", certificateRejected, registerAgain},
+    {"certificate unknown", certificateRejected, registerAgain},
+    {"unsupported certificate", certificateRejected, registerAgain},
+    {"access denied", certificateRejected, registerAgain},
+    {"decrypt error", certificateRejected, registerAgain},
+    {"protocol version", noCommonTls, checkProxy},
+    {"handshake failure", noCommonTls, checkProxy},
+    {"insufficient security", noCommonTls, checkProxy},
 };
 
-// What lies behind a failure and what the user can do about it, for the log.
-QString explained(QMQTT::ClientError error, const QString &detail)
+// For the log: the cause of a failure and what the user can do about it.
+QString explanation(QMQTT::ClientError error, const QString &detail)
 {
     const QString format = QStringLiteral("%1: %2");
     const int alert = detail.indexOf(QLatin1String(" alert "));
     if (alert >= 0) {
         for (const TlsAlert &known : tlsAlerts) {
-            if (detail.indexOf(QLatin1String(known.text), alert) >= 0) {
+            if (detail.indexOf(QLatin1String(known.name), alert) >= 0) {
                 return format.arg(QLatin1String(known.cause), QLatin1String(known.cure));
             }
         }
     }
     switch (error) {
     case QMQTT::SocketConnectionRefusedError:
-        return QStringLiteral("nobody listens there, or a firewall refuses: check the cloud's "
-                              "address and port in the settings, and the firewall");
+        return QStringLiteral("no server at that address, or a firewall blocks it: check the "
+                              "cloud's address and port in the settings, and the firewall");
     case QMQTT::SocketHostNotFoundError:
-        return QStringLiteral("the name cannot be looked up: check the network and the cloud's "
-                              "address in the settings");
+        return QStringLiteral("host name lookup failed: check the network and the cloud's address "
+                              "in the settings");
     case QMQTT::SocketTimeoutError:
     case QMQTT::SocketNetworkError:
-        return QStringLiteral("no way to the cloud: check the network and the firewall");
+        return QStringLiteral("the cloud cannot be reached: check the network and the firewall");
     case QMQTT::SocketRemoteHostClosedError:
-        return QStringLiteral("the cloud hung up; it is tried again");
+        return QStringLiteral("the cloud closed the connection; retrying");
     case QMQTT::SocketSslHandshakeFailedError:
     case QMQTT::SocketSslInternalError:
-        return QStringLiteral("no secure connection; see what was reported before");
+        return QStringLiteral("TLS handshake failed: see the messages above");
     case QMQTT::MqttUnacceptableProtocolVersionError:
         return QStringLiteral("the cloud does not speak MQTT 3.1.1: check its address");
     case QMQTT::MqttIdentifierRejectedError:
     case QMQTT::MqttBadUserNameOrPasswordError:
     case QMQTT::MqttNotAuthorizedError:
-        return format.arg("the cloud does not accept the registration of this gateway",
-                          QLatin1String(registerAnew));
+        return format.arg("the cloud rejects the registration of this gateway",
+                          QLatin1String(registerAgain));
     case QMQTT::MqttServerUnavailableError:
-        return QStringLiteral("the cloud is out of service; it is tried again");
+        return QStringLiteral("the cloud is out of service; retrying");
     case QMQTT::MqttNoPingResponse:
-        return QStringLiteral("the connection went dead; it is tried again");
+        return QStringLiteral("the cloud does not answer pings; retrying");
     default:
-        return QStringLiteral("it is tried again");
+        return QStringLiteral("retrying");
     }
 }
 
-QString explained(const QSslError &error)
+QString explanation(const QSslError &error)
 {
     const char *cure = nullptr;
     switch (error.error()) {
@@ -160,30 +159,30 @@ QString explained(const QSslError &error)
         cure = "check the cloud's address in the settings";
         break;
     default:
-        cure = "this build trusts another cloud, or somebody stands between";
+        cure = "this build trusts another cloud, or the connection is intercepted";
     }
-    return QStringLiteral("Broker not believed: %1 - %2")
+    return QStringLiteral("Broker certificate rejected: %1 - %2")
         .arg(error.errorString(), QLatin1String(cure));
 }
 
 QList<QSslCertificate> trustedAuthorities()
 {
-    // Named after the compiled-in host, not after the setting: a host that a user typed must not
-    // choose whom the gateway trusts.
+    // Named after the compiled-in host, not the setting: the host that a user typed must not decide
+    // which authorities are trusted.
     QFile file(QStringLiteral(":/cacerts/%1.ca").arg(QLatin1String(defaults::CloudHost)));
     const QList<QSslCertificate> authorities =
         file.open(QIODevice::ReadOnly) ? QSslCertificate::fromData(file.readAll(), QSsl::Pem)
                                        : QList<QSslCertificate>();
     if (authorities.isEmpty()) {
         qCWarning(lcCloud) << "No trusted authority in" << file.fileName()
-                           << "- no broker will be believed";
+                           << "- every broker certificate will be rejected";
     }
     return authorities;
 }
 
-qint64 costOf(const QMQTT::Message &message)
+qint64 memoryOf(const QMQTT::Message &message)
 {
-    constexpr qint64 overhead = 128; // message, list slot and allocation, measured at about 100
+    constexpr qint64 overhead = 128; // message, list node and allocation: about 100 measured
     return message.payload().size() + overhead;
 }
 
@@ -216,7 +215,7 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
                               quint16 port)
 {
     while (m_client != nullptr) {
-        stop(); // in whose local loop another start() may have run
+        stop(); // another start() may run in its event loop
     }
     if (clientId.isEmpty()) {
         m_lastError = QStringLiteral("clientid cannot be empty");
@@ -243,7 +242,7 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
         qCWarning(lcCloud).noquote() << "The certificate of this gateway is valid from"
                                      << certificate.effectiveDate().toString(Qt::ISODate) << "to"
                                      << certificate.expiryDate().toString(Qt::ISODate) << "-"
-                                     << checkClock << "or" << registerAnew;
+                                     << checkClock << "or" << registerAgain;
     }
     tls.setLocalCertificate(certificate);
     tls.setPrivateKey(key);
@@ -263,12 +262,13 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
     connect(m_client, &QMQTT::Client::received, this, &VelmorCloudClient::client_received);
     connect(m_client, &QMQTT::Client::sslErrors, this, [this](const QList<QSslError> &errors) {
         for (const QSslError &error : errors) {
-            logFailure(explained(error));
+            logFailure(explanation(error));
         }
     });
     m_socket = m_client->findChild<QSslSocket *>();
     if (m_socket) {
-        connect(m_socket, &QSslSocket::encryptedBytesWritten, this, &VelmorCloudClient::drain);
+        connect(m_socket, &QSslSocket::encryptedBytesWritten, this,
+                &VelmorCloudClient::sendPending);
     }
 
     m_client->setHostName(host);
@@ -278,7 +278,7 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
                                     int(std::numeric_limits<quint16>::max()))));
     m_client->setClientId(clientId);
     m_client->setUsername(clientId);
-    m_logged.clear();
+    m_loggedFailures.clear();
     qCInfo(lcCloud).noquote() << "Connecting to" << host << port;
     m_client->connectToHost();
     return true;
@@ -289,10 +289,10 @@ void VelmorCloudClient::stop()
     if (m_client == nullptr) {
         return;
     }
-    // Out of the member first: the local loop below may run other slots, start() among them.
+    // Clear the members first: the event loop below may run other slots, such as start().
     QMQTT::Client *const client = std::exchange(m_client, nullptr);
     const QPointer<QSslSocket> socket = std::exchange(m_socket, nullptr);
-    m_ready = false;
+    m_resubscribed = false;
     client->disconnect(this);
     if (socket) {
         socket->disconnect(this);
@@ -309,16 +309,16 @@ void VelmorCloudClient::stop()
         const auto closed = [&socket] {
             return !socket || socket->state() == QAbstractSocket::UnconnectedState;
         };
-        int check = 1;
-        while (!closed() && check < stopChecks) {
+        int checks = 1;
+        while (!closed() && checks < maxStopChecks) {
             QEventLoop loop;
-            QTimer::singleShot(stopWait, &loop, &QEventLoop::quit);
+            QTimer::singleShot(stopCheckInterval, &loop, &QEventLoop::quit);
             loop.exec(QEventLoop::ExcludeUserInputEvents);
-            ++check;
+            ++checks;
         }
-        // Deliberate: the message belongs to a socket that closed at the very last check. One
-        // that never closes is given up without a word; its end comes with the client's.
-        if (closed() && check == stopChecks) {
+        // Only a socket that closes at the very last check is logged. A socket that is still open
+        // is deleted with the client.
+        if (closed() && checks == maxStopChecks) {
             qCCritical(lcCloud, "Could not stop MQTT client");
             if (socket) {
                 socket->abort();
@@ -334,8 +334,8 @@ void VelmorCloudClient::stop()
 
 bool VelmorCloudClient::canSend() const
 {
-    return m_ready && isConnected() &&
-           (!m_socket || m_socket->bytesToWrite() + m_socket->encryptedBytesToWrite() <= stalledAt);
+    return m_resubscribed && isConnected() &&
+           (!m_socket || m_socket->bytesToWrite() + m_socket->encryptedBytesToWrite() <= maxUnsent);
 }
 
 void VelmorCloudClient::publish(const QString &tid, const QJsonObject &jdata)
@@ -350,39 +350,39 @@ void VelmorCloudClient::publish(const QString &tid, const QByteArray &payload)
         return;
     }
     const QMQTT::Message message(0, topic, payload, 0, false);
-    if (m_pending.empty() && !m_draining && canSend()) {
+    if (m_pending.empty() && !m_sendingPending && canSend()) {
         m_client->publish(message);
     } else {
-        append(message);
-        drain();
+        addPending(message);
+        sendPending();
     }
 }
 
 QString VelmorCloudClient::stateTopic(const QString &tid)
 {
-    const auto known = m_topics.constFind(tid);
-    if (known != m_topics.constEnd()) {
+    const auto known = m_stateTopics.constFind(tid);
+    if (known != m_stateTopics.constEnd()) {
         return *known;
     }
-    if (m_topics.size() >= rememberedTopics) {
-        m_topics.clear();
+    if (m_stateTopics.size() >= maxCachedTopics) {
+        m_stateTopics.clear();
     }
     const bool valid = topics::isValidId(tid);
     if (!valid) {
-        qCWarning(lcCloud) << tid.left(80) << "cannot be part of a topic; it is not published";
+        qCWarning(lcCloud) << "State not published: no valid topic for the id" << tid.left(80);
     }
-    return *m_topics.insert(tid, valid ? topics::state(tid) : QString());
+    return *m_stateTopics.insert(tid, valid ? topics::state(tid) : QString());
 }
 
-void VelmorCloudClient::append(const QMQTT::Message &message)
+void VelmorCloudClient::addPending(const QMQTT::Message &message)
 {
     m_pending.push_back(message);
-    m_pendingBytes += costOf(message);
-    while (m_pendingBytes > pendingLimit && m_pending.size() > 1) {
-        m_pendingBytes -= costOf(m_pending.front());
+    m_pendingBytes += memoryOf(message);
+    while (m_pendingBytes > maxPendingBytes && m_pending.size() > 1) {
+        m_pendingBytes -= memoryOf(m_pending.front());
         m_pending.pop_front();
-        if (m_dropped++ == 0) {
-            qCWarning(lcCloud, "Too many states wait for the cloud; the oldest are dropped");
+        if (m_droppedCount++ == 0) {
+            qCWarning(lcCloud, "Pending list full: the oldest states are dropped");
         }
     }
 }
@@ -394,43 +394,43 @@ void VelmorCloudClient::discardPending(const QSet<QString> &exceptOf)
     for (const QMQTT::Message &message : m_pending) {
         if (exceptOf.contains(topics::idOfState(message.topic()))) {
             kept.push_back(message);
-            keptBytes += costOf(message);
+            keptBytes += memoryOf(message);
         }
     }
     if (kept.size() < m_pending.size()) {
-        qCInfo(lcCloud, "%d waiting states dropped: they belong to a registration that is void",
+        qCInfo(lcCloud, "Dropped %d pending states of an invalid registration",
                static_cast<int>(m_pending.size() - kept.size()));
         m_pending.swap(kept);
         m_pendingBytes = keptBytes;
     }
 }
 
-// Sends the backlog in a loop, not from published(), which arrives inside of publish(): a million
-// messages would be a million frames of the stack. And not from the event loop either: a fresh
-// state would overtake the backlog.
-void VelmorCloudClient::drain()
+// A loop, because published() is emitted inside publish(): sending the next message from its
+// handler would recurse once for each pending message. Not queued, because a newer state would
+// overtake the pending ones.
+void VelmorCloudClient::sendPending()
 {
-    if (m_draining || m_pending.empty()) {
+    if (m_sendingPending || m_pending.empty()) {
         return;
     }
-    m_draining = true;
+    m_sendingPending = true;
     while (!m_pending.empty() && canSend()) {
         const QMQTT::Message message = m_pending.front();
         m_pending.pop_front();
-        m_pendingBytes -= costOf(message);
+        m_pendingBytes -= memoryOf(message);
         m_client->publish(message);
     }
-    m_draining = false;
-    if (m_pending.empty() && m_dropped > 0) {
-        qCWarning(lcCloud, "%lld states were dropped during the outage", m_dropped);
-        m_dropped = 0;
+    m_sendingPending = false;
+    if (m_pending.empty() && m_droppedCount > 0) {
+        qCWarning(lcCloud, "Dropped %lld states while they could not be sent", m_droppedCount);
+        m_droppedCount = 0;
     }
 }
 
 void VelmorCloudClient::subscribe(const QString &tid)
 {
     if (!topics::isValidId(tid)) {
-        qCWarning(lcCloud) << tid.left(80) << "cannot be part of a topic; it gets no updates";
+        qCWarning(lcCloud) << "Updates not subscribed: no valid topic for the id" << tid.left(80);
         return;
     }
     const QString topic = topics::update(tid);
@@ -450,7 +450,7 @@ void VelmorCloudClient::unsubscribe(const QString &tid)
 
 void VelmorCloudClient::client_connected()
 {
-    m_logged.clear();
+    m_loggedFailures.clear();
     qCInfo(lcCloud, "Connected to the broker");
     const QPointer<QMQTT::Client> client = m_client;
     emit connectivityChanged(true);
@@ -461,13 +461,13 @@ void VelmorCloudClient::client_connected()
     for (const QString &topic : subscriptions) {
         m_client->subscribe(topic, 0);
     }
-    m_ready = true;
-    drain();
+    m_resubscribed = true;
+    sendPending();
 }
 
 void VelmorCloudClient::client_disconnected()
 {
-    if (std::exchange(m_ready, false)) {
+    if (std::exchange(m_resubscribed, false)) {
         qCInfo(lcCloud, "Disconnected from the broker");
     }
     emit connectivityChanged(false);
@@ -480,8 +480,8 @@ void VelmorCloudClient::client_error(QMQTT::ClientError error)
     const bool fromSocket = error < QMQTT::MqttUnacceptableProtocolVersionError;
     logFailure(QStringLiteral("Cloud connection failed, code 0x%1 (%2) - %3")
                    .arg(QString::number(error, 16), fromSocket ? detail : "MQTT",
-                        explained(error, fromSocket ? detail : QString())));
-    if (isFinalRefusal(error)) {
+                        explanation(error, fromSocket ? detail : QString())));
+    if (isFinalRejection(error)) {
         const QPointer<QMQTT::Client> refused = m_client;
         QMetaObject::invokeMethod(
             this,
@@ -496,8 +496,8 @@ void VelmorCloudClient::client_error(QMQTT::ClientError error)
 
 void VelmorCloudClient::logFailure(const QString &text)
 {
-    if (!m_logged.contains(text)) {
-        m_logged.append(text);
+    if (!m_loggedFailures.contains(text)) {
+        m_loggedFailures.append(text);
         qCWarning(lcCloud).noquote() << text;
     }
 }
@@ -512,7 +512,7 @@ void VelmorCloudClient::client_published(const QMQTT::Message &message)
     if (!tid.isNull()) {
         emit messagePublished(tid);
     }
-    drain();
+    sendPending();
 }
 
 void VelmorCloudClient::client_received(const QMQTT::Message &message)

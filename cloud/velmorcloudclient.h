@@ -19,9 +19,9 @@ class QSslSocket;
 // The gateway's one connection to the cloud: MQTT 3.1.1 over TLS with a client certificate.
 // Knows topics, not things. Lives on its owner's thread; every slot runs there.
 //
-// What is published while there is no connection, or while the connection is stalled, waits in
-// a pending list and goes out in order, oldest first, as soon as it can. The list survives
-// stop(); the subscriptions do not.
+// While there is no connection, or while it is stalled, published messages wait in a pending list,
+// which is sent oldest first as soon as possible. The list survives stop(); the subscriptions do
+// not.
 class VelmorCloudClient : public QObject
 {
     Q_OBJECT
@@ -36,32 +36,30 @@ public:
 
     bool isConnected() const;
     QString lastError() const { return m_lastError; }
-    // Messages that wait for a connection that takes them.
     int pendingCount() const { return static_cast<int>(m_pending.size()); }
 
-    // A socket with more than this unsent takes no further message. Bytes.
-    static constexpr qint64 stalledAt = 1024LL * 1024;
-    // A pending list above this (payloads, and 128 bytes for each message) loses its
-    // oldest messages, with a log line: an outage of weeks must not end in a full memory.
-    static constexpr qint64 pendingLimit = 512LL * 1024 * 1024;
+    // Bytes. With more unsent in the socket, messages go to the pending list.
+    static constexpr qint64 maxUnsent = 1024LL * 1024;
+    // A larger pending list drops its oldest messages, with a log line: an outage of weeks must not
+    // fill the memory.
+    static constexpr qint64 maxPendingBytes = 512LL * 1024 * 1024;
 
 public slots:
-    // Begins to connect; the outcome arrives as connectivityChanged(). A client that exists is
-    // stopped first. `keepAlive` in seconds, 120 when it is not positive. Reads the credentials
-    // anew. False, with the reason in lastError(), when there is nothing to connect with.
+    // Begins to connect; the outcome arrives as connectivityChanged(). Stops an existing connection
+    // first. `keepAlive` in seconds; 120 if it is not positive. Reads the credential files. False,
+    // with the reason in lastError(), if the id or the credentials are missing or invalid.
     bool start(const QString &clientId, int keepAlive, const QString &host, quint16 port);
-    // Ends the connection and forgets the subscriptions. Runs a local event loop for 2.5 s at
-    // the most, until the socket has closed.
+    // Ends the connection and forgets the subscriptions. Runs a local event loop for up to 2.5 s,
+    // until the socket has closed.
     void stop();
 
-    // Publishes a thing's state, at once when the connection takes it. An id that cannot be part
-    // of a topic is logged and dropped.
+    // Publishes a thing's state. A state whose id cannot be part of a topic is logged and dropped.
     void publish(const QString &tid, const QJsonObject &jdata);
     void publish(const QString &tid, const QByteArray &payload);
-    // Drops the states that wait, except those of these things, with a log line. For identities
-    // that are void or replaced: their states must not go out under the next one.
+    // Drops the pending states except those of these things: after a change of identity they must
+    // not be published under the new one.
     void discardPending(const QSet<QString> &exceptOf = {});
-    // Subscriptions to a thing's updates; renewed at every connection until stop().
+    // Subscriptions to a thing's updates; repeated at every connection until stop().
     void subscribe(const QString &tid);
     void unsubscribe(const QString &tid);
 
@@ -81,8 +79,8 @@ private slots:
 
 private:
     bool canSend() const;
-    void append(const QMQTT::Message &message);
-    void drain();
+    void addPending(const QMQTT::Message &message);
+    void sendPending();
     QString stateTopic(const QString &tid);
     void logFailure(const QString &text);
 
@@ -90,17 +88,17 @@ private:
     QSet<QString> m_subscriptions;
     std::deque<QMQTT::Message> m_pending;
     QString m_lastError;
-    // Failures since the last connection. Each is logged once: an attempt every ten seconds would
-    // push all else out of the log.
-    QStringList m_logged;
+    // Since the last connection. Each is logged once: an attempt every ten seconds would push
+    // everything else out of the log.
+    QStringList m_loggedFailures;
 
     QPointer<QSslSocket> m_socket;
     qint64 m_pendingBytes = 0;
-    qint64 m_dropped = 0;
-    bool m_ready = false;             // connected and subscribed again
-    bool m_draining = false;          // published() arrives inside of publish()
-    QHash<QString, QString> m_topics; // id to checked state topic; null for one to be dropped
+    qint64 m_droppedCount = 0;
+    bool m_resubscribed = false; // since the connection was made
+    bool m_sendingPending = false;
+    QHash<QString, QString> m_stateTopics; // by thing id; null if the id is invalid
 };
 
-// Registers the types that travel through queued connections. Any number of calls.
+// Registers the types that queued connections carry. May be called repeatedly.
 void registerCloudMetaTypes();

@@ -13,7 +13,7 @@ class TestCredentialStore : public QObject
 private slots:
     void init() { m_store.removeCredentials(); }
 
-    void theKeyIsStoredEncryptedForTheUserAloneAndSurvivesRubbish()
+    void theKeyFileIsEncryptedAndPrivateAndInvalidInputChangesNothing()
     {
         QString error;
         QVERIFY(m_store.storeIssuedCredentials(m_issued.cert, m_issued.key, error));
@@ -31,7 +31,7 @@ private slots:
         QCOMPARE(m_store.certStatus(), CredentialStore::Ok);
     }
 
-    void aBadReplyIsRefusedStepByStep()
+    void invalidCredentialsAreRejectedAtTheirStep()
     {
         QString error;
         QVERIFY(!m_store.storeIssuedCredentials(m_issued.cert, m_issued.cert, error));
@@ -47,7 +47,7 @@ private slots:
         QVERIFY(QDir().rmdir(m_store.certFilePath()));
     }
 
-    void aForeignOrEmptyFileIsNoKey()
+    void aFileWithoutAReadableKeyIsInvalid()
     {
         const QSslKey key(m_issued.key, QSsl::Rsa);
         for (const QByteArray &text : {key.toPem("another phrase"), QByteArray(), m_issued.cert}) {

@@ -17,8 +17,8 @@ private slots:
         QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
     }
 
-    // Subscriptions first, then the backlog in its order, and nothing fresh in between.
-    void theBacklogGoesOutBeforeAnythingFresh()
+    // Subscriptions first, then the pending messages in their order, then new ones.
+    void pendingMessagesAreSentBeforeNewOnes()
     {
         FakeBroker broker(m_issued.cert, m_issued.key);
         VelmorCloudClient client;
@@ -30,11 +30,11 @@ private slots:
         connect(&client, &VelmorCloudClient::connectivityChanged, &client,
                 [&] { client.publish("t", QByteArray("3")); });
         connect(&client, &VelmorCloudClient::messagePublished, &client, [&] {
-            if (published.size() == 1) { // published while the backlog goes out
+            if (published.size() == 1) { // while pending messages are sent
                 client.publish("t", QByteArray("4"));
             }
         });
-        // Ids that would cost everybody the connection.
+        // Ids for which a broker would end the connection.
         for (const QString &id : {QString("#"), QString("a/+/b"), QString(QChar(0)), QString("a\n"),
                                   QString(QChar(0xd800)), QString(250, '/'), QString(70000, 'x')}) {
             client.publish(id, QByteArray("x"));
@@ -45,7 +45,7 @@ private slots:
         client.publish("void/too", QByteArray("x"));
         client.discardPending({"t", "another"});
         QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
-        client.subscribe("u"); // start() begins without subscriptions
+        client.subscribe("u"); // start() clears the subscriptions
         QTRY_COMPARE(published.size(), 4);
         QTRY_COMPARE(broker.seen,
                      (QStringList{"connect me", "subscribe things/u/update",
@@ -55,7 +55,7 @@ private slots:
         client.stop();
         QTRY_COMPARE(broker.seen.last(), QString("disconnect"));
         QCOMPARE(connectivity.size(), 2);
-        QCOMPARE(client.pendingCount(), 1); // published when the connection ended
+        QCOMPARE(client.pendingCount(), 1); // published by the handler when the connection ended
         client.discardPending();
         client.publish("t", QByteArray("kept"));
         broker.seen.clear();
@@ -65,10 +65,10 @@ private slots:
         QCOMPARE(broker.keepAlive, 120);
     }
 
-    void ofTooManyThatWaitTheOldestGo()
+    void aFullPendingListDropsTheOldest()
     {
         VelmorCloudClient client;
-        const QByteArray mebibyte(1024 * 1024 - 128, 'x'); // one buffer, however often it waits
+        const QByteArray mebibyte(1024 * 1024 - 128, 'x'); // shared by all messages
         for (int i = 0; i < 512; ++i) {
             client.publish("t", mebibyte);
         }
@@ -76,13 +76,12 @@ private slots:
         client.publish("t", QByteArray("new"));
         QCOMPARE(client.pendingCount(), 512);
         client.discardPending();
-        client.publish("t", mebibyte); // what was dropped does not count any more
+        client.publish("t", mebibyte); // dropped messages do not count any more
         client.publish("t", mebibyte);
         QCOMPARE(client.pendingCount(), 2);
     }
 
-    // The message belongs to a socket that closes at the very last of eleven looks.
-    void stoppingTellsOfASocketThatClosedLate()
+    void stopLogsASocketThatClosesAtTheLastCheckOnly()
     {
         if (!testclock::canAdvance()) {
             QSKIP("The time cannot be moved here.");
@@ -92,14 +91,15 @@ private slots:
             [](QtMsgType type, const QMessageLogContext &, const QString &text) {
                 messages += type == QtCriticalMsg && text == "Could not stop MQTT client";
             });
-        for (const auto &[closesAfter, told] : {std::pair(1100ms, 0), {2400ms, 1}, {5000ms, 0}}) {
+        for (const auto &[closesAfter, expected] :
+             {std::pair(1100ms, 0), {2400ms, 1}, {5000ms, 0}}) {
             FakeBroker broker(m_issued.cert, m_issued.key);
             VelmorCloudClient client;
             QVERIFY(client.start("me", 10, "localhost", broker.serverPort()));
             QTRY_VERIFY(client.isConnected());
-            broker.pause();
+            broker.pauseReading();
             while (client.pendingCount() == 0) {
-                client.publish("t", QByteArray(100000, 'x')); // the goodbye stands behind these
+                client.publish("t", QByteArray(100000, 'x')); // DISCONNECT waits behind these
             }
             messages = 0;
             QTimer time;
@@ -108,12 +108,12 @@ private slots:
             QTimer::singleShot(closesAfter, Qt::PreciseTimer, broker.client,
                                [&broker] { broker.client->abort(); });
             client.stop();
-            QCOMPARE(messages, told);
+            QCOMPARE(messages, expected);
         }
         qInstallMessageHandler(before);
     }
 
-    void failuresHaveTheirTexts()
+    void failuresHaveTextsAndAreLoggedOnce()
     {
         VelmorCloudClient client;
         static int logged = 0;
@@ -140,15 +140,15 @@ private slots:
         QCOMPARE(client.lastError(), QString("clientid cannot be empty"));
     }
 
-    // Only "server unavailable" (3) is asked again, after ten seconds.
-    void refusalsForGoodEndTheClient()
+    // Only "server unavailable" (3) is retried, after ten seconds.
+    void finalRejectionsEndTheClient()
     {
         QObject owner;
         QList<FakeBroker *> brokers;
         for (const int code : {1, 2, 4, 5, 3}) {
             brokers.append(new FakeBroker(m_issued.cert, m_issued.key));
             brokers.last()->setParent(&owner);
-            brokers.last()->refusal = code;
+            brokers.last()->connackCode = code;
             auto *const client = new VelmorCloudClient(&owner);
             QVERIFY(client->start("me", 10, "localhost", brokers.last()->serverPort()));
             QTRY_COMPARE(client->lastError(), QString("unknown"));
@@ -177,7 +177,7 @@ private slots:
         }
     }
 
-    void updatesArriveAndAStalledLinkLosesNothing()
+    void updatesArriveAndAStalledConnectionLosesNothing()
     {
         FakeBroker broker(m_issued.cert, m_issued.key);
         VelmorCloudClient client;
@@ -192,21 +192,20 @@ private slots:
         broker.publish("things/things/x/update/update", "{");
         QTRY_COMPARE(received.value(0), (QVariantList{"things/x/update", QByteArray("{")}));
 
-        broker.pause();
+        broker.pauseReading();
         const int count = 3000;
-        for (int i = 0; i < count; ++i) { // far more than all buffers of the system take
+        for (int i = 0; i < count; ++i) { // far more than the system's buffers
             client.publish("t", QByteArray::number(i) + QByteArray(8000, 'x'));
         }
         QTRY_VERIFY(client.pendingCount() > count / 10);
-        broker.goOn();
+        broker.resumeReading();
         QTRY_COMPARE_WITH_TIMEOUT(broker.seen.size(), count + 1, 30000);
         for (int i = 0; i < count; ++i) {
             QVERIFY(broker.seen.at(i + 1).startsWith(QString("publish things/t/state %1x").arg(i)));
         }
     }
 
-    // States that were published while the broker was away arrive in order.
-    void aBrokerThatDiesCostsNothingPublishedMeanwhile()
+    void statesPublishedDuringAnOutageArriveInOrder()
     {
         FakeBroker broker(m_issued.cert, m_issued.key);
         const quint16 port = broker.serverPort();

@@ -8,9 +8,8 @@
 #include <QStringList>
 #include <QTcpServer>
 
-// A broker of which a test decides every answer: TLS, one client at a time, packets of at most
-// 16383 bytes. It notes what arrives as short texts: "connect ID", "subscribe TOPIC",
-// "publish TOPIC PAYLOAD", "disconnect".
+// A scriptable broker: TLS, one client at a time, packets of at most 16383 bytes. `seen` lists the
+// packets received: "connect ID", "subscribe TOPIC", "publish TOPIC PAYLOAD", "disconnect".
 class FakeBroker : public QTcpServer
 {
 public:
@@ -21,18 +20,18 @@ public:
         listen(QHostAddress::Any);
     }
 
-    int refusal = 0;   // code of the answer to a CONNECT
+    int connackCode = 0;
     int keepAlive = 0; // seconds, of the last CONNECT
     QStringList seen;
     QPointer<QSslSocket> client;
 
-    void pause() { client->setReadBufferSize(1); } // the peer's data stays where it is
-    void goOn()
+    void pauseReading() { client->setReadBufferSize(1); }
+    void resumeReading()
     {
         client->setReadBufferSize(0);
         readPackets();
     }
-    // At most once; both texts together are shorter than 126 bytes.
+    // Quality of service 0; both together are shorter than 126 bytes.
     void publish(const QByteArray &topic, const QByteArray &payload)
     {
         client->write(QByteArray("\x30") + char(2 + topic.size() + payload.size()) + '\0' +
@@ -66,7 +65,7 @@ private:
             if (m_unread.size() < header + length) {
                 return;
             }
-            note(quint8(m_unread.at(0)) >> 4, m_unread.mid(header, length));
+            record(quint8(m_unread.at(0)) >> 4, m_unread.mid(header, length));
             m_unread.remove(0, header + length);
         }
     }
@@ -75,14 +74,14 @@ private:
         const int length = quint8(body.at(at)) << 8 | quint8(body.at(at + 1));
         return QString::fromUtf8(body.mid(at + 2, length));
     }
-    void note(int type, const QByteArray &body)
+    void record(int type, const QByteArray &body)
     {
         switch (type) {
         case 1:
             seen << "connect " + text(body, 10);
             keepAlive = quint8(body.at(8)) << 8 | quint8(body.at(9));
-            client->write(QByteArray("\x20\x02\x00", 3) + char(refusal));
-            if (refusal != 0) {
+            client->write(QByteArray("\x20\x02\x00", 3) + char(connackCode));
+            if (connackCode != 0) {
                 client->disconnectFromHost();
             }
             break;
