@@ -27,7 +27,7 @@ struct Key<QByteArray>
 
 namespace keys {
 
-inline constexpr Key<int> ReportInterval{"Cloud/Interval", 300}; // seconds, at least 60
+inline constexpr Key<int> ReportInterval{"Cloud/Interval", 300}; // seconds
 inline constexpr Key<QString> CloudHost{"Cloud/Host", defaults::CloudHost};
 inline constexpr Key<quint32> CloudPort{"Cloud/Port", 8883};
 inline constexpr Key<int> KeepAlive{"Cloud/KeepAlive", 300};   // seconds

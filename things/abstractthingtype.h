@@ -9,30 +9,31 @@
 class QAbstractThing;
 class QObject;
 
-// A device type: what the root object of a plugin implements. All calls come on the gateway's
-// worker thread. A plugin is never unloaded.
+// A device type: the root object of a plugin implements this interface, which is frozen for IID
+// 1.0: neither append nor reorder; extend by optional interfaces, such as the two below. All calls
+// come on the gateway's worker thread. A plugin is never unloaded.
 class AbstractThingType
 {
 public:
     virtual ~AbstractThingType() = default;
 
-    // The devices of this type that are attached now: device key to descriptor. Both are the
-    // plugin's own; they come back to it as they are.
+    // The devices of this type that are attached now: device key to descriptor. Only the plugin
+    // interprets them; create() gets them unchanged.
     virtual QHash<QString, QVariant> discover() = 0;
 
-    // A thing for one discovered device, owned by the caller; null when it cannot be made now
-    // (the next scan asks again). `settings` as in QAbstractThing::setSettings().
+    // Returns a thing for one discovered device, owned by the caller; null if it cannot be created
+    // now (the next scan tries again). `settings` as in QAbstractThing::setSettings().
     // `ui` may receive an object for the user interface: a plain QObject without parent that
     // lives on the calling thread and has an invokable `QWidget *createWidget(QWidget *parent)`.
-    // The caller moves it to the interface thread, where the widget is made.
+    // The caller moves it to the interface thread, where the widget is created.
     virtual QAbstractThing *create(const QString &key, const QVariant &descriptor,
                                    const QVariantHash &settings, QObject **ui) = 0;
 
-    // True when `thing` already represents the device of `key`. `thing` may be of another type.
+    // True if `thing` already represents the device of `key`. `thing` may be of another type.
     virtual bool claims(const QString &key, const QAbstractThing *thing) = 0;
 };
 
-// Optional second interface of a plugin whose discovery depends on its settings.
+// Optional interface of a plugin whose discovery depends on its settings.
 class ConfigurableThingType
 {
 public:
@@ -41,9 +42,9 @@ public:
     virtual void configure(const QVariantHash &settings) = 0;
 };
 
-// Optional third interface, for types with thousands of devices: it spares the scan from asking
-// claims() for each pair of key and thing. A plugin that has it promises that
-// claims(key, thing) is true exactly when deviceKey(thing) equals `key`.
+// Optional interface for types with thousands of devices: the scan then need not call claims() for
+// each pair of key and thing. claims(key, thing) must be true exactly if deviceKey(thing) equals
+// `key`.
 class KeyedThingType
 {
 public:

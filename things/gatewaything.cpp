@@ -22,19 +22,18 @@ Q_LOGGING_CATEGORY(lcThings, "kvg.things")
 
 namespace {
 
-constexpr int shortestReportInterval = 60; // seconds
-constexpr int earlyReportFrom = 30000;     // milliseconds
+constexpr int minEarlyReportDelay = 30000; // milliseconds
 constexpr int earlyReportSpread = 40000;   // milliseconds
-constexpr int longestId = 1024;            // characters
-constexpr int longestAlias = 1024;         // characters
-constexpr int longestHost = 253;           // characters, RFC 1035
-// Bytes of an update. Qt's JSON parser never frees the values of repeated names, so a large text
-// can cost many times its size for good.
+constexpr int maxIdLength = 1024;
+constexpr int maxAliasLength = 1024;
+constexpr int maxHostLength = 253; // RFC 1035
+// Bytes. Qt's JSON parser keeps the values of repeated names, so a large update can take many times
+// its size in memory.
 constexpr int maxUpdateSize = 64 * 1024;
 
 bool isHost(const QString &text)
 {
-    if (text.isEmpty() || text.size() > longestHost) {
+    if (text.isEmpty() || text.size() > maxHostLength) {
         return false;
     }
     for (const QChar c : text) {
@@ -45,7 +44,7 @@ bool isHost(const QString &text)
     return true;
 }
 
-// 0 for what is no port.
+// 0 if `value` is no port.
 quint32 portOf(const QJsonValue &value)
 {
     const double number = value.toDouble();
@@ -71,7 +70,7 @@ GatewayThing::GatewayThing(QObject *parent)
 GatewayThing::~GatewayThing()
 {
     m_client->disconnect(this);
-    delete m_client;
+    m_client->stop(); // while the gateway is whole: its event loop may run slots of the gateway
 }
 
 QString GatewayThing::type() const
@@ -105,7 +104,7 @@ void GatewayThing::setReportInterval(int seconds)
     if (seconds == m_reportInterval) {
         return;
     }
-    m_reportInterval = qMax(seconds, shortestReportInterval);
+    m_reportInterval = qMax(seconds, minReportInterval);
     if (m_reportTimer != -1) {
         stopReportTimer();
         startReportTimer();
@@ -151,8 +150,8 @@ bool GatewayThing::isConnectionOutdated() const
 {
     const Connection wanted = wantedConnection();
     return std::tie(wanted.clientId, wanted.host, wanted.port, wanted.keepAlive) !=
-           std::tie(m_connection.clientId, m_connection.host, m_connection.port,
-                    m_connection.keepAlive);
+           std::tie(m_lastConnection.clientId, m_lastConnection.host, m_lastConnection.port,
+                    m_lastConnection.keepAlive);
 }
 
 bool GatewayThing::connectToCloud(bool first)
@@ -160,16 +159,16 @@ bool GatewayThing::connectToCloud(bool first)
     if (regid().isEmpty() || serial().isEmpty()) {
         return false;
     }
-    m_firstConnection = m_firstConnection || first;
-    m_client->stop(); // before the settings are read: its local event loop may let them change
-    m_connection = wantedConnection();
-    const bool started = m_client->start(m_connection.clientId, m_connection.keepAlive,
-                                         m_connection.host, m_connection.port);
+    m_earlyReportWanted = m_earlyReportWanted || first;
+    m_client->stop(); // before reading the settings, which may change in its event loop
+    m_lastConnection = wantedConnection();
+    const bool started = m_client->start(m_lastConnection.clientId, m_lastConnection.keepAlive,
+                                         m_lastConnection.host, m_lastConnection.port);
     if (!started) {
-        qCWarning(lcThings) << "Not connecting:" << m_client->lastError();
+        qCWarning(lcThings) << "Cannot connect to the cloud:" << m_client->lastError();
         return false;
     }
-    // The client forgot its subscriptions when it stopped.
+    // stop() made the client forget its subscriptions.
     for (auto it = m_siblings.cbegin(); it != m_siblings.cend(); ++it) {
         m_client->subscribe(it.key());
     }
@@ -187,13 +186,13 @@ void GatewayThing::mqtt_connectivityChanged(bool on)
     stopReportTimer();
     if (on) {
         startReportTimer();
-        if (m_firstConnection) {
+        if (m_earlyReportWanted) {
             const quint32 spread =
                 QRandomGenerator64::global()->bounded(quint32(earlyReportSpread));
-            QTimer::singleShot(earlyReportFrom + static_cast<int>(spread), this,
+            QTimer::singleShot(minEarlyReportDelay + static_cast<int>(spread), this,
                                &GatewayThing::reportStates);
         }
-        m_firstConnection = false; // not at a failed attempt: the first success counts
+        m_earlyReportWanted = false; // only after a success; a failed attempt keeps it
     }
     emit connectivityChanged(on);
 }
@@ -216,45 +215,45 @@ void GatewayThing::reportStates()
     if (!m_client->isConnected()) {
         return;
     }
-    // A copy: asking for a state may end in mediumGone(), which takes the thing out.
+    // A copy: state() may emit mediumGone(), which removes the thing.
     const QHash<QString, QAbstractThing *> siblings = m_siblings;
     for (auto it = siblings.cbegin(); it != siblings.cend(); ++it) {
         if (m_siblings.value(it.key()) != it.value()) {
             continue;
         }
-        const QString key = rekey(it.value());
+        const QString id = updateSiblingId(it.value());
         const QJsonObject state = it.value()->state();
-        if (!state.isEmpty() && m_siblings.value(key) == it.value()) {
-            m_client->publish(key, state);
+        if (!state.isEmpty() && m_siblings.value(id) == it.value()) {
+            m_client->publish(id, state);
         }
     }
     m_client->publish(cloudid(), state());
 }
 
-void GatewayThing::enter(const QString &cloudid, QAbstractThing *thing)
+void GatewayThing::insertSibling(const QString &cloudid, QAbstractThing *thing)
 {
     m_siblings.insert(cloudid, thing);
-    m_keys.insert(thing, cloudid);
+    m_idOfSibling.insert(thing, cloudid);
     m_client->subscribe(cloudid);
 }
 
-void GatewayThing::leave(const QString &cloudid)
+void GatewayThing::eraseSibling(const QString &cloudid)
 {
-    m_keys.remove(m_siblings.take(cloudid));
+    m_idOfSibling.remove(m_siblings.take(cloudid));
     m_client->unsubscribe(cloudid);
 }
 
-// The sibling's present cloud id, under which it is entered when this returns. An id that
-// another sibling holds already stays with that one.
-QString GatewayThing::rekey(QAbstractThing *thing)
+// Moves the sibling to its present cloud id, unless another sibling has that id. Returns the id
+// that it is stored under.
+QString GatewayThing::updateSiblingId(QAbstractThing *thing)
 {
-    const QString old = m_keys.value(thing);
+    const QString old = m_idOfSibling.value(thing);
     const QString current = thing->cloudid();
     if (old == current || m_siblings.contains(current)) {
         return old;
     }
-    leave(old);
-    enter(current, thing);
+    eraseSibling(old);
+    insertSibling(current, thing);
     return current;
 }
 
@@ -263,31 +262,31 @@ bool GatewayThing::addSibling(QAbstractThing *thing)
     if (thing == nullptr || m_siblings.contains(thing->cloudid())) {
         return false;
     }
-    if (m_keys.contains(thing)) {
-        rekey(thing);
+    if (m_idOfSibling.contains(thing)) {
+        updateSiblingId(thing);
     } else {
-        enter(thing->cloudid(), thing);
+        insertSibling(thing->cloudid(), thing);
         if (thing->parent() == nullptr) {
             thing->setParent(this);
         }
-        // Not by way of sender(), which walks the connections of all siblings.
+        // Lambdas, because sender() searches the connections of all siblings.
         connect(thing, &QAbstractThing::stateChanged, this,
                 [this, thing](const QJsonObject &value) { publishState(thing, value); });
         connect(thing, &QAbstractThing::serialChanged, this, [this, thing] {
-            if (m_keys.contains(thing)) {
-                rekey(thing);
+            if (m_idOfSibling.contains(thing)) {
+                updateSiblingId(thing);
             }
         });
         connect(thing, &QObject::destroyed, this, [this](const QObject *gone) {
-            if (m_keys.contains(gone)) {
-                leave(m_keys.value(gone));
+            if (m_idOfSibling.contains(gone)) {
+                eraseSibling(m_idOfSibling.value(gone));
                 emit stateChanged(state());
             }
         });
     }
     if (m_client->isConnected()) {
         const QJsonObject current = thing->state();
-        if (!current.isEmpty() && m_keys.contains(thing)) {
+        if (!current.isEmpty() && m_idOfSibling.contains(thing)) {
             m_client->publish(thing->cloudid(), current);
         }
     }
@@ -301,7 +300,7 @@ bool GatewayThing::removeSibling(const QString &cloudid)
     if (thing == nullptr) {
         return false;
     }
-    leave(cloudid);
+    eraseSibling(cloudid);
     thing->disconnect(this);
     if (thing->parent() == this) {
         thing->deleteLater();
@@ -312,7 +311,7 @@ bool GatewayThing::removeSibling(const QString &cloudid)
 
 bool GatewayThing::removeSibling(QAbstractThing *thing)
 {
-    return m_keys.contains(thing) && removeSibling(m_keys.value(thing));
+    return m_idOfSibling.contains(thing) && removeSibling(m_idOfSibling.value(thing));
 }
 
 bool GatewayThing::hasSibling(const QString &cloudid) const
@@ -329,35 +328,35 @@ void GatewayThing::sibling_stateChanged(const QJsonObject &value)
 
 void GatewayThing::publishState(QAbstractThing *thing, const QJsonObject &value)
 {
-    if (!m_keys.contains(thing) || !thing->isActive() || value.isEmpty()) {
+    if (!m_idOfSibling.contains(thing) || !thing->isActive() || value.isEmpty()) {
         return;
     }
-    m_client->publish(rekey(thing), value);
+    m_client->publish(updateSiblingId(thing), value);
 }
 
 void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &data)
 {
     if (data.size() > maxUpdateSize) {
-        qCWarning(lcThings) << "Ignored an update of" << data.size() << "bytes for" << tid
-                            << "- the limit is" << maxUpdateSize;
+        qCWarning(lcThings) << "Ignored an update for" << tid << "- too large:" << data.size()
+                            << "bytes";
         return;
     }
     const QJsonDocument document = QJsonDocument::fromJson(data);
     QAbstractThing *const thing = m_siblings.value(tid);
     if (!document.isObject() || thing == nullptr) {
-        qCDebug(lcThings) << "Ignored an update for" << tid;
+        qCDebug(lcThings) << "Ignored an update for" << tid << "- unknown thing or no JSON object";
         return;
     }
-    // Each call may be the thing's end, or change its id.
-    if (!thing->applyUpdate(document.object()) || !m_keys.contains(thing)) {
+    // Each call may delete the thing or change its id.
+    if (!thing->applyUpdate(document.object()) || !m_idOfSibling.contains(thing)) {
         return;
     }
     const QJsonObject current = thing->state();
-    if (!m_keys.contains(thing)) {
+    if (!m_idOfSibling.contains(thing)) {
         return;
     }
     if (!current.isEmpty()) {
-        m_client->publish(rekey(thing), current);
+        m_client->publish(updateSiblingId(thing), current);
     }
     emit siblingUpdated(thing);
 }
@@ -402,23 +401,24 @@ bool GatewayThing::applyRegistration(const QJsonObject &reply,
         return false;
     }
     if (reply.contains(QLatin1String("alias"))) {
-        rename(reply["alias"].toString().left(longestAlias));
+        rename(reply["alias"].toString().left(maxAliasLength));
     }
     applyAddress(reply);
     applyFleet(reply, things, suppressSiblings);
     return true;
 }
 
-// Id and serial are taken before the credentials are looked at, on purpose: the cloud has issued
-// them whatever becomes of the files.
+// Stores id and serial before the credentials: the cloud has issued them, even if the files cannot
+// be written.
 bool GatewayThing::applyIdentity(const QJsonObject &reply)
 {
     const QString id = reply["id"].toString();
     const QStringList parts = id.split(QLatin1Char('_'));
-    // It becomes the name of the gateway at the broker, and part of every topic.
-    if (parts.size() != 4 || parts.contains(QString()) || id.size() > longestId ||
+    // The id becomes the gateway's client id and part of its topics.
+    if (parts.size() != 4 || parts.contains(QString()) || id.size() > maxIdLength ||
         !topics::isValidId(id)) {
-        qCWarning(lcThings) << "The registrar's reply has no usable id; credentials are left out";
+        qCWarning(lcThings)
+            << "Ignored the registrar's credentials: invalid gateway id in the reply";
         return true;
     }
     const QString oldSerial = serial();
@@ -434,7 +434,7 @@ bool GatewayThing::applyIdentity(const QJsonObject &reply)
     QString error;
     if (!CredentialStore().storeIssuedCredentials(cred["file"].toString().toUtf8(),
                                                   cred["priv"].toString().toUtf8(), error)) {
-        qCWarning(lcThings) << "The issued credentials cannot be stored:" << error;
+        qCWarning(lcThings) << "Cannot store the issued credentials:" << error;
         return false;
     }
     return true;
@@ -467,13 +467,13 @@ QVector<GatewayThing::Registration> GatewayThing::registrationsOf(const QJsonObj
     const QJsonArray fleet = reply["fleet"].toArray();
     for (const QJsonValue &element : fleet) {
         const QString id = element["id"].toString();
-        if (id.isEmpty() || id.size() > longestId || id.endsWith(QLatin1Char('_')) ||
+        if (id.isEmpty() || id.size() > maxIdLength || id.endsWith(QLatin1Char('_')) ||
             id.contains(QLatin1String("__"))) {
-            qCWarning(lcThings) << "The registrar's reply has an unusable id in \"fleet\":"
+            qCWarning(lcThings) << "Ignored an invalid id in the registrar's \"fleet\":"
                                 << id.left(80);
             continue;
         }
-        registrations.append({id, element["alias"].toString().left(longestAlias)});
+        registrations.append({id, element["alias"].toString().left(maxAliasLength)});
     }
     return registrations;
 }
@@ -486,11 +486,11 @@ void GatewayThing::applyFleet(const QJsonObject &reply, const QList<QAbstractThi
     for (const Registration &element : fleet) {
         const QPointer<QAbstractThing> thing = index.findExact(element.cloudid);
         if (thing.isNull()) {
-            qCInfo(lcThings) << "The registrar named a thing that is not here:"
+            qCInfo(lcThings) << "Ignored the registration of an unknown thing:"
                              << element.cloudid.left(80);
             continue;
         }
-        thing->rename(element.alias); // announced, so it may be the thing's end
+        thing->rename(element.alias); // emits; a handler may delete the thing
         if (thing) {
             thing->setRegidFromCid(element.cloudid);
         }

@@ -12,11 +12,11 @@
 
 class VelmorCloudClient;
 
-// The gateway itself as a thing, and the hub of the cloud link: it owns the cloud client, keeps
-// the siblings (the device things that it represents in the cloud), publishes their states and
-// hands updates to them. Lives on the runner's thread with everything that it owns.
+// The gateway itself as a thing. It owns the cloud client, publishes the states of its siblings
+// (the device things that it represents in the cloud) and applies updates to them. Lives on the
+// runner's thread with everything that it owns.
 //
-// Siblings are borrowed, except those that come without a parent: the gateway becomes theirs.
+// The gateway becomes the parent of a sibling that has none; others it does not own.
 class GatewayThing : public QAbstractThing
 {
     Q_OBJECT
@@ -36,70 +36,69 @@ public:
     QJsonObject state() const override;
 
     int reportInterval() const { return m_reportInterval; }
-    // Seconds between two full reports; raised to 60. A running timer begins anew.
+    static constexpr int minReportInterval = 60; // seconds; smaller values are raised to it
+    // Seconds between two full reports. Restarts a running timer.
     void setReportInterval(int seconds);
-    // Seconds; upper bound of the keep-alive.
+    // Seconds; upper limit of the keep-alive.
     int keepAlive() const { return m_keepAlive; }
     void setKeepAlive(int seconds) { m_keepAlive = seconds; }
 
     bool isConnected() const;
-    // A registration id, and both credential files in order.
+    // Registered, with valid credential files.
     bool holdsCredentials() const;
-    // The connection was made, or is being made, with another identity, address or keep-alive than
-    // connectToCloud() would use now; also when there was none yet.
+    // True if connectToCloud() would now use another client id, address or keep-alive than at its
+    // last call, or was not called yet.
     bool isConnectionOutdated() const;
-    // Begins to connect. `first`: an early report follows 30 to 70 seconds after the connection
-    // is up, spread so that many gateways do not all speak at once; a later call before that does
-    // not take it back. False when the gateway is not registered or the client has nothing to
-    // connect with.
+    // Begins to connect. `first`: an early report follows 30 to 70 seconds after the connection is
+    // made, at a random time, so that many gateways do not all send at once; later calls do not
+    // cancel it. False if the gateway is not registered or, with a log line, if the credentials
+    // are invalid.
     bool connectToCloud(bool first);
-    // Waits up to 2.5 s in a local event loop for an orderly end.
+    // Runs a local event loop for up to 2.5 s, until the connection is closed.
     void disconnectFromCloud();
 
-    // False when the thing's cloud id is already represented. Announces the new count.
+    // False if a sibling has the thing's cloud id. Emits stateChanged() with the new count.
     bool addSibling(QAbstractThing *thing);
     bool removeSibling(const QString &cloudid);
-    // Finds the thing by its pointer, whatever its id was when it was added.
+    // Also after a change of the thing's id.
     bool removeSibling(QAbstractThing *thing);
     bool hasSibling(const QString &cloudid) const;
 
-    // Forgets the registration id, deletes both credential files and drops every state that waits
-    // for the cloud.
+    // Clears the registration id, deletes the credential files and drops all pending states.
     void resetRegistration();
-    // Drops the states that wait for the cloud, except those under these cloud ids.
+    // Drops the states that wait for the cloud, except those of these cloud ids.
     void discardPending(const QSet<QString> &exceptOf = {});
 
-    // For the backup: DER, each empty when its file cannot be read; the key without pass phrase.
+    // For the backup: DER, the key not encrypted; empty if the file cannot be read.
     void exportCredentials(QByteArray &cert, QByteArray &key) const;
-    bool importCredentials(const QByteArray &cert, const QByteArray &key);
+    [[nodiscard]] bool importCredentials(const QByteArray &cert, const QByteArray &key);
 
-    // Applies the registrar's reply to the gateway and to `things`. False when the credentials
-    // could not be stored; the cause is in the log, and what came before them stays applied.
-    bool applyRegistration(const QJsonObject &reply, const QList<QAbstractThing *> &things,
-                           bool suppressSiblings = false);
+    // Applies the registrar's reply to the gateway and to `things`. False, with a log line, if the
+    // credentials could not be stored; id and serial are applied even then.
+    [[nodiscard]] bool applyRegistration(const QJsonObject &reply,
+                                         const QList<QAbstractThing *> &things,
+                                         bool suppressSiblings = false);
 
     // An element of the reply's "fleet".
     struct Registration
     {
         QString cloudid;
-        QString alias; // cut to what an alias may be
+        QString alias; // cut to the maximum length
     };
-    // Those of the elements whose id may be one.
+    // Skips elements with an invalid id.
     static QVector<Registration> registrationsOf(const QJsonObject &reply);
 
 signals:
     void connectivityChanged(bool on);
-    // Address or port of the broker changed by a registration.
+    // A registration changed the broker's address or port.
     void settingsChanged();
-    // An update from the cloud changed this sibling's state, which the thing itself does not
-    // announce.
+    // An update from the cloud changed this sibling's state; the thing emits no stateChanged().
     void siblingUpdated(QAbstractThing *thing);
-    // Takes the place of the virtual operation of that name on purpose: told of a publication of
-    // its own state, the gateway passes the word on as a signal.
+    // Overrides the virtual function by a signal: emitted when the gateway's own state was sent.
     void statePublished() override;
 
 public slots:
-    // Publishes every sibling's state and the gateway's count, if connected.
+    // If connected, publishes the states of all siblings and of the gateway.
     void reportStates();
     void mqtt_connectivityChanged(bool on);
     void mqtt_messageReceived(const QString &tid, const QByteArray &data);
@@ -110,7 +109,6 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    // What a connection is made with.
     struct Connection
     {
         QString clientId;
@@ -124,9 +122,9 @@ private:
     void applyFleet(const QJsonObject &reply, const QList<QAbstractThing *> &things,
                     bool suppressSiblings);
     void publishState(QAbstractThing *thing, const QJsonObject &value);
-    void enter(const QString &cloudid, QAbstractThing *thing);
-    void leave(const QString &cloudid);
-    QString rekey(QAbstractThing *thing);
+    void insertSibling(const QString &cloudid, QAbstractThing *thing);
+    void eraseSibling(const QString &cloudid);
+    QString updateSiblingId(QAbstractThing *thing);
     void startReportTimer();
     void stopReportTimer();
 
@@ -135,7 +133,7 @@ private:
     QHash<QString, QAbstractThing *> m_siblings; // by cloud id
     VelmorCloudClient *m_client;
     int m_reportTimer = -1;
-    bool m_firstConnection = false;
-    Connection m_connection;                // of the last connectToCloud()
-    QHash<const QObject *, QString> m_keys; // each sibling's place in m_siblings
+    bool m_earlyReportWanted = false;
+    Connection m_lastConnection;                   // of the last connectToCloud()
+    QHash<const QObject *, QString> m_idOfSibling; // its key in m_siblings
 };

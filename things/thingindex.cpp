@@ -5,14 +5,14 @@
 
 namespace {
 
-// A thing may own ids by a rule of its own, which only a walk over all things finds. Ids come
-// from the network by the hundred thousand, so the questions are rationed.
-constexpr qint64 mostQuestions = 1000000;
+// Plugins may override ownsCloudid(): only a linear scan finds those things. The network may send
+// hundreds of thousands of ids, so all scans of an index together are limited.
+constexpr qint64 maxLinearChecks = 1000000;
 
 } // namespace
 
 ThingIndex::ThingIndex(const QList<QAbstractThing *> &things)
-    : m_questionsLeft(mostQuestions)
+    : m_linearChecksLeft(maxLinearChecks)
 {
     m_things.reserve(things.size());
     m_byShortid.reserve(things.size());
@@ -21,11 +21,12 @@ ThingIndex::ThingIndex(const QList<QAbstractThing *> &things)
         const QString shortid = thing->shortid();
         if (!m_byShortid.contains(shortid)) {
             m_byShortid.insert(shortid, thing);
-            m_lengths.append(shortid.size());
+            m_shortidLengths.append(shortid.size());
         }
     }
-    std::sort(m_lengths.begin(), m_lengths.end(), std::greater<>());
-    m_lengths.erase(std::unique(m_lengths.begin(), m_lengths.end()), m_lengths.end());
+    std::sort(m_shortidLengths.begin(), m_shortidLengths.end(), std::greater<>());
+    m_shortidLengths.erase(std::unique(m_shortidLengths.begin(), m_shortidLengths.end()),
+                           m_shortidLengths.end());
 }
 
 QAbstractThing *ThingIndex::ofShortid(const QString &shortid, const QString &id) const
@@ -34,11 +35,11 @@ QAbstractThing *ThingIndex::ofShortid(const QString &shortid, const QString &id)
     return thing != nullptr && thing->ownsCloudid(id) ? thing : nullptr;
 }
 
-// Of the things whose short id the id begins with, the one with the longest; `separated`: whether
-// "_" follows it.
+// The thing with the longest short id that `id` begins with; with `separated`, only those that "_"
+// follows in `id`, otherwise only the others.
 QAbstractThing *ThingIndex::longestPrefix(const QString &id, bool separated) const
 {
-    for (const int length : m_lengths) {
+    for (const int length : m_shortidLengths) {
         if (length >= id.size() || separated != (id.at(length) == QLatin1Char('_'))) {
             continue;
         }
@@ -60,8 +61,8 @@ QAbstractThing *ThingIndex::find(const QString &id) const
     if (QAbstractThing *const exact = findExact(id)) {
         return exact;
     }
-    if (QAbstractThing *const bare = longestPrefix(id, false)) {
-        return bare;
+    if (QAbstractThing *const prefix = longestPrefix(id, false)) {
+        return prefix;
     }
     return findWhere([&id](const QAbstractThing *thing) { return thing->ownsCloudid(id); });
 }
@@ -69,10 +70,10 @@ QAbstractThing *ThingIndex::find(const QString &id) const
 QAbstractThing *
 ThingIndex::findWhere(const std::function<bool(const QAbstractThing *)> &accepts) const
 {
-    if (m_questionsLeft < m_things.size()) {
+    if (m_linearChecksLeft < m_things.size()) {
         return nullptr;
     }
-    m_questionsLeft -= m_things.size();
+    m_linearChecksLeft -= m_things.size();
     for (const QPointer<QAbstractThing> &thing : m_things) {
         if (thing && accepts(thing)) {
             return thing;

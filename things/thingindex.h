@@ -10,22 +10,20 @@
 
 #include <functional>
 
-// Finds the thing that an identifier means. Identifiers are prefixes of each other (serial "ABC"
-// owns the ids of serial "ABCD" too), so the best match counts: an equal short id, then a short
-// id followed by "_", then the longest short id that the identifier begins with, then the first
-// thing that owns it.
+// Finds the thing of an id. One id may be a prefix of another (serial "ABC" also owns the ids of
+// serial "ABCD"), so the best match counts: an equal short id, then the longest short id that "_"
+// follows in the id, then the longest other prefix, then the first thing that owns the id.
 //
-// A view for one use. It does not notice changes of ids; things may be deleted meanwhile.
+// For short use: it does not notice changes of ids. Things may be deleted meanwhile.
 class ThingIndex
 {
 public:
     explicit ThingIndex(const QList<QAbstractThing *> &things);
-    // The thing of which the id is the short id, or the short id followed by "_"; else null.
+    // The first two of these matches only; else null.
     QAbstractThing *findExact(const QString &id) const;
-    // Null when no thing owns the id. Does not walk over the things, unless some might own ids by
-    // a rule of their own; such walks end when a million questions were asked.
+    // Null if no thing owns the id.
     QAbstractThing *find(const QString &id) const;
-    // The first thing that is accepted, by such a walk.
+    // The first accepted thing, by a linear scan; null once the limit of all scans is reached.
     QAbstractThing *findWhere(const std::function<bool(const QAbstractThing *)> &accepts) const;
 
 private:
@@ -34,6 +32,6 @@ private:
 
     QVector<QPointer<QAbstractThing>> m_things;
     QHash<QString, QPointer<QAbstractThing>> m_byShortid; // the first of each
-    QVector<int> m_lengths;                               // of the short ids, longest first
-    mutable qint64 m_questionsLeft;
+    QVector<int> m_shortidLengths;                        // longest first
+    mutable qint64 m_linearChecksLeft;
 };

@@ -9,20 +9,17 @@
 
 class QAbstractThing;
 
-// One thing's identity and state as they travel between threads: a value that shares nothing
-// with the thing that it was taken from.
+// Identity and state of one thing, copied, for other threads.
 struct THING1_EXPORT ThingState
 {
     ThingState() = default;
-    // Reads the thing's alias, short id and registration id, and its state only if wanted.
-    // To be called on the thing's own thread.
+    // Call on the thing's thread.
     ThingState(const QAbstractThing *thing, bool withState);
 
     QString alias;
     QString shortid;
     QString regid;
-    // Set in the record that reports a thing's end. An empty state does not mean that.
-    bool gone = false;
+    bool gone = false; // the thing was removed
     QJsonObject state;
 };
 

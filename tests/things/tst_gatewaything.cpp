@@ -17,7 +17,7 @@ class TestGatewayThing : public QObject
 private slots:
     void init() { QSettings().clear(); }
 
-    void anOddReplyChangesNoMoreThanItMay()
+    void invalidMembersOfAReplyAreIgnored()
     {
         const std::tuple<const char *, QJsonValue, QString, quint32> rows[] = {
             {"id", "gateway_200_S1", "", 1883}, // three parts
@@ -27,15 +27,15 @@ private slots:
         for (const auto &[member, value, regid, port] : rows) {
             QSettings().clear();
             GatewayThing gateway;
-            QJsonObject odd = reply();
-            odd[member] = value;
-            QVERIFY(gateway.applyRegistration(odd, {}));
+            QJsonObject changed = reply();
+            changed[member] = value;
+            QVERIFY(gateway.applyRegistration(changed, {}));
             QCOMPARE(gateway.regid(), regid);
             QCOMPARE(SettingsStore().value(keys::CloudPort), port);
         }
     }
 
-    void siblingsComeAndGoWithoutDanglers()
+    void siblingsAreTrackedThroughIdChangesAndDeletion()
     {
         GatewayThing gateway;
         QObject owner;
@@ -43,7 +43,7 @@ private slots:
         thing->setRegid("1");
         QVERIFY(gateway.addSibling(thing));
         QVERIFY(!gateway.addSibling(thing));
-        thing->setRegid("2"); // nobody tells the gateway
+        thing->setRegid("2"); // emits no signal
         QVERIFY(gateway.addSibling(thing));
         QVERIFY(!gateway.hasSibling("fake_1_A_1") && gateway.hasSibling("fake_1_A_2"));
         thing->changeSerial("B");
@@ -60,7 +60,7 @@ private slots:
         QTRY_VERIFY(adopted.isNull());
     }
 
-    void statesAndUpdatesTravel()
+    void statesArePublishedAndUpdatesApplied()
     {
         FakeBroker broker(m_credentials.cert, m_credentials.key);
         const auto published = [&broker] {
@@ -110,7 +110,7 @@ private slots:
                                                "subscribe things/fake_1_AB_2/update"}));
     }
 
-    void aRegistrationIsForTheThingThatItNames()
+    void registrationsNeedAnExactIdAndLargeUpdatesAreIgnored()
     {
         QObject owner;
         GatewayThing gateway;
@@ -140,18 +140,18 @@ private slots:
         GatewayThing gateway;
         QVERIFY(gateway.applyRegistration(reply(broker.serverPort()), {}));
         const auto reportsAfter = [&](std::chrono::seconds time) {
-            for (auto left = time; left > 0s; left -= 10s) { // or pings would be answered too late
+            for (auto left = time; left > 0s; left -= 10s) { // or pings would time out
                 testclock::advance(std::min(left, 10s));
                 QTest::qWait(5);
             }
-            QTest::qWait(50); // what is not due must not come either
+            QTest::qWait(50); // for reports that are not due
             return broker.seen.filter("publish").size();
         };
         gateway.setReportInterval(30);
         QCOMPARE(gateway.reportInterval(), 60);
         for (const auto &[interval, expected] : {std::pair(100, 80), {600, 300}, {1000, 300}}) {
             gateway.setReportInterval(interval);
-            // The third keep-alive is as the second.
+            // The third keep-alive equals the second.
             QCOMPARE(gateway.isConnectionOutdated(), interval != 1000);
             QVERIFY(gateway.connectToCloud(false));
             QTRY_COMPARE(broker.keepAlive, expected);
@@ -160,7 +160,7 @@ private slots:
         SettingsStore().set(keys::CloudHost, QString("127.0.0.1"));
         QVERIFY(gateway.isConnectionOutdated());
         QVERIFY(gateway.connectToCloud(true));
-        QVERIFY(gateway.connectToCloud(false)); // takes nothing back
+        QVERIFY(gateway.connectToCloud(false)); // does not cancel the early report
         QTRY_VERIFY(gateway.isConnected());
         broker.seen.clear();
         QCOMPARE(reportsAfter(29s), 0);
@@ -175,7 +175,7 @@ private slots:
     }
 
 private:
-    // The registrar's reply for a new gateway, as far as a test does not replace it.
+    // The registrar's reply for a new gateway.
     QJsonObject reply(int port = 1883) const
     {
         return {{"id", "gateway_200_S1_G"},

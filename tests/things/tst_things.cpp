@@ -7,7 +7,7 @@ class TestThings : public QObject
     Q_OBJECT
 
 private slots:
-    void aForeignIdLeavesTheRegistrationAsItIs()
+    void foreignIdsDoNotChangeTheRegistration()
     {
         FakeThing thing("1");
         thing.setRegid("old");
@@ -33,11 +33,11 @@ private slots:
                                            {"fake_1_ABC_7", 1},
                                            {"fake_1_ABC_D", 3}, // a serial with a separator
                                            {"fake_1_AB_CD", 0}, // the separator before the length
-                                           {"fake_1_ABCX", 1},  // the longest bare prefix
+                                           {"fake_1_ABCX", 1},  // the longest prefix
                                            {"", -1}}) {
             QVERIFY2(things.indexOf(ThingIndex(things).find(id)) == expected, id);
         }
-        QVERIFY(things.at(0)->ownsCloudid("fake_1_ABCD")); // the bare test owns far more
+        QVERIFY(things.at(0)->ownsCloudid("fake_1_ABCD")); // a prefix test only
     }
 };
 
