@@ -8,7 +8,7 @@
 namespace {
 
 constexpr int defaultRetry = 3000; // milliseconds
-constexpr int utf8 = 106;          // MIB number, IANA character sets
+constexpr int utf8Mib = 106;
 
 void append(QString &text, QStringView more)
 {
@@ -24,8 +24,8 @@ EventStreamParser::EventStreamParser()
 
 void EventStreamParser::reset()
 {
-    m_decoder.reset(QTextCodec::codecForMib(utf8)->makeDecoder());
-    m_piece.clear();
+    m_decoder.reset(QTextCodec::codecForMib(utf8Mib)->makeDecoder());
+    m_text.clear();
     m_position = 0;
     m_line.clear();
     m_type.clear();
@@ -40,46 +40,46 @@ void EventStreamParser::setLimits(const Limits &limits)
     m_limits = limits;
 }
 
-void EventStreamParser::feed(const QByteArray &piece)
+void EventStreamParser::feed(const QByteArray &bytes)
 {
     const int length =
-        static_cast<int>(qstrnlen(piece.constData(), static_cast<uint>(piece.size())));
-    const QString text = m_decoder->toUnicode(piece.constData(), length);
-    m_piece = m_position < m_piece.size() ? m_piece.mid(m_position) + text : text;
+        static_cast<int>(qstrnlen(bytes.constData(), static_cast<uint>(bytes.size())));
+    const QString text = m_decoder->toUnicode(bytes.constData(), length);
+    m_text = m_position < m_text.size() ? m_text.mid(m_position) + text : text;
     m_position = 0;
 }
 
 EventStreamParser::Step EventStreamParser::next(Event &event)
 {
-    while (!m_tooLong && m_position < m_piece.size()) {
-        const auto from = m_piece.cbegin() + m_position;
+    while (!m_tooLong && m_position < m_text.size()) {
+        const auto from = m_text.cbegin() + m_position;
         const auto end =
-            std::find_if(from, m_piece.cend(), [](QChar c) { return c == '\r' || c == '\n'; });
+            std::find_if(from, m_text.cend(), [](QChar c) { return c == '\r' || c == '\n'; });
         const QStringView text(&*from, end - from);
         if (m_line.size() + text.size() > m_limits.line) {
             break;
         }
         m_position += static_cast<int>(text.size());
-        if (end == m_piece.cend()) {
+        if (end == m_text.cend()) {
             append(m_line, text);
             break;
         }
         ++m_position;
-        if (m_position < m_piece.size() && m_piece.at(m_position) == QLatin1Char('\n')) {
+        if (m_position < m_text.size() && m_text.at(m_position) == QLatin1Char('\n')) {
             ++m_position;
         }
         bool complete = false;
         if (m_line.isEmpty()) {
-            complete = takeLine(text, event);
+            complete = parseLine(text, event);
         } else {
             append(m_line, text);
-            complete = takeLine(std::exchange(m_line, QString()), event);
+            complete = parseLine(std::exchange(m_line, QString()), event);
         }
         if (complete) {
             return Step::HasEvent;
         }
     }
-    m_tooLong = m_tooLong || m_position < m_piece.size();
+    m_tooLong = m_tooLong || m_position < m_text.size();
     return m_tooLong ? Step::TooLong : Step::NeedsMore;
 }
 
@@ -88,17 +88,17 @@ int EventStreamParser::retry() const
     return m_retry;
 }
 
-bool EventStreamParser::takeLine(QStringView line, Event &event)
+bool EventStreamParser::parseLine(QStringView line, Event &event)
 {
     const auto colon = line.indexOf(QLatin1Char(':'));
     if (colon == 0) {
-        return false; // a comment
+        return false; // a comment line
     }
-    return colon < 0 ? takeField(line.trimmed(), QStringView(), event)
-                     : takeField(line.left(colon).trimmed(), line.mid(colon + 1).trimmed(), event);
+    return colon < 0 ? parseField(line.trimmed(), QStringView(), event)
+                     : parseField(line.left(colon).trimmed(), line.mid(colon + 1).trimmed(), event);
 }
 
-bool EventStreamParser::takeField(QStringView name, QStringView value, Event &event)
+bool EventStreamParser::parseField(QStringView name, QStringView value, Event &event)
 {
     if (name.isEmpty() && value.isEmpty()) {
         const QString type = std::exchange(m_type, QString());

@@ -7,23 +7,23 @@
 
 #include <memory>
 
-// Cuts the bytes of a text/event-stream into events. One thread at a time; knows no network.
+// Splits the bytes of a text/event-stream into events. One thread at a time.
 //
 // The format is that of the HTML standard (9.2.6, "Interpreting an event stream") with
 // differences that registrars rely on:
-// - A line feed after any line end belongs to it, so a blank line written as two bare line
-//   feeds is swallowed and does not end the event. The look-ahead stops at the end of a piece.
-// - Names and values lose white space at both ends, so a line of blanks ends the event as well.
-// - An empty "id" is ignored, and "retry" is only remembered.
+// - A line feed after any line end is part of that line end: two bare line feeds are one line end
+//   and do not end the event. This look-ahead ends with the bytes of one feed().
+// - Names and values are trimmed at both ends, so a line of white space ends the event as well.
+// - An empty "id" is ignored, and "retry" is only stored.
 class EventStreamParser
 {
 public:
-    // Lengths in characters (UTF-16 units). The defaults leave a result with credentials and
-    // thousands of devices ample room.
+    // Maximum lengths in UTF-16 units. The defaults are far above a "result" event with credentials
+    // and thousands of devices.
     struct Limits
     {
         int line = 1024 * 1024;
-        int event = 16 * 1024 * 1024; // the gathered "data" lines
+        int event = 16 * 1024 * 1024; // all "data" lines of an event
     };
     struct Event
     {
@@ -35,28 +35,25 @@ public:
 
     EventStreamParser();
 
-    // Back to the beginning of a stream; the limits stay.
+    // Begins a new stream; keeps the limits.
     void reset();
     void setLimits(const Limits &limits);
-    // Adds what arrived in one piece, up to its first NUL byte. A character may be split over
-    // two pieces. What next() has not consumed yet stays in front of it.
-    void feed(const QByteArray &piece);
-    // Goes on to the next event. Holds no reference to anything when it returns, so the caller
-    // may reset() or destroy the parser between two calls. After TooLong nothing but reset()
-    // helps.
-    Step next(Event &event);
-    // Reconnection time in milliseconds, as the stream last named it.
+    // Appends received bytes, up to the first NUL. A character may be split over two calls.
+    void feed(const QByteArray &bytes);
+    // Parses up to the end of the next event. After TooLong, only reset() may be called.
+    [[nodiscard]] Step next(Event &event);
+    // Reconnection time in milliseconds, from the last "retry" field.
     int retry() const;
 
 private:
-    bool takeLine(QStringView line, Event &event);
-    bool takeField(QStringView name, QStringView value, Event &event);
+    bool parseLine(QStringView line, Event &event);
+    bool parseField(QStringView name, QStringView value, Event &event);
 
     Limits m_limits;
     std::unique_ptr<QTextDecoder> m_decoder;
-    QString m_piece;    // decoded, consumed up to m_position
-    int m_position = 0; // everything before it has been looked at, once
-    QString m_line;     // beginning of a line whose end has not arrived; holds no line end
+    QString m_text; // decoded, parsed up to m_position
+    int m_position = 0;
+    QString m_line; // an incomplete line
     QString m_type;
     QString m_data;
     QString m_id;

@@ -17,29 +17,28 @@ Q_LOGGING_CATEGORY(lcRegistration, "kvg.registration")
 
 namespace {
 
-// How much may wait unread; with it a flood stays in the network, not in memory.
-constexpr qint64 readBuffer = 1 << 20;
+constexpr qint64 maxUnreadBytes = 1 << 20;
 
-bool isPlain(const QUrl &url)
+bool isUnencrypted(const QUrl &url)
 {
     return url.scheme() == QLatin1String("http");
 }
 
-// What a user can do about the end of a stream, for the log.
-const char *cureFor(QNetworkReply::NetworkError error)
+// For the log: what the user can do about the error.
+const char *adviceFor(QNetworkReply::NetworkError error)
 {
     switch (error) {
     case QNetworkReply::ConnectionRefusedError:
-        return "nobody listens there: check the firewall";
+        return "no server at that address: check the firewall";
     case QNetworkReply::HostNotFoundError:
-        return "the name cannot be looked up: check the network";
+        return "host name lookup failed: check the network";
     case QNetworkReply::TimeoutError:
     case QNetworkReply::TemporaryNetworkFailureError:
     case QNetworkReply::UnknownNetworkError:
-        return "no way to the registrar: check the network and the firewall";
+        return "the registrar cannot be reached: check the network and the firewall";
     case QNetworkReply::SslHandshakeFailedError:
-        return "no secure connection: check the date and the time of this computer, and what "
-               "stands between, a proxy or a virus scanner";
+        return "TLS handshake failed: check the date and the time of this computer, and for a "
+               "proxy or a virus scanner in between";
     case QNetworkReply::ProxyConnectionRefusedError:
     case QNetworkReply::ProxyConnectionClosedError:
     case QNetworkReply::ProxyNotFoundError:
@@ -48,18 +47,18 @@ const char *cureFor(QNetworkReply::NetworkError error)
     case QNetworkReply::UnknownProxyError:
         return "check the proxy in the settings of this computer";
     case QNetworkReply::RemoteHostClosedError:
-        return "the registrar hung up: try again";
+        return "the registrar closed the connection: try again";
     default:
         return "try again later";
     }
 }
 
-bool mayCarryCredentials(const QUrl &url)
+bool isTrustedAddress(const QUrl &url)
 {
     if (!url.isValid() || url.host().isEmpty()) {
         return false;
     }
-    if (!isPlain(url)) {
+    if (!isUnencrypted(url)) {
         return url.scheme() == QLatin1String("https");
     }
     const QHostAddress address(url.host());
@@ -69,25 +68,25 @@ bool mayCarryCredentials(const QUrl &url)
 
 } // namespace
 
-// Stands on the stack while a signal of a reply is delivered.
-class QSSEManager::Delivery
+// On the stack while a signal of the reply is handled.
+class QSSEManager::SignalGuard
 {
 public:
-    explicit Delivery(QSSEManager *client)
+    explicit SignalGuard(QSSEManager *client)
         : m_client(client)
         , m_stream(client->m_stream)
     {
-        ++client->m_deliveries;
+        ++client->m_signalDepth;
     }
-    ~Delivery()
+    ~SignalGuard()
     {
         if (m_client) {
-            --m_client->m_deliveries;
+            --m_client->m_signalDepth;
         }
     }
-    Q_DISABLE_COPY(Delivery)
-    // The client still exists and is on the stream that it was on.
-    bool goesOn() const { return m_client && m_client->m_stream == m_stream; }
+    Q_DISABLE_COPY(SignalGuard)
+    // False if a handler destroyed the client or ended the stream.
+    bool isStreamCurrent() const { return m_client && m_client->m_stream == m_stream; }
 
 private:
     QPointer<QSSEManager> m_client;
@@ -102,11 +101,9 @@ QSSEManager::QSSEManager(QObject *parent)
 QSSEManager::~QSSEManager()
 {
     release();
-    if (m_deliveries > 0) {
+    if (m_signalDepth > 0) { // the reply, a child of the manager, is emitting the present signal
         m_manager->setParent(nullptr);
         m_manager->deleteLater();
-    } else {
-        delete m_manager;
     }
 }
 
@@ -116,7 +113,7 @@ bool QSSEManager::open(const QString &url, const QJsonObject &query)
     if (!query.isEmpty()) {
         QUrlQuery items;
         for (auto item = query.begin(); item != query.end(); ++item) {
-            // Encoded here: a value's own "%" would count as an escape, its "+" as a blank.
+            // QUrlQuery takes "%" for an escape and leaves "+", which servers read as a blank.
             items.addQueryItem(
                 QString::fromLatin1(QUrl::toPercentEncoding(item.key())),
                 QString::fromLatin1(QUrl::toPercentEncoding(item.value().toString())));
@@ -131,8 +128,8 @@ bool QSSEManager::request(const QUrl &url)
     if (isOpen()) {
         return false;
     }
-    if (!mayCarryCredentials(url)) {
-        qCWarning(lcRegistration) << "not opened: neither HTTPS nor an HTTP address of this"
+    if (!isTrustedAddress(url)) {
+        qCWarning(lcRegistration) << "Registrar address rejected, neither HTTPS nor HTTP to this"
                                   << "computer:" << url.scheme() << url.host();
         return false;
     }
@@ -140,12 +137,12 @@ bool QSSEManager::request(const QUrl &url)
     if (m_manager == nullptr) {
         m_manager = new QNetworkAccessManager(this);
     }
-    // A proxy would carry plain text away from this computer.
-    m_manager->setProxy(isPlain(url) ? QNetworkProxy::NoProxy : QNetworkProxy::DefaultProxy);
+    // Unencrypted requests must not leave this computer through a proxy.
+    m_manager->setProxy(isUnencrypted(url) ? QNetworkProxy::NoProxy : QNetworkProxy::DefaultProxy);
 
     QNetworkRequest request(url);
     QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED // its successor sets the same policy: never less safe
+    QT_WARNING_DISABLE_DEPRECATED // equal to NoLessSafeRedirectPolicy
         request.setAttribute(QNetworkRequest::FollowRedirectsAttribute, true);
     QT_WARNING_POP
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
@@ -158,15 +155,16 @@ bool QSSEManager::request(const QUrl &url)
         std::exchange(m_manager, nullptr)->deleteLater();
         return false;
     }
-    qCInfo(lcRegistration).noquote() << "asks the registrar" << url.host();
-    m_reply->setReadBufferSize(readBuffer);
+    qCInfo(lcRegistration).noquote() << "Connecting to the registrar" << url.host();
+    m_reply->setReadBufferSize(maxUnreadBytes);
     m_parser.reset();
     connect(m_reply, &QNetworkReply::readyRead, this, &QSSEManager::dataReceived);
     connect(m_reply, &QNetworkReply::errorOccurred, this, &QSSEManager::error);
     connect(m_reply, &QNetworkReply::redirected, this, &QSSEManager::redirected);
     connect(m_reply, &QNetworkReply::sslErrors, this, [](const QList<QSslError> &errors) {
         for (const QSslError &error : errors) {
-            qCWarning(lcRegistration).noquote() << "registrar not believed:" << error.errorString();
+            qCWarning(lcRegistration).noquote()
+                << "Registrar certificate rejected:" << error.errorString();
         }
     });
     connect(m_reply, &QNetworkReply::finished, this, &QSSEManager::replyFinished);
@@ -175,7 +173,7 @@ bool QSSEManager::request(const QUrl &url)
 
 bool QSSEManager::isOpen() const
 {
-    // A finished reply goes on saying that it is open.
+    // QNetworkReply::isOpen() stays true when the reply has finished.
     return m_reply != nullptr && m_reply->isOpen() && !m_reply->isFinished();
 }
 
@@ -232,14 +230,14 @@ void QSSEManager::dataReceived()
     if (m_reply == nullptr) {
         return;
     }
-    const Delivery delivery(this);
+    const SignalGuard guard(this);
     while (m_reply->bytesAvailable() > 0) {
         m_parser.feed(m_reply->readAll());
         EventStreamParser::Event event;
         EventStreamParser::Step step = m_parser.next(event);
         for (; step == EventStreamParser::Step::HasEvent; step = m_parser.next(event)) {
             emit dataReady(event.type, event.data, event.id);
-            if (!delivery.goesOn()) {
+            if (!guard.isStreamCurrent()) {
                 return;
             }
         }
@@ -255,20 +253,20 @@ void QSSEManager::error(QNetworkReply::NetworkError code)
     if (m_reply == nullptr) {
         return;
     }
-    // The end of the reply reports it. Only of a handshake the text, that of others may name the
-    // query.
+    // Log Qt's text for handshake errors only: others may contain the query, i.e. the document.
+    // finished() reports the failure.
     const bool handshake = code == QNetworkReply::SslHandshakeFailedError;
     const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     qCWarning(lcRegistration).noquote()
-        << "stream ends with" << code << "HTTP status" << status
-        << (handshake ? m_reply->errorString() : QString()) << "-" << cureFor(code);
+        << "Registrar stream failed:" << code << "HTTP status" << status
+        << (handshake ? m_reply->errorString() : QString()) << "-" << adviceFor(code);
 }
 
 void QSSEManager::redirected(const QUrl &url)
 {
-    if (m_reply != nullptr && !mayCarryCredentials(url)) {
-        const Delivery delivery(this);
-        fail("redirected to an address that must not carry credentials");
+    if (m_reply != nullptr && !isTrustedAddress(url)) {
+        const SignalGuard guard(this);
+        fail("redirected to an address that is neither HTTPS nor this computer");
     }
 }
 
@@ -277,19 +275,19 @@ void QSSEManager::sse_finished()
     if (m_reply == nullptr) {
         return;
     }
-    const Delivery delivery(this);
+    const SignalGuard guard(this);
     dataReceived();
-    if (delivery.goesOn()) {
+    if (guard.isStreamCurrent()) {
         release();
-        announceEnd();
+        emitFinished();
     }
 }
 
 void QSSEManager::replyFinished()
 {
-    const Delivery delivery(this);
+    const SignalGuard guard(this);
     dataReceived();
-    if (delivery.goesOn()) {
+    if (guard.isStreamCurrent()) {
         emit finished();
     }
 }
@@ -307,7 +305,7 @@ void QSSEManager::release()
     reply->deleteLater();
 }
 
-void QSSEManager::announceEnd()
+void QSSEManager::emitFinished()
 {
     const QPointer<QSSEManager> self(this);
     emit finished();
@@ -318,7 +316,7 @@ void QSSEManager::announceEnd()
 
 void QSSEManager::fail(const char *reason)
 {
-    qCWarning(lcRegistration) << "stream given up:" << reason;
+    qCWarning(lcRegistration) << "Registrar stream closed:" << reason;
     release();
-    announceEnd();
+    emitFinished();
 }

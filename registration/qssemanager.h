@@ -10,13 +10,12 @@
 
 class QNetworkAccessManager;
 
-// One event stream from an HTTP server: one long GET, and a signal for each event of its answer.
-// Lives on its owner's thread, where every call is made and every signal emitted. Does not
-// reconnect. A handler of any signal may close, reopen or destroy the client; what was received
-// on the old stream and not delivered yet is dropped then.
+// An event stream from an HTTP server: one long GET, and a signal for each event in its answer.
+// Lives on its owner's thread. Does not reconnect. A handler of any signal may close, reopen or
+// destroy the client; events that were received but not emitted yet are then dropped.
 //
-// Credentials travel on the stream. So it is opened over HTTPS, with TLS 1.2 or later, and over
-// plain HTTP to this computer's loopback addresses only.
+// The stream carries credentials, so it needs HTTPS with TLS 1.2 or later, or plain HTTP to a
+// loopback address.
 class QSSEManager : public QObject
 {
     Q_OBJECT
@@ -26,59 +25,57 @@ public:
     explicit QSSEManager(QObject *parent = nullptr);
     ~QSSEManager() override;
 
-    // request() for `url` with one query item for each member of `query`, in the order of the
-    // keys; they replace a query of the url's own. What is not a string counts as empty.
+    // request() for `url`, whose query is replaced by the members of `query`, in the order of the
+    // keys. Members that are no strings become empty.
     bool open(const QString &url, const QJsonObject &query);
-    // Starts the stream. False, and nothing is changed, when one is open or when credentials
-    // must not travel to this address (logged). Failures of the network come as finished().
+    // Starts the stream. False, with no change, if one is open or, with a log line, if the address
+    // is neither HTTPS nor loopback. Network errors arrive as finished().
     bool request(const QUrl &url);
-    // True from request() until the answer ended or was given up.
+    // True from request() until the answer has ended or was closed.
     bool isOpen() const;
 
-    // Longest line and event that are believed; a stream that exceeds them fails. Takes effect
-    // at once.
+    // A stream that exceeds the limits fails. Takes effect at once.
     void setLimits(const EventStreamParser::Limits &limits);
-    // Milliseconds; what the stream last named, else 3000. Nothing here acts on it.
+    // Milliseconds, from the stream; 3000 by default. Not used by this class.
     int retry() const;
-    // Kept for the owner; nothing here acts on it.
+    // Stored for the owner, not used by this class.
     bool isSilent() const;
     void setSilent(bool on);
 
 signals:
-    // The stream was released, by close(), by sse_finished() or as failed.
+    // Emitted after close() and sse_finished(), and after a violation of limits or redirects.
     void closed();
-    // close() released a stream that was still open; closed() follows.
+    // close() closed a stream that was still open; closed() follows.
     void disconnected();
-    // The answer ended: the server closed it, the network failed, or its content was refused.
-    // Once for each stream; never after close().
+    // The answer ended: the server closed it, the network failed, or its content was rejected.
+    // Once for each stream; not after close().
     void finished();
     void dataReady(const QString &event, const QString &data, const QString &eid);
 
 public slots:
-    // Gives the stream up on purpose.
+    // Closes the stream without finished().
     void close();
-    // The same from the event loop, for handlers of dataReady(). Nothing happens if the stream
-    // was replaced by another one meanwhile.
+    // Queues close(), for handlers of dataReady(). Has no effect if the stream was replaced
+    // meanwhile.
     void closeLater();
     void dataReceived();
     void error(QNetworkReply::NetworkError code);
     void redirected(const QUrl &url);
-    // Delivers what has been received and gives the stream up as finished.
+    // Emits the events received so far, then finished() and closed().
     void sse_finished();
 
 private:
-    class Delivery;
+    class SignalGuard;
 
     void replyFinished();
     void release();
-    void announceEnd();
+    void emitFinished();
     void fail(const char *reason);
 
-    // A reply is never deleted here while one of its signals is being delivered.
     QNetworkAccessManager *m_manager = nullptr;
     QNetworkReply *m_reply = nullptr;
     EventStreamParser m_parser;
     bool m_silent = false;
-    quint64 m_stream = 0; // changes with every release, so a handler's doings are noticed
-    int m_deliveries = 0; // signals of a reply that are on the stack
+    quint64 m_stream = 0; // counts streams: shows that a handler ended the present one
+    int m_signalDepth = 0;
 };

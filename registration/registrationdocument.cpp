@@ -27,7 +27,7 @@ QJsonObject registrationDocument(const QAbstractThing &gateway,
     }
     QJsonObject document;
     if (gateway.regid().isEmpty()) {
-        // The cloud assigns the serial, whose place the question mark takes.
+        // The cloud assigns the serial; "?" stands for it.
         document["gw"] = QString(gateway.type() + '_' + gateway.version() + "_?");
         document["alias"] = gateway.alias();
     } else if (!siblings.isEmpty()) {
@@ -41,7 +41,7 @@ QJsonObject registrationDocument(const QAbstractThing &gateway,
 
 QString encodeRegistrationDocument(const QJsonObject &document)
 {
-    constexpr int lengthPrefix = 4; // qCompress() puts it before the zlib stream
+    constexpr int lengthPrefix = 4; // bytes that qCompress() puts before the zlib stream
     const QByteArray json = QJsonDocument(document).toJson(QJsonDocument::Compact);
     return QString::fromLatin1(
         qCompress(json)

@@ -6,17 +6,15 @@
 
 class QAbstractThing;
 
-// What the registrar is asked, and the statuses that the gateway itself reports.
-
 // What is still to be registered: the gateway, and those of `things` that have no registration
-// id. Empty when there is nothing. To be called on the things' thread.
+// id. Empty if there is nothing. Call on the things' thread.
 QJsonObject registrationDocument(const QAbstractThing &gateway,
                                  const QList<QAbstractThing *> &things);
 
-// A document as it travels in a query: compact JSON, zlib, base64url with its padding.
+// Encodes a document for the query: compact JSON, zlib, base64url with padding.
 QString encodeRegistrationDocument(const QJsonObject &document);
 
 enum class RegistrationFailure { Busy, NothingToRegister, NoConnection, BadReply, StreamEnded };
 
-// {"code", "error"}, shaped as the registrar's own "error" events.
+// {"code", "error"}, like the registrar's "error" events.
 QJsonObject registrationStatus(RegistrationFailure failure);

@@ -10,30 +10,30 @@ class TestRegistrationDocument : public QObject
     Q_OBJECT
 
 private slots:
-    void theDocumentHoldsWhatIsNotRegistered()
+    void theDocumentListsUnregisteredThings()
     {
         FakeThing gateway("", nullptr, "gate%2way");
         gateway.setAlias("%1 Hub");
         FakeThing known("0");
         known.setRegid("X");
-        FakeThing odd("%1");
-        odd.setAlias("\u00c4");
+        FakeThing fresh("%1");
+        fresh.setAlias("\u00c4");
         QJsonObject expected{{"gw", "gate%2way_1_?"}, {"alias", "%1 Hub"}};
         QCOMPARE(registrationDocument(gateway, {&known}), expected);
         const QJsonArray siblings{QJsonArray{"fake_1_%1", "\u00c4"}};
         expected["sib"] = siblings;
-        QCOMPARE(registrationDocument(gateway, {&known, &odd}), expected);
+        QCOMPARE(registrationDocument(gateway, {&known, &fresh}), expected);
 
         gateway.setRegid("R");
         QCOMPARE(registrationDocument(gateway, {&known}), QJsonObject());
         expected = {{"app", "gate%2way_1__R"}, {"sib", siblings}};
-        QCOMPARE(registrationDocument(gateway, {&odd, &known}), expected);
+        QCOMPARE(registrationDocument(gateway, {&fresh, &known}), expected);
     }
 
-    void theEncodedDocumentIsBareZlibInUrlSafeBase64()
+    void theEncodedDocumentIsZlibInUrlSafeBase64()
     {
         QString seen;
-        for (const int length : {0, 1, 30, 60, 297}) { // these hold every special character
+        for (const int length : {0, 1, 30, 60, 297}) { // together they give '-', '_' and '='
             const QJsonObject document{{"a", QString(length, QChar(0x20 + length * 7))}};
             const QString text = encodeRegistrationDocument(document);
             seen += text;
