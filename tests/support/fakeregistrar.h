@@ -10,7 +10,7 @@
 #include <QUrl>
 #include <QUrlQuery>
 
-// A registrar that opens an event stream for every request and says what the test makes it say.
+// A scriptable registrar: it answers every request with `head`; the test sends the events.
 class FakeRegistrar : public QTcpServer
 {
 public:
@@ -23,7 +23,7 @@ public:
                 m_head += socket->readAll();
                 if (m_head.endsWith("\r\n\r\n")) {
                     target = m_head.split(' ').value(1);
-                    note(QUrl::fromEncoded(target));
+                    recordDocument(QUrl::fromEncoded(target));
                     m_head.clear();
                     socket->write(head);
                 }
@@ -51,7 +51,7 @@ public:
                       "Connection: close\r\n\r\n";
 
 private:
-    void note(const QUrl &url)
+    void recordDocument(const QUrl &url)
     {
         const QString doc = QUrlQuery(url).queryItemValue("doc", QUrl::FullyDecoded);
         const QByteArray zlib =

@@ -2,7 +2,7 @@
 
 #include "things/qabstractthing.h"
 
-// A thing whose every answer a test can set, and that counts what it is told.
+// A scriptable thing that records the calls.
 class FakeThing : public QAbstractThing
 {
 public:

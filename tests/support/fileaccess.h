@@ -2,7 +2,7 @@
 
 #include <QString>
 
-// Whether the file is for this user alone, and the system's own account where there is one.
+// True if only this user, and on Windows the system account, can access the file.
 bool isPrivate(const QString &path);
 
 void openToEverybody(const QString &path);

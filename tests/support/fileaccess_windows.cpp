@@ -17,7 +17,7 @@ bool isPrivate(const QString &path)
         ConvertSecurityDescriptorToStringSecurityDescriptorW(access, SDDL_REVISION_1, parts, &text,
                                                              nullptr);
     }
-    // The owner and the system, each by an entry of its own.
+    // One entry for the owner, one for the system.
     static const QRegularExpression alone("^O:(.+?)D:\\w*(\\(A;;\\w+;;;(\\1|SY)\\))+$");
     const QString found = text == nullptr ? QString() : QString::fromWCharArray(text);
     LocalFree(text);

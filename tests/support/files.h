@@ -10,7 +10,7 @@ inline bool writeFile(const QString &path, const QByteArray &text)
     return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
 }
 
-// Empty also when the file cannot be read.
+// Empty if the file cannot be read.
 inline QByteArray readFile(const QString &path)
 {
     QFile file(path);

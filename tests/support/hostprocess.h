@@ -2,8 +2,8 @@
 
 #include <QProcess>
 
-// A program of the system that the tests are run on, which need not be the one that they are
-// built for. It ends with this program, however that ends.
+// A program of the host system: for Windows tests under Wine, a Linux program. It ends with the
+// test, also if that crashes.
 class HostProcess : public QProcess
 {
 public:

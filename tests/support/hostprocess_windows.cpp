@@ -1,10 +1,10 @@
 #include "tests/support/hostprocess.h"
 
-// Under Wine, a process has no hold of those of the system below; the bridge is one that it has.
+// Under Wine, a program cannot start Linux processes and watch them: hostexec does it.
 void HostProcess::start(const QString &program, const QStringList &arguments)
 {
     QProcess::start(QStringLiteral(KVG_HOSTEXEC), QStringList{program} + arguments);
 }
 
-// The starter of this program, which runs the other, sees to that.
+// tools/wine/hostprograms.py starts the program and ends it with this one.
 void HostProcess::setupChildProcess() {}

@@ -4,7 +4,7 @@
 
 #include <QSignalSpy>
 
-// What a runner's finished() told since the last call: "Operation value".
+// The runner's finished() signals since the last call, as "Operation value".
 inline QStringList takeResults(QSignalSpy &finished)
 {
     QStringList texts;

@@ -65,13 +65,13 @@ bool TestBroker::start()
         return false;
     }
     for (int attempt = 0; attempt < 5; ++attempt) {
-        QTcpServer reservation; // another process may take the port meanwhile: hence the attempts
+        QTcpServer reservation; // another process may take the port meanwhile: so retry
         reservation.listen(QHostAddress::LocalHost);
         m_port = reservation.serverPort();
         reservation.close();
         const QStringList lines = {
             QStringLiteral("listener %1 127.0.0.1").arg(m_port),
-            "user root", // started as root it would drop rights and not read its files
+            "user root", // else a broker started as root changes user and cannot read its files
             "max_queued_messages 0",
             "set_tcp_nodelay true",
             "allow_anonymous true",
@@ -80,13 +80,13 @@ bool TestBroker::start()
             "certfile " + m_dir.filePath("broker.pem"),
             "keyfile " + m_dir.filePath("broker.key")};
         const QString configuration = m_dir.filePath("mosquitto.conf");
-        writeFile(configuration, lines.join('\n').toUtf8() + '\n'); // which the broker must find
+        writeFile(configuration, lines.join('\n').toUtf8() + '\n');
         m_process.start(QStringLiteral(KVG_MOSQUITTO), {"-c", configuration});
         const QDeadlineTimer deadline(10000);
         while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
             QTcpSocket probe;
             probe.connectToHost("127.0.0.1", m_port);
-            // Who answers may be another process that took the port; then the broker ends.
+            // If another process took the port and answers, the broker ends.
             if (probe.waitForConnected(1000) && !m_process.waitForFinished(50)) {
                 return true;
             }

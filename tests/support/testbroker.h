@@ -18,20 +18,19 @@ public:
         m_process.waitForFinished();
     }
 
-    // Starts the broker and waits until it listens. False, with a warning, when it does not come
-    // up.
-    bool start();
+    // Starts the broker and waits until it listens. False, with a warning, if it does not.
+    [[nodiscard]] bool start();
     quint16 port() const { return m_port; }
     QString caFile() const;
 
-    // A client certificate and RSA key (PEM) signed by the authority, made anew at each call.
+    // A new client certificate and RSA key (PEM), signed by the authority.
     struct Credentials
     {
         QByteArray cert;
         QByteArray key;
     };
     Credentials issue(const QString &commonName);
-    // A certificate for localhost that no authority vouches for.
+    // A certificate for localhost, not signed by the authority.
     Credentials selfSigned();
 
 private:

@@ -2,12 +2,11 @@
 
 #include <chrono>
 
-// The time by which Qt's timers run. Tests move it on instead of waiting; timers that are due then
-// fire in the next round of the event loop. Only in the threads whose event loop is woken anyway.
+// The clock of Qt's timers. Tests advance it instead of waiting; timers that are then due fire in
+// the next pass of the event loop. Does not wake the event loops of other threads.
 namespace testclock {
 
-// False where the time cannot be moved: advance() waits there, and tests that need more than
-// seconds are to be skipped.
+// False if advance() must wait instead; then skip tests that need more than seconds.
 bool canAdvance();
 void advance(std::chrono::milliseconds by);
 

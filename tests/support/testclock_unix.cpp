@@ -13,12 +13,12 @@ namespace {
 
 std::atomic<std::chrono::nanoseconds> offset{0ns};
 
-// QtTest's watchdog would end a test that moves the time on by minutes; ctest has one, too.
-const bool unwatched = qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray("2000000000"));
+// QtTest's watchdog would end a test that advances the clock by minutes. ctest has its own.
+const bool watchdogDisabled = qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray("2000000000"));
 
 } // namespace
 
-// Takes the place of the C library's for the whole process, Qt included.
+// Replaces the C library's function in the whole process, Qt included.
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
                                                                     timespec *now) noexcept
 {

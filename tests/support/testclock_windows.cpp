@@ -4,7 +4,7 @@
 
 bool testclock::canAdvance()
 {
-    return false; // the timers are the system's own
+    return false; // Qt uses timers of Windows
 }
 
 void testclock::advance(std::chrono::milliseconds by)

@@ -5,7 +5,7 @@
 #include <QCoreApplication>
 #include <QtTest>
 
-// main() of a test program: a profile of its own, an application object without a display.
+// main() of a test program with its own profile and without a display.
 #define KVG_TEST_MAIN(TestClass)                                                                   \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \

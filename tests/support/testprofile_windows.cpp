@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-// A process cannot put the user's registry and folders elsewhere for itself alone. Whoever starts
-// the tests gives them a profile that nobody else uses, and says so.
+// A process cannot redirect its registry and folders. The script that starts the tests provides
+// a profile for them alone and sets the variable.
 TestProfile::TestProfile()
 {
     if (qEnvironmentVariableIsEmpty("KVG_THROWAWAY_PROFILE")) {

@@ -9,13 +9,13 @@
 
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
-// The toolkit never frees some of what it makes along with the application object.
+// Qt never frees some objects that it creates with the application object.
 #define KVG_IGNORE_LEAKS const __lsan::ScopedDisabler ignoreLeaks;
 #else
 #define KVG_IGNORE_LEAKS
 #endif
 
-// As KVG_TEST_MAIN, for tests of widgets: they run without a display unless told otherwise.
+// As KVG_TEST_MAIN, for tests of widgets; without a display unless QT_QPA_PLATFORM is set.
 #define KVG_WIDGET_TEST_MAIN(TestClass)                                                            \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \

@@ -4,9 +4,9 @@
 
 #include <memory>
 
-// While what this returns lives, no more than `bytes` of the file can be written. A full disk,
-// where one can be had; else the file is in somebody's hands.
-std::shared_ptr<void> fileFault(const QString &path, int bytes);
+// While the result lives, no more than `bytes` bytes of the file can be written: on Linux as on a
+// full disk, on Windows because another handle locks the file.
+[[nodiscard]] std::shared_ptr<void> fileFault(const QString &path, int bytes);
 
-// The same for the gateway's settings, which can be read and not written.
-std::shared_ptr<void> settingsFault();
+// While the result lives, the gateway's settings can be read but not written.
+[[nodiscard]] std::shared_ptr<void> settingsFault();

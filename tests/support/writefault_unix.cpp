@@ -3,7 +3,7 @@
 #include <csignal>
 #include <sys/resource.h>
 
-// Stands in for a full disk: no file of this process grows past the limit.
+// No file of this process can grow past the limit, as on a full disk.
 std::shared_ptr<void> fileFault(const QString & /*path*/, int bytes)
 {
     std::signal(SIGXFSZ, SIG_IGN);

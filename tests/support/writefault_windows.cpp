@@ -6,7 +6,7 @@
 
 namespace {
 
-void giveEverybody(const wchar_t *access)
+void setAccessOfAll(const wchar_t *access)
 {
     PSECURITY_DESCRIPTOR list = nullptr;
     ConvertStringSecurityDescriptorToSecurityDescriptorW(access, SDDL_REVISION_1, &list, nullptr);
@@ -19,7 +19,7 @@ void giveEverybody(const wchar_t *access)
 
 } // namespace
 
-// There is no full disk to be had for one process.
+// Windows has no limit for file sizes of one process: lock the file instead.
 std::shared_ptr<void> fileFault(const QString &path, int /*bytes*/)
 {
     const std::wstring name = QDir::toNativeSeparators(path).toStdWString();
@@ -35,6 +35,6 @@ std::shared_ptr<void> fileFault(const QString &path, int /*bytes*/)
 
 std::shared_ptr<void> settingsFault()
 {
-    giveEverybody(L"D:(A;;KR;;;WD)");
-    return {nullptr, [](void *) { giveEverybody(L"D:(A;;KA;;;WD)"); }};
+    setAccessOfAll(L"D:(A;;KR;;;WD)");
+    return {nullptr, [](void *) { setAccessOfAll(L"D:(A;;KA;;;WD)"); }};
 }
