@@ -482,11 +482,11 @@ void VelmorCloudClient::client_error(QMQTT::ClientError error)
                    .arg(QString::number(error, 16), fromSocket ? detail : "MQTT",
                         explanation(error, fromSocket ? detail : QString())));
     if (isFinalRejection(error)) {
-        const QPointer<QMQTT::Client> refused = m_client;
+        const QPointer<QMQTT::Client> rejected = m_client;
         QMetaObject::invokeMethod(
             this,
-            [this, refused] {
-                if (refused && refused == m_client) {
+            [this, rejected] {
+                if (rejected && rejected == m_client) {
                     stop();
                 }
             },

@@ -180,15 +180,15 @@ void Session::openSocket()
 
 // ---- Ending a connection
 //
-// setDisconnected(): the session's part alone: state, timers, unsent and unacknowledged messages.
-// abortSocket(): the socket's part alone, deferred while a signal of the socket is handled.
-// close(), once connected: sends DISCONNECT and sets the session disconnected; then the broker
-// closes the socket, or deadlinePassed() does.
-// close(), still connecting: both parts at once.
-// fail(): both parts, with error() emitted in between.
-// socketDisconnected(): the socket has closed, for whatever reason; emits disconnected().
+// - setDisconnected() ends the session: state, timers, unsent and unacknowledged messages.
+// - abortSocket() ends the socket's connection; queued while a signal of the socket is handled.
+// - close(), once connected, sends DISCONNECT and ends the session; then the broker closes the
+//   socket, or deadlinePassed() does. While still connecting, it ends both at once.
+// - fail() ends the session, emits error(), then aborts the socket.
+// - socketDisconnected(): the socket has closed, for any reason; ends the session and emits
+//   disconnected().
 //
-// Each but the first two leads to startReconnect().
+// close(), fail() and socketDisconnected() lead to startReconnect().
 
 void Session::close()
 {
@@ -239,7 +239,7 @@ void Session::fail(ClientError error)
     setDisconnected();
     startReconnect();
     emit q->error(error);
-    if (!client.isNull() && attempt == m_attempt) {
+    if (!client.isNull() && attempt == m_attempt) { // else a handler has opened the socket again
         abortSocket();
     }
 }
