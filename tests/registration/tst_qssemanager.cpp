@@ -151,7 +151,8 @@ private slots:
             Session session;
             FakeRegistrar front;
             front.head = "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: http://" + host +
-                         ':' + QByteArray::number(session.server.serverPort()) + "\r\n\r\n";
+                         ':' + QByteArray::number(session.server.serverPort()) +
+                         "/iot/register\r\n\r\n";
             QVERIFY(session.client->open(front.url() + "?old=1",
                                          {{"doc", "a-_=="}, {"b", "%41+&c=d#\u00e9 "}}));
             if (host == "localhost") {

@@ -10,6 +10,8 @@
 #include <QUrl>
 #include <QUrlQuery>
 
+#include <utility>
+
 // A scriptable registrar: it answers every request with `head`; the test sends the events.
 class FakeRegistrar : public QTcpServer
 {
@@ -18,13 +20,18 @@ public:
     {
         listen(QHostAddress::LocalHost);
         connect(this, &QTcpServer::newConnection, this, [this] {
-            stream = nextPendingConnection();
-            connect(stream, &QTcpSocket::readyRead, this, [this, socket = stream.data()] {
+            QTcpSocket *const socket = nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
                 m_head += socket->readAll();
-                if (m_head.endsWith("\r\n\r\n")) {
-                    target = m_head.split(' ').value(1);
+                if (!m_head.endsWith("\r\n\r\n")) {
+                    return;
+                }
+                const QByteArray path = std::exchange(m_head, {}).split(' ').value(1);
+                // Clients of other tests may still ask for what was at this port before.
+                if (path.startsWith("/iot/register")) {
+                    target = path;
+                    stream = socket;
                     recordDocument(QUrl::fromEncoded(target));
-                    m_head.clear();
                     socket->write(head);
                 }
             });
