@@ -2,13 +2,13 @@
 
 #include <QString>
 
-// Starting with the user's session, as the settings page sees and switches it. Interface thread.
+// Whether the program starts with the user's session. Interface thread.
 class Autostart
 {
 public:
     virtual ~Autostart() = default;
 
-    // True when the entry is there and names the running executable.
+    // True when the system's entry exists and names the running executable.
     virtual bool autostartSet() const = 0;
     virtual void setAutostart(bool on) = 0;
 };
@@ -29,7 +29,7 @@ struct SettingsValues
     bool dark = false;
 };
 
-// The settings page as the settings know it. Interface thread.
+// The settings page without its widgets. Interface thread.
 class SettingsForm
 {
 public:
@@ -37,9 +37,17 @@ public:
 
     virtual SettingsValues values() const = 0;
     virtual void show(const SettingsValues &values) = 0;
-    // Tells the user something that has to be confirmed with OK.
+    // Shows a warning box with an OK button.
     virtual void warn(const QString &title, const QString &text) = 0;
     virtual Autostart &autostart() = 0;
-    // The theme that the window has.
+    // Whether the window uses the dark theme.
     virtual bool isDark() const = 0;
 };
+
+// What ZUSettings::load() and ZUSettings::apply() do. Interface thread.
+namespace settingsform {
+
+void load(SettingsForm &page);
+[[nodiscard]] bool apply(SettingsForm &page);
+
+} // namespace settingsform

@@ -8,33 +8,30 @@
 class QDataStream;
 class SettingsForm;
 
-// The settings as a whole: the version of their layout, the pool, the registration marks, the
-// settings page, the window's layout, the backup's view of them. Any thread; each object is for
-// one thread.
+// The settings as a whole: their version, the pool, the registration marks, the settings page, the
+// window's layout, their chunk of a backup. Any thread; each object is for one thread.
 class ZUSettings : public QObject
 {
     Q_OBJECT
 
 public:
-    // Makes sure that the store names the running version as that of its layout.
+    // Stores the running version as the version of the settings.
     explicit ZUSettings(QObject *parent = nullptr);
-    ~ZUSettings() override;
 
     SettingsStore &store() { return m_store; }
 
-    // The stored device pool as it stands; empty when it cannot be parsed. The text is read as
-    // Latin-1.
+    // The stored device pool, read as Latin-1; empty when it cannot be parsed.
     QJsonObject pool() const;
 
-    // Fills the page from the store; also how edits are discarded. The check box for the
-    // autostart shows the entry itself.
+    // Fills the page from the store, which discards edits. The check box for the autostart shows
+    // the system's entry.
     void load(SettingsForm &page) const;
-    // Stores what the page shows and switches the autostart. Language and theme come into force
-    // at the next start; the user is told when one of them changed.
+    // Stores the page's values and switches the autostart. Language and theme take effect at the
+    // next start; the page warns the user when one of them changed.
     // False when the store cannot be written.
-    bool apply(SettingsForm &page);
+    [[nodiscard]] bool apply(SettingsForm &page);
 
-    // A stored layout, checked: empty when it is not one that Qt can be given.
+    // A stored layout; empty when it is not one that Qt can read safely.
     QByteArray windowState(const Key<QByteArray> &key) const;
     QByteArray windowGeometry(const Key<QByteArray> &key) const;
     // The layout of a window with the four methods that QMainWindow has for it.
@@ -51,33 +48,24 @@ public:
         m_store.set(keys::PageState, window.saveState());
     }
 
-    // Writes every key of this user as (key, value) pairs in the store's order, in the encoding
-    // of QDataStream::Qt_5_15, big-endian, to which it sets the stream. What importAll() would
-    // refuse is left out, with a log line. True when the stream is still good afterwards and
-    // importAll() would take the whole.
-    bool exportAll(QDataStream &stream);
-    // Replaces every key of this user by those of `chunk`, which holds what exportAll() wrote,
-    // whole. False, with the store untouched, when the chunk is anything else: it is taken for
-    // hostile and checked to the end before anything is replaced. False as well when the store
-    // cannot be written. Settings of a later version are taken as they are; the store names the
-    // running version afterwards, as it does when a later version's store is opened.
-    bool importAll(const QByteArray &chunk);
-    // Whether `chunk` is what exportAll() wrote, whole; if not, the log says why.
-    static bool canImport(const QByteArray &chunk);
+    // As settingsstream::write().
+    [[nodiscard]] bool exportAll(QDataStream &stream);
+    // Replaces every key of this user by the settings in `chunk`, of any version, and stores the
+    // running version. False, with the store unchanged, when settingsstream::parse() rejects the
+    // chunk or the store cannot be written.
+    [[nodiscard]] bool importAll(const QByteArray &chunk);
+    // Whether settingsstream::parse() accepts `chunk`.
+    [[nodiscard]] static bool canImport(const QByteArray &chunk);
 
 public slots:
-    // Takes the registration id from every known device and forgets the gateway's serial. The
-    // credential files are not touched.
+    // Clears the registration id of every known device and the gateway's serial. Does not touch the
+    // credential files.
     void resetRegistration();
 
 signals:
-    // The user wants the registration to be voided. Nothing here emits it: it is the settings
-    // page's, whose window connects it.
+    // Asks the runner to void the registration. Nothing in this class emits it.
     void unregDevices();
 
 private:
-    bool storedDark(const SettingsForm &page) const;
-    static bool parse(const QByteArray &chunk, QMap<QString, QVariant> &values);
-
     SettingsStore m_store;
 };

@@ -1,5 +1,6 @@
 #include "settings/defaults.h"
 #include "settings/devicepool.h"
+#include "settings/settingsstream.h"
 #include "settings/zusettings.h"
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
@@ -44,7 +45,7 @@ private slots:
         QSettings().setValue("UI/Dark", true);
     }
 
-    void whatOneStoreHeldAnotherHolds()
+    void aBackupRestoresEverySetting()
     {
         const QVector<std::pair<QString, QVariant>> values{
             {"Cloud/Interval", -7},
@@ -69,7 +70,7 @@ private slots:
         }
         const QByteArray backup = exported();
         QSettings().clear();
-        QSettings().setValue("Updates/Auto", false); // of the store that is replaced
+        QSettings().setValue("Updates/Auto", false); // is not in the backup
         QVERIFY(ZUSettings().importAll(backup));
         QCOMPARE(QSettings().allKeys().size(), values.size() + 2);
         for (const auto &[key, value] : values) {
@@ -79,13 +80,13 @@ private slots:
         QCOMPARE(storedText(QSettings().value("Plugins/lamp/gaps"), &ok), QString(",a,"));
         QVERIFY(ZUSettings().importAll(chunk(QString("System/Version"), QVariant("9"))));
         QSettings system(QSettings::NativeFormat, QSettings::SystemScope, "Corvalt", "KVG-Gate");
-        system.setValue("Cloud/Host", "fallback.example"); // is not the user's
+        system.setValue("Cloud/Host", "fallback.example"); // not a setting of the user
         system.sync();
         QCOMPARE(QSettings().value("Cloud/Host").toString(), QString("fallback.example"));
         QCOMPARE(exported(), chunk(QString("System/Version"), QVariant(defaults::Version)));
     }
 
-    void anythingElseLeavesTheStoreUntouched()
+    void anInvalidChunkLeavesTheStoreUnchanged()
     {
         const QString key = "UI/Dark";
         const QByteArray good = chunk(key, QVariant("text"));
@@ -98,46 +99,47 @@ private slots:
         }
         QByteArray many;
         QStringList list;
-        for (int i = 0; i <= 10000; ++i) {
+        for (int i = 0; i <= settingsstream::maxEntries; ++i) {
             many += chunk(QString("a%1").arg(i), QVariant(1));
             list += "x";
         }
-        QByteArrayList refused{nested,
-                               many,
-                               chunk(key, QVariant(list)),
-                               good + '\0',
-                               good + good,
-                               good + chunk(QString("b"), QVariant(QVariantMap{{"a", 1}})),
-                               chunk(key, QVariant()),
-                               claiming(QMetaType::QStringList, 0xffffffff),
-                               claiming(QMetaType::QString, 0xfffffffe),
-                               claiming(QMetaType::QString, 1),
-                               claiming(QMetaType::QByteArray, 0x7fffffff),
-                               chunk(key, quint32(QMetaType::User), qint8(0)) +
-                                   chunk("QObject*", quint64(1))};
-        refused += chunk(key, QVariant(QByteArray(8 * 1024 * 1024, 'x')));
+        QByteArrayList rejected{nested,
+                                many,
+                                chunk(key, QVariant(list)),
+                                good + '\0',
+                                good + good,
+                                good + chunk(QString("b"), QVariant(QVariantMap{{"a", 1}})),
+                                chunk(key, QVariant()),
+                                claiming(QMetaType::QStringList, 0xffffffff),
+                                claiming(QMetaType::QString, 0xfffffffe),
+                                claiming(QMetaType::QString, 1),
+                                claiming(QMetaType::QByteArray, 0x7fffffff),
+                                chunk(key, quint32(QMetaType::User), qint8(0)) +
+                                    chunk("QObject*", quint64(1))};
+        rejected += chunk(key, QVariant(QByteArray(settingsstream::maxSize, 'x')));
         for (int size = 0; size < good.size(); ++size) {
-            refused += good.left(size);
+            rejected += good.left(size);
         }
-        for (const QString &bad : {QString(), QString("/a"), QString("a/"), QString("a//b"),
-                                   QString("a\nb"), QString(QChar(0)), QString(513, 'a')}) {
-            refused += chunk(bad, QVariant(1));
+        for (const QString &bad :
+             {QString(), QString("/a"), QString("a/"), QString("a//b"), QString("a\nb"),
+              QString(QChar(0)), QString(settingsstream::maxKeyLength + 1, 'a')}) {
+            rejected += chunk(bad, QVariant(1));
         }
         const QByteArray before = exported();
-        for (const QByteArray &bytes : qAsConst(refused)) {
+        for (const QByteArray &bytes : qAsConst(rejected)) {
             QVERIFY2(!ZUSettings().importAll(bytes), bytes.left(100).toHex().constData());
             QCOMPARE(exported(), before);
         }
         {
-            const auto fault = settingsFault(); // sound, but cannot be written
+            const auto fault = settingsFault(); // a valid chunk that cannot be stored
             QVERIFY(!ZUSettings().importAll(chunk(QString("a"), QVariant("imported"))));
         }
         QCOMPARE(exported(), before);
         QVERIFY(!readFile(QSettings().fileName()).contains("imported"));
     }
 
-    // Whoever opens the store writes what is pending, so what is half replaced too.
-    void theStoreIsWhollyOldOrWhollyNew()
+    // Opening the store in another thread writes pending changes, also those of a replacement.
+    void otherThreadsNeverSeeHalfAReplacement()
     {
         QByteArray sets[2];
         for (int i = 0; i < 300; ++i) {
@@ -155,26 +157,28 @@ private slots:
                 mixed += isFile && readFile(path).count("=value") != 300;
             }
         });
+        int failed = 0;
         for (int round = 1; round <= 30; ++round) {
-            ZUSettings().importAll(sets[round % 2]);
+            failed += !ZUSettings().importAll(sets[round % 2]);
         }
         done = true;
         other.join();
+        QCOMPARE(failed, 0);
         QCOMPARE(mixed.load(), 0);
     }
 
-    void aChangeOfThePoolThatIsUnderWayDoesNotBringTheOldOneBack()
+    void aRunningChangeOfThePoolDoesNotUndoTheImport()
     {
         DevicePool::update([](DevicePool &pool) { pool.put({"old", "1", "1"}); });
-        std::promise<void> underWay;
+        std::promise<void> changing;
         std::promise<void> imported;
         std::thread other([&] {
             DevicePool::update([&](DevicePool &) {
-                underWay.set_value();
-                imported.get_future().wait_for(std::chrono::milliseconds(200)); // in vain
+                changing.set_value();
+                imported.get_future().wait_for(std::chrono::milliseconds(200)); // it waits for us
             });
         });
-        underWay.get_future().wait();
+        changing.get_future().wait();
         QVERIFY(ZUSettings().importAll(chunk(QString("a"), QVariant(1))));
         imported.set_value();
         other.join();

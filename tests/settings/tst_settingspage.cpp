@@ -33,18 +33,18 @@ private slots:
 
     void whatIsAppliedIsStoredAndLoadedAgain()
     {
-        QSettings().setValue("UI/Language", 31); // neither is among the choices
+        QSettings().setValue("UI/Language", 31); // the page offers neither value
         QSettings().setValue("Cloud/Interval", 200);
         FakePage page;
         ZUSettings().load(page);
-        ZUSettings().apply(page);
+        QVERIFY(ZUSettings().apply(page));
         QCOMPARE(page.warnings, QStringList{"Language"});
         QCOMPARE(QSettings().value("UI/Language").toString(), QString("en"));
         QCOMPARE(QSettings().value("Cloud/Interval").toInt(), 300);
         const SettingsValues values = {6, "h", 1, 2, 1, true, false, true, false, 9, true};
         page.shown = values;
         for (int round = 0; round < 2; ++round) {
-            ZUSettings().apply(page);
+            QVERIFY(ZUSettings().apply(page));
             QCOMPARE(page.warnings, (QStringList{"Language", "Language", "Theme"}));
             page.shown = {};
             ZUSettings().load(page);
@@ -54,18 +54,18 @@ private slots:
             QVERIFY(shown.autostart && shown.startHidden && shown.dark);
             QVERIFY(!shown.closeToTray && !shown.autoScan);
         }
-        page.entry = false; // behind our back
+        page.entry = false; // another program removed it
         ZUSettings().load(page);
         QVERIFY(!page.shown.autostart);
     }
 
-    void theThemeInForceStaysUntilAnotherIsChosen()
+    void theFirstApplyKeepsTheThemeInUse()
     {
         FakePage page;
         page.dark = true;
         ZUSettings().load(page);
         QVERIFY(page.shown.dark);
-        ZUSettings().apply(page);
+        QVERIFY(ZUSettings().apply(page));
         QVERIFY(!page.warnings.contains("Theme"));
         QVERIFY(SettingsStore().value(keys::Dark));
         page.dark = false;
