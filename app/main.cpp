@@ -116,7 +116,7 @@ int main(int argc, char *argv[])
     log.open();
     int status = 0;
     {
-        secureSettings();
+        sanitizeStoredSettings();
         IdentityChange::carryThrough();
         settleLanguage(parser);
         settleTheme(&parser, &keys::Dark);

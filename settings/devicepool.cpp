@@ -6,10 +6,10 @@
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QMutex>
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 
 namespace {
 
@@ -32,7 +32,7 @@ PoolEntry entryOf(const QJsonObject &device)
     return entry;
 }
 
-// Compact JSON with every character beyond ASCII escaped: they occur inside of texts only.
+// Compact JSON with every character beyond ASCII escaped, which strings alone contain.
 QString asciiJson(const QJsonObject &object)
 {
     const QString text = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
@@ -48,17 +48,8 @@ QString asciiJson(const QJsonObject &object)
     return ascii;
 }
 
-QMutex &writers()
-{
-    static QMutex mutex;
-    return mutex;
-}
-
-std::atomic<int> &generations()
-{
-    static std::atomic<int> count{0};
-    return count;
-}
+std::mutex writeLock;
+std::atomic<int> storedGeneration{0};
 
 } // namespace
 
@@ -67,13 +58,13 @@ QString PoolEntry::key() const
     return type + QLatin1Char('_') + version + QLatin1Char('_') + serial;
 }
 
-QJsonObject DevicePool::stored(const SettingsStore &store)
+QJsonObject DevicePool::storedJson(const SettingsStore &store)
 {
     const QString text = store.value(keys::DevicePool);
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(text.toLatin1(), &error);
     if (error.error != QJsonParseError::NoError && !text.isEmpty()) {
-        qCWarning(lcSettings) << "The device pool cannot be read and counts as empty:"
+        qCWarning(lcSettings) << "The device pool is not valid JSON, treating it as empty:"
                               << error.errorString();
     }
     return document.object();
@@ -82,13 +73,14 @@ QJsonObject DevicePool::stored(const SettingsStore &store)
 DevicePool DevicePool::load(SettingsStore &store)
 {
     DevicePool pool;
-    pool.m_root = stored(store);
+    pool.m_root = storedJson(store);
     const QVariant text = store.rawValue(keys::DevicePool);
     const QJsonValue list = pool.m_root.take(devicesMember);
     if (!list.isArray() && text.isValid() && text != QVariant(QString()) &&
         text != QVariant(QLatin1String(keys::DevicePool.fallback))) {
-        qCWarning(lcSettings, "The device pool holds no list of devices; it is kept aside");
-        pool.m_unreadable = text;
+        qCWarning(lcSettings,
+                  "The device pool has no list of devices; the next write keeps a copy of it");
+        pool.m_unreadableText = text;
     }
     const QJsonArray devices = list.toArray();
     pool.m_devices.reserve(devices.size());
@@ -108,32 +100,32 @@ DevicePool DevicePool::read()
 
 void DevicePool::update(const std::function<void(DevicePool &)> &change)
 {
-    const QMutexLocker lock(&writers());
+    const std::lock_guard<std::mutex> lock(writeLock);
     SettingsStore store;
     store.markVersion();
     DevicePool pool = load(store);
     change(pool);
     pool.save(store);
-    ++generations();
+    ++storedGeneration;
 }
 
 bool DevicePool::replaceStored(const std::function<bool()> &replace)
 {
-    const QMutexLocker lock(&writers());
+    const std::lock_guard<std::mutex> lock(writeLock);
     const bool replaced = replace();
-    ++generations(); // afterwards: whoever reads the number before the pool is never out of date
+    ++storedGeneration; // after the change, as generation() is read before the pool
     return replaced;
 }
 
 int DevicePool::generation()
 {
-    return generations();
+    return storedGeneration;
 }
 
 void DevicePool::save(SettingsStore &store)
 {
-    if (m_unreadable.isValid()) {
-        store.setVariant(keys::UnreadablePool, m_unreadable);
+    if (m_unreadableText.isValid()) {
+        store.setVariant(keys::UnreadablePool, m_unreadableText);
     }
     m_root[updatedMember] = QDateTime::currentDateTime().toString("yyyy.MM.dd hh:mm:ss");
     store.set(keys::DevicePool, asciiJson(toJson()));
@@ -143,10 +135,10 @@ void DevicePool::reindex()
 {
     m_index.clear();
     m_index.reserve(m_devices.size());
-    int foreign = 0;
+    int invalid = 0;
     for (int i = 0; i < m_devices.size(); ++i) {
         if (!m_devices.at(i).isObject()) {
-            ++foreign;
+            ++invalid;
             continue;
         }
         const QString key = entryOf(m_devices.at(i).toObject()).key();
@@ -154,9 +146,9 @@ void DevicePool::reindex()
             m_index.insert(key, i);
         }
     }
-    if (foreign > 0) {
-        qCWarning(lcSettings, "%d entries of the device pool are no objects; they are kept unread",
-                  foreign);
+    if (invalid > 0) {
+        qCWarning(lcSettings, "Ignored and kept %d entries of the device pool that are no objects",
+                  invalid);
     }
 }
 
@@ -218,7 +210,7 @@ QSet<QString> DevicePool::cloudids() const
 void DevicePool::applyRegistration(const QString &cloudid, const QString &alias)
 {
     if (indexOf(cloudid) >= 0) {
-        return; // a short id, which gives no registration id
+        return; // a short id: it contains no registration id
     }
     const QLatin1Char separator('_');
     for (int end = cloudid.lastIndexOf(separator); end > 0;
@@ -234,15 +226,13 @@ void DevicePool::applyRegistration(const QString &cloudid, const QString &alias)
     }
 }
 
-bool DevicePool::remove(const QSet<QString> &keys)
+void DevicePool::remove(const QSet<QString> &keys)
 {
-    const int before = m_devices.size();
-    const auto gone = [&keys](const QJsonValue &device) {
+    const auto isRemoved = [&keys](const QJsonValue &device) {
         return device.isObject() && keys.contains(entryOf(device.toObject()).key());
     };
-    m_devices.erase(std::remove_if(m_devices.begin(), m_devices.end(), gone), m_devices.end());
+    m_devices.erase(std::remove_if(m_devices.begin(), m_devices.end(), isRemoved), m_devices.end());
     reindex();
-    return m_devices.size() != before;
 }
 
 void DevicePool::clearRegistrations()
@@ -258,12 +248,12 @@ void DevicePool::clearRegistrations()
 
 void DevicePool::dropGatewayPlaceholders()
 {
-    const auto placeholder = [](const QJsonValue &value) {
+    const auto isPlaceholder = [](const QJsonValue &value) {
         const QJsonObject device = value.toObject();
         return device[typeMember].toString() == QLatin1String("gateway") &&
                device[serialMember].toString() == QLatin1String("?");
     };
-    const auto kept = std::remove_if(m_devices.begin(), m_devices.end(), placeholder);
+    const auto kept = std::remove_if(m_devices.begin(), m_devices.end(), isPlaceholder);
     if (kept != m_devices.end()) {
         m_devices.erase(kept, m_devices.end());
         reindex();

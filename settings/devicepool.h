@@ -25,55 +25,54 @@ struct PoolEntry
     QString key() const;
 };
 
-// The persistent record of every device that was ever named or registered, and the only way to
-// it. Objects are values: read, change, write. Any thread.
+// The stored list of every device that was ever named or registered; no other class reads or
+// writes it. Objects are values. Any thread.
 //
-// The stored text is ASCII JSON, so that readers of eight-bit text lose nothing. Members and
-// entries that this version does not know are kept as they are. Of several entries of one key
-// the first counts.
+// The stored text is ASCII JSON, as other readers take it for Latin-1. Members and entries that
+// this version does not know are kept. Of several entries with one key the first is used.
 class DevicePool
 {
 public:
     DevicePool() = default;
 
-    // The stored text as JSON, read as Latin-1; empty, with a log line, when it is none.
-    static QJsonObject stored(const SettingsStore &store);
+    // The stored text as JSON, read as Latin-1; empty, with a log line, when it is invalid.
+    static QJsonObject storedJson(const SettingsStore &store);
 
-    // The stored pool; marks the version of the settings' layout. One that cannot be read counts as
-    // empty, with a log line; its text is kept aside when the next write replaces it.
+    // The stored pool; stores the running version. An unreadable pool is read as empty, with a log
+    // line, and the next write keeps its text under keys::UnreadablePool.
     static DevicePool read();
-    // Reads, lets `change` work on the pool and writes it, all in one step as far as other
-    // threads of this program are concerned.
+    // Reads the pool, calls `change` and writes the pool. Other threads' calls wait meanwhile.
     static void update(const std::function<void(DevicePool &)> &change);
 
-    // Lets `replace` put another pool into the store by itself, while every update() waits; no
-    // update() may be called from inside. Returns what `replace` returns.
-    static bool replaceStored(const std::function<bool()> &replace);
+    // Calls `replace`, which stores another pool by itself and must not call update(), and returns
+    // its result. Other threads' update() waits meanwhile.
+    [[nodiscard]] static bool replaceStored(const std::function<bool()> &replace);
 
-    // Changes whenever this program has written the pool. Who asks for it before reading the pool
-    // sees by it whether what was read is out of date.
+    // Changes with every write. Ask for it before reading the pool: what was read is out of date
+    // when it has changed.
     static int generation();
 
     int size() const { return m_devices.size(); }
     PoolEntry at(int index) const;
     // Index of the first entry of this key; -1 when there is none. Constant time.
     int indexOf(const QString &key) const;
-    // The entry that names a gateway of this type and version: the one with this serial if there
-    // is one, else the first; -1 when there is none.
+    // Index of the entry with this type, version and serial, else of the first with this type and
+    // version; -1 when there is none.
     int indexOfGateway(const QString &type, const QString &version, const QString &serial) const;
 
     // Replaces the first entry of the key in place, or appends.
     void put(const PoolEntry &entry);
     // "type_version_serial_regid" of every registered entry.
     QSet<QString> cloudids() const;
-    // Gives the device's entry whose key is `cloudid` up to one of its "_" the rest as registration
-    // id, and the alias unless it is empty. Nothing happens when there is no such entry.
+    // Splits `cloudid` at the last "_" that leaves the key of an entry other than a gateway's, and
+    // stores the rest as that entry's registration id, and the alias unless it is empty. Does
+    // nothing when there is no such entry.
     void applyRegistration(const QString &cloudid, const QString &alias);
-    // Takes out every entry of these keys; false when there was none.
-    bool remove(const QSet<QString> &keys);
-    // Takes the registration id from every entry.
+    // Removes every entry with one of these keys.
+    void remove(const QSet<QString> &keys);
+    // Clears the registration id of every entry.
     void clearRegistrations();
-    // Takes out what a gateway without a serial left behind.
+    // Removes entries of a gateway that had no serial yet (serial "?").
     void dropGatewayPlaceholders();
 
     QJsonObject toJson() const;
@@ -83,8 +82,8 @@ private:
     void save(SettingsStore &store);
     void reindex();
 
-    QJsonObject m_root;    // everything but "devices"
-    QVariant m_unreadable; // what is stored, when it holds no list of devices
+    QJsonObject m_root;        // everything but "devices"
+    QVariant m_unreadableText; // the stored value, when it has no list of devices
     QVector<QJsonValue> m_devices;
     QHash<QString, int> m_index;
 };

@@ -5,7 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
-// Every key of the settings store with its type, default and unit. Nobody else spells a key.
+// Every key of the settings store with its type, default and unit. No other file spells a key.
 template <typename T>
 struct Key
 {
@@ -33,7 +33,7 @@ inline constexpr Key<quint32> CloudPort{"Cloud/Port", 8883};
 inline constexpr Key<int> KeepAlive{"Cloud/KeepAlive", 300};   // seconds
 inline constexpr Key<QString> CloudSerial{"Cloud/Serial", ""}; // empty: not registered
 
-// A locale name, or the number of a language as the first start stores it; read as a string.
+// A locale name, or the QLocale::Language that the first start stores; read as a string.
 inline constexpr Key<QString> Language{"UI/Language", "en"};
 inline constexpr Key<bool> Dark{"UI/Dark", false};
 inline constexpr Key<QByteArray> PageGeometry{"UI/Geom", ""};
@@ -50,7 +50,7 @@ inline constexpr Key<QString> ExportDirectory{"System/ExportDirectory", ""}; // 
 inline constexpr Key<QString> StoredVersion{"System/Version", defaults::Version};
 
 inline constexpr Key<QString> DevicePool{"Devices/Pool", "{}"};
-// The text of a pool that could not be read, kept when a new one takes its place.
+// The text of an unreadable pool, kept when a new pool replaces it.
 inline constexpr Key<QString> UnreadablePool{"Devices/PoolUnreadable", ""};
 
 inline constexpr Key<QString> RegistrarEndpoint{"Web/RegEndpoint", defaults::RegistrarUrl};
@@ -61,17 +61,16 @@ inline constexpr Key<QString> UpdateFeed{"Web/UpdateURL", defaults::UpdateUrl};
 inline constexpr Key<quint32> UpdateInterval{"Updates/Interval", 7}; // days
 inline constexpr Key<bool> UpdateAutomatically{"Updates/Auto", true};
 
-// Where the value of a device type's setting is stored. The doubled slash is deliberate: the
-// store takes it for a single one, so pluginPrefix() finds what was written here.
+// The key of a device type's setting. QSettings reads the doubled slash as one, so that keys
+// written with it begin with pluginPrefix().
 inline QString pluginSetting(const QString &plugin, const QString &setting)
 {
     return QStringLiteral("Plugins//%1/%2").arg(plugin, setting);
 }
-// What the stored keys of a device type begin with.
 inline QString pluginPrefix(const QString &plugin)
 {
     return QStringLiteral("Plugins/%1/").arg(plugin);
 }
-inline constexpr char PluginEnabled[] = "enabled"; // of every device type; default true
+inline constexpr char PluginEnabled[] = "enabled"; // of every device type, default true
 
 } // namespace keys

@@ -3,12 +3,11 @@
 #include <QByteArray>
 #include <QString>
 
-// Puts `bytes` into the file in place of what it held, readable by this user alone from its first
-// moment. The old content stays whole until the new one is. False, with the system's reason in
-// `error`, when that fails, a full disk included, or when there is something else than a file of
-// that name. Any thread.
-bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &error);
+// Replaces the file's content in one step, so that a crash leaves the old or the new one. Only this
+// user can read the new file, from its creation on. False, with the reason in `error`, when that
+// fails, or when `path` is not a regular file. Any thread.
+[[nodiscard]] bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &error);
 
-// Whether there is a file, possibly behind a link, rather than a device or a pipe: opening one of
-// those can wait for ever. Any thread.
+// Whether `path` is a file or a link to one; opening a device or a pipe can block for ever. Any
+// thread.
 bool isRegularFile(const QString &path);

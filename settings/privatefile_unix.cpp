@@ -15,15 +15,13 @@ bool isRegularFile(const QString &path)
 
 bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &error)
 {
-    const QFileInfo older(path);
-    if (older.exists() && !older.isFile()) {
-        error = QStringLiteral("not a regular file"); // a device or a pipe
+    const QFileInfo old(path);
+    if (old.exists() && !old.isFile()) {
+        error = QStringLiteral("not a regular file");
         return false;
     }
-    // A link stays, and its file is replaced.
-    const QString target = older.exists() ? older.canonicalFilePath() : path;
-    // QTemporaryFile and not QSaveFile: that one gives its file the mode of the file that it
-    // replaces, which may let everybody read.
+    const QString target = old.exists() ? old.canonicalFilePath() : path; // the file of a link
+    // Not QSaveFile: it copies the old file's mode, which may let every user read.
     QTemporaryFile file(target + QLatin1String(".XXXXXX"));
     if (!file.open() || !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) ||
         file.write(bytes) != bytes.size() || !file.flush()) {

@@ -22,18 +22,19 @@ const wchar_t *wide(const QString &text)
     return reinterpret_cast<const wchar_t *>(text.utf16());
 }
 
-FileHandle opened(HANDLE handle)
+FileHandle toFileHandle(HANDLE handle)
 {
     return FileHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
 }
 
-// Asks the system for a text of unknown length. Empty when it has none.
-template <typename Ask>
-QString systemText(Ask ask)
+// Calls a Windows function that fills a buffer, with a larger buffer until it is large enough.
+// Empty when the function fails.
+template <typename Function>
+QString readText(Function function)
 {
     std::vector<wchar_t> text(MAX_PATH);
     for (;;) {
-        const DWORD size = ask(text.data(), DWORD(text.size()));
+        const DWORD size = function(text.data(), DWORD(text.size()));
         if (size < text.size()) {
             return QString::fromWCharArray(text.data(), int(size));
         }
@@ -41,32 +42,33 @@ QString systemText(Ask ask)
     }
 }
 
-// The file as the system names it, of any length; empty when it is a device or a stream of a file.
-QString fullName(const QString &path)
+// The absolute path in the form that has no length limit; empty for a device or a file's stream.
+QString fullPath(const QString &path)
 {
-    const QLatin1String anyLength("\\\\?\\");
+    const QLatin1String noLimit("\\\\?\\");
     const QString native = QDir::toNativeSeparators(path);
-    const QString full = systemText([&native](wchar_t *text, DWORD size) {
+    const QString full = readText([&native](wchar_t *text, DWORD size) {
         return GetFullPathNameW(wide(native), size, text, nullptr);
     });
-    const int driveEnd = full.startsWith(anyLength) ? 5 : 1;
+    const int driveEnd = full.startsWith(noLimit) ? 5 : 1;
     if (full.isEmpty() || full.startsWith(QLatin1String("\\\\.\\")) ||
         full.lastIndexOf(QLatin1Char(':')) > driveEnd || path.contains(QChar(QChar::Null))) {
         return {};
     }
-    if (full.startsWith(anyLength)) {
+    if (full.startsWith(noLimit)) {
         return full;
     }
-    return full.startsWith(QLatin1String("\\\\")) ? anyLength + QLatin1String("UNC") + full.mid(1)
-                                                  : anyLength + full;
+    return full.startsWith(QLatin1String("\\\\")) ? noLimit + QLatin1String("UNC") + full.mid(1)
+                                                  : noLimit + full;
 }
 
-// Of the file itself when `name` is a link to it. Takes no part in the sharing of the file.
-FileHandle look(const QString &name)
+// Opens the file, or a link's target, for its attributes only, which conflicts with no other
+// access.
+FileHandle openAttributes(const QString &name)
 {
-    return opened(CreateFileW(wide(name), FILE_READ_ATTRIBUTES,
-                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                              OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return toFileHandle(CreateFileW(wide(name), FILE_READ_ATTRIBUTES,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
 bool isFile(HANDLE handle)
@@ -77,8 +79,8 @@ bool isFile(HANDLE handle)
            (about.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-// What a new file is to be made with: its folder's access is not inherited. The system itself has
-// access too, as to other people's keys: its backups and scanners run under that name.
+// The access list of a new file, which does not inherit its folder's: this user, and the system
+// account, under which backups and virus scanners run.
 class PrivateAccess
 {
 public:
@@ -98,14 +100,14 @@ public:
             AddAccessAllowedAce(list, ACL_REVISION, FILE_ALL_ACCESS, user) != 0 &&
             AddAccessAllowedAce(list, ACL_REVISION, FILE_ALL_ACCESS, m_system) != 0 &&
             InitializeSecurityDescriptor(&m_descriptor, SECURITY_DESCRIPTOR_REVISION) != 0 &&
-            // else the administrators own what one of them makes
+            // the default owner of an administrator's file is the administrators' group
             SetSecurityDescriptorOwner(&m_descriptor, user, FALSE) != 0 &&
             SetSecurityDescriptorDacl(&m_descriptor, TRUE, list, FALSE) != 0 &&
             SetSecurityDescriptorControl(&m_descriptor, SE_DACL_PROTECTED, SE_DACL_PROTECTED) != 0;
     }
     Q_DISABLE_COPY(PrivateAccess)
 
-    // Null, with the system's error set, when that could not be found out.
+    // Null, with GetLastError() set, on failure.
     SECURITY_ATTRIBUTES *attributes() { return m_good ? &m_attributes : nullptr; }
 
 private:
@@ -133,7 +135,7 @@ bool writeAll(HANDLE file, const QByteArray &bytes)
     return FlushFileBuffers(file) != 0;
 }
 
-// The system's error.
+// Returns the Windows error code.
 DWORD replace(const QString &name, const QByteArray &bytes)
 {
     PrivateAccess access;
@@ -141,24 +143,24 @@ DWORD replace(const QString &name, const QByteArray &bytes)
     if (attributes == nullptr) {
         return GetLastError();
     }
-    QString place = name + QLatin1Char('.'); // secureSettings() knows this form of a name
+    QString temporary = name + QLatin1Char('.'); // sanitizeStoredSettings() knows such names
     for (int letter = 0; letter < 6; ++letter) {
-        place += QLatin1Char(char('a' + QRandomGenerator::system()->bounded(26)));
+        temporary += QLatin1Char(char('a' + QRandomGenerator::system()->bounded(26)));
     }
-    FileHandle file = opened(CreateFileW(wide(place), GENERIC_WRITE, 0, attributes, CREATE_NEW,
-                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+    FileHandle file = toFileHandle(CreateFileW(wide(temporary), GENERIC_WRITE, 0, attributes,
+                                               CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
         return GetLastError();
     }
     DWORD error = writeAll(file.get(), bytes) ? ERROR_SUCCESS : GetLastError();
     file.reset();
     if (error == ERROR_SUCCESS &&
-        MoveFileExW(wide(place), wide(name), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ==
-            0) {
+        MoveFileExW(wide(temporary), wide(name),
+                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0) {
         error = GetLastError();
     }
     if (error != ERROR_SUCCESS) {
-        DeleteFileW(wide(place));
+        DeleteFileW(wide(temporary));
     }
     return error;
 }
@@ -167,26 +169,26 @@ DWORD replace(const QString &name, const QByteArray &bytes)
 
 bool isRegularFile(const QString &path)
 {
-    const QString name = fullName(path);
-    const FileHandle file = name.isEmpty() ? FileHandle() : look(name);
+    const QString name = fullPath(path);
+    const FileHandle file = name.isEmpty() ? FileHandle() : openAttributes(name);
     return file && isFile(file.get());
 }
 
 bool replacePrivateFile(const QString &path, const QByteArray &bytes, QString &error)
 {
-    QString name = fullName(path);
-    FileHandle older = name.isEmpty() ? FileHandle() : look(name);
-    if (older && (GetFileAttributesW(wide(name)) & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
-        // A link stays, and its file is replaced.
-        name = systemText([&older](wchar_t *text, DWORD size) {
-            return GetFinalPathNameByHandleW(older.get(), text, size, FILE_NAME_NORMALIZED);
+    QString name = fullPath(path);
+    FileHandle old = name.isEmpty() ? FileHandle() : openAttributes(name);
+    if (old && (GetFileAttributesW(wide(name)) & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+        // Replace the link's target, not the link.
+        name = readText([&old](wchar_t *text, DWORD size) {
+            return GetFinalPathNameByHandleW(old.get(), text, size, FILE_NAME_NORMALIZED);
         });
     }
-    if (name.isEmpty() || (older && !isFile(older.get()))) {
+    if (name.isEmpty() || (old && !isFile(old.get()))) {
         error = QStringLiteral("not a regular file");
         return false;
     }
-    older.reset(); // or it could not be replaced
+    old.reset(); // an open file cannot be replaced
     const DWORD code = replace(name, bytes);
     if (code != ERROR_SUCCESS) {
         error = qt_error_string(int(code));

@@ -10,8 +10,8 @@ struct ReportInterval
     const char *label; // untranslated; see reportIntervalLabel()
 };
 
-// The choices in rising order; the same list for the whole life of the process.
+// The choices in rising order.
 const QVector<ReportInterval> &reportIntervals();
-// Index of the first choice that is not shorter, of the last when all are.
+// Index of the shortest choice of at least `seconds`; of the last one when all are shorter.
 int reportIntervalIndex(int seconds);
 QString reportIntervalLabel(int index);

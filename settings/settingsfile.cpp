@@ -7,7 +7,7 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 
-void secureSettings()
+void sanitizeStoredSettings()
 {
     // QSaveFile, QTemporaryFile and replacePrivateFile() write to "<name>.<six letters>" first.
     static const QRegularExpression temporary("^(kvgatew\\.key|kvgatew\\.cert|identity\\.pending|"
@@ -21,8 +21,8 @@ void secureSettings()
         for (const QString &file : files.filter(temporary)) {
             const bool removed = QFile::remove(folder.filePath(file));
             qCInfo(lcSettings).noquote() << (removed ? "Removed" : "Cannot remove")
-                                         << folder.filePath(file) << "of an interrupted write";
+                                         << "the temporary file" << folder.filePath(file);
         }
     }
-    secureStore();
+    sanitizeStore();
 }

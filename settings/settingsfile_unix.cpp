@@ -15,18 +15,21 @@
 
 namespace {
 
-// The lines in which no value can be in the forms @Variant or @DateTime.
+constexpr qint64 maxFileSize = 64LL * 1024 * 1024; // bytes; ten thousand devices take some MiB
+
+// The lines of `file` that hold no @Variant or @DateTime value.
 QByteArray safeLines(const QByteArray &file)
 {
-    // The start of a value, with '@' and escapes as QSettings writes them. It also reads '@' from
-    // escapes, and skips blanks, empty quotes and unknown escapes before it. Possessive, so that an
-    // opening quote is never taken for the value's first character.
+    // Matches the start of a value only as QSettings writes it. QSettings also reads an '@' that is
+    // escaped, or follows blanks, empty quotes or unknown escapes. The quantifiers are possessive,
+    // so that an opening quote never matches as the value's first character.
     static const QRegularExpression safeStart(
         R"(\G[ \t]*+(?:""[ \t]*+)*+"?+(?:(?![@\\])|@(?:@|ByteArray\(|String\(|Invalid\()|\\(?:)"
         R"([abfnrtv"\\]|0(?![0-7])|x(?!0|40(?![[:xdigit:]]))[[:xdigit:]]{1,4}(?![[:xdigit:]]))))");
     const QString text = QString::fromLatin1(file);
     int lineStart = 0;
-    // After a byte order mark, QSettings decodes values as UTF-8, which drops marks before an '@'.
+    // A byte order mark makes QSettings decode values as UTF-8, which drops further marks, also
+    // before an '@'.
     while (file.mid(lineStart, 3) == "\xef\xbb\xbf") {
         lineStart += 3;
     }
@@ -60,12 +63,12 @@ QByteArray safeLines(const QByteArray &file)
     return isSafe ? safe + file.mid(lineStart) : safe;
 }
 
-// Leaves a file at `path` that QSettings can read, or none.
-void secureFile(const QString &path)
+// Afterwards QSettings can read `path`, or there is no such file.
+void sanitizeFile(const QString &path)
 {
-    // A pipe would block QSettings. It reads a file as a whole; ten thousand devices take some MiB.
+    // A pipe would block QSettings, which also reads a file of any size at once.
     const QFileInfo info(path);
-    const bool isSettings = info.isFile() && info.size() <= (64 << 20);
+    const bool isSettings = info.isFile() && info.size() <= maxFileSize;
     QFile file(path);
     const QByteArray original =
         isSettings && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -76,19 +79,19 @@ void secureFile(const QString &path)
     const QString aside = path + ".unsafe";
     QFile::remove(aside); // perhaps a pipe of an earlier start
     QString error;
-    const bool isSecured =
+    const bool isSanitized =
         (isSettings && replacePrivateFile(aside, original, error) &&
          replacePrivateFile(path, safe, error)) ||
         std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0;
     qCWarning(lcSettings).noquote()
         << path
-        << (isSettings ? "held unsafe values or a byte order mark;" : "is no settings file;")
-        << (isSecured ? "the original is now" : "it cannot be moved to") << aside << error;
+        << (isSettings ? "had unsafe values or a byte order mark;" : "is not a settings file;")
+        << (isSanitized ? "the original is now" : "it cannot be moved to") << aside << error;
 }
 
 } // namespace
 
-void secureStore()
+void sanitizeStore()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
                            '/' + QCoreApplication::organizationName();
@@ -96,10 +99,10 @@ void secureStore()
     QDir().mkpath(folder);
     QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     for (const QString &path : {folder + ".conf", file, file + ".lock"}) {
-        secureFile(path);
+        sanitizeFile(path);
     }
-    // A kill can leave the lock of QSettings behind empty, on which its next write waits for 30 s.
-    // This takes over, and then removes, a lock older than 1 ms that no process holds.
+    // A kill can leave an empty lock file, for which the next write of QSettings would wait 30 s.
+    // This removes a lock file older than 1 ms that no process holds.
     QLockFile lock(file + ".lock");
     lock.setStaleLockTime(1);
     lock.tryLock(10); // ms
@@ -107,7 +110,7 @@ void secureStore()
 
 bool replaceSettings(const std::function<bool()> &replace)
 {
-    return replace(); // QSettings replaces its file in one step
+    return replace(); // QSettings replaces its file in one step by itself
 }
 
 QVariant storable(const QVariant &value)

@@ -12,17 +12,17 @@
 
 namespace {
 
-// Where QSettings has them, by the names that main() sets.
+// QSettings derives these from the names that main() sets.
 constexpr wchar_t organizationPath[] = L"Software\\Corvalt";
 constexpr wchar_t settingsName[] = L"KVG-Gate";
-// The copy of the settings while others replace them, and while it is made or deleted. They sort
-// around the settings' own name: Wine 8 crashes when renaming moves a key one place up.
+// The copy of the settings during replaceSettings(); it is incomplete while it is made or deleted.
+// The names sort around the settings' own: Wine 8 crashes when renaming moves a key one place up.
 constexpr wchar_t previousName[] = L"Previous KVG-Gate";
 constexpr wchar_t incompleteName[] = L"Incomplete KVG-Gate";
 
 using Key = std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)>;
 
-// Null when there is none, or no access to it.
+// Null when the key does not exist or access is denied.
 Key openKey(HKEY parent, const wchar_t *name)
 {
     HKEY key = nullptr;
@@ -40,7 +40,7 @@ Key makeKey(HKEY parent, const wchar_t *name)
 bool isUnsafe(DWORD type, const BYTE *data, DWORD size)
 {
     if (type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN || type == REG_QWORD) {
-        return size != (type == REG_QWORD ? 8 : 4); // QSettings copies that many in any case
+        return size != (type == REG_QWORD ? 8 : 4); // QSettings copies as many in any case
     }
     const auto text =
         QString::fromWCharArray(reinterpret_cast<const wchar_t *>(data), int(size / 2));
@@ -50,19 +50,20 @@ bool isUnsafe(DWORD type, const BYTE *data, DWORD size)
     });
 }
 
-// Whether there are unsafe values in the key or below it; with `remove`, whether some remain.
+// Whether the key or a key below it holds unsafe values. With `remove` it deletes them, and tells
+// whether any remain.
 bool hasUnsafe(HKEY key, bool remove)
 {
     DWORD keys = 0;
     DWORD values = 0;
-    DWORD longestName = 0;
-    DWORD longestValue = 0;
-    RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, &longestName,
-                     &longestValue, nullptr, nullptr);
-    std::vector<wchar_t> name(std::max(longestName, 255UL) + 1); // 255: the longest of a key
-    std::vector<BYTE> data(longestValue + 1);
+    DWORD maxName = 0;
+    DWORD maxValue = 0;
+    RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, &maxName,
+                     &maxValue, nullptr, nullptr);
+    std::vector<wchar_t> name(std::max(maxName, 255UL) + 1); // 255: the maximum of a key
+    std::vector<BYTE> data(maxValue + 1);
     bool found = false;
-    while (values-- > 0) { // the last first, as removing one moves those after it
+    while (values-- > 0) { // from the last: removing a value moves those after it
         DWORD nameSize = DWORD(name.size());
         DWORD size = DWORD(data.size());
         DWORD type = REG_NONE;
@@ -97,13 +98,13 @@ void removeUnsafe(HKEY organization, const wchar_t *name, const wchar_t *aside)
 
 } // namespace
 
-void secureStore()
+void sanitizeStore()
 {
     const Key organization = makeKey(HKEY_CURRENT_USER, organizationPath);
     if (openKey(organization.get(), previousName)) {
         RegDeleteTreeW(organization.get(), settingsName);
         const LONG error = RegRenameKey(organization.get(), previousName, settingsName);
-        qCWarning(lcSettings, "A restore was interrupted; bringing the previous settings back: %ls",
+        qCWarning(lcSettings, "A restore was interrupted; restored the previous settings: %ls",
                   qUtf16Printable(qt_error_string(error)));
     }
     RegDeleteTreeW(organization.get(), incompleteName);
@@ -133,12 +134,13 @@ bool replaceSettings(const std::function<bool()> &replace)
 QVariant storable(const QVariant &value)
 {
     if (value.userType() == QMetaType::UInt || value.userType() == QMetaType::ULongLong) {
-        return value.toString(); // numbers of the registry come back with a sign
+        return value.toString(); // QSettings reads the registry's numbers as signed
     }
     if (value.userType() != QMetaType::QStringList) {
         return value;
     }
-    // Empty lists as in a file. QSettings writes those with such items as @Variant.
+    // An empty list reads as invalid, as from a file. QSettings would write a list with such items
+    // as @Variant.
     const QStringList list = value.toStringList();
     const bool isUnsafe = list.contains(QString()) || list.join(QString()).contains(QChar(0));
     return list.isEmpty() ? QVariant() : isUnsafe ? list.join(',') : value;

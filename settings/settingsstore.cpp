@@ -7,7 +7,7 @@
 
 namespace {
 
-// Held by whoever reads or may write the store.
+// Held while QSettings reads or may write.
 QMutex &storeLock()
 {
     static QMutex mutex;
@@ -23,7 +23,7 @@ T converted(const QVariant &stored, const Key<T> &key, Convert convert)
     bool ok = false;
     const T value = convert(stored, &ok);
     if (!ok) {
-        qCWarning(lcSettings, "%s holds no usable value; the default is used", key.path);
+        qCWarning(lcSettings, "Using the default of %s: its stored value is invalid", key.path);
         return T(key.fallback);
     }
     return value;
@@ -37,7 +37,7 @@ bool storedBool(const QVariant &value, bool *ok)
     if (value.type() == QVariant::Bool) {
         return value.toBool();
     }
-    // Files hold the words; administrators write numbers.
+    // QSettings' files hold words; administrators also write numbers.
     const QString text = value.toString().trimmed().toLower();
     if (text == QLatin1String("true") || text == QLatin1String("1")) {
         return true;
@@ -74,6 +74,7 @@ QVariant storedPluginValue(const QVariant &value, const QString &type)
     return ok ? typed : QVariant();
 }
 
+// Holds the lock while QSettings' constructor runs, no longer.
 SettingsStore::Settings::Settings()
     : Settings(QMutexLocker(&storeLock()))
 {
@@ -87,12 +88,10 @@ bool SettingsStore::Settings::event(QEvent *event)
     return QSettings::event(event);
 }
 
-SettingsStore::SettingsStore() = default;
-
 SettingsStore::~SettingsStore()
 {
     if (m_changed) {
-        flush();
+        static_cast<void>(flush()); // it logs its failure
     }
 }
 
@@ -104,11 +103,10 @@ bool SettingsStore::flush()
     }
     m_changed = false;
     if (m_settings.status() == QSettings::AccessError) {
-        qCWarning(lcSettings).noquote()
-            << "Settings could not be written to" << m_settings.fileName();
+        qCWarning(lcSettings).noquote() << "Cannot write the settings to" << m_settings.fileName();
     } else if (m_settings.status() == QSettings::FormatError) {
         qCWarning(lcSettings).noquote()
-            << m_settings.fileName() << "was damaged; what could be read of it is kept";
+            << m_settings.fileName() << "was damaged; kept the values that could be read";
     }
     return m_settings.status() != QSettings::AccessError;
 }
@@ -168,12 +166,12 @@ void SettingsStore::clear()
     fill({});
 }
 
-bool SettingsStore::replaceAll(const QMap<QString, QVariant> &values)
+bool SettingsStore::replaceAll(const QVariantMap &values)
 {
-    QMap<QString, QVariant> old;
+    QVariantMap old;
     const QMutexLocker lock(&storeLock());
-    const QStringList all = storedKeys();
-    for (const QString &key : all) {
+    const QStringList keys = storedKeysLocked();
+    for (const QString &key : keys) {
         old.insert(key, m_settings.value(key));
     }
     return replaceSettings([&] {
@@ -182,17 +180,17 @@ bool SettingsStore::replaceAll(const QMap<QString, QVariant> &values)
         if (m_settings.status() != QSettings::AccessError) {
             return true;
         }
-        fill(old); // or a later write of anything would bring the rest of `values` along
+        fill(old); // QSettings keeps unsaved values and would write them at the next sync
         return false;
     });
 }
 
-void SettingsStore::fill(const QMap<QString, QVariant> &values)
+void SettingsStore::fill(const QVariantMap &values)
 {
     m_changed = true;
-    // Not all at once: where that deletes the place itself, other objects have it open.
-    const QStringList all = storedKeys();
-    for (const QString &key : all) {
+    // Not QSettings::clear(): on Windows it deletes the registry key that other objects have open.
+    const QStringList keys = storedKeysLocked();
+    for (const QString &key : keys) {
         if (!values.contains(key)) {
             m_settings.remove(key);
         }
@@ -205,17 +203,7 @@ void SettingsStore::fill(const QMap<QString, QVariant> &values)
 bool SettingsStore::pluginEnabled(const QString &plugin) const
 {
     const QString key = keys::pluginSetting(plugin, QLatin1String(keys::PluginEnabled));
-    const QVariant stored = rawValue(key);
-    if (!stored.isValid()) {
-        return true;
-    }
-    bool ok = false;
-    const bool enabled = storedBool(stored, &ok);
-    if (!ok) {
-        qCWarning(lcSettings) << key << "holds no usable value; the default is used";
-        return true;
-    }
-    return enabled;
+    return converted(rawValue(key), Key<bool>{qUtf8Printable(key), true}, storedBool);
 }
 
 QVariantHash SettingsStore::pluginValues(const QString &plugin) const
@@ -223,13 +211,12 @@ QVariantHash SettingsStore::pluginValues(const QString &plugin) const
     const QString prefix = keys::pluginPrefix(plugin);
     QVariantHash values;
     const QMutexLocker lock(&storeLock());
-    const QStringList all = m_settings.allKeys();
-    for (const QString &key : all) {
-        if (!key.startsWith(prefix)) {
-            continue;
+    const QStringList keys = m_settings.allKeys();
+    for (const QString &key : keys) {
+        if (key.startsWith(prefix)) {
+            values.insert(key.section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty),
+                          m_settings.value(key));
         }
-        const QStringList parts = key.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-        values.insert(parts.last(), m_settings.value(key));
     }
     return values;
 }
@@ -243,15 +230,15 @@ void SettingsStore::setPluginValue(const QString &plugin, const QString &setting
 QStringList SettingsStore::ownKeys()
 {
     const QMutexLocker lock(&storeLock());
-    return storedKeys();
+    return storedKeysLocked();
 }
 
-QStringList SettingsStore::storedKeys()
+QStringList SettingsStore::storedKeysLocked()
 {
     m_settings.setFallbacksEnabled(false);
-    const QStringList all = m_settings.allKeys();
+    const QStringList keys = m_settings.allKeys();
     m_settings.setFallbacksEnabled(true);
-    return all;
+    return keys;
 }
 
 QVariant SettingsStore::rawValue(const QString &key) const

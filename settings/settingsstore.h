@@ -2,7 +2,6 @@
 
 #include "settings/keys.h"
 
-#include <QMap>
 #include <QSettings>
 #include <QStringList>
 #include <QVariant>
@@ -11,15 +10,16 @@
 
 class QMutexLocker;
 
-// A short-lived view of the per-user settings, made for one use and dropped: what one component
-// writes, the next read anywhere sees. Any thread; each object is for one thread.
+// A short-lived view of the per-user settings, created for each use: all objects see at once what
+// one of them writes. Any thread; each object is for one thread.
 //
-// A stored value that cannot be taken for the key's type counts as absent, with a log line.
+// Reading a stored value that does not convert to the key's type returns the default, with a log
+// line.
 class SettingsStore
 {
 public:
-    SettingsStore();
-    // Writes what is still pending: the file is then wholly old or wholly new.
+    SettingsStore() = default;
+    // Calls flush() after changes.
     ~SettingsStore();
     Q_DISABLE_COPY(SettingsStore)
 
@@ -34,7 +34,7 @@ public:
     {
         write(QLatin1String(key.path), value);
     }
-    // For keys that take values of more than one type, as the language does.
+    // For keys whose values have more than one type, as the language has.
     template <typename T>
     void setVariant(const Key<T> &key, const QVariant &value)
     {
@@ -45,29 +45,29 @@ public:
     {
         return containsKey(QLatin1String(key.path));
     }
-    // Writes now what any object has pending. False, with a log line, when that cannot be done, and
-    // for every later call of this object: make one for the purpose.
-    bool flush();
-    // Where the settings are, to tell the user.
+    // Writes the pending changes of all objects. False, with a log line, when this object could not
+    // write since it was created.
+    [[nodiscard]] bool flush();
+    // The file or registry key, to show to the user.
     QString location() const { return m_settings.fileName(); }
-    // Makes sure that the store names the running version as that of its layout; writes if not.
+    // Stores the running version as the version of the settings.
     void markVersion();
-    // Removes every key of the application.
+    // Removes every key of this user.
     void clear();
-    // Makes `values` all that this user stored, written at once: the file, and what this process
-    // finds in the store meanwhile, is wholly old or wholly new. False, with the store as it was,
-    // when it cannot be written. A registry is made so again when the gateway starts.
-    bool replaceAll(const QMap<QString, QVariant> &values);
+    // Replaces every key of this user by `values`, in one step for the file and for the other
+    // objects of this process. False, with the old values, when the store cannot be written. On
+    // Windows an interrupted replacement is rolled back at the next start.
+    [[nodiscard]] bool replaceAll(const QVariantMap &values);
 
     bool pluginEnabled(const QString &plugin) const;
-    // The stored values of a device type: setting name to value, as the file holds them.
+    // The stored values of a device type by setting name, of the type that the file holds.
     QVariantHash pluginValues(const QString &plugin) const;
     void setPluginValue(const QString &plugin, const QString &setting, const QVariant &value);
 
-    // Every key that this user stored, system-wide fallbacks left out.
+    // The keys that this user stored, without the system-wide fallbacks.
     QStringList ownKeys();
+    // The stored value without conversion; invalid when there is none.
     QVariant rawValue(const QString &key) const;
-    // As stored, of whatever type; invalid when there is nothing.
     template <typename T>
     QVariant rawValue(const Key<T> &key) const
     {
@@ -75,9 +75,8 @@ public:
     }
 
 private:
-    // All objects of a process share what is stored and the pending changes, and each writes all of
-    // those when it is made, is synchronised, or has its turn in an event loop. Here they wait for
-    // replaceAll().
+    // The QSettings objects of a process share the pending changes, and each writes them all in its
+    // constructor, in sync() and in event(). This one waits for replaceAll() before it does.
     class Settings : public QSettings
     {
     public:
@@ -92,21 +91,19 @@ private:
 
     bool containsKey(const QString &key) const;
     void write(const QString &key, const QVariant &value);
-    QStringList storedKeys();
-    void fill(const QMap<QString, QVariant> &values);
+    QStringList storedKeysLocked();
+    void fill(const QVariantMap &values);
 
     Settings m_settings;
     bool m_changed = false;
 };
 
-// A boolean as the store's file may hold it; `ok` tells whether `value` is one.
+// These convert a stored value; `ok` tells whether it has that type.
 bool storedBool(const QVariant &value, bool *ok);
-
-// The same for a text. The file format cuts a text with bare commas into a list, and people who
-// edit the file forget the quotes.
+// Joins a list with commas: QSettings reads a text with commas as a list, unless the user who
+// edited the file put it in quotes.
 QString storedText(const QVariant &value, bool *ok);
-
-// The same for an integer. QVariant's own conversion wraps what does not fit.
+// Rejects a number outside of Integer's range, which QVariant's own conversion would truncate.
 template <typename Integer>
 Integer storedInteger(const QVariant &value, bool *ok)
 {
@@ -116,6 +113,6 @@ Integer storedInteger(const QVariant &value, bool *ok)
     return static_cast<Integer>(wide);
 }
 
-// The same for a setting of a device type, in the type that its description names: "bool", "int",
-// "float", "string" or "list". Invalid when `value` is not of that type; as it is for any other.
+// Converts a device type's setting to the type that its description names: "bool", "int", "float",
+// "string" or "list". Invalid when that fails. Returns `value` unchanged for an unknown type.
 QVariant storedPluginValue(const QVariant &value, const QString &type);

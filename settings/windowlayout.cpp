@@ -11,9 +11,9 @@ constexpr int maxBytes = 4096;
 constexpr int maxCoordinate = 32767; // pixels; beyond what windowing systems take
 constexpr int maxScreens = 64;
 constexpr int maxToolBarLines = 16;
-constexpr int maxToolBars = 16; // of a line
+constexpr int maxToolBars = 16; // in a line
 
-// Reads from untrusted bytes. After the first value that is not as wanted, nothing is.
+// Reads untrusted bytes, up to the first value that is out of range.
 class Reader
 {
 public:
@@ -25,11 +25,11 @@ public:
     }
 
     template <typename Integer>
-    Integer between(Integer least, Integer most)
+    Integer between(Integer min, Integer max)
     {
         const auto value = read<Integer>();
-        m_good = m_good && value >= least && value <= most;
-        return m_good ? value : least;
+        m_good = m_good && value >= min && value <= max;
+        return m_good ? value : min;
     }
     template <typename T>
     T read()

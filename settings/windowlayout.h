@@ -2,14 +2,14 @@
 
 class QByteArray;
 
-// Whether stored bytes are such as QMainWindow writes for the gateway's window. Qt's readers take
-// whatever counts and sizes they find, loop two thousand million times, and make windows of
+// Whether stored bytes have the form that QMainWindow writes for the gateway's window. Qt does not
+// check counts and sizes: damaged ones make it loop two thousand million times, or allocate
 // gigabytes. Pure functions; any thread.
 namespace windowlayout {
 
-// Of QMainWindow::saveState(), for a window with a few tool bars and no dock widgets. Empty: false.
+// The form of QMainWindow::saveState(), with a few tool bars and no dock widgets. Empty: false.
 bool isState(const QByteArray &bytes);
-// Of QWidget::saveGeometry(). Empty: false.
+// The form of QWidget::saveGeometry(). Empty: false.
 bool isGeometry(const QByteArray &bytes);
 
 } // namespace windowlayout

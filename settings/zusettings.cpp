@@ -35,7 +35,7 @@ ZUSettings::ZUSettings(QObject *parent)
 
 QJsonObject ZUSettings::pool() const
 {
-    return DevicePool::stored(m_store);
+    return DevicePool::storedJson(m_store);
 }
 
 void ZUSettings::load(SettingsForm &page) const

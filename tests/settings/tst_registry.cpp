@@ -14,7 +14,7 @@ private slots:
     void unsafeValuesAreRemoved()
     {
         const std::tuple<int, QString, QVariant> rows[] = {
-            // "|" for NUL
+            // "|" stands for NUL
             {REG_SZ, "@@Variant()", "@Variant()"},
             {REG_EXPAND_SZ, "%a|", "%a"},
             {REG_BINARY, "@String(a|@Variant())", QString("a") + QChar(0) + "@Variant()"},
@@ -40,8 +40,8 @@ private slots:
                                         data.data(), DWORD(data.size() * sizeof(wchar_t)));
                     }
                 }
-                secureSettings();
-                secureSettings();
+                sanitizeStoredSettings();
+                sanitizeStoredSettings();
                 const QSettings settings;
                 QCOMPARE(settings.value("A/b/c"), expected);
                 QCOMPARE(settings.value("A/b/kept"), QVariant("x"));
@@ -53,7 +53,7 @@ private slots:
         }
     }
 
-    void clearingLeavesTheNeighboursAndOtherObjects()
+    void clearingKeepsOtherApplicationsAndOpenObjects()
     {
         QSettings("Corvalt", "Other").setValue("a", "b");
         SettingsStore before;
@@ -65,15 +65,15 @@ private slots:
         QVERIFY(QSettings("Corvalt", "Other").contains("a"));
     }
 
-    void anInterruptedReplacementIsUndone()
+    void anInterruptedReplacementIsRolledBack()
     {
         SettingsStore().set(keys::CloudSerial, QString("S"));
         QVERIFY(SettingsStore().replaceAll({{"Cloud/Host", "i"}}));
-        secureSettings();
+        sanitizeStoredSettings();
         QVERIFY(replaceSettings([] {
             QSettings().remove("Cloud/Host");
             QSettings().setValue("Cloud/Serial", "T");
-            secureSettings(); // as the next start does
+            sanitizeStoredSettings(); // as the next start does
             return true;
         }));
         QCOMPARE(SettingsStore().value(keys::CloudHost), QString("i"));

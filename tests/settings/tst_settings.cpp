@@ -14,7 +14,7 @@ class TestSettings : public QObject
 private slots:
     void init() { QSettings().clear(); }
 
-    void aValueOfAnotherTypeGivesWayToTheDefault()
+    void aValueOfAnotherTypeReadsAsTheDefault()
     {
         const std::tuple<QVariant, int, bool> rows[] = {{"soon", 300, true},
                                                         {"0", 0, false},
@@ -25,7 +25,7 @@ private slots:
             QSettings().setValue("System/CloseToTray", stored);
             QCOMPARE(SettingsStore().value(keys::ReportInterval), interval);
             QCOMPARE(SettingsStore().value(keys::CloseToTray), closeToTray);
-            QSettings().setValue("Cloud/Host", stored); // anything is a text
+            QSettings().setValue("Cloud/Host", stored); // every value converts to a text
             QCOMPARE(SettingsStore().value(keys::CloudHost), stored.toStringList().join(','));
         }
     }
@@ -41,7 +41,7 @@ private slots:
         QCOMPARE(DevicePool::read().at(0).regid, QString());
     }
 
-    void theFirstOfTwoEntriesCounts()
+    void theFirstOfTwoEntriesIsUsed()
     {
         QSettings().setValue(
             "Devices/Pool",
@@ -57,7 +57,7 @@ private slots:
         QCOMPARE(pool["y"].toInt(), 6);
     }
 
-    void aRegistrationIsForTheLongestKey()
+    void aRegistrationGoesToTheLongestMatchingKey()
     {
         DevicePool::update([](DevicePool &pool) {
             pool.put({"gateway", "200", "S", "G", "Home"});
@@ -74,7 +74,7 @@ private slots:
         QCOMPARE(DevicePool::read().at(2).alias, QString("b"));
     }
 
-    void anUnreadablePoolCountsAsEmptyAndIsKeptAside()
+    void anUnreadablePoolReadsAsEmptyAndIsKept()
     {
         for (const QString text : {"{\"devices\": [oops", "{\"devices\":{\"a\":1}}"}) {
             QSettings().setValue("Devices/Pool", text);

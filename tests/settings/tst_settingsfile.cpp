@@ -15,7 +15,7 @@ private slots:
     void init()
     {
         QDir(m_folder).removeRecursively();
-        secureSettings(); // makes the folder
+        sanitizeStoredSettings(); // creates the folder
     }
 
     void linesWithUnsafeValuesAreRemoved()
@@ -27,7 +27,7 @@ private slots:
              {"k=@%", "\"k=\"=@%", "k\\==@%", "k= \"@%\"", "k=\t\"\" \"\" \"@%\"", "k=\\q@%",
               "k=\\x@%", "k=\\\n@%", "k=\\\r\n@%", "k=\\x40%", "k=\"\\x1A0040%\"", "k=\\100%",
               "k=\\0100%", "k=a,@%", "k=a\\\r\n,@%", "k=\"a\n=;\", @%", "k=@@,@ByteArray(),@%"}) {
-            // QSettings reads the number 7. Other types than that would end the process.
+            // QSettings reads the number 7 here; with some other types it would crash.
             const QByteArray line =
                 QByteArray(spelling).replace("%", "Variant(\\0\\0\\0\\x2\\0\\0\\0\\a)");
             QVERIFY(writeFile(m_path + spelling, line));
@@ -36,8 +36,8 @@ private slots:
             QVERIFY2(value == 7 || value.toList().contains(7), spelling);
 
             QVERIFY(writeFile(m_path, before + line + '\n' + after));
-            secureSettings();
-            secureSettings();
+            sanitizeStoredSettings();
+            sanitizeStoredSettings();
             QCOMPARE(readFile(m_path), before + after);
             QCOMPARE(readFile(m_path + ".unsafe"), before + line + '\n' + after);
         }
@@ -47,11 +47,11 @@ private slots:
     {
         const QByteArray mark("\xef\xbb\xbf");
         QVERIFY(writeFile(m_path, mark + mark + "[Cloud]\nSerial=" + mark + "@Variant(x)"));
-        secureSettings();
+        sanitizeStoredSettings();
         QCOMPARE(QSettings().value("Cloud/Serial").toString().toLatin1(), mark + "@Variant(x)");
     }
 
-    void whatQSettingsWritesStays()
+    void valuesThatQSettingsWritesAreKept()
     {
         const QString parts = QString::fromUtf8("@\"\\,;= \t\r\n0ax()рéЀ") + QChar(0);
         QRandomGenerator random(1);
@@ -71,28 +71,28 @@ private slots:
         settings.setValue("none", QStringList());
         settings.sync();
         const QByteArray written = readFile(m_path);
-        secureSettings();
+        sanitizeStoredSettings();
         QCOMPARE(readFile(m_path), written);
         QVERIFY(!QFile::exists(m_path + ".unsafe"));
     }
 
-    void whatIsNoSettingsFileIsMovedAside()
+    void pipesAndHugeFilesAreMovedAway()
     {
         QCOMPARE(mkfifo(qPrintable(m_path + ".lock"), 0600), 0);
         QCOMPARE(mkfifo(qPrintable(m_path + ".pipe"), 0600), 0);
         QVERIFY(QFile::link(m_path + ".pipe", m_path));
-        secureSettings();
-        QSettings().setValue("a", 1); // would wait for both pipes
+        sanitizeStoredSettings();
+        QSettings().setValue("a", 1); // would block on both pipes
         QVERIFY(QFileInfo(m_path + ".unsafe").isSymLink());
         QVERIFY(writeFile(m_path, "a=1\nb=@Variant("));
-        secureSettings();
+        sanitizeStoredSettings();
         QCOMPARE(readFile(m_path), QByteArray("a=1\n"));
         QVERIFY(QFile::resize(m_path, 100 << 20));
-        secureSettings();
+        sanitizeStoredSettings();
         QCOMPARE(QFileInfo(m_path + ".unsafe").size(), 100 << 20);
     }
 
-    void whatAKillLeftIsRemoved()
+    void filesThatAKillLeftAreRemoved()
     {
         const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
         QVERIFY(QDir().mkpath(data));
@@ -102,14 +102,14 @@ private slots:
         }
         QLockFile lock(m_path + ".lock");
         QVERIFY(lock.lock());
-        secureSettings();
+        sanitizeStoredSettings();
         QCOMPARE(QDir(data).entryList(QDir::Files),
                  (QStringList{"kvgatew.key", "other", "other.QwErTy"}));
         QCOMPARE(QDir(m_folder).entryList(QDir::Files),
                  (QStringList{"KVG-Gate.conf", "KVG-Gate.conf.lock", "KVG-Gate.conf.unsafe"}));
         lock.unlock();
         QVERIFY(writeFile(m_path + ".lock", ""));
-        secureSettings();
+        sanitizeStoredSettings();
         QVERIFY(!QFile::exists(m_path + ".lock"));
     }
 

@@ -10,7 +10,7 @@ class TestWindowsFiles : public QObject
     Q_OBJECT
 
 private slots:
-    void aPathMayBeLongerThanTheSystemOnceAllowed()
+    void aPathMayBeLongerThan260Characters()
     {
         openToEverybody(m_dir.path());
         const QString folder =
@@ -27,7 +27,7 @@ private slots:
         QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{"a.bak"});
     }
 
-    void whatIsNoFileIsLeftAlone()
+    void devicesPipesAndFoldersAreRejected()
     {
         HANDLE pipe = CreateNamedPipeW(L"\\\\.\\pipe\\kvg-test", PIPE_ACCESS_DUPLEX, 0, 1, 100, 100,
                                        0, nullptr);
@@ -47,12 +47,12 @@ private slots:
         QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files), QStringList{"host"});
     }
 
-    void aLinkStaysAndItsFileIsReplaced()
+    void theTargetOfALinkIsReplaced()
     {
         const QString link = m_dir.filePath("link");
         CreateSymbolicLinkW(QDir::toNativeSeparators(link).toStdWString().c_str(), L"host", 0);
         if (!QFileInfo(link).isSymLink()) {
-            QSKIP("This system makes no symbolic links, or not for this user.");
+            QSKIP("This user cannot create symbolic links");
         }
         QString error;
         QVERIFY2(replacePrivateFile(link, "new", error), qPrintable(error));
