@@ -31,9 +31,9 @@ QString storedLanguage()
 
 Translations::Translations(const QString &language)
 {
-    // The text becomes part of file names, and users can edit it.
-    static const QRegularExpression plain(QStringLiteral("\\A[A-Za-z0-9_@.-]{1,32}\\z"));
-    if (!plain.match(language).hasMatch()) {
+    // The stored text becomes part of file names.
+    static const QRegularExpression localeName(QStringLiteral("\\A[A-Za-z0-9_@.-]{1,32}\\z"));
+    if (!localeName.match(language).hasMatch()) {
         return;
     }
     install(QLatin1String("qt_") + language,

@@ -8,20 +8,19 @@
 
 class QTranslator;
 
-// Settles which language is stored before anything is shown. `reset` clears every setting first
-// and wins over `language`, which is stored as given. A store without a language gets the
-// system's, as the toolkit's number for it: on purpose, a first start is told apart by that.
+// Stores the language to use, before any text is shown. `reset` clears every setting and stores the
+// system's language; else `language` is stored as given; else the system's language when none is
+// stored. The system's is stored as its QLocale::Language, which tells that the user chose none.
 void settleLanguage(bool reset, const std::optional<QString> &language);
 
-// The stored language as text, the system's locale name when there is none.
+// The stored language, or the system's locale name.
 QString storedLanguage();
 
 // The translators of one language, installed for the life of the object. Interface thread.
 class Translations
 {
 public:
-    // Loads the toolkit's own messages and every matching file among the resources; what does
-    // not load is left out.
+    // Loads Qt's own translation and every matching file of the resources, as far as they exist.
     explicit Translations(const QString &language);
     ~Translations();
     Q_DISABLE_COPY(Translations)

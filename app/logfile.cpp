@@ -16,17 +16,18 @@ Q_LOGGING_CATEGORY(lcApp, "kvg.app")
 
 namespace {
 
-QtMessageHandler before = nullptr;
-std::mutex writing;
-const QString *current = nullptr; // path of the file; null until LogFile::open()
-QByteArrayList early;             // lines from before that
-constexpr int mostEarly = 100;
+QtMessageHandler previousHandler = nullptr;
+std::mutex writeLock;
+const QString *openPath = nullptr; // null before LogFile::open()
+QByteArrayList earlyLines;         // written by LogFile::open()
+constexpr int maxEarlyLines = 100;
+constexpr char initials[] = "DWCFI"; // of the levels, indexed by QtMsgType
 
-// A message must not look like several lines, nor reorder what stands beside it.
-QString plain(const QString &text)
+// Escapes characters that would start a new line or change the order in which text is shown.
+QString escaped(const QString &text)
 {
     QString result;
-    for (const QChar c : text.left(LogFile::longestText)) {
+    for (const QChar c : text.left(LogFile::maxTextLength)) {
         const QChar::Category category = c.category();
         if (c == '\n') {
             result += "\\n";
@@ -37,42 +38,25 @@ QString plain(const QString &text)
             result += c;
         }
     }
-    return text.size() > LogFile::longestText ? result + QStringLiteral("…") : result;
+    return text.size() > LogFile::maxTextLength ? result + QStringLiteral("…") : result;
 }
 
-char initialOf(QtMsgType type)
-{
-    switch (type) {
-    case QtDebugMsg:
-        return 'D';
-    case QtInfoMsg:
-        return 'I';
-    case QtWarningMsg:
-        return 'W';
-    case QtCriticalMsg:
-        return 'C';
-    case QtFatalMsg:
-        break;
-    }
-    return 'F';
-}
-
-// Opened for each line: then a user may remove the file, and Windows lets it be renamed.
+// Opens the file for each line: the user may delete it, and Windows cannot rename an open file.
 void append(const QByteArray &line)
 {
-    const std::lock_guard<std::mutex> lock(writing);
-    if (current == nullptr) {
-        if (early.size() < mostEarly) {
-            early.append(line);
+    const std::lock_guard<std::mutex> lock(writeLock);
+    if (openPath == nullptr) {
+        if (earlyLines.size() < maxEarlyLines) {
+            earlyLines.append(line);
         }
         return;
     }
-    QFile file(*current);
-    if (file.size() + line.size() > LogFile::longestFile) {
-        const QString older = *current + ".1";
-        QFile::remove(older);
-        if (!QFile::rename(*current, older)) {
-            file.resize(0); // somebody holds it open
+    QFile file(*openPath);
+    if (file.size() + line.size() > LogFile::maxFileSize) {
+        const QString old = *openPath + ".1";
+        QFile::remove(old);
+        if (!QFile::rename(*openPath, old)) {
+            file.resize(0); // Windows: another program has it open
         }
     }
     const bool isNew = !file.exists();
@@ -91,11 +75,11 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
         const QString line = QStringLiteral("%1 %2 %3 %4\n")
                                  .arg(QDateTime::currentDateTime().toString(
                                           QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")),
-                                      QString(QLatin1Char(initialOf(type))),
-                                      QLatin1String(context.category), plain(text));
+                                      QString(QLatin1Char(initials[type])),
+                                      QLatin1String(context.category), escaped(text));
         append(line.toUtf8());
     }
-    before(type, context, text);
+    previousHandler(type, context, text);
 }
 
 } // namespace
@@ -103,7 +87,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 LogFile::LogFile()
     : m_path(folder() + "/kvg-gate.log")
 {
-    before = qInstallMessageHandler(handleMessage);
+    previousHandler = qInstallMessageHandler(handleMessage);
 }
 
 void LogFile::open()
@@ -111,9 +95,9 @@ void LogFile::open()
     QByteArrayList kept;
     if (QDir().mkpath(folder())) {
         QFile::setPermissions(folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        const std::lock_guard<std::mutex> lock(writing);
-        current = &m_path;
-        kept.swap(early);
+        const std::lock_guard<std::mutex> lock(writeLock);
+        openPath = &m_path;
+        kept.swap(earlyLines);
     }
     qCInfo(lcApp).noquote() << QCoreApplication::applicationName()
                             << QCoreApplication::applicationVersion() << "starts with Qt"
@@ -125,10 +109,10 @@ void LogFile::open()
 
 LogFile::~LogFile()
 {
-    qInstallMessageHandler(before);
-    const std::lock_guard<std::mutex> lock(writing);
-    current = nullptr;
-    early.clear();
+    qInstallMessageHandler(previousHandler);
+    const std::lock_guard<std::mutex> lock(writeLock);
+    openPath = nullptr;
+    earlyLines.clear();
 }
 
 QString LogFile::folder()

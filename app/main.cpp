@@ -26,13 +26,13 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// The application object waits for host look-ups that are still under way, which on a dead
-// network take the better part of a minute. Everything is stored and closed by now.
-void leaveWithin(std::chrono::milliseconds limit, int status)
+// Ends the process even if ~QApplication still waits for DNS look-ups, which take up to a minute
+// without a network. All data is stored by then.
+void exitWithin(std::chrono::milliseconds limit, int exitCode)
 {
-    std::thread([limit, status] {
+    std::thread([limit, exitCode] {
         std::this_thread::sleep_for(limit);
-        std::_Exit(status);
+        std::_Exit(exitCode);
     }).detach();
 }
 
@@ -64,7 +64,7 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
                              window.leave();
                          }
                      });
-    QObject::connect(&quitSignals, &QuitSignals::asked, &window, &MainWindow::leave);
+    QObject::connect(&quitSignals, &QuitSignals::quitRequested, &window, &MainWindow::leave);
     window.restoreLayout();
     QMetaObject::invokeMethod(&window, "runInitSequence", Qt::AutoConnection);
     return QCoreApplication::exec();
@@ -75,8 +75,8 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
 int main(int argc, char *argv[])
 {
     prepareProcess();
-    // Milliseconds. After the first registration, a thread of Qt's would look for changed network
-    // interfaces every ten seconds, for good; nothing here asks it.
+    // Milliseconds. After the first registration Qt would poll the network interfaces every ten
+    // seconds; the gateway does not use the result.
     qputenv("QT_BEARER_POLL_TIMEOUT", QByteArray("86400000"));
     registerMetaTypes();
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
@@ -95,9 +95,9 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription("Nimbra Cloud Gateway Application");
     addThemeOptions(parser);
     parser.addOption({{"r", "reset"}, "Reset all settings."});
-    // Spelt so on purpose: the wording of the help is fixed.
+    // The spelling is a fixed part of the command line's help.
     parser.addOption({{"l", "lang"}, "Set langugage to <lang>.", "lang"});
-    // For who replaces or removes the program's files; no user needs it.
+    // For installers.
     QCommandLineOption quit("quit", "End the running instance.");
     quit.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(quit);
@@ -114,7 +114,7 @@ int main(int argc, char *argv[])
         return 0;
     }
     log.open();
-    int status = 0;
+    int exitCode = 0;
     {
         sanitizeStoredSettings();
         IdentityChange::carryThrough();
@@ -123,8 +123,8 @@ int main(int argc, char *argv[])
         QMaterialIcon::instance().setDark(isDarkTheme());
         const Translations translations(storedLanguage());
         const QuitSignals quitSignals;
-        status = runWindow(app, guard, quitSignals);
+        exitCode = runWindow(app, guard, quitSignals);
     }
-    leaveWithin(500ms, status);
-    return status;
+    exitWithin(500ms, exitCode);
+    return exitCode;
 }

@@ -17,33 +17,26 @@
 #include <QSystemSemaphore>
 #include <QThread>
 
-#include <chrono>
 #include <future>
 #include <thread>
 #include <utility>
 
-using namespace std::chrono_literals;
-
 namespace {
 
-constexpr int longestWait = 500;      // milliseconds, for the connection
-constexpr int longestDelivery = 5000; // milliseconds; from a pipe, bytes leave when they are read
-constexpr std::chrono::milliseconds longestCheck = 3s; // takes some milliseconds as a rule
-
-QString hashed(const QString &text)
+QString sha256(const QString &text)
 {
     return QString::fromLatin1(
         QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256).toHex());
 }
 
-// One for each folder for temporary files, since the guard's shared names lie there, and for each
-// computer, since several may share the home folder.
+// A folder for each folder of temporary files, where the guard's shared names are, and for each
+// computer, as several may share a home folder.
 QString privateFolder()
 {
-    const QString place =
+    const QString scope =
         QDir::tempPath() + QLatin1Char('\n') + QString::fromLatin1(QSysInfo::machineUniqueId());
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
-           QLatin1String("/guard-") + hashed(place).left(8);
+           QLatin1String("/guard-") + sha256(scope).left(8);
 }
 
 struct Claim
@@ -55,13 +48,13 @@ struct Claim
 
 Claim claimSegment(const QString &key)
 {
-    // The system gives back what a process that dies has acquired. Without access to the
-    // semaphore, which is another user's then, the lock file has to do.
-    QSystemSemaphore turn(key + QLatin1String("_semaphore"), 1);
-    const bool acquired = turn.acquire();
+    // The system releases the semaphore of a process that dies. Without access to it, as when it is
+    // another user's, the lock file alone keeps a second instance out.
+    QSystemSemaphore semaphore(key + QLatin1String("_semaphore"), 1);
+    const bool acquired = semaphore.acquire();
     Claim claim;
-    // On Unix, a segment outlives a process that crashed, until the last one detaches. Removing it
-    // removes the key file too, and the next key file may lead to a second such leftover.
+    // On Unix, the segment of a crashed process remains; attaching and detaching removes it and its
+    // key file. The next key file may lead to another such segment, hence several attempts.
     for (int attempt = 0; attempt < 3 && !claim.segment && !claim.isSecond; ++attempt) {
         auto segment = std::make_unique<QSharedMemory>(key);
         if (segment->create(1)) {
@@ -75,7 +68,7 @@ Claim claimSegment(const QString &key)
         claim.isSecond = segment->attach() && !isOtherUsersSegment(*segment);
     }
     if (acquired) {
-        turn.release();
+        semaphore.release();
     }
     return claim;
 }
@@ -84,10 +77,10 @@ Claim claimSegment(const QString &key)
 
 SingleAppHandler::SingleAppHandler(QObject *parent)
     : QObject(parent)
-    , m_key(hashed(QCoreApplication::applicationName()))
+    , m_key(sha256(QCoreApplication::applicationName()))
     , m_folder(privateFolder())
-    , m_names{m_key, serverNameIn(m_folder, hashed(QCoreApplication::applicationName() +
-                                                   QLatin1Char('\n') + QDir::homePath()))}
+    , m_serverNames{m_key, serverNameIn(m_folder, sha256(QCoreApplication::applicationName() +
+                                                         QLatin1Char('\n') + QDir::homePath()))}
 {
 }
 
@@ -109,17 +102,17 @@ bool SingleAppHandler::isFirstInstance()
     if (!lock()) {
         return false;
     }
-    // On a thread of its own, to be left behind: a semaphore knows no time limit, and may be kept
-    // by a process that was stopped, by another user, or by ourselves, when the system has given
-    // the number of a key file that was removed to another.
+    // QSystemSemaphore has no timeout, so a detached thread waits for it. A stopped process or
+    // another user may hold it, or this process itself: after a key file was removed, the system
+    // may use its number for another semaphore's.
     std::packaged_task<Claim()> task([key = m_key] { return claimSegment(key); });
-    std::future<Claim> asked = task.get_future();
+    std::future<Claim> result = task.get_future();
     std::thread(std::move(task)).detach();
     Claim claim;
-    if (asked.wait_for(longestCheck) == std::future_status::ready) {
-        claim = asked.get();
+    if (result.wait_for(maxSemaphoreWait) == std::future_status::ready) {
+        claim = result.get();
     } else {
-        claim.error = QStringLiteral("another process held the semaphore for three seconds");
+        claim.error = QStringLiteral("another process holds the semaphore");
     }
     if (claim.isSecond || !listen()) {
         m_lock.reset();
@@ -128,8 +121,8 @@ bool SingleAppHandler::isFirstInstance()
     m_segment = std::move(claim.segment);
     if (!m_segment) {
         qCWarning(lcApp).noquote().nospace()
-            << "Started without the shared memory that marks a running instance (" << claim.error
-            << "). Another user may hold it. The lock file replaces it.";
+            << "Cannot mark the running instance by shared memory (" << claim.error
+            << "); another user may hold it. The lock file is used instead.";
     }
     return true;
 }
@@ -138,13 +131,12 @@ bool SingleAppHandler::isFirstInstance()
 bool SingleAppHandler::lock()
 {
     QDir().mkpath(m_folder);
-    // Who can open a file can lock it.
+    // Any user who can open the file can lock it.
     QFile::setPermissions(m_folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     m_lock = std::make_unique<QFile>(m_folder + QLatin1String("/lock"));
     if (!m_lock->open(QIODevice::ReadWrite)) {
         qCWarning(lcApp).noquote()
-            << "No lock file against a second instance:" << m_lock->fileName()
-            << m_lock->errorString();
+            << "Cannot open the lock file" << m_lock->fileName() << '-' << m_lock->errorString();
         return true;
     }
     return tryLock(*m_lock);
@@ -157,16 +149,16 @@ bool SingleAppHandler::listen()
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
     connect(m_server.get(), &QLocalServer::newConnection, this,
             &SingleAppHandler::processConnection);
-    for (const QString &name : m_names) {
+    for (const QString &name : m_serverNames) {
         QLocalSocket socket;
         socket.connectToServer(name);
         QString error;
-        if (socket.waitForConnected(longestWait)) {
+        if (socket.waitForConnected(maxConnectWait)) {
             if (isOwnServer(socket)) {
                 m_server.reset();
                 return false;
             }
-            error = QStringLiteral("another user listens there");
+            error = QStringLiteral("another user has the name");
         } else if (socket.error() != QLocalSocket::ServerNotFoundError &&
                    socket.error() != QLocalSocket::ConnectionRefusedError) {
             error = socket.errorString();
@@ -187,15 +179,15 @@ bool SingleAppHandler::listen()
 void SingleAppHandler::sendMessage(const QString &message)
 {
     // The first instance may still be about to listen.
-    for (QDeadlineTimer left(longestWait); !left.hasExpired(); QThread::msleep(10)) {
-        for (const QString &name : m_names) {
+    for (QDeadlineTimer left(maxConnectWait); !left.hasExpired(); QThread::msleep(10)) {
+        for (const QString &name : m_serverNames) {
             QLocalSocket socket;
             socket.connectToServer(name);
             if (socket.waitForConnected(static_cast<int>(left.remainingTime())) &&
                 isOwnServer(socket)) {
                 grantForeground(socket);
                 socket.write(message.toUtf8() + '\n');
-                while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(longestDelivery)) {
+                while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(maxWriteWait)) {
                 }
                 return;
             }
@@ -206,13 +198,13 @@ void SingleAppHandler::sendMessage(const QString &message)
 void SingleAppHandler::processConnection()
 {
     while (QLocalSocket *const client = m_server->nextPendingConnection()) {
-        if (m_received.size() >= mostClients) {
+        if (m_received.size() >= maxClients) {
             client->abort();
             client->deleteLater();
             continue;
         }
-        // What does not fit stays with the sender.
-        client->setReadBufferSize(longestMessage);
+        // Qt reads no more until this is consumed, so the client must wait.
+        client->setReadBufferSize(maxMessageSize);
         connect(client, &QLocalSocket::disconnected, this, &SingleAppHandler::processDisconnected);
         connect(client, &QLocalSocket::readyRead, this, &SingleAppHandler::clientReadyRead);
         m_received.insert(client, {});
@@ -230,7 +222,7 @@ void SingleAppHandler::receive(QLocalSocket *client)
     if (received == m_received.end()) {
         return;
     }
-    // Bytes until a message is whole: a piece may end inside of a character.
+    // A read may end inside of a UTF-8 character, so decode whole messages only.
     *received += client->readAll();
     QStringList messages;
     int start = 0;
@@ -239,7 +231,7 @@ void SingleAppHandler::receive(QLocalSocket *client)
         start = end + 1;
     }
     received->remove(0, start);
-    if (received->size() > longestMessage) {
+    if (received->size() > maxMessageSize) {
         m_received.erase(received);
         client->abort();
         client->deleteLater();
@@ -252,7 +244,7 @@ void SingleAppHandler::receive(QLocalSocket *client)
 void SingleAppHandler::processDisconnected()
 {
     auto *const client = qobject_cast<QLocalSocket *>(sender());
-    receive(client); // on Windows, the end may be told before the last bytes
+    receive(client); // on Windows, disconnected() may come before the last readyRead()
     if (m_received.remove(client) > 0) {
         client->deleteLater();
     }

@@ -6,20 +6,19 @@
 
 class SleepSource;
 
-// Tells that the computer is about to sleep and that it woke up. One for the process, on the
-// thread of the application object.
+// Signals that the computer is about to sleep and that it woke up. One object for the process, on
+// the main thread.
 class SleepListener : public QObject
 {
     Q_OBJECT
 
 public:
-    // Made at the first call, which needs the application object; goes with it.
+    // Created at the first call as a child of the application object.
     static SleepListener *instance();
     ~SleepListener() override;
 
 public slots:
-    // Attaches the listener to the system's notifications. A second call does nothing; neither
-    // does the first where the system has none.
+    // Connects to the system's notifications, if it has any. A second call does nothing.
     void install();
 
 signals:

@@ -68,7 +68,7 @@ bool settleTheme(const QCommandLineParser *parser, const Key<bool> *key)
         return true;
     }
     if (key != nullptr) {
-        // Not the key's own default: without a choice the system decides.
+        // Without a stored value the system's theme applies, not the key's default.
         const SettingsStore store;
         darkTheme = store.contains(*key) ? store.value(*key) : darkTheme;
     }

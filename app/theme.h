@@ -4,16 +4,15 @@
 
 class QCommandLineParser;
 
-// The colour theme. It is settled once, at start-up, for the life of the process. Interface
-// thread.
+// The colour theme, which is chosen once, at start-up. Interface thread.
 
-// Adds the theme's own option to the command line.
+// Adds "ignore-dark" to the command line.
 void addThemeOptions(QCommandLineParser &parser);
 
-// Decides on the theme and applies the dark one. The option of `parser` (may be null) wins over
-// the stored choice under `key` (may be null), which wins over the system's; light leaves the
-// platform's own style and palette. Always true. Needs the application object.
+// Chooses the theme by the option in `parser`, else the value stored under `key`, else the system's
+// theme, and applies the dark one; light is the platform's own style. `parser` and `key` may be
+// null. Always true. Needs the application object.
 bool settleTheme(const QCommandLineParser *parser, const Key<bool> *key);
 
-// Whether the dark theme is in force; before settleTheme(), whether the system asks for it.
+// Whether the program uses the dark theme; before settleTheme(), whether the system does.
 bool isDarkTheme();

@@ -10,12 +10,12 @@ class CVUpdater
 public:
     virtual ~CVUpdater() = default;
 
-    // Once, before anything else.
+    // Call once, before checkNow().
     virtual void init() = 0;
-    // The user wants to know now. Opens dialogs of its own.
+    // Checks at the user's request, with dialogs of its own.
     virtual void checkNow() = 0;
 };
 
-// The updater of this platform, initialised; null where packages update the application or the
-// update library is not there. `feed`: URL of the list of versions.
-std::unique_ptr<CVUpdater> makeUpdater(const QString &feed);
+// The platform's updater, initialised; null when the package manager updates the application, or
+// the update library is missing. `feed`: URL of the list of versions.
+[[nodiscard]] std::unique_ptr<CVUpdater> makeUpdater(const QString &feed);

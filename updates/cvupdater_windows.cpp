@@ -5,7 +5,7 @@
 
 std::unique_ptr<CVUpdater> makeUpdater(const QString &feed)
 {
-    // With its full path: a library of that name elsewhere on the search path is not ours.
+    // The full path keeps Windows from loading another library of that name.
     QLibrary file(QCoreApplication::applicationDirPath() + QStringLiteral("/WinSparkle.dll"));
     if (!file.load()) {
         return nullptr;

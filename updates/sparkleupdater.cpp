@@ -9,7 +9,7 @@
 
 namespace {
 
-// The user's period as the library wants it. Days that do not fit into seconds are cut off.
+// The interval in seconds, as the library takes it: at least a day, at most the largest int.
 int checkInterval(quint32 days)
 {
     constexpr qint64 day = 86400;

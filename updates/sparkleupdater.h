@@ -4,8 +4,8 @@
 
 #include <QString>
 
-// The functions of the WinSparkle library that are used here, so that the library is needed
-// neither to build nor to test. Texts are copied by the library.
+// The functions of the WinSparkle library in use, so that neither build nor tests need the library.
+// The library copies the texts.
 struct SparkleLibrary
 {
     void (*setAppDetails)(const wchar_t *company, const wchar_t *application,
@@ -19,19 +19,19 @@ struct SparkleLibrary
     void (*cleanup)();
 };
 
-// Updates by the WinSparkle library, which fetches, verifies, asks and installs by itself, on
-// threads of its own, and tells the user what failed. Interface thread.
+// Updates by the WinSparkle library, which downloads, verifies and installs on threads of its own,
+// with its own dialogs. Interface thread.
 class SparkleUpdater : public CVUpdater
 {
 public:
-    // Every function of `library` must be there. Nothing is called before init().
+    // No function of `library` may be null.
     SparkleUpdater(const SparkleLibrary &library, const QString &feed);
-    // Stops what the library does in the background.
+    // Stops the library's threads.
     ~SparkleUpdater() override;
     Q_DISABLE_COPY(SparkleUpdater)
 
-    // Hands over the application's name and the user's settings, then starts the library. Later
-    // changes of the settings take effect on the next start.
+    // Configures and starts the library. Later changes of the settings take effect at the next
+    // start.
     void init() override;
     void checkNow() override;
 

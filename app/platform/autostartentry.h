@@ -2,23 +2,21 @@
 
 #include <QString>
 
-// The entry by which the system starts a program with the user's session: a value of the Run key
-// of the registry on Windows, a desktop file in the user's autostart folder elsewhere. No state
-// of its own; what a call writes, the next one sees.
+// The entry that makes the system start a program with the user's session: a value of the
+// registry's Run key on Windows, a desktop file in the user's autostart folder on Linux. Each call
+// reads or writes the system's entry.
 class AutostartEntry
 {
 public:
     explicit AutostartEntry(const QString &name);
 
-    // The command that starts this executable, as an entry holds it: quoted, in the system's way.
+    // The command that starts `executable`, quoted as the system requires.
     static QString commandFor(const QString &executable);
 
-    // The command of the entry; null when there is none, or when the user switched it off by
-    // means of the desktop.
+    // The entry's command; null when there is no entry, or the desktop's settings disable it.
     QString read() const;
-    // Makes or replaces the entry in one step. Failures are logged.
+    // Creates or replaces the entry in one step. Failures are logged.
     void write(const QString &command);
-    // Nothing happens when there is none.
     void remove();
 
 private:

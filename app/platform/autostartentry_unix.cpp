@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr qint64 longestFile = 64LL * 1024; // bytes; a longer one is none of ours
+constexpr qint64 maxFileSize = 64LL * 1024; // bytes
 
 QString pathOf(const QString &name)
 {
@@ -21,7 +21,7 @@ QString pathOf(const QString &name)
         .arg(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation), name);
 }
 
-// A value of the type "string", which has its own escapes outside of those of a command.
+// The escapes of a value of type "string". A command in it has escapes of its own.
 QString escaped(QString value)
 {
     return value.replace('\\', "\\\\")
@@ -44,7 +44,7 @@ QString unescaped(const QString &value)
     return result;
 }
 
-// The keys of the main group, values as the file spells them.
+// The keys of the main group and their values, still escaped.
 QHash<QString, QString> readEntry(const QString &path)
 {
     QHash<QString, QString> entry;
@@ -52,7 +52,7 @@ QHash<QString, QString> readEntry(const QString &path)
     if (!file.open(QIODevice::ReadOnly)) {
         return entry;
     }
-    const QStringList lines = QString::fromUtf8(file.read(longestFile)).split('\n');
+    const QStringList lines = QString::fromUtf8(file.read(maxFileSize)).split('\n');
     bool inGroup = false;
     for (const QString &line : lines) {
         const int equals = line.indexOf('=');
@@ -81,7 +81,7 @@ QString AutostartEntry::commandFor(const QString &executable)
         }
         quoted += c;
         if (c == '%') {
-            quoted += c; // or it would begin a field code
+            quoted += c; // a single % starts a field code
         }
     }
     return '"' + quoted + '"';
@@ -90,9 +90,9 @@ QString AutostartEntry::commandFor(const QString &executable)
 QString AutostartEntry::read() const
 {
     const QHash<QString, QString> entry = readEntry(pathOf(m_name));
-    const bool switchedOff = entry.value("Hidden") == QLatin1String("true") ||
-                             entry.value("X-GNOME-Autostart-enabled") == QLatin1String("false");
-    return switchedOff ? QString() : unescaped(entry.value("Exec"));
+    const bool isDisabled = entry.value("Hidden") == QLatin1String("true") ||
+                            entry.value("X-GNOME-Autostart-enabled") == QLatin1String("false");
+    return isDisabled ? QString() : unescaped(entry.value("Exec"));
 }
 
 void AutostartEntry::write(const QString &command)
@@ -108,7 +108,7 @@ void AutostartEntry::write(const QString &command)
                              .arg(escaped(QCoreApplication::applicationName()), escaped(command));
     QDir().mkpath(QFileInfo(path).path());
     if (QFileInfo(path).isSymLink()) {
-        QFile::remove(path); // its target may be a file of the system, and this user root
+        QFile::remove(path); // for root the target may be a file of the system
     }
     QString error;
     if (!replacePrivateFile(path, text.toUtf8(), error)) {

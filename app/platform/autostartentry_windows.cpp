@@ -15,11 +15,11 @@ public:
                     QSettings::NativeFormat)
     {
     }
-    void store()
+    void flush()
     {
         sync();
         if (status() != QSettings::NoError) {
-            qCWarning(lcApp, "The registry does not take the autostart entry");
+            qCWarning(lcApp, "Cannot write the autostart entry to the registry");
         }
     }
 };
@@ -42,7 +42,7 @@ QString AutostartEntry::read() const
     if (!key.contains(m_name)) {
         return {};
     }
-    // A value that is no text is there as well, though nothing starts by it.
+    // A value of another type is an entry too, though Windows starts nothing by it.
     const QString command = key.value(m_name).toString();
     return command.isNull() ? QStringLiteral("") : command;
 }
@@ -51,12 +51,12 @@ void AutostartEntry::write(const QString &command)
 {
     RunKey key;
     key.setValue(m_name, command);
-    key.store();
+    key.flush();
 }
 
 void AutostartEntry::remove()
 {
     RunKey key;
     key.remove(m_name);
-    key.store();
+    key.flush();
 }

@@ -2,6 +2,6 @@
 
 class QLocalSocket;
 
-// Lets the process at the other end of a connected socket bring its window to the front. Where the
-// system guards that, a process may pass on its own right, which it has from the user's click.
+// Allows the process at the other end of a connected socket to bring its window to the front.
+// Windows allows that only to the program that the user started last, which may pass it on.
 void grantForeground(const QLocalSocket &socket);

@@ -7,7 +7,7 @@
 void grantForeground(const QLocalSocket &socket)
 {
     ULONG server = 0;
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the toolkit hands the handle out as a number
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): Qt returns the handle as a number
     if (GetNamedPipeServerProcessId(reinterpret_cast<HANDLE>(socket.socketDescriptor()), &server)) {
         AllowSetForegroundWindow(server);
     }

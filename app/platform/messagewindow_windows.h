@@ -5,13 +5,13 @@
 #include <functional>
 #include <optional>
 
-// A window that is never shown, for what Windows says to the top-level windows of a program only:
-// the gateway in the tray has none else that is sure to be there. Lives on the thread that makes
-// it, which has to handle messages.
+// A hidden window for messages that Windows sends to top-level windows only: in the tray, the
+// gateway need not have another. It belongs to the thread that creates it, which must handle
+// messages.
 class MessageWindow
 {
 public:
-    // The answer to a message; none leaves it to Windows.
+    // Returns the answer to a message, or none for Windows' default.
     using Handler = std::function<std::optional<LRESULT>(UINT message, WPARAM parameter)>;
 
     explicit MessageWindow(Handler handler);
@@ -19,7 +19,7 @@ public:
     MessageWindow(const MessageWindow &) = delete;
     MessageWindow &operator=(const MessageWindow &) = delete;
 
-    // Null when there could be none.
+    // Null when it could not be created.
     HWND handle() const { return m_window; }
 
 private:

@@ -24,7 +24,7 @@ bool isOwnServer(const QLocalSocket &socket)
     HANDLE token = nullptr;
     alignas(TOKEN_USER) BYTE buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
     DWORD size = 0;
-    // QLocalServer makes the user the owner, in an elevated process too.
+    // QLocalServer makes the user the owner of the pipe, in an elevated process too.
     const bool isOwn = GetSecurityInfo(toHandle(socket.socketDescriptor()), SE_KERNEL_OBJECT,
                                        OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr,
                                        nullptr, &descriptor) == ERROR_SUCCESS &&

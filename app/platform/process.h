@@ -1,5 +1,5 @@
 #pragma once
 
-// Settles what holds for the whole process: where libraries are looked for, and that the system
-// opens no boxes of its own. First thing in main(), before the application object.
+// Restricts the folders in which libraries are searched, and switches off the system's error boxes.
+// First call in main(), before the application object.
 void prepareProcess();

@@ -7,22 +7,20 @@
 
 void prepareProcess()
 {
-    // Beside the executable and in the system's folder: a library that lies in the current folder
-    // or on the PATH is none of ours.
-    // A Windows 7 that was never updated has no such function.
-    const auto search = reinterpret_cast<BOOL(WINAPI *)(DWORD)>(
+    // Search the executable's and the system's folder, not the current folder and the PATH.
+    // A Windows 7 without updates does not have the function.
+    const auto setDirectories = reinterpret_cast<BOOL(WINAPI *)(DWORD)>(
         QLibrary::resolve(QStringLiteral("kernel32"), "SetDefaultDllDirectories"));
-    if (search != nullptr) {
-        search(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    if (setDirectories != nullptr) {
+        setDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
     }
-    // A library that does not load and a drive without a disk are reported to the caller; a box
-    // would wait for a user who is not there.
+    // Report a missing library or disk to the caller only: a box would wait for the user.
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
-    // Other software leaves the paths of its own toolkit in everybody's environment.
+    // Other software sets these for its own Qt, in the environment of every program.
     qunsetenv("QT_PLUGIN_PATH");
     qunsetenv("QT_QPA_PLATFORM_PLUGIN_PATH");
-    // The manifest asks for this code page. The toolkit's codec for the system's calls Windows with
-    // arguments that it refuses for UTF-8, and gives empty texts.
+    // The manifest sets this code page. Qt's codec for the system's code page passes flags that
+    // Windows rejects for UTF-8, and returns empty texts.
     if (GetACP() == CP_UTF8) {
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     }

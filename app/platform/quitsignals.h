@@ -2,10 +2,10 @@
 
 #include <QObject>
 
-// The system's request to end the process as a signal in the event loop, so that it ends in order:
-// SIGINT, SIGTERM and SIGHUP; on Windows, the end of the session and WM_CLOSE for a hidden window.
-// One instance, on the thread of the application object, to go when everything is stored: Windows
-// waits for that, some seconds at the most, before it ends the session.
+// Turns the system's requests to end the process into a signal of the event loop: SIGINT, SIGTERM
+// and SIGHUP; on Windows, the end of the session and WM_CLOSE for a hidden window. One object, on
+// the main thread. Destroy it when all data is stored: until then, and for a few seconds at most,
+// it delays the end of a Windows session.
 class QuitSignals : public QObject
 {
     Q_OBJECT
@@ -15,5 +15,5 @@ public:
     ~QuitSignals() override;
 
 signals:
-    void asked();
+    void quitRequested();
 };

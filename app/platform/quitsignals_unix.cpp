@@ -8,13 +8,13 @@
 
 namespace {
 
-// A handler may do little more than write(): the pipe carries the word to the event loop.
-int wake[2] = {-1, -1};
+// A signal handler may call few functions; write() to a pipe wakes the event loop.
+int wakePipe[2] = {-1, -1};
 
-void raised(int /*signal*/)
+void handleSignal(int /*signal*/)
 {
     const char byte = 1;
-    const ssize_t ignored = write(wake[1], &byte, 1);
+    const ssize_t ignored = write(wakePipe[1], &byte, 1);
     static_cast<void>(ignored);
 }
 
@@ -23,16 +23,16 @@ void raised(int /*signal*/)
 QuitSignals::QuitSignals(QObject *parent)
     : QObject(parent)
 {
-    if (pipe2(wake, O_CLOEXEC | O_NONBLOCK) != 0) {
+    if (pipe2(wakePipe, O_CLOEXEC | O_NONBLOCK) != 0) {
         return;
     }
-    auto *const notifier = new QSocketNotifier(wake[0], QSocketNotifier::Read, this);
+    auto *const notifier = new QSocketNotifier(wakePipe[0], QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
         notifier->setEnabled(false);
-        emit asked();
+        emit quitRequested();
     });
     struct sigaction action = {};
-    action.sa_handler = raised;
+    action.sa_handler = handleSignal;
     action.sa_flags = SA_RESTART;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaction(signal, &action, nullptr);

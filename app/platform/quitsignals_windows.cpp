@@ -7,23 +7,23 @@
 
 namespace {
 
-// Below the five seconds after which Windows takes a program for hung.
-constexpr int longestWait = 4000; // milliseconds
+// Windows treats a program as hung after five seconds.
+constexpr int maxWait = 4000; // milliseconds
 
-// A thread of its own: when the last window has answered to the end of the session, the process is
-// killed, and only somebody beside the event loop can hold the answer back until that has ended.
+// Windows kills the process when its last window has answered WM_ENDSESSION. The answer must wait
+// until the main event loop has ended, so the window needs a thread of its own.
 class QuitThread : public QThread
 {
 public:
-    explicit QuitThread(QuitSignals *asker)
-        : QThread(asker)
-        , m_asker(asker)
+    explicit QuitThread(QuitSignals *quitSignals)
+        : QThread(quitSignals)
+        , m_quitSignals(quitSignals)
     {
         start();
     }
     ~QuitThread() override
     {
-        m_over.release();
+        m_ended.release();
         quit();
         wait();
     }
@@ -40,18 +40,18 @@ private:
     std::optional<LRESULT> answer(UINT message, WPARAM parameter)
     {
         const bool sessionEnds = message == WM_ENDSESSION && parameter != 0;
-        if (!sessionEnds && message != WM_CLOSE) { // the latter is how "taskkill" asks
+        if (!sessionEnds && message != WM_CLOSE) { // "taskkill" sends WM_CLOSE
             return std::nullopt;
         }
-        QMetaObject::invokeMethod(m_asker, &QuitSignals::asked, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(m_quitSignals, &QuitSignals::quitRequested, Qt::QueuedConnection);
         if (sessionEnds) {
-            m_over.tryAcquire(1, longestWait);
+            m_ended.tryAcquire(1, maxWait);
         }
         return 0;
     }
 
-    QuitSignals *const m_asker;
-    QSemaphore m_over; // available when the application has ended
+    QuitSignals *const m_quitSignals;
+    QSemaphore m_ended; // available when QuitSignals is destroyed
 };
 
 } // namespace

@@ -2,8 +2,8 @@
 
 #include <QObject>
 
-// The system's own word about sleep, as long as the object lives. Interface thread; where the
-// system has nothing to say it stays silent.
+// Signals the system's sleep and wake notifications while the object lives; none without a system
+// service for them. Interface thread.
 class SleepSource : public QObject
 {
     Q_OBJECT
@@ -16,7 +16,7 @@ signals:
     void didWakeUp();
 
 public slots:
-    // What the system says; it may say the same more than once.
+    // Call for each notification; repeated ones are ignored.
     void sleepChanged(bool begins)
     {
         if (begins == m_sleeping) {

@@ -4,14 +4,13 @@
 
 #include <QDBusConnection>
 
-// The signal of systemd-logind. Qt compares its sender with the owner of the name, so that no
-// other program on the bus can send the gateway to sleep.
+// Connects to systemd-logind's signal. Qt accepts it only from the owner of that name on the bus.
 SleepSource::SleepSource()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected() || !bus.connect("org.freedesktop.login1", "/org/freedesktop/login1",
                                            "org.freedesktop.login1.Manager", "PrepareForSleep",
                                            this, SLOT(sleepChanged(bool)))) {
-        qCDebug(lcApp, "No system bus: sleep and wake go unnoticed");
+        qCDebug(lcApp, "No sleep notifications: cannot connect to the system bus");
     }
 }

@@ -18,17 +18,17 @@ public:
             if (event == PBT_APMSUSPEND) {
                 source->sleepChanged(true);
             } else if (event == PBT_APMRESUMEAUTOMATIC || event == PBT_APMRESUMESUSPEND) {
-                source->sleepChanged(false); // the second one follows when somebody is there
+                source->sleepChanged(false); // RESUMESUSPEND follows when the user is present
             }
             return TRUE;
         })
     {
-        // Computers with modern standby tell only those who ask. Windows 7 has no such function.
+        // With modern standby only registered windows are notified. Windows 7 has no such function.
         using Register = HPOWERNOTIFY(WINAPI *)(HANDLE, DWORD);
-        const auto ask = reinterpret_cast<Register>(
+        const auto registerWindow = reinterpret_cast<Register>(
             QLibrary::resolve(QStringLiteral("user32"), "RegisterSuspendResumeNotification"));
-        if (ask != nullptr) {
-            ask(m_window.handle(), DEVICE_NOTIFY_WINDOW_HANDLE);
+        if (registerWindow != nullptr) {
+            registerWindow(m_window.handle(), DEVICE_NOTIFY_WINDOW_HANDLE);
         }
     }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-// Whether the user's desktop asks applications for dark colours. False where it does not say.
-// Needs the application object; waits for the desktop's answer for a quarter of a second at the
-// most.
+// Whether the user's desktop prefers dark colours; false when that is unknown. Needs the
+// application object. Waits a quarter of a second at most for the desktop's answer.
 bool systemThemeIsDark();

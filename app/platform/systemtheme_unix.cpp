@@ -6,24 +6,24 @@
 
 bool systemThemeIsDark()
 {
-    // Without an address the library would look for a bus and start one.
+    // Without an address, libdbus would start a bus.
     if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
         return false;
     }
-    constexpr int wait = 250; // milliseconds, of the user's start-up
+    constexpr int maxWait = 250; // milliseconds; delays the start-up
     constexpr uint preferDark = 1;
-    constexpr int nesting = 3; // the portal wraps the value once more than its interface says
-    QDBusMessage question = QDBusMessage::createMethodCall(
+    constexpr int maxNesting = 3; // the portal wraps the value once more than documented
+    QDBusMessage request = QDBusMessage::createMethodCall(
         "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
         "org.freedesktop.portal.Settings", "Read");
-    question << "org.freedesktop.appearance"
-             << "color-scheme";
-    const QDBusMessage answer = QDBusConnection::sessionBus().call(question, QDBus::Block, wait);
-    if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().isEmpty()) {
+    request << "org.freedesktop.appearance"
+            << "color-scheme";
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(request, QDBus::Block, maxWait);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return false;
     }
-    QVariant value = answer.arguments().first();
-    for (int i = 0; i < nesting && value.userType() == qMetaTypeId<QDBusVariant>(); ++i) {
+    QVariant value = reply.arguments().first();
+    for (int i = 0; i < maxNesting && value.userType() == qMetaTypeId<QDBusVariant>(); ++i) {
         value = value.value<QDBusVariant>().variant();
     }
     return value.userType() == QMetaType::UInt && value.toUInt() == preferDark;

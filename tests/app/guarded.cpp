@@ -1,8 +1,9 @@
-// Says "first" and then each message that it hears, or sends its argument as a message and says
-// "second". Starts with a line on its standard input, so that several start together. With the
-// argument "--dawdle" it never gives up the turn to ask; as another user, who has taken the socket
-// or the shared memory too, with "--dawdle-socket", "--dawdle-segment" or
-// "--dawdle-socket-segment". KVG_TEST_USER is the number of the user that it runs as.
+// A program with a SingleAppHandler. The first instance prints "first" and each message that it
+// receives; a second one sends its argument as a message and prints "second". It waits for a line
+// on its standard input, so that several can start together. With "--hold" it acquires the
+// semaphore for good and prints "holds"; with "--hold-socket", "--hold-segment" or
+// "--hold-socket-segment" it does so as another user who owns the socket, the shared memory or
+// both. KVG_TEST_USER is the id of the user to run as.
 #include "app/singleapphandler.h"
 #include "tests/app/otheruser.h"
 
@@ -15,7 +16,7 @@
 
 namespace {
 
-void say(const QString &text)
+void print(const QString &text)
 {
     std::puts(qPrintable(text));
     std::fflush(stdout);
@@ -27,31 +28,31 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("Guarded");
-    const QString word = app.arguments().value(1);
+    const QString argument = app.arguments().value(1);
     if (!becomeUser(qEnvironmentVariableIntValue("KVG_TEST_USER"))) {
-        say("no other user");
+        print("no other user");
         return 0;
     }
-    if (word.startsWith("--dawdle")) {
+    if (argument.startsWith("--hold")) {
         const QString key = QString::fromLatin1(
             QCryptographicHash::hash("Guarded", QCryptographicHash::Sha256).toHex());
-        if (word != "--dawdle" && !takeAsOtherUser(key, word)) {
-            say("no other user");
+        if (argument != "--hold" && !takeAsOtherUser(key, argument)) {
+            print("no other user");
             return 0;
         }
-        QSystemSemaphore turn(key + "_semaphore", 1);
-        turn.acquire();
-        say("dawdles");
+        QSystemSemaphore semaphore(key + "_semaphore", 1);
+        semaphore.acquire();
+        print("holds");
         return QCoreApplication::exec();
     }
     std::getchar();
     SingleAppHandler guard;
-    QObject::connect(&guard, &SingleAppHandler::incomingMessage, &guard, say);
+    QObject::connect(&guard, &SingleAppHandler::incomingMessage, &guard, print);
     if (guard.isFirstInstance()) {
-        say("first");
+        print("first");
         return QCoreApplication::exec();
     }
-    guard.sendMessage(word);
-    say("second");
+    guard.sendMessage(argument);
+    print("second");
     return 0;
 }

@@ -2,26 +2,24 @@
 
 #include <QString>
 
-// What another user of the computer may do to the guard.
+// What another user of the computer can do to the guard.
 
-// Goes on as the user of this number; 0 is the present one. False when that cannot be had.
-bool becomeUser(int user);
+// Continues as the user with this id; 0 is the current one. False when this user may not.
+[[nodiscard]] bool becomeUser(int user);
 
-// Becomes another user and takes the socket, the shared memory, or both ("socket-segment") that the
-// guard would use under the key, until the process ends. Everybody can connect and attach. False
-// when there is no other user, or something cannot be taken.
-bool takeAsOtherUser(const QString &key, const QString &what);
+// Becomes another user and creates what `what` contains, "socket" and "segment", under the guard's
+// key, with access for everyone, until the process ends. False when that is not possible.
+[[nodiscard]] bool takeAsOtherUser(const QString &key, const QString &what);
 
-// A name of a local server that another user has, as long as the object lives: it can be neither
-// listened under nor connected to.
-class TakenName
+// While the object lives, a local server can neither use this name nor be reached by it.
+class BlockedServerName
 {
 public:
-    explicit TakenName(const QString &name);
-    ~TakenName();
-    Q_DISABLE_COPY(TakenName)
+    explicit BlockedServerName(const QString &name);
+    ~BlockedServerName();
+    Q_DISABLE_COPY(BlockedServerName)
 
 private:
     const QString m_name;
-    void *m_pipe = nullptr; // of Windows
+    void *m_pipe = nullptr; // Windows only
 };

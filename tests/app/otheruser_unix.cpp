@@ -30,13 +30,13 @@ bool takeAsOtherUser(const QString &key, const QString &what)
                       nullptr, 0)) != -1);
 }
 
-TakenName::TakenName(const QString &name)
+BlockedServerName::BlockedServerName(const QString &name)
     : m_name(QDir::temp().filePath(name))
 {
-    QDir().mkdir(m_name); // what is no socket resists just as well
+    QDir().mkdir(m_name); // a folder in the socket's place
 }
 
-TakenName::~TakenName()
+BlockedServerName::~BlockedServerName()
 {
     QDir().rmdir(m_name);
 }

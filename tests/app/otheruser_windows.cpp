@@ -19,8 +19,8 @@ bool becomeUser(int user)
     return user == 0;
 }
 
-// What belongs to the administrators belongs to no user; only an administrator can create it.
-// Shared memory and the users with numbers cannot be had here.
+// The administrators' group stands for another user; only an administrator can create its pipes.
+// Windows has neither shared memory of another user nor user ids here.
 bool takeAsOtherUser(const QString &key, const QString &what)
 {
     SECURITY_ATTRIBUTES access = {sizeof access, nullptr, FALSE};
@@ -34,13 +34,13 @@ bool takeAsOtherUser(const QString &key, const QString &what)
     return done;
 }
 
-TakenName::TakenName(const QString &name)
-    // One that takes but does not give, and that there may be one of: access is denied to both.
+BlockedServerName::BlockedServerName(const QString &name)
+    // One instance that only receives: both listening and connecting are denied.
     : m_pipe(pipe(name, PIPE_ACCESS_INBOUND, 1, nullptr))
 {
 }
 
-TakenName::~TakenName()
+BlockedServerName::~BlockedServerName()
 {
     CloseHandle(m_pipe);
 }

@@ -16,8 +16,7 @@ class TestDesktopServices : public QObject
     Q_OBJECT
 
 public slots:
-    // The desktop portal's answer: wrapped once more than its interface says, as the portal does
-    // it.
+    // The desktop portal's answer, which is wrapped once more than documented.
     QDBusVariant Read(const QString &space, const QString &key) const
     {
         const bool isKnown = space + key == "org.freedesktop.appearancecolor-scheme";
@@ -35,10 +34,10 @@ private slots:
     }
     void cleanupTestCase() { m_bus.close(); }
 
-    // The system's theme is read once: in this test it is dark, and the order of steps counts.
-    void theUserOverridesTheSystemAndTheCommandLineBoth()
+    // The theme module reads the system's theme only once: the order of these steps matters.
+    void theStoredThemeOverridesTheSystemsAndTheOptionBoth()
     {
-        QDBusConnection bus = QDBusConnection::sessionBus(); // calls of its own need no thread
+        QDBusConnection bus = QDBusConnection::sessionBus(); // it answers its own calls
         QVERIFY(bus.registerService("org.freedesktop.portal.Desktop"));
         QVERIFY(bus.registerObject("/org/freedesktop/portal/desktop",
                                    "org.freedesktop.portal.Settings", this,
@@ -62,7 +61,7 @@ private slots:
         QVERIFY(!isDarkTheme());
     }
 
-    void onlyTheSystemItselfTellsOfSleep()
+    void onlyLogindSignalsSleep()
     {
         QSignalSpy sleeps(SleepListener::instance(), &SleepListener::aboutToSleep);
         QSignalSpy wakes(SleepListener::instance(), &SleepListener::didWakeUp);
@@ -70,9 +69,9 @@ private slots:
         QDBusConnection logind = QDBusConnection::connectToBus(bus, "logind");
         QVERIFY(logind.registerService("org.freedesktop.login1"));
         SleepListener::instance()->install();
-        tell(QDBusConnection::connectToBus(bus, "impostor"), true);
+        sendSleepSignal(QDBusConnection::connectToBus(bus, "impostor"), true);
         for (const bool begins : {false, true, true, false}) {
-            tell(logind, begins);
+            sendSleepSignal(logind, begins);
         }
         QCOMPARE(sleeps.count(), 1);
         QCOMPARE(wakes.count(), 1);
@@ -100,14 +99,14 @@ private slots:
         const QString odd = AutostartEntry::commandFor("/a b/\"c\"/$d/`e`/f\\g/100%/\tKVG");
         AutostartEntry("NimbraCloudGate").write(odd);
         QCOMPARE(AutostartEntry("NimbraCloudGate").read(), odd);
-        // A value has escapes of its own: each backslash of the command is doubled.
+        // The value escapes each backslash of the command once more.
         QVERIFY(readFile(m_entry).contains("\nExec=\"/a b/\\\\\"c\\\\\"/\\\\$d/\\\\`e\\\\`/"
                                            "f\\\\\\\\g/100%%/\\tKVG\"\n"));
     }
 
 private:
-    // Returns when it has been heard: the answers of the bus come after what went before.
-    static void tell(const QDBusConnection &from, bool begins)
+    // Returns after delivery: the bus answers the calls after it has passed on the signal.
+    static void sendSleepSignal(const QDBusConnection &from, bool begins)
     {
         QDBusMessage signal = QDBusMessage::createSignal(
             "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep");

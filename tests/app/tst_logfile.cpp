@@ -15,11 +15,11 @@ class TestLogFile : public QObject
 private slots:
     void initTestCase()
     {
-        // Hundreds of lines need not stand in the test's output.
+        // Keeps hundreds of lines out of the test's output.
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     }
 
-    void linesArePrivateAndComeFromTheFirstInstanceAlone()
+    void linesArePrivateAndEscapedAndASecondInstanceWritesNone()
     {
         {
             const LogFile neverOpened;
@@ -36,16 +36,16 @@ private slots:
             "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} W default "
             "two\\\\nlines\\\\u001b\\[31m \\\\u202e x{1900,2000}…$");
         QVERIFY2(form.match(lines()[1]).hasMatch(), qPrintable(lines()[1]));
-        // Qt makes these for their owner alone, where files have such modes.
+        // Qt creates these with access for the owner only, on systems with file modes.
         QTemporaryFile secret;
         QVERIFY(secret.open());
         QCOMPARE(QFile::permissions(path()), QFile::permissions(secret.fileName()));
         QCOMPARE(QFile::permissions(LogFile::folder()), QFile::permissions(QTemporaryDir().path()));
     }
 
-    void twoFilesAreKeptAndBoundedThoughThreadsWriteAndOthersReadThem()
+    void threadsFillTwoFilesOfBoundedSizeWhileOthersReadThem()
     {
-        const QByteArray full(LogFile::longestFile - 10, '\n');
+        const QByteArray full(LogFile::maxFileSize - 10, '\n');
         for (const bool isRead : {false, true}) {
             LogFile log;
             log.open();
@@ -65,7 +65,7 @@ private slots:
                 thread.join();
             }
             QCOMPARE(lines().filter(QRegularExpression("^.{23} I default y{500}$")).size(), 400);
-            QVERIFY(QFileInfo(path()).size() < LogFile::longestFile);
+            QVERIFY(QFileInfo(path()).size() < LogFile::maxFileSize);
             QVERIFY(isRead || readFile(path() + ".1") == full);
         }
     }

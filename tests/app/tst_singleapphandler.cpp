@@ -19,7 +19,7 @@ class Guarded : public QProcess
 {
 public:
     explicit Guarded(const QString &argument = "show") { start(KVG_GUARDED, {argument}); }
-    ~Guarded() override { close(); } // by SIGKILL: no destructor runs there
+    ~Guarded() override { close(); } // kills it: its destructors do not run
     void go() { write("\n"); }
     bool says(const QString &line)
     {
@@ -30,8 +30,8 @@ public:
     QString said;
 };
 
-// Starts several together. The one that is the first, when all others are second.
-std::unique_ptr<Guarded> onlyFirst()
+// Starts several together. Returns the first instance, or null unless there is exactly one.
+std::unique_ptr<Guarded> startSeveral()
 {
     std::array<std::unique_ptr<Guarded>, 5> all;
     std::unique_ptr<Guarded> first;
@@ -57,7 +57,7 @@ class TestSingleAppHandler : public QObject
     Q_OBJECT
 
 private slots:
-    // A folder that every user can write, as the one for temporary files is.
+    // A folder that every user can write to, as /tmp is.
     void init()
     {
         const QString folder = m_temp.filePath(QString::number(++m_tests));
@@ -68,44 +68,44 @@ private slots:
         qunsetenv("KVG_TEST_USER");
         QCoreApplication::setApplicationName("Guarded");
     }
-    // What killed processes left would stay in the system, and come up again below the key files of
-    // another run.
+    // Removes what killed processes left in the system, which the key files of another run could
+    // find.
     void cleanup()
     {
         QVERIFY(SingleAppHandler().isFirstInstance());
-        // Whoever creates it removes it.
-        const QSystemSemaphore memory(key, 1, QSystemSemaphore::Create);
-        const QSystemSemaphore turn(key + "_semaphore", 1, QSystemSemaphore::Create);
+        // The object that creates a semaphore also removes it.
+        const QSystemSemaphore segmentSemaphore(key, 1, QSystemSemaphore::Create);
+        const QSystemSemaphore semaphore(key + "_semaphore", 1, QSystemSemaphore::Create);
     }
 
-    // The first of each round is killed, and must not be in the way of the next.
-    void oneOfManyThatStartTogetherIsTheFirst()
+    // Each round kills its first instance, which must not hinder the next round.
+    void oneOfSeveralThatStartTogetherIsTheFirst()
     {
         for (int round = 0; round < 5; ++round) {
-            QVERIFY(onlyFirst());
+            QVERIFY(startSeveral());
         }
     }
 
-    void whatAnotherUserHasTakenIsNoInstance_data()
+    void anotherUsersServerAndSegmentAreIgnored_data()
     {
         QTest::addColumn<QString>("taken");
         QTest::addColumn<QByteArray>("user");
-        QTest::newRow("socket") << "socket" << QByteArray("0"); // the only one for Windows
+        QTest::newRow("socket") << "socket" << QByteArray("0"); // the only case on Windows
         QTest::newRow("shared memory") << "segment" << QByteArray("12345");
         QTest::newRow("both") << "socket-segment" << QByteArray("12345");
         QTest::newRow("both, from root") << "socket-segment" << QByteArray("0");
     }
-    void whatAnotherUserHasTakenIsNoInstance()
+    void anotherUsersServerAndSegmentAreIgnored()
     {
         QFETCH(QString, taken);
         QFETCH(QByteArray, user);
-        Guarded other("--dawdle-" + taken);
-        QVERIFY(other.says("(dawdles|no other user)"));
-        if (!other.said.contains("dawdles")) {
-            QSKIP("Another user can be had by root only");
+        Guarded other("--hold-" + taken);
+        QVERIFY(other.says("(holds|no other user)"));
+        if (!other.said.contains("holds")) {
+            QSKIP("Only root can become another user");
         }
         qputenv("KVG_TEST_USER", user);
-        const std::unique_ptr<Guarded> first = onlyFirst();
+        const std::unique_ptr<Guarded> first = startSeveral();
         Guarded second;
         QVERIFY(first && second.says("second") && first->says("show"));
         QDirIterator sockets(QDir::tempPath(), QDir::System, QDirIterator::Subdirectories);
@@ -116,16 +116,16 @@ private slots:
         QVERIFY(another.says("second"));
     }
 
-    void oneThatNeverStopsAskingLocksNobodyOut()
+    void aHeldSemaphoreOnlyDelaysTheNextInstance()
     {
         for (const bool killed : {true, false}) {
-            Guarded dawdler("--dawdle");
-            QVERIFY(dawdler.says("dawdles"));
+            Guarded holder("--hold");
+            QVERIFY(holder.says("holds"));
             Guarded next;
             next.go();
             QVERIFY(!next.waitForReadyRead(200));
             if (killed) {
-                dawdler.kill();
+                holder.kill();
             }
             QVERIFY(next.says("first"));
             Guarded another;
@@ -133,29 +133,29 @@ private slots:
         }
     }
 
-    void messagesComeWholeAndAFloodIsCutOff()
+    void messagesArriveWholeAndClientsAreLimited()
     {
         SingleAppHandler guard;
         QVERIFY(guard.isFirstInstance());
-        QSignalSpy heard(&guard, &SingleAppHandler::incomingMessage);
-        std::array<QLocalSocket, SingleAppHandler::mostClients + 1> crowd;
-        for (QLocalSocket &one : crowd) {
-            one.connectToServer(key);
-            QCOMPARE(one.state(), QLocalSocket::ConnectedState);
-            QTest::qWait(30); // a pipe lets a few wait only, and the guard is on this thread
+        QSignalSpy messages(&guard, &SingleAppHandler::incomingMessage);
+        std::array<QLocalSocket, SingleAppHandler::maxClients + 1> clients;
+        for (QLocalSocket &client : clients) {
+            client.connectToServer(key);
+            QCOMPARE(client.state(), QLocalSocket::ConnectedState);
+            QTest::qWait(30); // the guard is on this thread, and a pipe queues few clients
         }
-        QTRY_COMPARE(crowd.back().state(), QLocalSocket::UnconnectedState);
-        crowd[0].write("one\ntwo\n\xd0");
-        QTRY_COMPARE(heard.count(), 2);
-        crowd[0].write("\x96\n");
-        QTRY_COMPARE(heard.count(), 3);
-        QCOMPARE(heard[1] + heard[2], QVariantList({"two", "\xd0\x96"}));
-        crowd[1].write(QByteArray(1000000, 'x'));
-        QTRY_COMPARE(crowd[1].state(), QLocalSocket::UnconnectedState);
-        QLocalSocket late; // for which there is room again
+        QTRY_COMPARE(clients.back().state(), QLocalSocket::UnconnectedState);
+        clients[0].write("one\ntwo\n\xd0");
+        QTRY_COMPARE(messages.count(), 2);
+        clients[0].write("\x96\n");
+        QTRY_COMPARE(messages.count(), 3);
+        QCOMPARE(messages[1] + messages[2], QVariantList({"two", "\xd0\x96"}));
+        clients[1].write(QByteArray(1000000, 'x'));
+        QTRY_COMPARE(clients[1].state(), QLocalSocket::UnconnectedState);
+        QLocalSocket late; // there is room for it again
         late.connectToServer(key);
         late.write("again\n");
-        QTRY_COMPARE(heard.count(), 4);
+        QTRY_COMPARE(messages.count(), 4);
     }
 
 private:

@@ -14,7 +14,7 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
-// The gateway as a process, on the toolkit's platform without a display.
+// The gateway as a process, on Qt's offscreen platform.
 class TestStartup : public QObject
 {
     Q_OBJECT
@@ -22,14 +22,14 @@ class TestStartup : public QObject
 private slots:
     void initTestCase()
     {
-        qputenv("TMPDIR", m_temporary.path().toLocal8Bit()); // the guard's names lie there
+        qputenv("TMPDIR", m_temporary.path().toLocal8Bit()); // the guard's files are there
         qunsetenv("DBUS_SESSION_BUS_ADDRESS");
-        qputenv("QT_FORCE_STDERR_LOGGING", "1");   // where it would go to a debugger else
-        qputenv("ASAN_OPTIONS", "detect_leaks=0"); // of the toolkit's platform, at its end
+        qputenv("QT_FORCE_STDERR_LOGGING", "1");   // on Windows a debugger would get it
+        qputenv("ASAN_OPTIONS", "detect_leaks=0"); // Qt's platform plugin leaks
     }
     void init() { QSettings().clear(); }
 
-    void theLanguageIsSettled()
+    void theLanguageIsStored()
     {
         const QString system = QString::number(QLocale::system().language());
         QSettings().setValue("Cloud/Serial", "S");
@@ -43,7 +43,7 @@ private slots:
         QCOMPARE(QSettings().allKeys().size(), 1);
     }
 
-    void helpAndVersionTouchNoSetting()
+    void helpAndVersionStoreNothing()
     {
         QVERIFY(run({"--help"}).contains("Nimbra Cloud Gateway Application"));
         QVERIFY(run({"--help"}).contains("--ignore-dark"));
@@ -52,20 +52,20 @@ private slots:
         QVERIFY(QSettings().allKeys().isEmpty());
     }
 
-    void aTerminatedGatewayEndsInOrder()
+    void aTerminatedGatewaySavesAndExits()
     {
         QProcess gateway;
         QVERIFY(start(gateway, {"--lang", "../../x"}));
         gateway.terminate();
-        QVERIFY(endsInOrder(gateway));
+        QVERIFY(exitsCleanly(gateway));
         QVERIFY(QSettings().contains("System/Window"));
         QVERIFY(QSettings().contains("UI/Geom"));
     }
 
-    void aSecondOneWakesTheFirstAndTouchesNothing()
+    void aSecondInstanceShowsTheFirstAndChangesNothing()
     {
         QDir(LogFile::folder()).removeRecursively();
-        const TakenName name(QString::fromLatin1(
+        const BlockedServerName name(QString::fromLatin1(
             QCryptographicHash::hash("KVG-Gate", QCryptographicHash::Sha256).toHex()));
         QProcess first;
         QVERIFY(start(first, {}));
@@ -74,7 +74,7 @@ private slots:
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
         QCOMPARE(first.state(), QProcess::Running);
         QCOMPARE(run({"--quit", "--reset"}), QString());
-        QVERIFY(endsInOrder(first));
+        QVERIFY(exitsCleanly(first));
         const QByteArray log = readFile(LogFile::folder() + "/kvg-gate.log");
         QCOMPARE(log.count("starts with"), 1);
         QVERIFY(log.indexOf("starts with") < log.indexOf("Cannot listen"));
@@ -83,18 +83,18 @@ private slots:
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
     }
 
-    // In the nested event loop of its start-up.
-    void oneThatStartsEndsAsWell()
+    // The quit message arrives in the nested event loop of the start-up.
+    void aGatewayThatIsStartingCanBeQuit()
     {
         QProcess starting;
         QVERIFY(start(starting, {}, QByteArray("KVG-Gate ") + defaults::Version + " starts"));
         SingleAppHandler().sendMessage("quit");
-        QVERIFY(endsInOrder(starting));
+        QVERIFY(exitsCleanly(starting));
         QVERIFY(starting.readAll().contains("Left during start-up with 0"));
     }
 
 private:
-    // False when it does not say `sign` within 20 seconds.
+    // False when its output does not contain `sign` within 20 seconds.
     bool start(QProcess &gateway, const QStringList &arguments,
                const QByteArray &sign = "kvg.ui: Ready") const
     {
@@ -103,7 +103,7 @@ private:
         QByteArray output;
         return QTest::qWaitFor([&] { return (output += gateway.readAll()).contains(sign); }, 20000);
     }
-    static bool endsInOrder(QProcess &gateway)
+    static bool exitsCleanly(QProcess &gateway)
     {
         return (gateway.state() == QProcess::NotRunning || gateway.waitForFinished()) &&
                gateway.exitStatus() == QProcess::NormalExit && gateway.exitCode() == 0;
@@ -119,7 +119,7 @@ private:
     }
 
     QTemporaryDir m_temporary;
-    // What is installed need not have a platform for tests beside it.
+    // The program's own folder need not have the offscreen platform.
     const QStringList m_platform{"-platform", "offscreen", "-platformpluginpath",
                                  QLibraryInfo::location(QLibraryInfo::PluginsPath) + "/platforms"};
 };

@@ -15,8 +15,8 @@ namespace {
 
 const QString currentVersion = "HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\";
 
-// Windows sends such a message to every top-level window; this does so to those of the program. A
-// window that receives messages only, which gets none of these, is no child of the desktop's.
+// Sends a message to this program's top-level windows, as Windows does to those of every program. A
+// message-only window, which gets no broadcasts, is not a child of the desktop window.
 void broadcast(UINT message, WPARAM parameter)
 {
     HWND window = nullptr;
@@ -66,26 +66,26 @@ private slots:
         QCOMPARE(entry.read(), QString("\"C:\\Program Files\\Шлюз & 100%\\@KVG-Gate.exe\""));
     }
 
-    void theSessionEndsWhenTheApplicationHas()
+    void theSessionEndsAfterTheApplication()
     {
         auto quitSignals = std::make_unique<QuitSignals>();
-        QSignalSpy asked(quitSignals.get(), &QuitSignals::asked);
-        QTRY_VERIFY(FindWindowW(L"KvgMessageWindow", nullptr)); // a thread makes it
+        QSignalSpy requests(quitSignals.get(), &QuitSignals::quitRequested);
+        QTRY_VERIFY(FindWindowW(L"KvgMessageWindow", nullptr)); // another thread creates it
         broadcast(WM_QUERYENDSESSION, 0);
         broadcast(WM_ENDSESSION, FALSE); // another program refused
         QCoreApplication::processEvents();
-        QCOMPARE(asked.count(), 0);
+        QCOMPARE(requests.count(), 0);
         const std::unique_ptr<QThread> session(
             QThread::create([] { broadcast(WM_ENDSESSION, TRUE); }));
         session->start();
-        QTRY_COMPARE(asked.count(), 1);
+        QTRY_COMPARE(requests.count(), 1);
         QVERIFY(!QTest::qWaitFor([&] { return session->isFinished(); }, 200));
         quitSignals.reset();
         QTRY_VERIFY(session->isFinished());
     }
 
-    // No window of the application's is there, as when it starts hidden.
-    void sleepAndWakeAreToldOnce()
+    // The application has no window of its own, as when it starts hidden.
+    void sleepAndWakeAreSignalledOnce()
     {
         QSignalSpy sleeps(SleepListener::instance(), &SleepListener::aboutToSleep);
         QSignalSpy wakes(SleepListener::instance(), &SleepListener::didWakeUp);
@@ -93,14 +93,14 @@ private slots:
         broadcast(WM_POWERBROADCAST, PBT_APMPOWERSTATUSCHANGE);
         QCOMPARE(sleeps.count(), 0);
         broadcast(WM_POWERBROADCAST, PBT_APMSUSPEND);
-        QCOMPARE(sleeps.count(), 1); // before the answer: afterwards there may be no time
+        QCOMPARE(sleeps.count(), 1); // emitted before the answer, after which Windows may sleep
         broadcast(WM_POWERBROADCAST, PBT_APMRESUMEAUTOMATIC);
         broadcast(WM_POWERBROADCAST, PBT_APMRESUMESUSPEND);
         QCOMPARE(wakes.count(), 1);
     }
 
-    // The last one: it cannot be undone.
-    void librariesThatLieAboutAreNotLoaded()
+    // The last test, as prepareProcess() cannot be undone.
+    void librariesOnThePathOrInTheCurrentFolderAreNotLoaded()
     {
         const auto loads = [](const QString &name) {
             HMODULE library = LoadLibraryW(reinterpret_cast<const wchar_t *>(name.utf16()));
@@ -114,7 +114,7 @@ private slots:
         prepareProcess();
         QVERIFY(!loads("kvg-stray.dll"));
         QVERIFY(loads(folder.filePath("kvg-stray.dll")));
-        QDir::setCurrent(QDir::tempPath()); // the folder of the test can be removed
+        QDir::setCurrent(QDir::tempPath()); // so that the test's folder can be removed
     }
 };
 

@@ -3,7 +3,7 @@
 #include "tests/support/testmain.h"
 #include "updates/cvupdater.h"
 
-// The updater as the application gets it, with a stand-in for the library.
+// The updater with a test library in place of WinSparkle.
 class TestWinSparkle : public QObject
 {
     Q_OBJECT
@@ -16,21 +16,21 @@ private slots:
     }
     void init() { QFile::remove(m_library); }
 
-    void aLibraryThatIsNotWholeIsNotCalled()
+    void anIncompleteLibraryIsNotCalled()
     {
         QVERIFY(!makeUpdater("https://host.example/"));
         QVERIFY(QFile::copy(beside("winsparkle_partial.dll"), m_library));
         QVERIFY(!makeUpdater("https://host.example/"));
-        QVERIFY(QFile::remove(m_library)); // let go as well
+        QVERIFY(QFile::remove(m_library)); // which needs it unloaded
         QVERIFY(!QFile::exists(m_calls));
     }
 
-    void everySettingComesBeforeTheStart()
+    void theLibraryIsConfiguredBeforeItsInit()
     {
         SettingsStore().set(keys::UpdateAutomatically, false);
         QVERIFY(QFile::copy(beside("winsparkle_whole.dll"), m_library));
         const QByteArray key = readFile(":/upd/corvalt_dsa_win_pub.pem");
-        // A version control system that changed line ends would make another file of it.
+        // Git would change the file if it converted line ends.
         QCOMPARE(key.size(), 2268);
         for (const auto &[days, seconds] : {std::pair(QVariant(3), "259200"),
                                             {0, "86400"},

@@ -1,5 +1,5 @@
-// Stands for the update library: writes down what it is told, in the file that KVG_SPARKLE_CALLS
-// names. Without KVG_WHOLE it lacks the last function.
+// Replaces the update library: appends its calls to the file that KVG_SPARKLE_CALLS names. Without
+// KVG_WHOLE it lacks the last function.
 #include <cstdio>
 #include <cstdlib>
 
