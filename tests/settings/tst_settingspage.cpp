@@ -2,6 +2,7 @@
 #include "settings/settingsform.h"
 #include "settings/zusettings.h"
 #include "tests/support/testmain.h"
+#include "tests/support/writefault.h"
 
 namespace {
 
@@ -57,6 +58,15 @@ private slots:
         page.entry = false; // another program removed it
         ZUSettings().load(page);
         QVERIFY(!page.shown.autostart);
+    }
+
+    void aStoreThatCannotBeWrittenIsReported()
+    {
+        FakePage page;
+        QVERIFY(ZUSettings().apply(page));
+        const auto fault = settingsFault();
+        page.shown.host = "h";
+        QVERIFY(!ZUSettings().apply(page));
     }
 
     void theFirstApplyKeepsTheThemeInUse()
