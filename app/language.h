@@ -10,7 +10,7 @@ class QTranslator;
 
 // Stores the language to use, before any text is shown. `reset` clears every setting and stores the
 // system's language; else `language` is stored as given; else the system's language when none is
-// stored. The system's is stored as its QLocale::Language, which tells that the user chose none.
+// stored. The system's is stored as its QLocale::Language, which shows that the user chose none.
 void settleLanguage(bool reset, const std::optional<QString> &language);
 
 // The stored language, or the system's locale name.

@@ -65,5 +65,5 @@ private:
     std::unique_ptr<QFile> m_lock;
     std::unique_ptr<QSharedMemory> m_segment;
     std::unique_ptr<QLocalServer> m_server;
-    QHash<QLocalSocket *, QByteArray> m_received; // of each client: the start of a message
+    QHash<QLocalSocket *, QByteArray> m_received; // of each client: an incomplete message
 };

@@ -113,7 +113,7 @@ bool DevicePool::replaceStored(const std::function<bool()> &replace)
 {
     const std::lock_guard<std::mutex> lock(writeLock);
     const bool replaced = replace();
-    ++storedGeneration; // after the change, as generation() is read before the pool
+    ++storedGeneration; // after the change, as callers of read() call generation() first
     return replaced;
 }
 

@@ -48,8 +48,8 @@ public:
     // its result. Other threads' update() waits meanwhile.
     [[nodiscard]] static bool replaceStored(const std::function<bool()> &replace);
 
-    // Changes with every write. Ask for it before reading the pool: what was read is out of date
-    // when it has changed.
+    // Changes with every write. Call it before read(): the result is out of date when the number
+    // has changed.
     static int generation();
 
     int size() const { return m_devices.size(); }

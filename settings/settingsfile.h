@@ -13,7 +13,7 @@ class QVariant;
 void sanitizeStoredSettings();
 
 // Calls `replace`, which replaces all settings, and returns its result. False, without the call,
-// when the copy cannot be made with which sanitizeStoredSettings() would undo an interrupted one.
+// when the old settings cannot be copied for sanitizeStoredSettings() to restore.
 [[nodiscard]] bool replaceSettings(const std::function<bool()> &replace);
 
 // Converts `value` to a form that QSettings returns alike on all platforms and that

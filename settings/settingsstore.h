@@ -45,8 +45,8 @@ public:
     {
         return containsKey(QLatin1String(key.path));
     }
-    // Writes the pending changes of all objects. False, with a log line, when this object could not
-    // write since it was created.
+    // Writes the pending changes of all objects. False, with a log line, when this object failed to
+    // write, now or earlier.
     [[nodiscard]] bool flush();
     // The file or registry key, to show to the user.
     QString location() const { return m_settings.fileName(); }

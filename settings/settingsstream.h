@@ -24,8 +24,8 @@ inline constexpr int maxSize = 8 * 1024 * 1024;
 // that parse() would reject. False when the stream fails, or when parse() would reject the whole.
 [[nodiscard]] bool write(SettingsStore &store, QDataStream &stream);
 
-// The settings of a chunk that write() wrote. Treats `chunk` as hostile: nothing, with a log line,
-// when it is incomplete or anything else.
+// The settings of a chunk that write() wrote; nothing, with a log line, for any other or incomplete
+// chunk. `chunk` is untrusted: it is checked to the end, within the limits above.
 [[nodiscard]] std::optional<QVariantMap> parse(const QByteArray &chunk);
 
 } // namespace settingsstream

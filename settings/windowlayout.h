@@ -3,7 +3,7 @@
 class QByteArray;
 
 // Whether stored bytes have the form that QMainWindow writes for the gateway's window. Qt does not
-// check counts and sizes: damaged ones make it loop two thousand million times, or allocate
+// check counts and sizes: damaged ones make it loop two billion times, or allocate
 // gigabytes. Pure functions; any thread.
 namespace windowlayout {
 
