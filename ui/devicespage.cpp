@@ -1,6 +1,6 @@
 #include "ui/devicespage.h"
 
-#include "settings/deviceforms.h"
+#include "ui/deviceforms.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
 #include "ui/widgets/wheelguard.h"

@@ -1,5 +1,5 @@
-#include "settings/deviceforms.h"
 #include "tests/support/widgettestmain.h"
+#include "ui/deviceforms.h"
 
 #include <QDoubleSpinBox>
 #include <QJsonArray>

@@ -1,7 +1,7 @@
-#include "settings/deviceforms.h"
+#include "ui/deviceforms.h"
 
-#include "settings/log.h"
 #include "settings/settingsstore.h"
+#include "ui/log.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -233,7 +233,7 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QObject *wh
             editor = makeEditor(setting, stored.value(name), box, wheelGuard);
         }
         if (editor == nullptr) {
-            qCWarning(lcSettings) << "Device type" << type << "describes setting" << row
+            qCWarning(lcUi) << "Device type" << type << "describes setting" << row
                                   << "in a way that makes no editor";
             continue;
         }
