@@ -3,7 +3,7 @@
 #include "runner/zugatewrunner.h"
 #include "ui/aboutbox.h"
 #include "ui/cloudpage.h"
-#include "ui/devicespage.h"
+#include "ui/devicesettingspage.h"
 #include "ui/dialogs.h"
 #include "ui/log.h"
 #include "ui/navigation.h"
@@ -96,10 +96,11 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
 {
     m_statePage = new StatePage(m_pages);
     m_settingsPage = new SettingsPage(m_settings, autostart, logFolder, m_pages);
-    m_devicesPage = new DevicesPage(m_pages);
+    m_deviceSettingsPage = new DeviceSettingsPage(m_pages);
     m_cloudPage = new CloudPage(m_pages);
     m_registry = new RegThingsEditor(m_pages);
-    QWidget *const pages[] = {m_statePage, m_settingsPage, m_devicesPage, m_cloudPage, m_registry};
+    QWidget *const pages[] = {m_statePage, m_settingsPage, m_deviceSettingsPage, m_cloudPage,
+                              m_registry};
     for (QWidget *const page : pages) {
         m_pages->addWidget(page);
     }
@@ -107,7 +108,7 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
         connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
     }
     connect(m_settingsPage, &SettingsPage::notice, this, &MainWindow::notice);
-    connect(m_devicesPage, &DevicesPage::notice, this, &MainWindow::notice);
+    connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, this, &MainWindow::notice);
     connect(m_cloudPage, &CloudPage::notice, this, &MainWindow::notice);
     connect(m_settingsPage, &SettingsPage::applied, &m_clock, &ScanClock::arm);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
@@ -156,8 +157,8 @@ void MainWindow::connectRunner()
     connect(m_cloudPage, &CloudPage::resetWanted, runner, &ZugatewRunner::resetGateway, queued);
     connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::resetDevPool, queued);
     connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::updatePool, queued);
-    connect(m_devicesPage, &DevicesPage::stored, runner, &ZugatewRunner::applyDeviceSettings,
-            queued);
+    connect(m_deviceSettingsPage, &DeviceSettingsPage::stored, runner,
+            &ZugatewRunner::applyDeviceSettings, queued);
     connect(m_cloudPage, &CloudPage::stateWanted, runner, &ZugatewRunner::registrationState,
             queued);
     connect(m_cloudPage, &CloudPage::registrationCancelled, runner,
@@ -296,7 +297,7 @@ void MainWindow::loaded(const QVariant &result)
 
 void MainWindow::pluginsListed(const QVariant &result)
 {
-    m_devicesPage->showPlugins(result.toJsonObject());
+    m_deviceSettingsPage->showPlugins(result.toJsonObject());
     if (m_loading) {
         emit loadProgress(4, 2, tr("Scanning for devices"));
         m_clock.scan();
@@ -402,8 +403,9 @@ void MainWindow::imported(const QVariant &result)
 {
     m_settingsPage->showImported(result.toBool());
     if (result.toBool()) {
-        m_devicesPage->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
-    }                                                        // else edits that are not saved stay
+        m_deviceSettingsPage
+            ->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
+    }                                               // else edits that are not saved stay
     m_registry->sync();
     m_cloudPage->refresh();
     queue(&ZugatewRunner::cloudStatus);

@@ -18,7 +18,7 @@
 
 class CVUpdater;
 class CloudPage;
-class DevicesPage;
+class DeviceSettingsPage;
 class Navigation;
 class QLedLabel;
 class QSplashScreen;
@@ -128,7 +128,7 @@ private:
     Navigation *m_navigation;
     StatePage *m_statePage;
     SettingsPage *m_settingsPage;
-    DevicesPage *m_devicesPage;
+    DeviceSettingsPage *m_deviceSettingsPage;
     CloudPage *m_cloudPage;
     RegThingsEditor *m_registry;
     QLedLabel *m_led;

@@ -142,7 +142,7 @@
     </message>
 </context>
 <context>
-    <name>DevicesPage</name>
+    <name>DeviceSettingsPage</name>
     <message>
         <source>No device type has settings.</source>
         <translation>Ни у одного типа устройств нет настроек.</translation>

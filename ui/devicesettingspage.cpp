@@ -1,4 +1,4 @@
-#include "ui/devicespage.h"
+#include "ui/devicesettingspage.h"
 
 #include "ui/deviceforms.h"
 #include "ui/dialogs.h"
@@ -10,7 +10,7 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
-DevicesPage::DevicesPage(QWidget *parent)
+DeviceSettingsPage::DeviceSettingsPage(QWidget *parent)
     : QWidget(parent)
     , m_wheelGuard(new WheelGuard(this))
     , m_area(new QScrollArea(this))
@@ -36,13 +36,13 @@ DevicesPage::DevicesPage(QWidget *parent)
     showPlugins({});
 }
 
-void DevicesPage::showPlugins(const QJsonObject &plugins)
+void DeviceSettingsPage::showPlugins(const QJsonObject &plugins)
 {
     m_plugins = plugins;
     on_deviceConfigsReadButton_clicked();
 }
 
-void DevicesPage::on_deviceConfigsReadButton_clicked()
+void DeviceSettingsPage::on_deviceConfigsReadButton_clicked()
 {
     deviceforms::discard(*m_area->widget());
     deviceforms::build(*m_area->widget(), m_plugins, m_wheelGuard);
@@ -53,7 +53,7 @@ void DevicesPage::on_deviceConfigsReadButton_clicked()
     m_writeButton->setEnabled(any);
 }
 
-void DevicesPage::on_deviceConfigsWriteButton_clicked()
+void DeviceSettingsPage::on_deviceConfigsWriteButton_clicked()
 {
     const bool saved = deviceforms::write(*m_area->widget());
     emit stored();

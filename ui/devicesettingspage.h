@@ -9,12 +9,12 @@ class QScrollArea;
 class WheelGuard;
 
 // The settings of the device types, in forms that the types describe. Interface thread.
-class DevicesPage : public QWidget
+class DeviceSettingsPage : public QWidget
 {
     Q_OBJECT
 
 public:
-    explicit DevicesPage(QWidget *parent = nullptr);
+    explicit DeviceSettingsPage(QWidget *parent = nullptr);
 
     // Builds the forms anew from the plugin list: plugin name to metadata.
     void showPlugins(const QJsonObject &plugins);
