@@ -1,7 +1,7 @@
 #include "ui/aliasprompts.h"
 
+#include "ui/aliasrule.h"
 #include "ui/dialogs.h"
-#include "ui/pagestyle.h"
 
 #include <QDateTime>
 #include <QDialogButtonBox>
@@ -19,9 +19,8 @@ void requireText(QInputDialog *prompt)
         return;
     }
     QPushButton *const ok = buttons->button(QDialogButtonBox::Ok);
-    QObject::connect(prompt, &QInputDialog::textValueChanged, ok, [ok](const QString &text) {
-        ok->setDisabled(pagestyle::cleanName(text).isEmpty());
-    });
+    QObject::connect(prompt, &QInputDialog::textValueChanged, ok,
+                     [ok](const QString &text) { ok->setDisabled(cleanAlias(text).isEmpty()); });
 }
 
 } // namespace
@@ -68,7 +67,7 @@ void AliasPrompts::askNext()
     m_prompt->setTextValue(proposal(type));
     requireText(m_prompt);
     connect(m_prompt, &QInputDialog::finished, this, [this, thing](int result) {
-        const QString alias = pagestyle::cleanName(m_prompt->textValue());
+        const QString alias = cleanAlias(m_prompt->textValue());
         m_prompt.clear(); // it deletes itself
         if (result != QDialog::Accepted || alias.isEmpty()) {
             m_things.clear();

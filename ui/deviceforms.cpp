@@ -234,7 +234,7 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QObject *wh
         }
         if (editor == nullptr) {
             qCWarning(lcUi) << "Device type" << type << "describes setting" << row
-                                  << "in a way that makes no editor";
+                            << "in a way that makes no editor";
             continue;
         }
         names.insert(name);

@@ -37,22 +37,3 @@ QPushButton *pagestyle::button(const QString &text, const char *name, QWidget *p
     button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
     return button;
 }
-
-QString pagestyle::cleanName(const QString &text)
-{
-    constexpr int longest = 100;
-    QString clean;
-    for (const QChar character : text.simplified()) {
-        // Of the characters without a shape, the joiners belong to words and to pictures.
-        const QChar::Category category = character.category();
-        const bool joins = character == QChar(0x200c) || character == QChar(0x200d);
-        if (joins || (category != QChar::Other_Control && category != QChar::Other_Format)) {
-            clean += character;
-        }
-    }
-    clean.truncate(longest);
-    if (!clean.isEmpty() && clean.at(clean.size() - 1).isHighSurrogate()) {
-        clean.chop(1);
-    }
-    return clean.trimmed();
-}

@@ -19,8 +19,4 @@ void styleTable(QTableView *table);
 // A button whose name for screen readers is its text. `name`: of the object.
 QPushButton *button(const QString &text, const char *name, QWidget *parent);
 
-// A name as the user may give it: on one line, without characters that nobody sees, of at most 100
-// characters.
-QString cleanName(const QString &text);
-
 } // namespace pagestyle

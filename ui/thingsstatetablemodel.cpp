@@ -1,6 +1,6 @@
 #include "ui/thingsstatetablemodel.h"
 
-#include "ui/pagestyle.h"
+#include "ui/aliasrule.h"
 #include "ui/statetext.h"
 #include "ui/widgets/qmaterialicon.h"
 
@@ -129,7 +129,7 @@ bool ThingsStateTableModel::setData(const QModelIndex &index, const QVariant &va
         return false;
     }
     const ThingState &thing = m_rows[static_cast<size_t>(index.row())]->thing;
-    const QString alias = pagestyle::cleanName(value.toString());
+    const QString alias = cleanAlias(value.toString());
     if (alias.isEmpty() || alias == thing.alias) {
         return false;
     }

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+// The rule for the aliases that the user gives to things.
+
+constexpr int maxAliasLength = 100; // UTF-16 units
+
+// `text` on one line, without control and format characters, cut to maxAliasLength. Empty when
+// nothing visible is left: no thing can have that alias.
+[[nodiscard]] QString cleanAlias(const QString &text);
