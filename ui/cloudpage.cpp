@@ -74,13 +74,6 @@ CloudPage::CloudPage(QWidget *parent)
     form->addRow(resetRow);
 
     m_wizard = new RegistrationWizard(this); // after the button: the order is that of Tab
-    using Wizard = RegistrationWizard;
-    connect(m_wizard, &Wizard::stateWanted, this, &CloudPage::stateWanted);
-    connect(m_wizard, &Wizard::registrationWanted, this, &CloudPage::registrationWanted);
-    connect(m_wizard, &Wizard::registrationCancelled, this, &CloudPage::registrationCancelled);
-    connect(m_wizard, &Wizard::renameRequested, this, &CloudPage::renameRequested);
-    connect(m_wizard, &Wizard::notice, this, &CloudPage::notice);
-
     auto *const registration = new QGroupBox(tr("Registration"), this);
     auto *const inner = new QVBoxLayout(registration);
     inner->addWidget(m_wizard);
@@ -122,31 +115,6 @@ void CloudPage::showConnectivity(bool connected)
     } else {
         m_connection->setText(tr("Disconnected"), color(Role::Warning));
     }
-}
-
-void CloudPage::showState(int state)
-{
-    m_wizard->showState(state);
-}
-
-void CloudPage::askForAliases(const QStringList &things)
-{
-    m_wizard->askForAliases(things);
-}
-
-void CloudPage::showCode(const QJsonObject &code)
-{
-    m_wizard->showCode(code);
-}
-
-bool CloudPage::showResult(const QJsonObject &result)
-{
-    return m_wizard->showResult(result);
-}
-
-void CloudPage::restart()
-{
-    m_wizard->setStep(RegistrationWizard::R_SERIAL);
 }
 
 void CloudPage::on_settingsResetGWButton_clicked()

@@ -6,7 +6,7 @@
 class QStatusLabel;
 class RegistrationWizard;
 
-// The state of the cloud link, and the registration. Interface thread.
+// The state of the cloud connection, and below it the registration wizard. Interface thread.
 class CloudPage : public QWidget
 {
     Q_OBJECT
@@ -14,31 +14,19 @@ class CloudPage : public QWidget
 public:
     explicit CloudPage(QWidget *parent = nullptr);
 
+    // The page shows the wizard and takes no part in what it asks for and is told.
+    RegistrationWizard *wizard() const { return m_wizard; }
     // Shows what is stored; called when the page is about to be shown.
     void refresh();
     // "gw", "key" and "cert" of the runner's CStatus.
     void showStatus(const QJsonObject &status);
     void showConnectivity(bool connected);
 
-    // Results of the registration; see RegistrationWizard.
-    void showState(int state);
-    void askForAliases(const QStringList &things);
-    void showCode(const QJsonObject &code);
-    bool showResult(const QJsonObject &result);
-    // Back to the first step, whatever was under way.
-    void restart();
-
 public slots:
     void on_settingsResetGWButton_clicked();
 
 signals:
     void resetWanted();
-    // The wizard's.
-    void stateWanted();
-    void registrationWanted();
-    void registrationCancelled();
-    void renameRequested(const QString &sid, const QString &alias);
-    void notice(const QString &text, int milliseconds);
 
 private:
     RegistrationWizard *m_wizard;

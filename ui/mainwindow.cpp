@@ -7,6 +7,7 @@
 #include "ui/dialogs.h"
 #include "ui/log.h"
 #include "ui/navigation.h"
+#include "ui/registrationwizard.h"
 #include "ui/regthingseditor.h"
 #include "ui/settingspage.h"
 #include "ui/splash.h"
@@ -78,7 +79,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     });
     m_worker.start();
     m_settingsPage->load();
-    m_cloudPage->restart();
+    m_cloudPage->wizard()->restart();
     m_clock.arm();
     resize(QSize(960, 700).boundedTo(screen()->availableSize()));
 }
@@ -104,15 +105,16 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     for (QWidget *const page : pages) {
         m_pages->addWidget(page);
     }
+    const RegistrationWizard *const wizard = m_cloudPage->wizard();
     for (const QAction *const action : m_navigation->actions()) {
         connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
     }
     connect(m_settingsPage, &SettingsPage::notice, this, &MainWindow::notice);
     connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, this, &MainWindow::notice);
-    connect(m_cloudPage, &CloudPage::notice, this, &MainWindow::notice);
+    connect(wizard, &RegistrationWizard::notice, this, &MainWindow::notice);
     connect(m_settingsPage, &SettingsPage::applied, &m_clock, &ScanClock::arm);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
-    connect(m_cloudPage, &CloudPage::renameRequested, this, &MainWindow::thing_renamereq);
+    connect(wizard, &RegistrationWizard::renameRequested, this, &MainWindow::thing_renamereq);
 }
 
 void MainWindow::makeMenu()
@@ -149,7 +151,8 @@ void MainWindow::connectRunner()
     connect(runner, &ZugatewRunner::thingChanged, this, &MainWindow::thing_changed);
     connect(runner, &ZugatewRunner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
     connect(runner, &ZugatewRunner::deviceCreated, this, &MainWindow::deviceCreated);
-    connect(runner, &ZugatewRunner::registrationVoided, m_cloudPage, &CloudPage::restart);
+    RegistrationWizard *const wizard = m_cloudPage->wizard();
+    connect(runner, &ZugatewRunner::registrationVoided, wizard, &RegistrationWizard::restart);
 
     // Queued also where the runner's thread does not run yet.
     const auto queued = Qt::QueuedConnection;
@@ -159,11 +162,11 @@ void MainWindow::connectRunner()
     connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::updatePool, queued);
     connect(m_deviceSettingsPage, &DeviceSettingsPage::stored, runner,
             &ZugatewRunner::applyDeviceSettings, queued);
-    connect(m_cloudPage, &CloudPage::stateWanted, runner, &ZugatewRunner::registrationState,
+    connect(wizard, &RegistrationWizard::stateWanted, runner, &ZugatewRunner::registrationState,
             queued);
-    connect(m_cloudPage, &CloudPage::registrationCancelled, runner,
+    connect(wizard, &RegistrationWizard::registrationCancelled, runner,
             &ZugatewRunner::cancelRegistration, queued);
-    connect(m_cloudPage, &CloudPage::registrationWanted, runner, &ZugatewRunner::generateDoc,
+    connect(wizard, &RegistrationWizard::registrationWanted, runner, &ZugatewRunner::generateDoc,
             queued);
     connect(m_settingsPage, &SettingsPage::cloudSettingsChanged, runner,
             &ZugatewRunner::applyCloudSettings, queued);
@@ -358,12 +361,12 @@ void MainWindow::statusReceived(const QVariant &result)
 
 void MainWindow::codeReceived(const QVariant &result)
 {
-    m_cloudPage->showCode(result.toJsonObject());
+    m_cloudPage->wizard()->showCode(result.toJsonObject());
 }
 
 void MainWindow::registrationEnded(const QVariant &result)
 {
-    if (!m_cloudPage->showResult(result.toJsonObject())) {
+    if (!m_cloudPage->wizard()->showResult(result.toJsonObject())) {
         return;
     }
     showPage(P_STATE);
@@ -375,17 +378,17 @@ void MainWindow::registrationEnded(const QVariant &result)
 void MainWindow::unregistered(const QVariant & /*result*/)
 {
     queue(&ZugatewRunner::listThings);
-    m_cloudPage->restart();
+    m_cloudPage->wizard()->restart();
 }
 
 void MainWindow::aliasesMissing(const QVariant &result)
 {
-    m_cloudPage->askForAliases(result.toStringList());
+    m_cloudPage->wizard()->askForAliases(result.toStringList());
 }
 
 void MainWindow::stateReceived(const QVariant &result)
 {
-    m_cloudPage->showState(result.toInt());
+    m_cloudPage->wizard()->showState(result.toInt());
 }
 
 void MainWindow::failed(const QVariant &result)

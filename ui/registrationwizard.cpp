@@ -94,7 +94,7 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
         if (complete) {
             on_cloudGetCodeButton_clicked();
         } else {
-            setStep(R_SERIAL);
+            restart();
         }
     });
     connect(m_countdown, &QCountDownLCD::timeout, this, [this] { showExpired(true); });
@@ -205,7 +205,7 @@ void RegistrationWizard::setStep(RegSteps step)
 void RegistrationWizard::refresh()
 {
     if (m_steps->currentIndex() == R_SERIAL) {
-        setStep(R_SERIAL);
+        restart();
     }
 }
 
@@ -247,7 +247,7 @@ void RegistrationWizard::showCode(const QJsonObject &code)
         emit registrationCancelled();
         dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
                       tr("The cloud sent a code that cannot be used."));
-        setStep(R_SERIAL);
+        restart();
         return;
     }
     setStep(R_CODE);
@@ -283,7 +283,7 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
                           dialogs::presentable(error.toVariant().toString()).toHtmlEscaped() +
                           QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
                       Qt::RichText);
-        setStep(R_SERIAL);
+        restart();
         return false;
     }
     const auto text = [](const QJsonObject &thing, const char *member) {
@@ -307,7 +307,7 @@ void RegistrationWizard::giveUp()
 {
     m_cancelled = true;
     emit registrationCancelled();
-    setStep(R_SERIAL);
+    restart();
 }
 
 void RegistrationWizard::on_cloudGetCodeButton_clicked()
@@ -337,5 +337,5 @@ void RegistrationWizard::on_cloudOpenKVGButton_clicked()
 
 void RegistrationWizard::on_cloudRestartRegButton_clicked()
 {
-    setStep(R_SERIAL);
+    restart();
 }

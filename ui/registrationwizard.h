@@ -23,8 +23,8 @@ public:
 
     explicit RegistrationWizard(QWidget *parent = nullptr);
 
-    // Shows the step; R_SERIAL asks for the state of the registration, and not for names any more.
-    void setStep(RegSteps step);
+    // Back to the first step, whatever was under way.
+    void restart() { setStep(R_SERIAL); }
     // On the first step, asks for the state again: devices may have come meanwhile.
     void refresh();
     void clearResults();
@@ -55,6 +55,8 @@ private:
     QWidget *makeWaitPage();
     QWidget *makeCodePage();
     QWidget *makeResultPage();
+    // R_SERIAL closes the prompts for aliases and asks for the state of the registration.
+    void setStep(RegSteps step);
     void showExpired(bool expired);
     void giveUp();
 
