@@ -61,10 +61,10 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
                          if (message == QLatin1String("show")) {
                              window.bringUp();
                          } else if (message == QLatin1String("quit")) {
-                             window.leave();
+                             window.quit();
                          }
                      });
-    QObject::connect(&quitSignals, &QuitSignals::quitRequested, &window, &MainWindow::leave);
+    QObject::connect(&quitSignals, &QuitSignals::quitRequested, &window, &MainWindow::quit);
     window.restoreLayout();
     QMetaObject::invokeMethod(&window, "runInitSequence", Qt::AutoConnection);
     return QCoreApplication::exec();

@@ -3,6 +3,7 @@
 #include "runner/zugatewrunner.h"
 #include "ui/aboutbox.h"
 #include "ui/cloudpage.h"
+#include "ui/connectionindicator.h"
 #include "ui/devicesettingspage.h"
 #include "ui/dialogs.h"
 #include "ui/log.h"
@@ -13,50 +14,22 @@
 #include "ui/splash.h"
 #include "ui/statepage.h"
 #include "ui/trayicon.h"
-#include "ui/widgets/qledlabel.h"
 #include "updates/cvupdater.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QEventLoop>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
 
-#include <iterator>
-
 Q_LOGGING_CATEGORY(lcUi, "kvg.ui")
-
-using Role = QMaterialIcon::Color;
-
-// One row for each operation, in the order of their codes.
-const MainWindow::Reaction MainWindow::s_reactions[] = {
-    &MainWindow::loaded,            // Load
-    &MainWindow::rescanned,         // Rescan
-    &MainWindow::codeReceived,      // RegCode
-    &MainWindow::registrationEnded, // ProcReg
-    &MainWindow::pluginsListed,     // Lsmod
-    &MainWindow::thingsListed,      // Lsthings
-    &MainWindow::connecting,        // CConnect
-    &MainWindow::nothing,           // TRename
-    &MainWindow::statusReceived,    // CStatus
-    &MainWindow::unregistered,      // DUnreg
-    &MainWindow::aliasesMissing,    // AliasFill
-    &MainWindow::failed,            // Error
-    &MainWindow::exported,          // SExport
-    &MainWindow::imported,          // SImport
-    &MainWindow::settingsChanged,   // SetUpdate
-    &MainWindow::nothing,           // ThingsGone
-    &MainWindow::stateReceived,     // RegStatus
-};
 
 MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *parent)
     : QMainWindow(parent)
-    , m_tray(nullptr)
     , m_pages(new QStackedWidget)
     , m_navigation(new Navigation(*this, m_pages, m_menu, m_deviceWindows))
-    , m_led(nullptr)
+    , m_indicator(new ConnectionIndicator(statusBar()))
 {
     setObjectName("MainWindow");
     setWindowTitle(QStringLiteral("KVG-Gate"));
@@ -68,7 +41,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     connectRunner();
     m_updater = makeUpdater(m_settings.store().value(keys::UpdateFeed));
     makeMenu();
-    makeStatusBar();
+    statusBar()->addPermanentWidget(m_indicator);
     showPage(P_STATE);
     m_tray = new TrayIcon(m_menu, this);
     connect(m_tray, &TrayIcon::activated, this, &MainWindow::trayActivated);
@@ -77,20 +50,20 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
             showMinimized(); // nothing else leads to it
         }
     });
-    m_worker.start();
+    m_runnerThread.start();
     m_settingsPage->load();
     m_cloudPage->wizard()->restart();
-    m_clock.arm();
+    m_scanClock.arm();
     resize(QSize(960, 700).boundedTo(screen()->availableSize()));
 }
 
 MainWindow::~MainWindow()
 {
-    m_clock.stop();
+    m_scanClock.stop();
     m_settings.save(*this);
     m_settings.store().set(keys::WindowState, saveState());
     m_settings.store().set(keys::WindowGeometry, saveGeometry());
-    m_worker.stop();
+    m_runnerThread.stop();
 }
 
 void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
@@ -105,14 +78,15 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     for (QWidget *const page : pages) {
         m_pages->addWidget(page);
     }
-    const RegistrationWizard *const wizard = m_cloudPage->wizard();
     for (const QAction *const action : m_navigation->actions()) {
         connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
     }
-    connect(m_settingsPage, &SettingsPage::notice, this, &MainWindow::notice);
-    connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, this, &MainWindow::notice);
-    connect(wizard, &RegistrationWizard::notice, this, &MainWindow::notice);
-    connect(m_settingsPage, &SettingsPage::applied, &m_clock, &ScanClock::arm);
+    const RegistrationWizard *const wizard = m_cloudPage->wizard();
+    connect(m_settingsPage, &SettingsPage::notice, statusBar(), &QStatusBar::showMessage);
+    connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, statusBar(),
+            &QStatusBar::showMessage);
+    connect(wizard, &RegistrationWizard::notice, statusBar(), &QStatusBar::showMessage);
+    connect(m_settingsPage, &SettingsPage::applied, &m_scanClock, &ScanClock::arm);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
     connect(wizard, &RegistrationWizard::renameRequested, this, &MainWindow::thing_renamereq);
 }
@@ -137,59 +111,46 @@ void MainWindow::makeMenu()
     addAction(exit);
 }
 
-void MainWindow::makeStatusBar()
-{
-    m_led = new QLedLabel(statusBar());
-    showIndicator("gps_off", Role::Base, tr("Cloud connection is not configured"));
-    statusBar()->addPermanentWidget(m_led);
-}
-
 void MainWindow::connectRunner()
 {
-    ZugatewRunner *const runner = m_worker.runner();
-    connect(runner, &ZugatewRunner::finished, this, &MainWindow::runner_finished);
-    connect(runner, &ZugatewRunner::thingChanged, this, &MainWindow::thing_changed);
-    connect(runner, &ZugatewRunner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
-    connect(runner, &ZugatewRunner::deviceCreated, this, &MainWindow::deviceCreated);
-    RegistrationWizard *const wizard = m_cloudPage->wizard();
-    connect(runner, &ZugatewRunner::registrationVoided, wizard, &RegistrationWizard::restart);
+    using Runner = ZugatewRunner;
+    using Wizard = RegistrationWizard;
+    Runner *const runner = m_runnerThread.runner();
+    Wizard *const wizard = m_cloudPage->wizard();
+    connect(runner, &Runner::finished, this, &MainWindow::runner_finished);
+    connect(runner, &Runner::thingChanged, this, &MainWindow::thing_changed);
+    connect(runner, &Runner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
+    connect(runner, &Runner::deviceCreated, this, &MainWindow::deviceCreated);
+    connect(runner, &Runner::registrationVoided, wizard, &Wizard::restart);
+    connect(&m_startup, &StartupChain::progress, this, &MainWindow::loadProgress);
+    connect(&m_startup, &StartupChain::finished, this, &MainWindow::loadFinished);
 
-    // Queued also where the runner's thread does not run yet.
-    const auto queued = Qt::QueuedConnection;
-    connect(&m_settings, &ZUSettings::unregDevices, runner, &ZugatewRunner::resetGateway, queued);
-    connect(m_cloudPage, &CloudPage::resetWanted, runner, &ZugatewRunner::resetGateway, queued);
-    connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::resetDevPool, queued);
-    connect(m_registry, &RegThingsEditor::modified, runner, &ZugatewRunner::updatePool, queued);
+    // The runner lives on another thread, so these calls are queued, also before that runs.
+    connect(&m_settings, &ZUSettings::unregDevices, runner, &Runner::resetGateway);
+    connect(m_cloudPage, &CloudPage::resetWanted, runner, &Runner::resetGateway);
+    connect(wizard, &Wizard::stateWanted, runner, &Runner::registrationState);
+    connect(wizard, &Wizard::registrationWanted, runner, &Runner::generateDoc);
+    connect(wizard, &Wizard::registrationCancelled, runner, &Runner::cancelRegistration);
+    connect(m_registry, &RegThingsEditor::modified, runner, &Runner::resetDevPool);
+    connect(m_registry, &RegThingsEditor::modified, runner, &Runner::updatePool);
     connect(m_deviceSettingsPage, &DeviceSettingsPage::stored, runner,
-            &ZugatewRunner::applyDeviceSettings, queued);
-    connect(wizard, &RegistrationWizard::stateWanted, runner, &ZugatewRunner::registrationState,
-            queued);
-    connect(wizard, &RegistrationWizard::registrationCancelled, runner,
-            &ZugatewRunner::cancelRegistration, queued);
-    connect(wizard, &RegistrationWizard::registrationWanted, runner, &ZugatewRunner::generateDoc,
-            queued);
+            &Runner::applyDeviceSettings);
     connect(m_settingsPage, &SettingsPage::cloudSettingsChanged, runner,
-            &ZugatewRunner::applyCloudSettings, queued);
-    connect(m_settingsPage, &SettingsPage::exportRequested, runner, &ZugatewRunner::exportSettings,
-            queued);
-    connect(m_settingsPage, &SettingsPage::importRequested, runner, &ZugatewRunner::importSettings,
-            queued);
-    connect(&m_clock, &ScanClock::scanWanted, runner, &ZugatewRunner::rescan, queued);
-    connect(&m_clock, &ScanClock::scanning, this, &MainWindow::showScanning);
+            &Runner::applyCloudSettings);
+    connect(m_settingsPage, &SettingsPage::exportRequested, runner, &Runner::exportSettings);
+    connect(m_settingsPage, &SettingsPage::importRequested, runner, &Runner::importSettings);
+    connect(&m_scanClock, &ScanClock::scanWanted, runner, &Runner::rescan);
+    connect(&m_scanClock, &ScanClock::scanning, m_navigation, &Navigation::setScanning);
+    connect(&m_scanClock, &ScanClock::scanning, m_statePage, &StatePage::showScanning);
 }
 
-template <typename Slot>
-void MainWindow::queue(Slot slot)
+void MainWindow::queue(void (ZugatewRunner::*slot)())
 {
-    QMetaObject::invokeMethod(m_worker.runner(), slot, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(m_runnerThread.runner(), slot, Qt::QueuedConnection);
 }
 
 void MainWindow::restoreLayout()
 {
-    if (m_layoutRestored) {
-        return;
-    }
-    m_layoutRestored = true;
     m_settings.restore(*this);
     restoreGeometry(m_settings.windowGeometry(keys::WindowGeometry));
     restoreState(m_settings.windowState(keys::WindowState));
@@ -206,36 +167,25 @@ void MainWindow::runInitSequence()
     Splash splash;
     splash.show();
     connect(this, &MainWindow::loadProgress, &splash, &Splash::showProgress);
-    QEventLoop loop;
-    connect(this, &MainWindow::loadFinished, &loop, [this, &loop](bool result) {
-        if (!result && !m_status) {
-            m_status = 1;
-        }
-        loop.exit(result ? 0 : 1);
-    });
-    m_loading = true;
     m_deviceWindows.holdBack();
-    emit loadProgress(4, 0, tr("Loading plugins"));
-    queue(&ZugatewRunner::loadPlugins);
-    if (!m_status) {
-        loop.exec();
+    if (!m_startup.run() && !m_exitCode) {
+        m_exitCode = 1;
     }
-    if (!m_status) {
-        appear(splash);
+    if (!m_exitCode) {
+        showAfterStartup(splash); // processes events: the user may quit meanwhile
     }
-    if (m_status) {
-        qCInfo(lcUi, "Left during start-up with %d", *m_status);
-        // The main event loop does not run yet, and would forget to end.
-        const int status = *m_status;
+    if (m_exitCode) {
+        qCInfo(lcUi, "Ended during start-up with exit code %d", *m_exitCode);
+        // exit() has no effect before exec(), so it is posted.
         QMetaObject::invokeMethod(
-            qApp, [status] { QCoreApplication::exit(status); }, Qt::QueuedConnection);
+            qApp, [code = *m_exitCode] { QCoreApplication::exit(code); }, Qt::QueuedConnection);
     }
 }
 
-void MainWindow::appear(QSplashScreen &splash)
+void MainWindow::showAfterStartup(QSplashScreen &splash)
 {
     m_settingsPage->load();
-    if (m_settings.store().value(keys::StartHidden) && !m_bringUpLater) {
+    if (m_settings.store().value(keys::StartHidden) && !m_bringUpAfterStartup) {
         splash.close(); // finish() would wait for a window that does not come
         return;
     }
@@ -245,16 +195,16 @@ void MainWindow::appear(QSplashScreen &splash)
     bringUp();
 }
 
-void MainWindow::leave()
+void MainWindow::quit()
 {
-    m_status = 0;
+    m_exitCode = 0;
     QCoreApplication::exit(0); // ends the loop of the start-up as well
 }
 
 void MainWindow::bringUp()
 {
-    if (m_loading) {
-        m_bringUpLater = true;
+    if (m_startup.isRunning()) {
+        m_bringUpAfterStartup = true;
         return;
     }
     setWindowState(windowState() & ~Qt::WindowMinimized);
@@ -280,143 +230,69 @@ void MainWindow::dockClicked()
 
 void MainWindow::runner_finished(int op, const QVariant &result)
 {
-    static_assert(std::size(s_reactions) == ZugatewRunner::RegStatus + 1);
-    if (op >= 0 && op < int(std::size(s_reactions))) {
-        const Reaction reaction = s_reactions[op];
-        (this->*reaction)(result);
+    RegistrationWizard *const wizard = m_cloudPage->wizard();
+    switch (op) {
+    case ZugatewRunner::Rescan:
+        m_scanClock.scanned();
+        break;
+    case ZugatewRunner::RegCode:
+        wizard->showCode(result.toJsonObject());
+        break;
+    case ZugatewRunner::ProcReg:
+        if (wizard->showResult(result.toJsonObject())) {
+            showPage(P_STATE);
+            queue(&ZugatewRunner::cloudStatus);
+        }
+        break;
+    case ZugatewRunner::Lsmod:
+        m_deviceSettingsPage->showPlugins(result.toJsonObject());
+        break;
+    case ZugatewRunner::Lsthings:
+        m_statePage->showThings(result.value<ThingStateList>());
+        break;
+    case ZugatewRunner::CStatus:
+        m_cloudPage->showStatus(result.toJsonObject());
+        m_indicator->showRegistered(result.toJsonObject()[QLatin1String("gw")].toBool());
+        break;
+    case ZugatewRunner::DUnreg:
+        queue(&ZugatewRunner::listThings);
+        wizard->restart();
+        break;
+    case ZugatewRunner::AliasFill:
+        wizard->askForAliases(result.toStringList());
+        break;
+    case ZugatewRunner::Error:
+        dialogs::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
+                      dialogs::presentable(result.toString()));
+        break;
+    case ZugatewRunner::SExport:
+        m_settingsPage->showExported(result.toBool());
+        break;
+    case ZugatewRunner::SImport:
+        showImported(result.toBool());
+        break;
+    case ZugatewRunner::SetUpdate:
+        m_settingsPage->load();
+        break;
+    case ZugatewRunner::RegStatus:
+        wizard->showState(result.toInt());
+        break;
+    default:
+        break;
     }
+    m_startup.advance(op, result);
 }
 
-// Also after start-up, on purpose.
-void MainWindow::loaded(const QVariant &result)
+void MainWindow::showImported(bool done)
 {
-    if (!result.toBool()) {
-        emit loadFinished(false);
-        return;
+    m_settingsPage->showImported(done);
+    if (done) {
+        // The forms still show the old values; Write would store them over the restored ones.
+        m_deviceSettingsPage->on_deviceConfigsReadButton_clicked();
     }
-    emit loadProgress(4, 1, tr("Assembling plugins list"));
-    queue(&ZugatewRunner::listPlugins);
-}
-
-void MainWindow::pluginsListed(const QVariant &result)
-{
-    m_deviceSettingsPage->showPlugins(result.toJsonObject());
-    if (m_loading) {
-        emit loadProgress(4, 2, tr("Scanning for devices"));
-        m_clock.scan();
-    }
-}
-
-void MainWindow::rescanned(const QVariant &result)
-{
-    m_clock.scanned();
-    if (!m_loading) {
-        return;
-    }
-    if (!result.toBool()) {
-        emit loadFinished(false);
-        return;
-    }
-    emit loadProgress(4, 3, tr("Assembling devices list"));
-    queue(&ZugatewRunner::listThings);
-}
-
-void MainWindow::thingsListed(const QVariant &result)
-{
-    m_statePage->showThings(result.value<ThingStateList>());
-    if (m_loading) {
-        emit loadProgress(4, 4, tr("Connecting to the cloud"));
-        QMetaObject::invokeMethod(m_worker.runner(), "connectToCloud", Qt::QueuedConnection,
-                                  Q_ARG(bool, true));
-    }
-}
-
-void MainWindow::connecting(const QVariant & /*result*/)
-{
-    if (m_loading) {
-        emit loadProgress(5, 5, tr("Requesting status")); // 5 on purpose
-        queue(&ZugatewRunner::cloudStatus);
-    }
-}
-
-void MainWindow::statusReceived(const QVariant &result)
-{
-    const QJsonObject status = result.toJsonObject();
-    m_cloudPage->showStatus(status);
-    if (m_connected) {
-        // The indicator tells it already.
-    } else if (status[QLatin1String("gw")].toBool()) {
-        showIndicator("gps_not_fixed", Role::Error, tr("Disconnected from the cloud"));
-    } else {
-        showIndicator("gps_off", Role::Base, tr("Cloud connection is not configured"));
-    }
-    if (m_loading) {
-        m_loading = false;
-        qCInfo(lcUi, "Ready");
-        // The first answer came before the gateway was restored.
-        queue(&ZugatewRunner::registrationState);
-        emit loadFinished(true);
-    }
-}
-
-void MainWindow::codeReceived(const QVariant &result)
-{
-    m_cloudPage->wizard()->showCode(result.toJsonObject());
-}
-
-void MainWindow::registrationEnded(const QVariant &result)
-{
-    if (!m_cloudPage->wizard()->showResult(result.toJsonObject())) {
-        return;
-    }
-    showPage(P_STATE);
-    if (!m_loading) {
-        queue(&ZugatewRunner::cloudStatus);
-    }
-}
-
-void MainWindow::unregistered(const QVariant & /*result*/)
-{
-    queue(&ZugatewRunner::listThings);
-    m_cloudPage->wizard()->restart();
-}
-
-void MainWindow::aliasesMissing(const QVariant &result)
-{
-    m_cloudPage->wizard()->askForAliases(result.toStringList());
-}
-
-void MainWindow::stateReceived(const QVariant &result)
-{
-    m_cloudPage->wizard()->showState(result.toInt());
-}
-
-void MainWindow::failed(const QVariant &result)
-{
-    dialogs::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
-                  dialogs::presentable(result.toString()));
-}
-
-void MainWindow::exported(const QVariant &result)
-{
-    m_settingsPage->showExported(result.toBool());
-}
-
-void MainWindow::imported(const QVariant &result)
-{
-    m_settingsPage->showImported(result.toBool());
-    if (result.toBool()) {
-        m_deviceSettingsPage
-            ->on_deviceConfigsReadButton_clicked(); // or a write would undo the restore
-    }                                               // else edits that are not saved stay
     m_registry->sync();
     m_cloudPage->refresh();
     queue(&ZugatewRunner::cloudStatus);
-}
-
-void MainWindow::settingsChanged(const QVariant & /*result*/)
-{
-    m_settingsPage->load();
 }
 
 void MainWindow::deviceCreated(QObject *thui)
@@ -428,32 +304,20 @@ void MainWindow::thing_changed(const ThingState &thing)
 {
     m_statePage->showThing(thing);
     if (thing.gone) {
-        m_clock.scanLater();
+        m_scanClock.scanLater();
     }
 }
 
 void MainWindow::thing_renamereq(const QString &sid, const QString &alias)
 {
-    QMetaObject::invokeMethod(m_worker.runner(), "renameThing", Qt::QueuedConnection,
+    QMetaObject::invokeMethod(m_runnerThread.runner(), "renameThing", Qt::QueuedConnection,
                               Q_ARG(QString, sid), Q_ARG(QString, alias));
 }
 
 void MainWindow::gw_connectivityChanged(bool connected)
 {
-    m_connected = connected;
-    if (connected) {
-        showIndicator("gps_fixed", Role::Success, tr("Connected to the cloud"));
-    } else {
-        showIndicator("gps_not_fixed", Role::Error, tr("Disconnected from the cloud"));
-    }
+    m_indicator->showConnected(connected);
     m_cloudPage->showConnectivity(connected);
-}
-
-void MainWindow::showIndicator(const char *icon, Role color, const QString &text)
-{
-    m_led->setIcon(QLatin1String(icon), color);
-    m_led->setToolTip(text);
-    m_led->setAccessibleName(text);
 }
 
 void MainWindow::sidePane_clicked()
@@ -461,7 +325,7 @@ void MainWindow::sidePane_clicked()
     const auto *const action = qobject_cast<const QAction *>(sender());
     const int number = action != nullptr ? action->data().toInt() : 0;
     if (number == Navigation::scanData) {
-        m_clock.scan();
+        m_scanClock.scan();
     } else {
         showPage(static_cast<Pages>(Navigation::pageOf(number)));
     }
@@ -477,17 +341,6 @@ void MainWindow::showPage(Pages page)
     m_pages->setCurrentIndex(page);
     m_pages->currentWidget()->setFocus(); // Tab goes on into the page
     m_navigation->setPage(page);
-}
-
-void MainWindow::showScanning(bool on)
-{
-    m_navigation->setScanning(on);
-    m_statePage->showScanning(on);
-}
-
-void MainWindow::notice(const QString &text, int milliseconds)
-{
-    statusBar()->showMessage(text, milliseconds);
 }
 
 void MainWindow::trayActivated(QSystemTrayIcon::ActivationReason reason)
@@ -508,7 +361,7 @@ void MainWindow::process_action(int action)
         }
         break;
     case A_EXIT:
-        leave();
+        quit();
         break;
     case A_ABOUT:
         showAboutBox(this);
@@ -516,9 +369,7 @@ void MainWindow::process_action(int action)
     case A_UPDCHK:
         checkUpdate();
         break;
-    case A_RESCAN: // the dock's; on purpose not here
-    case A_HIDE:
-    default:
+    default: // A_RESCAN and A_HIDE: no entry of the menu carries them
         break;
     }
 }
@@ -544,5 +395,5 @@ void MainWindow::closeEvent(QCloseEvent *event)
         return;
     }
     event->accept();
-    QMetaObject::invokeMethod(this, &MainWindow::leave, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &MainWindow::quit, Qt::QueuedConnection);
 }

@@ -6,7 +6,7 @@
 #include "things/thingstate.h"
 #include "ui/devicewindows.h"
 #include "ui/scanclock.h"
-#include "ui/widgets/qmaterialicon.h"
+#include "ui/startupchain.h"
 
 #include <QMainWindow>
 #include <QMenu>
@@ -18,9 +18,9 @@
 
 class CVUpdater;
 class CloudPage;
+class ConnectionIndicator;
 class DeviceSettingsPage;
 class Navigation;
-class QLedLabel;
 class QSplashScreen;
 class QStackedWidget;
 class RegThingsEditor;
@@ -48,7 +48,7 @@ public:
     // Stores the layout, ends the cloud connection and waits for the runner.
     ~MainWindow() override;
 
-    // Gives the window the size, place and tool bars that it had. Further calls do nothing.
+    // Gives the window the size, position and tool bars that were stored.
     void restoreLayout();
 
 public slots:
@@ -57,7 +57,7 @@ public slots:
     // the user leaves meanwhile with 0, both as soon as the main event loop runs.
     void runInitSequence();
     // Ends the application with 0, also during start-up.
-    void leave();
+    void quit();
     // Shows, raises and activates the window; during start-up, as soon as that is over.
     void bringUp();
     void checkUpdate();
@@ -85,45 +85,21 @@ protected:
 private:
     void makePages(Autostart &autostart, const QString &logFolder);
     void makeMenu();
-    void makeStatusBar();
     void connectRunner();
-    void appear(QSplashScreen &splash);
+    void showAfterStartup(QSplashScreen &splash);
     void showPage(Pages page);
-    void showScanning(bool on);
-    void showIndicator(const char *icon, QMaterialIcon::Color color, const QString &text);
     bool isShown() const { return isVisible() && !isMinimized(); }
-    void notice(const QString &text, int milliseconds);
-    template <typename Slot>
-    void queue(Slot slot);
-
-    // What follows each result, by operation; see s_reactions.
-    void loaded(const QVariant &result);
-    void rescanned(const QVariant &result);
-    void codeReceived(const QVariant &result);
-    void registrationEnded(const QVariant &result);
-    void pluginsListed(const QVariant &result);
-    void thingsListed(const QVariant &result);
-    void connecting(const QVariant &result);
-    void statusReceived(const QVariant &result);
-    void unregistered(const QVariant &result);
-    void aliasesMissing(const QVariant &result);
-    void failed(const QVariant &result);
-    void exported(const QVariant &result);
-    void imported(const QVariant &result);
-    void settingsChanged(const QVariant &result);
-    void stateReceived(const QVariant &result);
-    void nothing(const QVariant & /*result*/) {}
-
-    using Reaction = void (MainWindow::*)(const QVariant &);
-    static const Reaction s_reactions[];
+    void showImported(bool done);
+    void queue(void (ZugatewRunner::*slot)());
 
     ZUSettings m_settings;
-    RunnerThread m_worker;
-    ScanClock m_clock;
+    RunnerThread m_runnerThread;
+    ScanClock m_scanClock;
+    StartupChain m_startup{*m_runnerThread.runner(), m_scanClock};
     DeviceWindows m_deviceWindows;
     QMenu m_menu;
     std::unique_ptr<CVUpdater> m_updater; // null where there is none
-    TrayIcon *m_tray;
+    TrayIcon *m_tray = nullptr;
     QStackedWidget *m_pages;
     Navigation *m_navigation;
     StatePage *m_statePage;
@@ -131,10 +107,7 @@ private:
     DeviceSettingsPage *m_deviceSettingsPage;
     CloudPage *m_cloudPage;
     RegThingsEditor *m_registry;
-    QLedLabel *m_led;
-    std::optional<int> m_status; // to end with; none while nobody leaves
-    bool m_connected = false;
-    bool m_loading = false;
-    bool m_layoutRestored = false;
-    bool m_bringUpLater = false;
+    ConnectionIndicator *m_indicator;
+    std::optional<int> m_exitCode;
+    bool m_bringUpAfterStartup = false;
 };

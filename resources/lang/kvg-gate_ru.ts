@@ -142,6 +142,21 @@
     </message>
 </context>
 <context>
+    <name>ConnectionIndicator</name>
+    <message>
+        <source>Cloud connection is not configured</source>
+        <translation>Подключение к облаку не настроено</translation>
+    </message>
+    <message>
+        <source>Connected to the cloud</source>
+        <translation>Облако подключено</translation>
+    </message>
+    <message>
+        <source>Disconnected from the cloud</source>
+        <translation>Нет подключения к облаку</translation>
+    </message>
+</context>
+<context>
     <name>DeviceSettingsPage</name>
     <message>
         <source>No device type has settings.</source>
@@ -259,42 +274,6 @@
     <message>
         <source>Exit</source>
         <translation>Выход</translation>
-    </message>
-    <message>
-        <source>Cloud connection is not configured</source>
-        <translation>Подключение к облаку не настроено</translation>
-    </message>
-    <message>
-        <source>Loading plugins</source>
-        <translation>Загрузка модулей</translation>
-    </message>
-    <message>
-        <source>Assembling plugins list</source>
-        <translation>Составление списка модулей</translation>
-    </message>
-    <message>
-        <source>Scanning for devices</source>
-        <translation>Поиск устройств</translation>
-    </message>
-    <message>
-        <source>Assembling devices list</source>
-        <translation>Составление списка устройств</translation>
-    </message>
-    <message>
-        <source>Connecting to the cloud</source>
-        <translation>Подключение к облаку</translation>
-    </message>
-    <message>
-        <source>Requesting status</source>
-        <translation>Запрос состояния</translation>
-    </message>
-    <message>
-        <source>Connected to the cloud</source>
-        <translation>Облако подключено</translation>
-    </message>
-    <message>
-        <source>Disconnected from the cloud</source>
-        <translation>Нет подключения к облаку</translation>
     </message>
 </context>
 <context>
@@ -699,6 +678,33 @@ A device that is forgotten loses its name and its registration, and the cloud he
     <message>
         <source>The log is in %1</source>
         <translation>Журнал находится в папке %1</translation>
+    </message>
+</context>
+<context>
+    <name>StartupChain</name>
+    <message>
+        <source>Loading plugins</source>
+        <translation>Загрузка модулей</translation>
+    </message>
+    <message>
+        <source>Assembling plugins list</source>
+        <translation>Составление списка модулей</translation>
+    </message>
+    <message>
+        <source>Scanning for devices</source>
+        <translation>Поиск устройств</translation>
+    </message>
+    <message>
+        <source>Assembling devices list</source>
+        <translation>Составление списка устройств</translation>
+    </message>
+    <message>
+        <source>Connecting to the cloud</source>
+        <translation>Подключение к облаку</translation>
+    </message>
+    <message>
+        <source>Requesting status</source>
+        <translation>Запрос состояния</translation>
     </message>
 </context>
 <context>

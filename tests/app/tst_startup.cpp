@@ -90,7 +90,7 @@ private slots:
         QVERIFY(start(starting, {}, QByteArray("KVG-Gate ") + defaults::Version + " starts"));
         SingleAppHandler().sendMessage("quit");
         QVERIFY(exitsCleanly(starting));
-        QVERIFY(starting.readAll().contains("Left during start-up with 0"));
+        QVERIFY(starting.readAll().contains("Ended during start-up with exit code 0"));
     }
 
 private:
