@@ -2,6 +2,7 @@
 
 #include "settings/settingsstore.h"
 #include "ui/log.h"
+#include "ui/widgets/wheelguard.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -73,28 +74,18 @@ std::pair<Number, Number> rangeOf(const QJsonObject &setting)
             static_cast<Number>(std::min<double>(to, highest))};
 }
 
-// For the editors that a mouse wheel would change: scrolling the page must not.
-template <typename Editor>
-Editor *guarded(Editor *editor, QObject *wheelGuard)
+QWidget *makeInteger(const QJsonObject &setting, int value, QWidget *parent)
 {
-    editor->setFocusPolicy(Qt::StrongFocus);
-    editor->installEventFilter(wheelGuard);
-    return editor;
-}
-
-QWidget *makeInteger(const QJsonObject &setting, int value, QWidget *parent, QObject *wheelGuard)
-{
-    auto *const editor = guarded(new QSpinBox(parent), wheelGuard);
+    auto *const editor = new QSpinBox(parent);
     const auto [from, to] = rangeOf<int>(setting);
     editor->setRange(from, to);
     editor->setValue(value);
     return editor;
 }
 
-QWidget *makeFloat(const QJsonObject &setting, double value, double fallback, QWidget *parent,
-                   QObject *wheelGuard)
+QWidget *makeFloat(const QJsonObject &setting, double value, double fallback, QWidget *parent)
 {
-    auto *const editor = guarded(new FloatEditor(parent), wheelGuard);
+    auto *const editor = new FloatEditor(parent);
     const auto [from, to] = rangeOf<double>(setting);
     // First, because the editor rounds whatever it is given, the range too.
     editor->setDecimals(
@@ -106,8 +97,7 @@ QWidget *makeFloat(const QJsonObject &setting, double value, double fallback, QW
     return editor;
 }
 
-QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *parent,
-                  QObject *wheelGuard)
+QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *parent)
 {
     QStringList choices;
     int longest = 0;
@@ -122,7 +112,7 @@ QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *par
     if (choices.isEmpty()) {
         return nullptr; // an editor would store an empty text over the default
     }
-    auto *const editor = guarded(new QComboBox(parent), wheelGuard);
+    auto *const editor = new QComboBox(parent);
     editor->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     editor->setMinimumContentsLength(qMin(longest, 30));
     editor->addItems(choices);
@@ -131,8 +121,7 @@ QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *par
 }
 
 // Null when the description makes no editor.
-QWidget *makeEditor(const QJsonObject &setting, const QVariant &stored, QWidget *parent,
-                    QObject *wheelGuard)
+QWidget *makeEditor(const QJsonObject &setting, const QVariant &stored, QWidget *parent)
 {
     const QString type = setting["type"].toString();
     const QVariant fallback = storedPluginValue(setting["value"].toVariant(), type);
@@ -148,13 +137,13 @@ QWidget *makeEditor(const QJsonObject &setting, const QVariant &stored, QWidget 
         typed = fallback.toBool();
         editor = box;
     } else if (type == QLatin1String("int")) {
-        editor = makeInteger(setting, value.toInt(), parent, wheelGuard);
+        editor = makeInteger(setting, value.toInt(), parent);
         typed = fallback.toInt();
     } else if (type == QLatin1String("float")) {
-        editor = makeFloat(setting, value.toDouble(), fallback.toDouble(), parent, wheelGuard);
+        editor = makeFloat(setting, value.toDouble(), fallback.toDouble(), parent);
         typed = fallback.toDouble();
     } else if (type == QLatin1String("list")) {
-        editor = makeList(setting, value.toString(), parent, wheelGuard);
+        editor = makeList(setting, value.toString(), parent);
         typed = fallback.toString();
     } else if (type == QLatin1String("string")) {
         editor = new QLineEdit(value.toString(), parent); // expands by itself
@@ -162,6 +151,7 @@ QWidget *makeEditor(const QJsonObject &setting, const QVariant &stored, QWidget 
     }
     if (editor != nullptr) {
         editor->setProperty("default_value", typed);
+        WheelGuard::install(editor);
     }
     return editor;
 }
@@ -200,8 +190,7 @@ void addRow(QGridLayout &grid, int row, const QString &description, QWidget *edi
     grid.addWidget(editor, row, 1, 1, wide ? 2 : 1);
 }
 
-QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QObject *wheelGuard,
-                    QWidget &container)
+QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QWidget &container)
 {
     auto *const box = new QGroupBox(literally(type), &container);
     box->setObjectName(type);
@@ -230,7 +219,7 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QObject *wh
         const QString name = setting["name"].toString();
         QWidget *editor = nullptr;
         if (isKeyPart(name) && !names.contains(name)) {
-            editor = makeEditor(setting, stored.value(name), box, wheelGuard);
+            editor = makeEditor(setting, stored.value(name), box);
         }
         if (editor == nullptr) {
             qCWarning(lcUi) << "Device type" << type << "describes setting" << row
@@ -287,7 +276,7 @@ void writeAll(SettingsStore &store, const QGroupBox &form, Value value)
 
 } // namespace
 
-void deviceforms::build(QWidget &container, const QJsonObject &descriptions, QObject *wheelGuard)
+void deviceforms::build(QWidget &container, const QJsonObject &descriptions)
 {
     if (container.layout() != nullptr || descriptions.isEmpty()) {
         return;
@@ -296,17 +285,11 @@ void deviceforms::build(QWidget &container, const QJsonObject &descriptions, QOb
     for (auto it = descriptions.begin(); it != descriptions.end(); ++it) {
         const QJsonArray settings = it.value().toObject()["settings"].toArray();
         if (!settings.isEmpty() && isKeyPart(it.key())) {
-            layout->addWidget(makeForm(it.key(), settings, wheelGuard, container));
+            layout->addWidget(makeForm(it.key(), settings, container));
         }
     }
     layout->addStretch();
     alignAndChain(container);
-}
-
-void deviceforms::discard(QWidget &container)
-{
-    qDeleteAll(container.findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly));
-    delete container.layout();
 }
 
 bool deviceforms::write(const QWidget &container)

@@ -3,16 +3,15 @@
 #include "ui/deviceforms.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
-#include "ui/widgets/wheelguard.h"
 
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 DeviceSettingsPage::DeviceSettingsPage(QWidget *parent)
     : QWidget(parent)
-    , m_wheelGuard(new WheelGuard(this))
     , m_area(new QScrollArea(this))
     , m_hint(pagestyle::hint(tr("No device type has settings."), this))
     , m_readButton(pagestyle::button(tr("&Read"), "deviceConfigsReadButton", this))
@@ -20,7 +19,6 @@ DeviceSettingsPage::DeviceSettingsPage(QWidget *parent)
 {
     m_area->setWidgetResizable(true);
     m_area->setFrameShape(QFrame::NoFrame);
-    m_area->setWidget(new QWidget(m_area));
 
     m_readButton->setToolTip(tr("Show the stored settings again"));
     m_writeButton->setToolTip(tr("Store the settings and apply them to the devices"));
@@ -44,9 +42,12 @@ void DeviceSettingsPage::showPlugins(const QJsonObject &plugins)
 
 void DeviceSettingsPage::on_deviceConfigsReadButton_clicked()
 {
-    deviceforms::discard(*m_area->widget());
-    deviceforms::build(*m_area->widget(), m_plugins, m_wheelGuard);
-    const bool any = !m_area->widget()->findChildren<QWidget *>().isEmpty();
+    const int position = m_area->verticalScrollBar()->value();
+    auto *const forms = new QWidget(m_area);
+    deviceforms::build(*forms, m_plugins);
+    m_area->setWidget(forms); // deletes the former ones
+    m_area->verticalScrollBar()->setValue(position);
+    const bool any = forms->findChild<QWidget *>() != nullptr;
     m_area->setVisible(any);
     m_hint->setVisible(!any);
     m_readButton->setEnabled(any);

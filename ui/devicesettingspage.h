@@ -6,7 +6,6 @@
 class QLabel;
 class QPushButton;
 class QScrollArea;
-class WheelGuard;
 
 // The settings of the device types, in forms that the types describe. Interface thread.
 class DeviceSettingsPage : public QWidget
@@ -31,7 +30,6 @@ signals:
 
 private:
     QJsonObject m_plugins;
-    WheelGuard *m_wheelGuard;
     QScrollArea *m_area;
     QLabel *m_hint;
     QPushButton *m_readButton;

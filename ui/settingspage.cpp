@@ -139,11 +139,9 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     layout->addWidget(area, 1);
     layout->addLayout(buttons);
 
-    auto *const wheelGuard = new WheelGuard(this);
     QWidget *const editors[] = {m_interval, m_port, m_keepAlive, m_language, m_scanInterval};
     for (QWidget *const editor : editors) {
-        editor->installEventFilter(wheelGuard);
-        editor->setFocusPolicy(Qt::StrongFocus); // the wheel does not focus it either
+        WheelGuard::install(editor);
     }
     connect(m_autoScan, &QCheckBox::toggled, m_scanInterval, &QWidget::setEnabled);
     QMetaObject::connectSlotsByName(this);

@@ -27,7 +27,6 @@ private slots:
 
     void storedValuesOfTheRightTypeAreShownAndKept()
     {
-        m_page.setLocale(QLocale::Russian);
         QVariantMap values = {{"enabled", true}, {"b", true}, {"i", 7},
                               {"f", 1e-9},       {"l", "y"},  {"s", "t"}};
         QCOMPARE(written(kettle), values);
@@ -37,11 +36,11 @@ private slots:
         values = {{"enabled", false},       {"b", false}, {"i", 80000},
                   {"f", -123456.654321789}, {"l", "x"},   {"s", "a, \"b\" &"}};
         QCOMPARE(written(kettle, values), values);
-        const auto *const label = m_page.findChildren<QLabel *>().at(1);
+        const auto *const label = m_page->findChildren<QLabel *>().at(1);
         QCOMPARE(label->text(), QString("<b>Salt && so</b>:"));
         QCOMPARE(label->textFormat(), Qt::PlainText);
 
-        auto *const editor = m_page.findChild<QDoubleSpinBox *>("f");
+        auto *const editor = m_page->findChild<QDoubleSpinBox *>("f");
         for (const QString text : {"1234.5", "1234,5"}) { // whatever the locale
             editor->selectAll();
             QTest::keyClicks(editor, text);
@@ -78,10 +77,13 @@ private:
         for (auto it = stored.begin(); it != stored.end(); ++it) {
             QSettings().setValue("Plugins/kettle/" + it.key(), it.value().toString());
         }
-        deviceforms::discard(m_page);
+        m_page = std::make_unique<QWidget>();
+        m_page->setLocale(QLocale::Russian);
         const QJsonObject type{{"settings", settings}};
-        deviceforms::build(m_page, {{"", type}, {"empty", {}}, {"kettle", type}}, nullptr);
-        deviceforms::write(m_page);
+        deviceforms::build(*m_page, {{"", type}, {"empty", {}}, {"kettle", type}});
+        if (!deviceforms::write(*m_page)) {
+            return {};
+        }
         QVariantMap values;
         for (const QString &key : QSettings().allKeys()) {
             values[key.section('/', 2)] = QSettings().value(key);
@@ -89,7 +91,7 @@ private:
         return values;
     }
 
-    QWidget m_page;
+    std::unique_ptr<QWidget> m_page;
 };
 
 KVG_WIDGET_TEST_MAIN(TestDeviceForms)

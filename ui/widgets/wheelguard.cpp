@@ -1,15 +1,17 @@
 #include "ui/widgets/wheelguard.h"
 
-#include <QComboBox>
-#include <QDoubleSpinBox>
 #include <QEvent>
-#include <QSpinBox>
+#include <QWidget>
+
+void WheelGuard::install(QWidget *editor)
+{
+    editor->setFocusPolicy(Qt::StrongFocus); // the wheel must not give it the focus either
+    editor->installEventFilter(new WheelGuard(editor));
+}
 
 bool WheelGuard::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Wheel && (qobject_cast<QComboBox *>(watched) != nullptr ||
-                                           qobject_cast<QSpinBox *>(watched) != nullptr ||
-                                           qobject_cast<QDoubleSpinBox *>(watched) != nullptr)) {
+    if (event->type() == QEvent::Wheel) {
         event->ignore(); // goes on to the page, which scrolls
         return true;
     }

@@ -2,14 +2,18 @@
 
 #include <QObject>
 
-// An event filter for the editors of a page that scrolls: keeps the wheel from changing their
-// values. Interface thread.
+// Keeps the mouse wheel from changing the value of an editor, so that it scrolls the page instead.
+// Interface thread.
 class WheelGuard : public QObject
 {
     Q_OBJECT
 
 public:
-    using QObject::QObject;
+    // Guards the editor for its life.
+    static void install(QWidget *editor);
 
     bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    using QObject::QObject;
 };
