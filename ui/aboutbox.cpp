@@ -64,5 +64,5 @@ void showAboutBox(QWidget *parent)
     box->setObjectName(name);
     box->setTextFormat(Qt::RichText);
     box->setIconPixmap(QIcon(QStringLiteral(":/kvg-gate.ico")).pixmap(64));
-    dialogs::openInTurn(box);
+    dialogs::enqueue(box);
 }

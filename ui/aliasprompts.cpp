@@ -80,7 +80,7 @@ void AliasPrompts::askNext()
     if (auto *const editor = m_prompt->findChild<QLineEdit *>()) {
         editor->selectAll();
     }
-    dialogs::openInTurn(m_prompt);
+    dialogs::enqueue(m_prompt);
 }
 
 QString AliasPrompts::proposal(const QString &type)

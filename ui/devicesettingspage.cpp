@@ -61,6 +61,6 @@ void DeviceSettingsPage::on_deviceConfigsWriteButton_clicked()
     if (saved) {
         emit notice(tr("Device settings saved"), 2000);
     } else {
-        dialogs::tellUnsaved(this);
+        dialogs::showSaveFailed(this);
     }
 }

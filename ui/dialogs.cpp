@@ -9,42 +9,42 @@
 
 namespace {
 
-constexpr int mostWaiting = 20; // boxes of one window; whoever makes more tells nothing new
+constexpr int maxQueued = 20; // dialogs of one window; further messages are dropped
 
-// The dialogs of one window, whose child it is.
-class Turns : public QObject
+// The dialogs of one window, and a child of it.
+class DialogQueue : public QObject
 {
 public:
-    static Turns &of(QWidget *window)
+    static DialogQueue &of(QWidget *window)
     {
-        // Not by type: it has no meta-object of its own.
-        const QString name = QStringLiteral("dialogTurns");
+        // By name: without Q_OBJECT, findChild() cannot find the class.
+        const QString name = QStringLiteral("dialogQueue");
         QObject *found = window->findChild<QObject *>(name, Qt::FindDirectChildrenOnly);
         if (found == nullptr) {
-            found = new Turns(window);
+            found = new DialogQueue(window);
             found->setObjectName(name);
         }
-        return *static_cast<Turns *>(found);
+        return *static_cast<DialogQueue *>(found);
     }
 
     void add(QDialog *dialog)
     {
-        m_waiting.enqueue(dialog);
-        // Queued: whoever hears that it has finished may have more to say first.
-        connect(dialog, &QDialog::finished, this, &Turns::openNext, Qt::QueuedConnection);
-        connect(dialog, &QObject::destroyed, this, &Turns::openNext, Qt::QueuedConnection);
+        m_queue.enqueue(dialog);
+        // Queued: another slot of finished() may open a dialog first.
+        connect(dialog, &QDialog::finished, this, &DialogQueue::openNext, Qt::QueuedConnection);
+        connect(dialog, &QObject::destroyed, this, &DialogQueue::openNext, Qt::QueuedConnection);
         openNext();
     }
 
-    int waiting() const { return m_waiting.size(); }
+    int size() const { return m_queue.size(); }
 
 private:
     using QObject::QObject;
 
     void openNext()
     {
-        while (!m_waiting.isEmpty() && !(m_open && m_open->isVisible())) {
-            m_open = m_waiting.dequeue();
+        while (!m_queue.isEmpty() && !(m_open && m_open->isVisible())) {
+            m_open = m_queue.dequeue();
             if (m_open) {
                 m_open->open();
             }
@@ -52,7 +52,7 @@ private:
     }
 
     QPointer<QDialog> m_open;
-    QQueue<QPointer<QDialog>> m_waiting;
+    QQueue<QPointer<QDialog>> m_queue;
 };
 
 QMessageBox *makeBox(const QWidget *parent, QMessageBox::Icon icon, const QString &title,
@@ -61,8 +61,8 @@ QMessageBox *makeBox(const QWidget *parent, QMessageBox::Icon icon, const QStrin
     return new QMessageBox(icon, title, text, QMessageBox::NoButton, parent->window());
 }
 
-// Open or waiting: one that is closed and not deleted yet has no result to come.
-bool isSaid(const QWidget *window, const QString &text)
+// Open or queued. A box that is closed may not be deleted yet.
+bool isAlreadyShown(const QWidget *window, const QString &text)
 {
     const auto boxes = window->findChildren<QMessageBox *>(QString(), Qt::FindDirectChildrenOnly);
     for (QMessageBox *const box : boxes) {
@@ -75,48 +75,48 @@ bool isSaid(const QWidget *window, const QString &text)
 
 } // namespace
 
-void dialogs::openInTurn(QDialog *dialog)
+void dialogs::enqueue(QDialog *dialog)
 {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::finished, dialog,
                      [dialog] { dialog->setProperty("finished", true); });
-    Turns::of(dialog->parentWidget()).add(dialog);
+    DialogQueue::of(dialog->parentWidget()).add(dialog);
 }
 
-void dialogs::tell(QWidget *parent, QMessageBox::Icon icon, const QString &title,
-                   const QString &text, Qt::TextFormat format)
+void dialogs::showMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title,
+                          const QString &text, Qt::TextFormat format)
 {
     QWidget *const window = parent->window();
-    if (isSaid(window, text) || Turns::of(window).waiting() >= mostWaiting) {
+    if (isAlreadyShown(window, text) || DialogQueue::of(window).size() >= maxQueued) {
         return;
     }
     QMessageBox *const box = makeBox(parent, icon, title, text);
     box->setTextFormat(format);
     box->addButton(QMessageBox::Ok);
-    openInTurn(box);
+    enqueue(box);
 }
 
-void dialogs::tellUnsaved(QWidget *parent)
+void dialogs::showSaveFailed(QWidget *parent)
 {
-    tell(parent, QMessageBox::Warning, QCoreApplication::applicationName(),
-         QCoreApplication::translate("dialogs", "The settings could not be saved to %1")
-             .arg(presentable(SettingsStore().location())));
+    showMessage(parent, QMessageBox::Warning, QCoreApplication::applicationName(),
+                QCoreApplication::translate("dialogs", "The settings could not be saved to %1")
+                    .arg(shortened(SettingsStore().location())));
 }
 
-QString dialogs::presentable(const QString &text)
+QString dialogs::shortened(const QString &text)
 {
-    constexpr int longest = 500;
-    constexpr int longestWord = 40;
-    QString shown = text.left(longest);
+    constexpr int maxLength = 500;
+    constexpr int maxWordLength = 40;
+    QString shown = text.left(maxLength);
     int word = 0;
     for (int i = 0; i < shown.size(); ++i) {
         word = shown.at(i).isSpace() ? 0 : word + 1;
-        if (word > longestWord && !shown.at(i).isLowSurrogate()) {
-            shown.insert(i, QChar(0x200b)); // a blank of no width
+        if (word > maxWordLength && !shown.at(i).isLowSurrogate()) {
+            shown.insert(i, QChar(0x200b)); // zero-width space
             word = 0;
         }
     }
-    return text.size() > longest ? shown + QChar(0x2026) : shown;
+    return text.size() > maxLength ? shown + QChar(0x2026) : shown;
 }
 
 void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
@@ -131,5 +131,5 @@ void dialogs::ask(QWidget *parent, const QString &title, const QString &text,
             accepted();
         }
     });
-    openInTurn(box);
+    enqueue(box);
 }

@@ -8,31 +8,29 @@
 class QDialog;
 class QWidget;
 
-// Dialogs that do not hold up the program, one after the other for each window: of two that are
-// open at once over one window, neither hears the keyboard. Interface thread. Texts are shown as
-// they are, never as markup, unless said otherwise. Parents must not be null; the dialogs belong
-// to the parent's window.
+// Non-blocking dialogs, queued per window: of two dialogs that are open over one window, neither
+// gets the keyboard. Interface thread. Texts are plain text unless said otherwise. Parents must not
+// be null; the dialogs are children of the parent's window.
 namespace dialogs {
 
-// Opens the dialog, a child of its window, as soon as those before it are closed, and returns at
-// once. Takes it over: it is deleted when it closes.
-void openInTurn(QDialog *dialog);
+// Opens the dialog, a child of its window, when those before it are closed; returns at once. Takes
+// ownership: the dialog is deleted when it closes.
+void enqueue(QDialog *dialog);
 
-// Tells the user something, with an OK button. One box that says the same already, or waits to,
-// is enough. `format`: Qt::RichText for texts that are markup, whose foreign parts the caller has
-// escaped.
-void tell(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text,
-          Qt::TextFormat format = Qt::PlainText);
+// Shows a message with an OK button, unless a box with this text is open or queued, or too many
+// are queued. `format`: Qt::RichText is for callers that escape the foreign parts of the text.
+void showMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text,
+                 Qt::TextFormat format = Qt::PlainText);
 
-// Tells that the settings could not be stored, and where.
-void tellUnsaved(QWidget *parent);
+// Says that the settings could not be saved, and where.
+void showSaveFailed(QWidget *parent);
 
-// `text` short enough for a box and with places to break it: what devices and the cloud say may be
-// long and without a blank.
-QString presentable(const QString &text);
+// Cuts a text from a device or the cloud to what a box can show, and inserts zero-width spaces
+// into long words, so that they can be wrapped.
+QString shortened(const QString &text);
 
-// Asks a question that is answered No unless the user presses Yes, upon which `accepted` is
-// called; not when `parent` has gone by then.
+// Asks a question whose default answer is No. Yes calls `accepted`, unless `parent` has been
+// deleted by then.
 void ask(QWidget *parent, const QString &title, const QString &text,
          const std::function<void()> &accepted);
 

@@ -262,8 +262,8 @@ void MainWindow::runner_finished(int op, const QVariant &result)
         wizard->askForAliases(result.toStringList());
         break;
     case ZugatewRunner::Error:
-        dialogs::tell(this, QMessageBox::Warning, QCoreApplication::applicationName(),
-                      dialogs::presentable(result.toString()));
+        dialogs::showMessage(this, QMessageBox::Warning, QCoreApplication::applicationName(),
+                             dialogs::shortened(result.toString()));
         break;
     case ZugatewRunner::SExport:
         m_settingsPage->showExported(result.toBool());

@@ -245,8 +245,8 @@ void RegistrationWizard::showCode(const QJsonObject &code)
     const std::optional<int> seconds = whole(code[QLatin1String("timeout")]);
     if (!number) {
         emit registrationCancelled();
-        dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
-                      tr("The cloud sent a code that cannot be used."));
+        dialogs::showMessage(window(), QMessageBox::Warning, tr("Registration Error"),
+                             tr("The cloud sent a code that cannot be used."));
         restart();
         return;
     }
@@ -277,12 +277,13 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     setStep(R_FIN);
     m_results->clear();
     if (!error.isUndefined()) {
-        dialogs::tell(window(), QMessageBox::Warning, tr("Registration Error"),
-                      // Spelt so on purpose: the wording is fixed.
-                      tr("Registation has completed with an error.") + QLatin1String("<br>") +
-                          dialogs::presentable(error.toVariant().toString()).toHtmlEscaped() +
-                          QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
-                      Qt::RichText);
+        dialogs::showMessage(window(), QMessageBox::Warning, tr("Registration Error"),
+                             // Spelt so on purpose: the wording is fixed.
+                             tr("Registation has completed with an error.") +
+                                 QLatin1String("<br>") +
+                                 dialogs::shortened(error.toVariant().toString()).toHtmlEscaped() +
+                                 QStringLiteral(" (%1)").arg(result[QLatin1String("code")].toInt()),
+                             Qt::RichText);
         restart();
         return false;
     }

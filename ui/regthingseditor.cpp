@@ -14,8 +14,8 @@
 
 namespace {
 
-// The names as a text, of many the first ones.
-QString shortened(const QStringList &names)
+// The first names, and the number of the others.
+QString listNames(const QStringList &names)
 {
     constexpr int maxNames = 10;
     const QString text = names.mid(0, maxNames).join(QLatin1String(", "));
@@ -102,7 +102,7 @@ void RegThingsEditor::on_forgetButton_clicked()
                      tr("Registered with the cloud: %1.\nA device that is forgotten loses its name "
                         "and its registration, and the cloud hears nothing of it until it is "
                         "registered again. Proceed?")
-                         .arg(dialogs::presentable(shortened(registered))),
+                         .arg(dialogs::shortened(listNames(registered))),
                      [this, keys] { forget(keys); });
     }
 }

@@ -240,7 +240,7 @@ void SettingsPage::show(const SettingsValues &values)
 
 void SettingsPage::warn(const QString &title, const QString &text)
 {
-    dialogs::tell(this, QMessageBox::Warning, title, text);
+    dialogs::showMessage(this, QMessageBox::Warning, title, text);
 }
 
 bool SettingsPage::isDark() const
@@ -259,7 +259,7 @@ void SettingsPage::on_settingsApplyButton_clicked()
     if (saved) {
         emit notice(tr("Settings saved"), savedNotice);
     } else {
-        dialogs::tellUnsaved(this);
+        dialogs::showSaveFailed(this);
     }
 }
 
@@ -276,7 +276,7 @@ void SettingsPage::on_settingsRestoreButton_clicked()
         showTransfer(true);
         emit importRequested(file);
     });
-    dialogs::openInTurn(dialog);
+    dialogs::enqueue(dialog);
 }
 
 void SettingsPage::on_settingsBackupButton_clicked()
@@ -284,7 +284,7 @@ void SettingsPage::on_settingsBackupButton_clicked()
     QFileDialog *const dialog = makeDialog(this, tr("Save As"));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     connect(dialog, &QFileDialog::fileSelected, this, &SettingsPage::exportTo);
-    dialogs::openInTurn(dialog);
+    dialogs::enqueue(dialog);
 }
 
 void SettingsPage::exportTo(QString file)
@@ -323,9 +323,10 @@ void SettingsPage::showExported(bool done)
         return;
     }
     emit notice(tr("Configuration saved"), savedNotice);
-    dialogs::tell(this, QMessageBox::Information, tr("Backup"),
-                  tr("The configuration backup file has been generated. It contains sensitive "
-                     "information, so keep it safe!"));
+    dialogs::showMessage(
+        this, QMessageBox::Information, tr("Backup"),
+        tr("The configuration backup file has been generated. It contains sensitive "
+           "information, so keep it safe!"));
 }
 
 void SettingsPage::showImported(bool done)
@@ -336,9 +337,10 @@ void SettingsPage::showImported(bool done)
         return;
     }
     load();
-    dialogs::tell(this, QMessageBox::Information, tr("Import"),
-                  tr("Configuration has been restored from a backup. Restart the application as "
-                     "soon as possible."));
+    dialogs::showMessage(
+        this, QMessageBox::Information, tr("Import"),
+        tr("Configuration has been restored from a backup. Restart the application as "
+           "soon as possible."));
 }
 
 void SettingsPage::on_settingsLogButton_clicked()
