@@ -20,7 +20,8 @@ QString row(const QString &name, const QString &value)
 QString link(const char *address, const QString &name)
 {
     const QPalette palette = QGuiApplication::palette();
-    const QColor ink = legibleInk(palette.color(QPalette::Link), palette.color(QPalette::Window));
+    const QColor ink =
+        legibleForeground(palette.color(QPalette::Link), palette.color(QPalette::Window));
     return QStringLiteral("<a href=\"%1\" style=\"color:%3\">%2</a>")
         .arg(QLatin1String(address), name, ink.name());
 }

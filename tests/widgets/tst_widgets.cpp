@@ -26,13 +26,13 @@ private slots:
         for (const char *name : {"", "short", "word", "surrogate", "beyond"}) {
             QCOMPARE(icons.glyph(name), QString());
         }
-        // A copy that is added to clones the engine.
+        // Adding a file to the icon clones the engine.
         QIcon icon = icons.icon("dashboard");
         icon.addFile("another");
         QCOMPARE(icon.pixmap(32).toImage().pixelColor(0, 0).alpha(), 0);
     }
 
-    void boxCountsOnItsDefaultButtonAndClicksItAtTheThirdTick()
+    void boxCountsDownAndClicksItsDefaultButton()
     {
         QAutoCloseMessageBox box(QMessageBox::Question, "Title", "Text",
                                  QMessageBox::Ok | QMessageBox::Cancel);
@@ -54,11 +54,11 @@ private slots:
         QCOMPARE(button->text(), plain);
     }
 
-    void countdownTurnsAtFifteenAndEndsOnceAtZero()
+    void countdownChangesColourAtFifteenAndEndsOnceAtZero()
     {
         QCountDownLCD lcd;
         QSignalSpy timeout(&lcd, &QCountDownLCD::timeout);
-        const auto ink = [&lcd] { return lcd.palette().color(QPalette::WindowText); };
+        const auto color = [&lcd] { return lcd.palette().color(QPalette::WindowText); };
         const QColor alert = QMaterialIcon::instance().color(QMaterialIcon::Error);
         // Within a second, more or less: the timer is a coarse one.
         const auto reaches = [&lcd](int count) {
@@ -68,11 +68,11 @@ private slots:
             }
             return lcd.intValue() == count;
         };
-        lcd.start(5); // given up by the next
+        lcd.start(5); // replaced by the next
         lcd.start(17);
-        QVERIFY(reaches(16) && ink() != alert);
+        QVERIFY(reaches(16) && color() != alert);
         for (int count = 15; count > 0; --count) {
-            QVERIFY(reaches(count) && ink() == alert && timeout.isEmpty());
+            QVERIFY(reaches(count) && color() == alert && timeout.isEmpty());
         }
         QVERIFY(reaches(0));
         testclock::advance(2s);
@@ -80,8 +80,8 @@ private slots:
         QCOMPARE(timeout.size(), 1);
     }
 
-    // 4.5 to 1, whatever the theme and its pale colours are.
-    void coloursStayLegible()
+    // At least 4.5 to 1 in both themes.
+    void coloursAreLegible()
     {
         QCOMPARE(contrastRatio(Qt::white, Qt::black), 21.0);
         QMaterialIcon &icons = QMaterialIcon::instance();
@@ -90,16 +90,17 @@ private slots:
             const QColor window = dark ? QColor(53, 53, 53) : QColor(239, 239, 239);
             for (const auto role :
                  {QMaterialIcon::Success, QMaterialIcon::Warning, QMaterialIcon::Error}) {
-                const QColor ink = icons.color(role);
-                QVERIFY(contrastRatio(ink, legibleGround(ink, window)) >= 4.5);
-                QCOMPARE(legibleGround(ink, window) == window, contrastRatio(ink, window) >= 4.5);
-                QVERIFY(contrastRatio(legibleInk(ink, window), window) >= 4.5);
+                const QColor color = icons.color(role);
+                QVERIFY(contrastRatio(color, legibleBackground(color, window)) >= 4.5);
+                QCOMPARE(legibleBackground(color, window) == window,
+                         contrastRatio(color, window) >= 4.5);
+                QVERIFY(contrastRatio(legibleForeground(color, window), window) >= 4.5);
             }
         }
         icons.setDark(false);
     }
 
-    void dockButtonsAreTheirActions()
+    void dockButtonsFollowTheirActions()
     {
         QWidget parent;
         QToolDock dock(&parent, QToolDock::Left);

@@ -15,28 +15,29 @@ double luminance(const QColor &color)
            0.0722 * linear(color.blueF());
 }
 
-constexpr double enough = 4.5;
+constexpr double minContrast = 4.5;
 
 } // namespace
 
-double contrastRatio(const QColor &ink, const QColor &ground)
+double contrastRatio(const QColor &foreground, const QColor &background)
 {
-    const double a = luminance(ink) + 0.05;
-    const double b = luminance(ground) + 0.05;
+    const double a = luminance(foreground) + 0.05;
+    const double b = luminance(background) + 0.05;
     return std::max(a, b) / std::min(a, b);
 }
 
-QColor legibleInk(const QColor &ink, const QColor &ground)
+QColor legibleForeground(const QColor &foreground, const QColor &background)
 {
-    const bool paler = contrastRatio(Qt::white, ground) > contrastRatio(Qt::black, ground);
-    QColor tone = ink;
-    for (int step = 0; step < 20 && contrastRatio(tone, ground) < enough; ++step) {
-        tone = paler ? tone.lighter(115) : tone.darker(115);
+    const bool lighter =
+        contrastRatio(Qt::white, background) > contrastRatio(Qt::black, background);
+    QColor tone = foreground;
+    for (int step = 0; step < 20 && contrastRatio(tone, background) < minContrast; ++step) {
+        tone = lighter ? tone.lighter(115) : tone.darker(115);
     }
     return tone;
 }
 
-QColor legibleGround(const QColor &ink, const QColor &usual)
+QColor legibleBackground(const QColor &foreground, const QColor &usual)
 {
-    return contrastRatio(ink, usual) >= enough ? usual : QColor(0x10, 0x10, 0x10);
+    return contrastRatio(foreground, usual) >= minContrast ? usual : QColor(0x10, 0x10, 0x10);
 }

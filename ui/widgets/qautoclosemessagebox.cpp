@@ -33,11 +33,11 @@ void QAutoCloseMessageBox::setTimeout(int seconds)
 void QAutoCloseMessageBox::showEvent(QShowEvent *event)
 {
     QMessageBox::showEvent(event);
-    // A spontaneous one is the window system's: the box was only minimised, and is counting.
+    // A spontaneous event comes from the window system: the box was minimised, and still counts.
     if (event->spontaneous() || m_timeout <= 0 || defaultButton() == nullptr) {
         return;
     }
-    // The box may have been hidden without an answer: its suffix would become part of the text.
+    // A box that was hidden without an answer still has the seconds in its button's text.
     endCounting();
     m_button = defaultButton();
     m_buttonText = m_button->text();

@@ -4,9 +4,9 @@
 #include <QPointer>
 #include <QTimer>
 
-// A message box that answers itself with its default button when nobody does. The seconds left
-// stand behind the button's text while the box is shown; the text is restored at the end.
-// Interface thread. Without a default button, or with a timeout of 0, a plain message box.
+// A message box that clicks its default button when the timeout is over. While it is shown, the
+// button's text ends with the seconds left. Interface thread. Without a default button, or with a
+// timeout of 0, a plain message box.
 class QAutoCloseMessageBox : public QMessageBox
 {
     Q_OBJECT
@@ -17,7 +17,7 @@ public:
     QAutoCloseMessageBox(Icon icon, const QString &title, const QString &text,
                          StandardButtons buttons = NoButton, QWidget *parent = nullptr);
 
-    // Seconds, 0 at first. A box that is shown already counts on; 0 ends its counting.
+    // Seconds, 0 at first. In a box that is shown, only 0 has an effect: it ends the counting.
     int timeout() const { return m_timeout; }
     void setTimeout(int seconds);
 

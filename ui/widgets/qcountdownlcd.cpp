@@ -8,7 +8,7 @@
 #include <QTimerEvent>
 
 namespace {
-constexpr int AlertSeconds = 15;
+constexpr int alertSeconds = 15;
 }
 
 QCountDownLCD::QCountDownLCD(QWidget *parent)
@@ -47,7 +47,7 @@ void QCountDownLCD::timerEvent(QTimerEvent *event)
     if (m_count == 0) {
         stop();
         emit timeout();
-    } else if (m_count <= AlertSeconds) {
+    } else if (m_count <= alertSeconds) {
         setDigitColor(QMaterialIcon::instance().color(QMaterialIcon::Error));
     }
 }
@@ -55,7 +55,7 @@ void QCountDownLCD::timerEvent(QTimerEvent *event)
 void QCountDownLCD::setDigitColor(const QColor &color)
 {
     QPalette colored = QApplication::palette(this);
-    colored.setBrush(QPalette::Window, legibleGround(color, colored.color(QPalette::Window)));
+    colored.setBrush(QPalette::Window, legibleBackground(color, colored.color(QPalette::Window)));
     colored.setBrush(QPalette::WindowText, color);
     setPalette(colored);
     setAutoFillBackground(colored.color(QPalette::Window) !=

@@ -2,8 +2,8 @@
 
 #include <QLCDNumber>
 
-// Seconds that run down, in the icon set's base colour, and in its error colour from 15 on.
-// Interface thread. Ten digits, which any int fits.
+// Counts seconds down, in the icon set's base colour and for the last ones in its error colour.
+// Interface thread. Ten digits, which fit any int.
 class QCountDownLCD : public QLCDNumber
 {
     Q_OBJECT
@@ -14,14 +14,14 @@ public:
     bool isRunning() const { return m_timerId > 0; }
 
 public slots:
-    // Shows `seconds` and counts; a running count is given up. Less than 0 counts as 0, which
-    // ends at the first tick.
+    // Shows `seconds` and counts, in place of a running count. A negative number counts as 0,
+    // which ends at the first tick.
     void start(int seconds);
     // Keeps the number shown, in the application's colours. Emits nothing.
     void stop();
 
 signals:
-    // The count has reached 0 and stopped. Once for each start() that is not stopped before.
+    // The count has reached 0 and stopped.
     void timeout();
 
 protected:

@@ -4,9 +4,8 @@
 
 #include <QLabel>
 
-// A small status light: one icon of the icon set, as large as its parent is high less 6 pixels,
-// between 16 and 24. Interface thread. The label holds no text: whoever sets the icon gives it
-// a tooltip and an accessible name that say the same.
+// A status light: one icon of the icon set, 6 pixels smaller than the parent is high, from 16
+// to 24. Interface thread. It has no text: set a tool tip and an accessible name that say the same.
 class QLedLabel : public QLabel
 {
     Q_OBJECT
@@ -15,7 +14,7 @@ public:
     explicit QLedLabel(QWidget *parent = nullptr);
 
 public slots:
-    // `name` is a glyph of the icon set; one that it does not hold shows nothing.
+    // `name` is a glyph of the icon set; an unknown one shows nothing.
     void setIcon(const QString &name, QMaterialIcon::Color color = QMaterialIcon::Base);
 
 protected:

@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr int LongestLine = 256;
-constexpr int MostGlyphs = 20000;
+constexpr int maxLineLength = 256;
+constexpr int maxGlyphs = 20000;
 
 QString familyOf(const QString &fontFile)
 {
@@ -16,7 +16,7 @@ QString familyOf(const QString &fontFile)
     return QFontDatabase::applicationFontFamilies(id).value(0);
 }
 
-// One line for each glyph, "name hexadecimal-code-point"; other lines are passed over.
+// One line for each glyph, "name hexadecimal-code-point"; other lines are ignored.
 QHash<QString, QString> readCodepoints(const QString &fileName)
 {
     QHash<QString, QString> glyphs;
@@ -24,8 +24,8 @@ QHash<QString, QString> readCodepoints(const QString &fileName)
     if (!file.open(QIODevice::ReadOnly)) {
         return glyphs;
     }
-    while (glyphs.size() < MostGlyphs) {
-        const QByteArray line = file.readLine(LongestLine);
+    while (glyphs.size() < maxGlyphs) {
+        const QByteArray line = file.readLine(maxLineLength);
         if (line.isNull()) {
             break;
         }
@@ -66,7 +66,7 @@ QColor QMaterialIcon::color(Color role) const
     case Checked:
     case Success:
         return m_dark ? QColor(0xA5, 0xD6, 0xA7) : QColor(0x4C, 0xAF, 0x50);
-    // Deliberate: the light theme has the paler tones of the last two.
+    // The light theme has the paler tones of these two: the design gives them so.
     case Warning:
         return m_dark ? QColor(0xFF, 0x98, 0x00) : QColor(0xFF, 0xCC, 0x80);
     case Error:
@@ -103,7 +103,7 @@ QPixmap QMaterialIcon::pixmap(const QString &name, int size, Color color, qreal 
     return pixmap;
 }
 
-// Without the icon font the glyph would come out of another font as a box.
+// Without the icon font, another font would draw the glyph as a box.
 QString QMaterialIcon::drawable(const QString &name) const
 {
     return m_family.isEmpty() ? QString() : m_glyphs.value(name);

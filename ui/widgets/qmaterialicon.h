@@ -9,21 +9,21 @@
 // The icons of the interface: glyphs of the Material Icons font, found by name and coloured by
 // roles that follow the theme. Interface thread. Icons keep the colours that they were made
 // with, so setDark() comes before the first of them.
-// Where the font, its table or a name is missing, icons are there and draw nothing.
+// Where the font, its table or a name is missing, icons draw nothing.
 class QMaterialIcon
 {
 public:
     enum Color { Base, Checked, Success, Warning, Error };
 
-    // Built at the first call, which needs the application object; lives until the process ends.
+    // Made by the first call, which needs the application object; lives until the process ends.
     static QMaterialIcon &instance();
 
-    // Light until told otherwise.
+    // Light at first.
     void setDark(bool dark);
     bool isDark() const { return m_dark; }
     QColor color(Color role) const;
 
-    // Follows the palette's text on buttons.
+    // In the palette's colour for texts on buttons.
     QIcon icon(const QString &name) const;
     // `checked` is the colour in the on state, `nameOn` another glyph for it.
     QIcon icon(const QString &name, Color color, Color checked) const;

@@ -26,12 +26,12 @@ void QStatusLabel::setText(const QString &text, const QColor &color)
 void QStatusLabel::paintEvent(QPaintEvent *event)
 {
     const QColor usual = palette().color(QPalette::Window);
-    const QColor ground = legibleGround(palette().color(QPalette::WindowText), usual);
-    if (ground != usual && !text().isEmpty()) {
+    const QColor background = legibleBackground(palette().color(QPalette::WindowText), usual);
+    if (background != usual && !text().isEmpty()) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(ground);
+        painter.setBrush(background);
         painter.drawRoundedRect(rect(), 4, 4);
     }
     QLabel::paintEvent(event);

@@ -2,8 +2,8 @@
 
 #include <QLabel>
 
-// A label for states: plain text, never HTML, and a colour of its own, on a dark ground where the
-// window's would leave it illegible. Interface thread.
+// A label for states: plain text, never HTML, in a colour of its own, on a dark background where
+// the window's would make it illegible. Interface thread.
 class QStatusLabel : public QLabel
 {
     Q_OBJECT
@@ -16,7 +16,7 @@ public slots:
     void setText(const QString &text, const QColor &color);
 
 public:
-    // Sets the text alone; hidden otherwise by the slot above.
+    // The slot above would hide it.
     using QLabel::setText;
 
 protected:

@@ -5,7 +5,7 @@
 QtDockedApplication::QtDockedApplication(int &argc, char **argv)
     : QApplication(argc, argv)
 {
-    // Icons are drawn from a font: with this they are drawn in the screen's own pixels.
+    // Icons are drawn from a font: with this, at the screen's resolution.
     setAttribute(Qt::AA_UseHighDpiPixmaps);
 }
 
@@ -13,8 +13,8 @@ bool QtDockedApplication::event(QEvent *event)
 {
     switch (event->type()) {
     case QEvent::ApplicationActivate:
-        // Becoming active says nothing of the dock: a switch between windows does that, too, and
-        // so does the start. A click on the dock entry is reported as one more activation.
+        // A click on the dock entry activates an application that is active already. The first
+        // activation may come from the start or from another window.
         if (m_active) {
             emit clickedOnDock();
         }

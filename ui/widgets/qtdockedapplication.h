@@ -2,7 +2,7 @@
 
 #include <QApplication>
 
-// The application, which tells of a click on its entry in the dock. Interface thread; one.
+// The application object, which reports clicks on its entry in the dock. Interface thread.
 // Only macOS reports such clicks to a running application. Elsewhere the signal is never
 // emitted: there a click on the launcher starts a second instance, which wakes the first.
 class QtDockedApplication : public QApplication

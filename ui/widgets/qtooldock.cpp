@@ -17,14 +17,15 @@ constexpr int Gap = 6;
 constexpr int WideParent = 400;
 constexpr int Radius = 15;
 
-// The ground on which icons in `ink` show best, out of a palette that need not be the theme's
-// own: the light theme leaves the platform's, which may be dark.
-QBrush groundFor(const QColor &ink, const QPalette &palette)
+// The brush of the palette on which icons of this colour have the most contrast: the light theme
+// keeps the platform's palette, which may be dark.
+QBrush backgroundFor(const QColor &iconColor, const QPalette &palette)
 {
-    const QBrush grounds[] = {palette.base(), palette.text()};
-    return contrastRatio(ink, grounds[0].color()) >= contrastRatio(ink, grounds[1].color())
-               ? grounds[0]
-               : grounds[1];
+    const QBrush brushes[] = {palette.base(), palette.text()};
+    return contrastRatio(iconColor, brushes[0].color()) >=
+                   contrastRatio(iconColor, brushes[1].color())
+               ? brushes[0]
+               : brushes[1];
 }
 
 QString styleSheetFor(const QColor &accent)
@@ -33,8 +34,7 @@ QString styleSheetFor(const QColor &accent)
                           "border: 1px solid black; icon-size: 32px; border-radius: 4;}") +
            QStringLiteral("QToolDock QToolButton:hover {color: %1; border: 1px solid %1;}")
                .arg(accent.name())
-           // The page shown is told by more than the colour of its icon, and the keyboard's
-           // focus can be seen.
+           // The icon's colour alone would not mark the current page and the focus.
            + QStringLiteral("QToolDock QToolButton:checked {background-color: rgba(0,0,0,210); "
                             "border: 1px solid %1;}"
                             "QToolDock QToolButton:focus {border: 2px solid palette(highlight);}")
@@ -52,13 +52,13 @@ QToolDock::QToolDock(QWidget *parent, Side side)
     const QMaterialIcon &icons = QMaterialIcon::instance();
     m_layout->setSpacing(5);
     m_layout->setContentsMargins(10, 10, 10, 10);
-    QPalette grounded = palette();
-    grounded.setBrush(QPalette::Window, groundFor(icons.color(QMaterialIcon::Base), grounded));
-    setPalette(grounded);
+    QPalette colored = palette();
+    colored.setBrush(QPalette::Window, backgroundFor(icons.color(QMaterialIcon::Base), colored));
+    setPalette(colored);
     setAutoFillBackground(true);
     setStyleSheet(styleSheetFor(icons.color(QMaterialIcon::Checked)));
     parent->installEventFilter(this);
-    place();
+    reposition();
 }
 
 int QToolDock::extent() const
@@ -70,7 +70,7 @@ int QToolDock::extent() const
 bool QToolDock::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == parent() && event->type() == QEvent::Resize) {
-        place();
+        reposition();
     }
     return QWidget::eventFilter(watched, event);
 }
@@ -78,9 +78,9 @@ bool QToolDock::eventFilter(QObject *watched, QEvent *event)
 bool QToolDock::event(QEvent *event)
 {
     const bool handled = QWidget::event(event);
-    // The size of the buttons is known for certain once the style has seen them.
+    // The style settles the size of the buttons late.
     if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show) {
-        place();
+        reposition();
     }
     return handled;
 }
@@ -93,10 +93,10 @@ void QToolDock::actionEvent(QActionEvent *event)
         addButton(action);
         break;
     case QEvent::ActionChanged:
-        follow(action);
+        updateButton(action);
         break;
     case QEvent::ActionRemoved: {
-        // Later, because it may be this button's click that ends its action.
+        // Later: the click that is being handled may be what deletes the action.
         QToolButton *const button = m_buttons.take(action);
         button->hide();
         button->deleteLater();
@@ -105,7 +105,7 @@ void QToolDock::actionEvent(QActionEvent *event)
     default:
         break;
     }
-    place();
+    reposition();
 }
 
 void QToolDock::resizeEvent(QResizeEvent * /*event*/)
@@ -153,18 +153,18 @@ void QToolDock::addButton(QAction *action)
     });
     m_layout->addWidget(button);
     m_buttons.insert(action, button);
-    follow(action);
+    updateButton(action);
 }
 
-// The rest follows the default action by itself.
-void QToolDock::follow(QAction *action)
+// QToolButton itself follows its default action in everything else.
+void QToolDock::updateButton(QAction *action)
 {
     QToolButton *const button = m_buttons.value(action);
     button->setAccessibleName(action->iconText());
     button->setVisible(action->isVisible());
 }
 
-void QToolDock::place()
+void QToolDock::reposition()
 {
     const QSize space = parentWidget()->size();
     const int icon = space.width() >= WideParent ? 32 : 24;

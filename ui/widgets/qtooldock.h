@@ -6,12 +6,12 @@
 class QBoxLayout;
 class QToolButton;
 
-// A bar of buttons that floats over a side of its parent, in the middle of that side, and
-// follows the parent's size. Interface thread; belongs to the parent.
+// A bar of buttons that floats over the middle of one side of its parent and follows the parent's
+// size. Interface thread.
 // QWidget::addAction() adds a button that is bound to the action: icon, tooltip, text for screen
-// readers, checked, enabled and visible follow it. Actions are not owned; one that is removed or
-// deleted takes its button along. Icons are those of QMaterialIcon in Base and Checked: the bar
-// chooses its ground to suit them when it is made.
+// readers, checked, enabled and visible follow it. Actions are not owned; removing or
+// deleting one deletes its button. Icons are those of QMaterialIcon in Base and Checked: the
+// constructor chooses a background on which they are legible.
 class QToolDock : public QWidget
 {
     Q_OBJECT
@@ -23,15 +23,14 @@ public:
     // `parent` must not be null, and stays the parent.
     QToolDock(QWidget *parent, Side side);
 
-    // Pixels of the parent that the bar needs at its side, the gaps on both sides of it
-    // included: leave so much free there, and nothing is covered.
+    // Pixels to leave free at this side of the parent, so that the bar covers nothing.
     int extent() const;
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 signals:
-    // A button was pressed by mouse or keyboard; its action has been triggered. The index is that
-    // of the action in the order of adding, and the button's property "iaction".
+    // A button was clicked and its action has been triggered. The index counts the actions in the
+    // order of adding; it is the button's property "iaction".
     void action_triggered(int index);
     // Follows action_triggered().
     void clicked();
@@ -45,8 +44,8 @@ protected:
 
 private:
     void addButton(QAction *action);
-    void follow(QAction *action);
-    void place();
+    void updateButton(QAction *action);
+    void reposition();
 
     Side m_side;
     QBoxLayout *m_layout;
