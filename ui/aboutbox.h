@@ -2,6 +2,5 @@
 
 class QWidget;
 
-// Opens the box that tells what this program is, and returns at once; one is enough. Interface
-// thread.
+// Opens the About box and returns at once; does nothing while it is open. Interface thread.
 void showAboutBox(QWidget *parent);

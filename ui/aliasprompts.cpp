@@ -11,8 +11,7 @@
 
 namespace {
 
-// A name must have something in it before it can be given.
-void requireText(QInputDialog *prompt)
+void disableOkForEmptyAlias(QInputDialog *prompt)
 {
     auto *const buttons = prompt->findChild<QDialogButtonBox *>();
     if (buttons == nullptr) {
@@ -34,14 +33,14 @@ AliasPrompts::AliasPrompts(QWidget *window)
 void AliasPrompts::ask(const QStringList &things)
 {
     cancel();
-    m_things = things;
+    m_remaining = things;
     m_random.seed(static_cast<quint32>(QDateTime::currentMSecsSinceEpoch()));
     askNext();
 }
 
 void AliasPrompts::cancel()
 {
-    m_things.clear();
+    m_remaining.clear();
     if (m_prompt) {
         m_prompt->disconnect(this);
         m_prompt->close();
@@ -51,11 +50,11 @@ void AliasPrompts::cancel()
 
 void AliasPrompts::askNext()
 {
-    if (m_things.isEmpty()) {
+    if (m_remaining.isEmpty()) {
         emit ended(true);
         return;
     }
-    const QString thing = m_things.takeFirst();
+    const QString thing = m_remaining.takeFirst();
     const QString type = thing.section(QLatin1Char('_'), 0, 0);
     const QString serial = thing.section(QLatin1Char('_'), 2);
     m_prompt = new QInputDialog(m_window->window());
@@ -64,13 +63,13 @@ void AliasPrompts::askNext()
         tr("Please fill the alias for<br><b>%1 / %2</b><br>Note: the alias must be unique among "
            "all the devices registered to your account.")
             .arg(type.toHtmlEscaped(), serial.toHtmlEscaped()));
-    m_prompt->setTextValue(proposal(type));
-    requireText(m_prompt);
+    m_prompt->setTextValue(randomAlias(type));
+    disableOkForEmptyAlias(m_prompt);
     connect(m_prompt, &QInputDialog::finished, this, [this, thing](int result) {
         const QString alias = cleanAlias(m_prompt->textValue());
         m_prompt.clear(); // it deletes itself
         if (result != QDialog::Accepted || alias.isEmpty()) {
-            m_things.clear();
+            m_remaining.clear();
             emit ended(false);
             return;
         }
@@ -83,7 +82,7 @@ void AliasPrompts::askNext()
     dialogs::enqueue(m_prompt);
 }
 
-QString AliasPrompts::proposal(const QString &type)
+QString AliasPrompts::randomAlias(const QString &type)
 {
     const quint32 number = m_random.bounded(0x10000U, 0x100000U); // five hexadecimal digits
     return QStringLiteral("%1_%2").arg(type, QString::number(number, 16));

@@ -8,32 +8,32 @@
 class QInputDialog;
 class QWidget;
 
-// Asks the user for a name for one thing after the other. Interface thread; one run of prompts
-// at a time. Each proposes another random name.
+// Asks the user for the aliases of several things, one prompt after the other, each with a random
+// proposal. Interface thread.
 class AliasPrompts : public QObject
 {
     Q_OBJECT
 
 public:
-    // `window`: what the prompts belong to; borrowed for life.
+    // `window`: its top-level window is the prompts' parent; borrowed for life.
     explicit AliasPrompts(QWidget *window);
 
-    // Begins to ask for the things of these short ids. A run that is under way is given up.
+    // Asks for the things with these short ids, instead of those that remain from the last call.
     void ask(const QStringList &things);
-    // Gives the run up without a word.
+    // Closes the prompt and emits nothing.
     void cancel();
 
 signals:
     void answered(const QString &sid, const QString &alias);
-    // All were answered, or the user did not want to go on.
+    // False when the user cancelled a prompt: the other things are not asked for.
     void ended(bool complete);
 
 private:
     void askNext();
-    QString proposal(const QString &type);
+    QString randomAlias(const QString &type);
 
     QWidget *m_window;
-    QStringList m_things; // still to be asked for
+    QStringList m_remaining;
     QPointer<QInputDialog> m_prompt;
     QRandomGenerator m_random;
 };

@@ -21,7 +21,7 @@ QColor color(Role role)
     return QMaterialIcon::instance().color(role);
 }
 
-// In the order of the credentials' states.
+// `state`: CredentialStore::SSLStatus.
 void showCredential(QStatusLabel *label, int state)
 {
     switch (state) {
@@ -73,7 +73,7 @@ CloudPage::CloudPage(QWidget *parent)
     resetRow->addWidget(resetButton);
     form->addRow(resetRow);
 
-    m_wizard = new RegistrationWizard(this); // after the button: the order is that of Tab
+    m_wizard = new RegistrationWizard(this); // after the button: tab order is creation order
     auto *const registration = new QGroupBox(tr("Registration"), this);
     auto *const inner = new QVBoxLayout(registration);
     inner->addWidget(m_wizard);
@@ -124,7 +124,7 @@ void CloudPage::on_settingsResetGWButton_clicked()
                     "will need to be reregistered. Proceed?"),
                  [this] {
                      m_wizard->clearResults();
-                     emit resetWanted();
+                     emit resetRequested();
                      m_serial->setText(tr("Not registered"), color(Role::Warning));
                  });
 }

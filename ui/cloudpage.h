@@ -14,9 +14,10 @@ class CloudPage : public QWidget
 public:
     explicit CloudPage(QWidget *parent = nullptr);
 
-    // The page shows the wizard and takes no part in what it asks for and is told.
+    // The page only shows the wizard: connect its signals and call its methods directly.
     RegistrationWizard *wizard() const { return m_wizard; }
-    // Shows what is stored; called when the page is about to be shown.
+    // Shows the stored serial and asks for the registration's state; called when the page is about
+    // to be shown.
     void refresh();
     // "gw", "key" and "cert" of the runner's CStatus.
     void showStatus(const QJsonObject &status);
@@ -26,7 +27,7 @@ public slots:
     void on_settingsResetGWButton_clicked();
 
 signals:
-    void resetWanted();
+    void resetRequested();
 
 private:
     RegistrationWizard *m_wizard;

@@ -2,7 +2,7 @@
 
 #include "ui/widgets/qledlabel.h"
 
-// The light in the status bar that tells of the cloud connection. Interface thread.
+// The icon in the status bar that shows the cloud connection. Interface thread.
 class ConnectionIndicator : public QLedLabel
 {
     Q_OBJECT
@@ -10,7 +10,7 @@ class ConnectionIndicator : public QLedLabel
 public:
     explicit ConnectionIndicator(QWidget *parent);
 
-    // Whether the gateway is registered, which shows only while it is not connected.
+    // Has no effect while the gateway is connected.
     void showRegistered(bool registered);
     void showConnected(bool connected);
 

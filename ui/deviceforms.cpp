@@ -25,13 +25,13 @@
 
 namespace {
 
-// No description needs more; what goes beyond would only make the page unusable.
-constexpr int mostSettings = 200;
-constexpr int mostChoices = 1000;
-constexpr int longestText = 200; // characters of a name, a label or a choice
+// Descriptions come from plugins: more than this would make the page unusable.
+constexpr int maxSettings = 200;
+constexpr int maxChoices = 1000;
+constexpr int maxTextLength = 200; // of a name, a label or a choice
 
-// Shows as many decimals as the number has, and takes point and comma for the decimal point:
-// whichever the locale does not know would be dropped, and 0.5 become 5.
+// Shows as many decimals as the number has, and accepts point and comma as the decimal point:
+// QDoubleSpinBox would drop the one that the locale does not use, and turn 0.5 into 5.
 class FloatEditor : public QDoubleSpinBox
 {
 public:
@@ -57,8 +57,7 @@ int decimalsOf(double number)
     return text.section(QLatin1Char('.'), 1).size();
 }
 
-// What the description says about the range of an editor for `Number`; all that there is where
-// it says nothing of use.
+// The described range; the whole range of `Number` when the description has no valid one.
 template <typename Number>
 std::pair<Number, Number> rangeOf(const QJsonObject &setting)
 {
@@ -66,7 +65,7 @@ std::pair<Number, Number> rangeOf(const QJsonObject &setting)
     constexpr Number highest = std::numeric_limits<Number>::max();
     const double from = setting["min"].toDouble(lowest);
     const double to = setting["max"].toDouble(highest);
-    // Also false when one of them is not a number.
+    // Also false for NaN.
     if (!(from <= to && from <= highest && to >= lowest)) {
         return {lowest, highest};
     }
@@ -83,15 +82,15 @@ QWidget *makeInteger(const QJsonObject &setting, int value, QWidget *parent)
     return editor;
 }
 
-QWidget *makeFloat(const QJsonObject &setting, double value, double fallback, QWidget *parent)
+QWidget *makeFloat(const QJsonObject &setting, double value, double defaultValue, QWidget *parent)
 {
     auto *const editor = new FloatEditor(parent);
     const auto [from, to] = rangeOf<double>(setting);
-    // First, because the editor rounds whatever it is given, the range too.
-    editor->setDecimals(
-        std::max({6, decimalsOf(from), decimalsOf(to), decimalsOf(value), decimalsOf(fallback)}));
+    // First, because the editor rounds value and range to its decimals.
+    editor->setDecimals(std::max(
+        {6, decimalsOf(from), decimalsOf(to), decimalsOf(value), decimalsOf(defaultValue)}));
     editor->setRange(from, to);
-    // A hundred steps or more for the whole range, and never more than one at a time.
+    // At least a hundred steps for the whole range, and none larger than 1.
     editor->setSingleStep(qBound(1e-6, std::pow(10, std::floor(std::log10(to - from)) - 2), 1.0));
     editor->setValue(value);
     return editor;
@@ -104,7 +103,7 @@ QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *par
     const QJsonArray described = setting["values"].toArray();
     for (const QJsonValue &choice : described) {
         const QString text = choice.toString();
-        if (choice.isString() && text.size() <= longestText && choices.size() < mostChoices) {
+        if (choice.isString() && text.size() <= maxTextLength && choices.size() < maxChoices) {
             choices.append(text);
             longest = qMax(longest, text.size());
         }
@@ -124,53 +123,53 @@ QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *par
 QWidget *makeEditor(const QJsonObject &setting, const QVariant &stored, QWidget *parent)
 {
     const QString type = setting["type"].toString();
-    const QVariant fallback = storedPluginValue(setting["value"].toVariant(), type);
+    const QVariant defaultValue = storedPluginValue(setting["value"].toVariant(), type);
     QVariant value = storedPluginValue(stored, type);
     if (!value.isValid()) {
-        value = fallback;
+        value = defaultValue;
     }
     QWidget *editor = nullptr;
-    QVariant typed;
+    QVariant typedDefault;
     if (type == QLatin1String("bool")) {
         auto *const box = new QCheckBox(parent);
         box->setChecked(value.toBool());
-        typed = fallback.toBool();
+        typedDefault = defaultValue.toBool();
         editor = box;
     } else if (type == QLatin1String("int")) {
         editor = makeInteger(setting, value.toInt(), parent);
-        typed = fallback.toInt();
+        typedDefault = defaultValue.toInt();
     } else if (type == QLatin1String("float")) {
-        editor = makeFloat(setting, value.toDouble(), fallback.toDouble(), parent);
-        typed = fallback.toDouble();
+        editor = makeFloat(setting, value.toDouble(), defaultValue.toDouble(), parent);
+        typedDefault = defaultValue.toDouble();
     } else if (type == QLatin1String("list")) {
         editor = makeList(setting, value.toString(), parent);
-        typed = fallback.toString();
+        typedDefault = defaultValue.toString();
     } else if (type == QLatin1String("string")) {
-        editor = new QLineEdit(value.toString(), parent); // expands by itself
-        typed = fallback.toString();
+        editor = new QLineEdit(value.toString(), parent);
+        typedDefault = defaultValue.toString();
     }
     if (editor != nullptr) {
-        editor->setProperty("default_value", typed);
+        editor->setProperty("default_value", typedDefault);
         WheelGuard::install(editor);
     }
     return editor;
 }
 
-// Names become parts of a key of the store, which knows both slashes for separators.
+// Names become parts of a settings key, in which QSettings takes both slashes for separators.
 bool isKeyPart(const QString &name)
 {
-    return !name.isEmpty() && name.size() <= longestText && !name.contains(QLatin1Char('/')) &&
+    return !name.isEmpty() && name.size() <= maxTextLength && !name.contains(QLatin1Char('/')) &&
            !name.contains(QLatin1Char('\\'));
 }
 
-// The catalogue knows the descriptions of the device types that come with the gateway.
+// The translations include the descriptions of the device types that come with the gateway.
 QString translated(const QString &description)
 {
     return QCoreApplication::translate("Plugins", description.toUtf8().constData());
 }
 
-// For places where an ampersand would mark a key.
-QString literally(QString text)
+// QLabel and QGroupBox would take a single ampersand for a mnemonic.
+QString escapeAmpersands(QString text)
 {
     return text.replace(QLatin1Char('&'), QLatin1String("&&"));
 }
@@ -179,7 +178,7 @@ void addRow(QGridLayout &grid, int row, const QString &description, QWidget *edi
 {
     auto *const label = new QLabel(editor->parentWidget());
     label->setTextFormat(Qt::PlainText);
-    label->setText(literally(description) + QLatin1Char(':'));
+    label->setText(escapeAmpersands(description) + QLatin1Char(':'));
     label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     label->setWordWrap(true);
     label->setBuddy(editor);
@@ -192,7 +191,7 @@ void addRow(QGridLayout &grid, int row, const QString &description, QWidget *edi
 
 QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QWidget &container)
 {
-    auto *const box = new QGroupBox(literally(type), &container);
+    auto *const box = new QGroupBox(escapeAmpersands(type), &container);
     box->setObjectName(type);
     auto *const grid = new QGridLayout(box);
     grid->setColumnMinimumWidth(1, box->fontMetrics().averageCharWidth() * 18);
@@ -208,7 +207,7 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QWidget &co
 
     const QVariantHash stored = store.pluginValues(type);
     QSet<QString> names = {enabledName};
-    const int rows = qMin(settings.size(), mostSettings);
+    const int rows = qMin(settings.size(), maxSettings);
     for (int i = 0; i < rows; ++i) {
         const int row = i + 1;
         const QJsonObject setting = settings.at(i).toObject();
@@ -222,27 +221,27 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QWidget &co
             editor = makeEditor(setting, stored.value(name), box);
         }
         if (editor == nullptr) {
-            qCWarning(lcUi) << "Device type" << type << "describes setting" << row
-                            << "in a way that makes no editor";
+            qCWarning(lcUi) << "Ignored setting" << row << "of device type" << type
+                            << "because its description is invalid";
             continue;
         }
         names.insert(name);
         editor->setObjectName(name);
         const QString description =
-            translated(setting["descr"].toString().left(longestText).simplified());
+            translated(setting["descr"].toString().left(maxTextLength).simplified());
         addRow(*grid, row, description.isEmpty() ? name : description, editor);
     }
     return box;
 }
 
-// The label columns of all forms are one line down the page, and the tab key follows the rows,
-// from where the page stands in its window: the editors are younger than the rest of it.
-void alignAndChain(QWidget &container)
+// Gives the label columns of all forms one width. Puts the editors, which are created after the
+// page's buttons, before them in the tab order.
+void alignLabelsAndSetTabOrder(QWidget &container)
 {
     int widest = 0;
     const auto labels = container.findChildren<QLabel *>();
     for (const QLabel *const label : labels) {
-        // A label that may break its lines asks for less than the text, however short that is.
+        // The size hint of a label with word wrap is narrower than its text.
         const QFontMetrics metrics = label->fontMetrics();
         const int text = metrics.boundingRect(label->text()).width() + metrics.averageCharWidth();
         widest = qMax(widest, qMin(text, metrics.averageCharWidth() * 44));
@@ -264,7 +263,7 @@ void alignAndChain(QWidget &container)
     }
 }
 
-// Direct children only: the line edit within a spin box is not an editor of the form.
+// Direct children only: a spin box has a line edit of its own.
 template <typename Editor, typename Value>
 void writeAll(SettingsStore &store, const QGroupBox &form, Value value)
 {
@@ -289,7 +288,7 @@ void deviceforms::build(QWidget &container, const QJsonObject &descriptions)
         }
     }
     layout->addStretch();
-    alignAndChain(container);
+    alignLabelsAndSetTabOrder(container);
 }
 
 bool deviceforms::write(const QWidget &container)

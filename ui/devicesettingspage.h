@@ -15,7 +15,7 @@ class DeviceSettingsPage : public QWidget
 public:
     explicit DeviceSettingsPage(QWidget *parent = nullptr);
 
-    // Builds the forms anew from the plugin list: plugin name to metadata.
+    // Rebuilds the forms from the plugin list: plugin name to metadata.
     void showPlugins(const QJsonObject &plugins);
 
 public slots:
@@ -24,7 +24,7 @@ public slots:
     void on_deviceConfigsWriteButton_clicked();
 
 signals:
-    // The settings were stored and wait to be applied.
+    // The settings were stored and are still to be applied.
     void stored();
     void notice(const QString &text, int milliseconds);
 

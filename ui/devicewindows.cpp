@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr size_t mostWindows = 100; // a screen full; devices decide how many they bring
+constexpr size_t maxWindows = 100; // plugins decide how many there are
 
 void bringUp(QWidget *window)
 {
@@ -41,15 +41,16 @@ void DeviceWindows::add(QObject *thui)
     const auto isGone = [](const Entry &entry) { return entry.window.isNull(); };
     m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
     QWidget *window = nullptr;
-    if (m_entries.size() >= mostWindows ||
+    if (m_entries.size() >= maxWindows ||
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
                                    Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||
         window == nullptr) {
-        qCWarning(lcUi, "A device's interface object makes no window, or there are too many");
+        qCWarning(lcUi, "Device window rejected: createWidget() failed or %zu windows are open",
+                  m_entries.size());
         return;
     }
     m_entries.push_back({std::move(owned), window});
-    emit available();
+    emit windowAdded();
     if (!m_heldBack) {
         bringUp(window);
     }

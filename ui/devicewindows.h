@@ -8,7 +8,7 @@
 
 class QWidget;
 
-// The windows that devices bring along. Interface thread.
+// The devices' own windows. Interface thread.
 class DeviceWindows : public QObject
 {
     Q_OBJECT
@@ -17,21 +17,20 @@ public:
     explicit DeviceWindows(QObject *parent = nullptr);
     ~DeviceWindows() override;
 
-    // Makes the window of a device's interface object (see AbstractThingType::create()) and takes
-    // the object over. Shown at once, or with release() while they are held back. Null and
-    // objects that make no window are dropped.
+    // Takes ownership of a device's interface object (see AbstractThingType::create()) and shows
+    // the window that it makes, after holdBack() only with release(). An object that makes no
+    // window is deleted with a log line; null is ignored.
     void add(QObject *thui);
-    // New windows wait until release(): nothing must pop up over the splash screen or beside a
-    // window that starts hidden.
+    // New windows stay hidden until release(): none must pop up over the splash screen or while
+    // the main window starts hidden.
     void holdBack() { m_heldBack = true; }
-    // Brings every window up, also those that the user closed.
+    // Shows every window, also those that the user closed.
     void showAll();
-    // Ends the holding back and shows what waited; later calls do nothing.
+    // Ends holdBack() and shows every window; does nothing when nothing is held back.
     void release();
 
 signals:
-    // There is one now.
-    void available();
+    void windowAdded();
 
 private:
     struct Entry

@@ -47,7 +47,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     connect(m_tray, &TrayIcon::activated, this, &MainWindow::trayActivated);
     connect(m_tray, &TrayIcon::missing, this, [this] {
         if (!isVisible()) {
-            showMinimized(); // nothing else leads to it
+            showMinimized(); // the user has no other way to the window
         }
     });
     m_runnerThread.start();
@@ -72,9 +72,9 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     m_settingsPage = new SettingsPage(m_settings, autostart, logFolder, m_pages);
     m_deviceSettingsPage = new DeviceSettingsPage(m_pages);
     m_cloudPage = new CloudPage(m_pages);
-    m_registry = new RegThingsEditor(m_pages);
+    m_registryPage = new RegThingsEditor(m_pages);
     QWidget *const pages[] = {m_statePage, m_settingsPage, m_deviceSettingsPage, m_cloudPage,
-                              m_registry};
+                              m_registryPage};
     for (QWidget *const page : pages) {
         m_pages->addWidget(page);
     }
@@ -127,21 +127,21 @@ void MainWindow::connectRunner()
 
     // The runner lives on another thread, so these calls are queued, also before that runs.
     connect(&m_settings, &ZUSettings::unregDevices, runner, &Runner::resetGateway);
-    connect(m_cloudPage, &CloudPage::resetWanted, runner, &Runner::resetGateway);
-    connect(wizard, &Wizard::stateWanted, runner, &Runner::registrationState);
-    connect(wizard, &Wizard::registrationWanted, runner, &Runner::generateDoc);
+    connect(m_cloudPage, &CloudPage::resetRequested, runner, &Runner::resetGateway);
+    connect(wizard, &Wizard::stateRequested, runner, &Runner::registrationState);
+    connect(wizard, &Wizard::registrationRequested, runner, &Runner::generateDoc);
     connect(wizard, &Wizard::registrationCancelled, runner, &Runner::cancelRegistration);
-    connect(m_registry, &RegThingsEditor::modified, runner, &Runner::resetDevPool);
-    connect(m_registry, &RegThingsEditor::modified, runner, &Runner::updatePool);
+    connect(m_registryPage, &RegThingsEditor::modified, runner, &Runner::resetDevPool);
+    connect(m_registryPage, &RegThingsEditor::modified, runner, &Runner::updatePool);
     connect(m_deviceSettingsPage, &DeviceSettingsPage::stored, runner,
             &Runner::applyDeviceSettings);
     connect(m_settingsPage, &SettingsPage::cloudSettingsChanged, runner,
             &Runner::applyCloudSettings);
     connect(m_settingsPage, &SettingsPage::exportRequested, runner, &Runner::exportSettings);
     connect(m_settingsPage, &SettingsPage::importRequested, runner, &Runner::importSettings);
-    connect(&m_scanClock, &ScanClock::scanWanted, runner, &Runner::rescan);
-    connect(&m_scanClock, &ScanClock::scanning, m_navigation, &Navigation::setScanning);
-    connect(&m_scanClock, &ScanClock::scanning, m_statePage, &StatePage::showScanning);
+    connect(&m_scanClock, &ScanClock::scanRequested, runner, &Runner::rescan);
+    connect(&m_scanClock, &ScanClock::scanningChanged, m_navigation, &Navigation::setScanning);
+    connect(&m_scanClock, &ScanClock::scanningChanged, m_statePage, &StatePage::showScanning);
 }
 
 void MainWindow::queue(void (ZugatewRunner::*slot)())
@@ -154,7 +154,7 @@ void MainWindow::restoreLayout()
     m_settings.restore(*this);
     restoreGeometry(m_settings.windowGeometry(keys::WindowGeometry));
     restoreState(m_settings.windowState(keys::WindowState));
-    // Qt takes a stored rectangle as it is: on other screens it may be out of reach, or too large.
+    // Qt checks no stored rectangle: on other screens it may be out of reach, or too large.
     const QRect desktop = screen()->availableVirtualGeometry();
     resize(size().boundedTo(desktop.size()));
     if (!desktop.intersects(geometry())) {
@@ -186,7 +186,7 @@ void MainWindow::showAfterStartup(QSplashScreen &splash)
 {
     m_settingsPage->load();
     if (m_settings.store().value(keys::StartHidden) && !m_bringUpAfterStartup) {
-        splash.close(); // finish() would wait for a window that does not come
+        splash.close(); // finish() would wait for the hidden window
         return;
     }
     show();
@@ -198,7 +198,7 @@ void MainWindow::showAfterStartup(QSplashScreen &splash)
 void MainWindow::quit()
 {
     m_exitCode = 0;
-    QCoreApplication::exit(0); // ends the loop of the start-up as well
+    QCoreApplication::exit(0); // also ends the start-up's local event loop
 }
 
 void MainWindow::bringUp()
@@ -233,7 +233,7 @@ void MainWindow::runner_finished(int op, const QVariant &result)
     RegistrationWizard *const wizard = m_cloudPage->wizard();
     switch (op) {
     case ZugatewRunner::Rescan:
-        m_scanClock.scanned();
+        m_scanClock.scanFinished();
         break;
     case ZugatewRunner::RegCode:
         wizard->showCode(result.toJsonObject());
@@ -290,7 +290,7 @@ void MainWindow::showImported(bool done)
         // The forms still show the old values; Write would store them over the restored ones.
         m_deviceSettingsPage->on_deviceConfigsReadButton_clicked();
     }
-    m_registry->sync();
+    m_registryPage->sync();
     m_cloudPage->refresh();
     queue(&ZugatewRunner::cloudStatus);
 }
@@ -336,10 +336,10 @@ void MainWindow::showPage(Pages page)
     if (page == P_CLOUD) {
         m_cloudPage->refresh();
     } else if (page == P_REGISTRY) {
-        m_registry->sync();
+        m_registryPage->sync();
     }
     m_pages->setCurrentIndex(page);
-    m_pages->currentWidget()->setFocus(); // Tab goes on into the page
+    m_pages->currentWidget()->setFocus(); // so that Tab enters the page
     m_navigation->setPage(page);
 }
 
@@ -376,7 +376,7 @@ void MainWindow::process_action(int action)
 
 void MainWindow::mhide()
 {
-    if (m_tray->isThere()) {
+    if (m_tray->isAvailable()) {
         hide();
     } else {
         showMinimized();
@@ -386,7 +386,7 @@ void MainWindow::mhide()
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     if (qApp->isSavingSession()) {
-        event->accept(); // the tray must not keep the session from ending
+        event->accept(); // else the session could not end
         return;
     }
     if (m_settings.store().value(keys::CloseToTray)) {

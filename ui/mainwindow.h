@@ -28,22 +28,22 @@ class SettingsPage;
 class StatePage;
 class TrayIcon;
 
-// The only window: the frame round the pages, and the owner of the runner. It asks the runner for
-// every long operation and hands each result to the page that shows it. Interface thread; hidden
-// at first.
+// The main window: the frame round the pages, and the owner of the runner. It queues every long
+// operation to the runner and hands each result to the page that shows it. Interface thread;
+// hidden at first.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    // In the order of the pages.
+    // The indices of the pages.
     enum Pages { P_STATE, P_SETTINGS, P_DEVICES, P_CLOUD, P_REGISTRY };
     Q_ENUM(Pages)
-    // What menu entries carry.
+    // Data of the menu's actions.
     enum Actions { A_RESCAN, A_EXIT, A_VSWITCH, A_ABOUT, A_HIDE, A_UPDCHK };
     Q_ENUM(Actions)
 
-    // `autostart` is borrowed for life. `logFolder`: of the log that the user can open.
+    // `autostart` is borrowed for life. `logFolder`: what a button of the settings page opens.
     MainWindow(Autostart &autostart, const QString &logFolder, QWidget *parent = nullptr);
     // Stores the layout, ends the cloud connection and waits for the runner.
     ~MainWindow() override;
@@ -53,15 +53,15 @@ public:
 
 public slots:
     // Shows the splash screen and runs the start-up chain in a local event loop, then shows the
-    // window unless the settings hide it. When the chain fails the application ends with 1, when
-    // the user leaves meanwhile with 0, both as soon as the main event loop runs.
+    // window unless the settings hide it. If a step fails, the application exits with 1; if the
+    // user quits meanwhile, with 0. Both happen as soon as the main event loop runs.
     void runInitSequence();
-    // Ends the application with 0, also during start-up.
+    // Exits the application with 0, also during start-up.
     void quit();
-    // Shows, raises and activates the window; during start-up, as soon as that is over.
+    // Shows, raises and activates the window; during start-up, as soon as that has succeeded.
     void bringUp();
     void checkUpdate();
-    // Nothing has to be done around sleep: the cloud client notices a lost connection by itself.
+    // Nothing to do: the cloud client notices a lost connection by itself.
     void prepareSleep() {}
     void postWake() {}
     void dockClicked();
@@ -98,7 +98,7 @@ private:
     StartupChain m_startup{*m_runnerThread.runner(), m_scanClock};
     DeviceWindows m_deviceWindows;
     QMenu m_menu;
-    std::unique_ptr<CVUpdater> m_updater; // null where there is none
+    std::unique_ptr<CVUpdater> m_updater; // null on platforms without one
     TrayIcon *m_tray = nullptr;
     QStackedWidget *m_pages;
     Navigation *m_navigation;
@@ -106,7 +106,7 @@ private:
     SettingsPage *m_settingsPage;
     DeviceSettingsPage *m_deviceSettingsPage;
     CloudPage *m_cloudPage;
-    RegThingsEditor *m_registry;
+    RegThingsEditor *m_registryPage;
     ConnectionIndicator *m_indicator;
     std::optional<int> m_exitCode;
     bool m_bringUpAfterStartup = false;

@@ -16,7 +16,7 @@
 
 namespace {
 
-// An action of the dock; its place here is its data, which is not the index of its page.
+// The actions of the dock. The index is the action's data, which is not the index of its page.
 struct Entry
 {
     const char *icon;
@@ -70,7 +70,7 @@ void Navigation::makeDock(QMainWindow &window, QWidget *pages)
         }
         action->setToolTip(QStringLiteral("%1 (%2)").arg(
             action->text(), action->shortcut().toString(QKeySequence::NativeText)));
-        window.addAction(action); // so that the short cut works
+        window.addAction(action); // for its shortcut
         dock->addAction(action);
         m_actions.append(action);
     }
@@ -80,7 +80,7 @@ void Navigation::makeDock(QMainWindow &window, QWidget *pages)
 
 void Navigation::makeToolBar(QMainWindow &window, QMenu &menu, DeviceWindows &deviceWindows)
 {
-    // Named, so that the stored state has something to hold.
+    // QMainWindow::saveState() needs a tool bar with an object name.
     QToolBar *const bar = window.addToolBar(tr("Tool bar"));
     bar->setObjectName("toolBar");
     bar->setStyleSheet(QStringLiteral("QToolBar{border:0px;}"));
@@ -103,7 +103,7 @@ void Navigation::makeToolBar(QMainWindow &window, QMenu &menu, DeviceWindows &de
                        &deviceWindows, &DeviceWindows::showAll);
     windows->setToolTip(tr("Show the windows that devices bring along"));
     windows->setVisible(false);
-    connect(&deviceWindows, &DeviceWindows::available, windows,
+    connect(&deviceWindows, &DeviceWindows::windowAdded, windows,
             [windows] { windows->setVisible(true); });
     auto *const more = new QToolButton(bar);
     more->setIcon(icons.icon(QStringLiteral("more_vert")));

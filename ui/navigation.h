@@ -10,25 +10,26 @@ class QMainWindow;
 class QMenu;
 class QWidget;
 
-// What stands round the pages and leads to them: the dock at the side, whose actions are the
-// window's, and the tool bar with the page's title. Interface thread.
+// The dock at the side, whose actions lead to the pages, and the tool bar with the page's title.
+// Interface thread.
 class Navigation : public QObject
 {
     Q_OBJECT
 
 public:
-    // Makes `pages` the centre of the window. `menu` and `deviceWindows` are borrowed for life.
+    // Makes `pages` part of the window's central widget. `menu` and `deviceWindows` are borrowed
+    // for life.
     Navigation(QMainWindow &window, QWidget *pages, QMenu &menu, DeviceWindows &deviceWindows);
 
-    // Each with its integer data, from 0.
+    // The actions of the dock; the data of each is its index.
     const QList<QAction *> &actions() const { return m_actions; }
-    static constexpr int scanData = 2; // the action that leads to no page
-    // Page of an action's data; the first page for any other number.
+    static constexpr int scanData = 2; // of the action that scans instead of showing a page
+    // The page for an action's data; P_STATE for unknown data.
     static int pageOf(int data);
 
-    // The page that is shown now.
+    // Checks the page's action and shows its title.
     void setPage(int page);
-    // No search can be asked for while one is under way.
+    // Disables the scan action while a scan is running.
     void setScanning(bool on);
 
 private:

@@ -20,7 +20,7 @@ void pagestyle::styleTable(QTableView *table)
     table->setAlternatingRowColors(true);
     table->setShowGrid(false);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table->setTabKeyNavigation(false); // Tab leads on to the next control
+    table->setTabKeyNavigation(false); // Tab moves to the next widget
     table->setWordWrap(false);
     table->verticalHeader()->hide();
     QHeaderView *const header = table->horizontalHeader();

@@ -7,16 +7,16 @@ class QPushButton;
 class QTableView;
 class QWidget;
 
-// The look that the pages have in common. Interface thread.
+// The style that the pages share. Interface thread.
 namespace pagestyle {
 
-// What a page shows in place of what is not there yet.
+// The text that a page shows while it has nothing else to show.
 QLabel *hint(const QString &text, QWidget *parent);
 
-// The look and the keys of tables.
+// The style and the keyboard navigation of tables.
 void styleTable(QTableView *table);
 
-// A button whose name for screen readers is its text. `name`: of the object.
+// A button with the text as its accessible name. `name`: its object name.
 QPushButton *button(const QString &text, const char *name, QWidget *parent);
 
 } // namespace pagestyle

@@ -27,10 +27,9 @@
 
 namespace {
 
-constexpr int copiedNotice = 1500;  // milliseconds
-constexpr int mostResults = 100000; // lines; a fleet is smaller
+constexpr int copiedNotice = 1500; // milliseconds
+constexpr int maxResults = 100000; // lines
 
-// Below each other, at the top, as wide as they need to be.
 QVBoxLayout *makeColumn(QWidget *page)
 {
     auto *const column = new QVBoxLayout(page);
@@ -49,8 +48,8 @@ QHBoxLayout *makeRow(std::initializer_list<QWidget *> widgets)
     return row;
 }
 
-// A number from outside; none when it is not one of ours.
-std::optional<int> whole(const QJsonValue &value)
+// The value as an integer that is not negative, if it is such a number.
+std::optional<int> toCount(const QJsonValue &value)
 {
     bool ok = false;
     const double number = value.toVariant().toDouble(&ok);
@@ -121,7 +120,7 @@ QWidget *RegistrationWizard::makeWaitPage()
 {
     auto *const page = new QWidget(m_steps);
     auto *const bar = new QProgressBar(page);
-    bar->setRange(0, 0); // nobody knows for how long
+    bar->setRange(0, 0); // busy, without a percentage
     bar->setTextVisible(false);
     bar->setMaximumWidth(bar->fontMetrics().averageCharWidth() * 40);
     bar->setAccessibleName(tr("Connecting..."));
@@ -129,7 +128,7 @@ QWidget *RegistrationWizard::makeWaitPage()
     column->addWidget(new QLabel(tr("Connecting..."), page));
     column->addWidget(bar);
     QPushButton *const cancelButton = pagestyle::button(tr("C&ancel"), "cloudCancelButton", page);
-    connect(cancelButton, &QPushButton::clicked, this, &RegistrationWizard::giveUp);
+    connect(cancelButton, &QPushButton::clicked, this, &RegistrationWizard::cancelSession);
     column->addLayout(makeRow({cancelButton}));
     column->addStretch();
     return page;
@@ -138,7 +137,7 @@ QWidget *RegistrationWizard::makeWaitPage()
 QWidget *RegistrationWizard::makeCodePage()
 {
     auto *const page = new QWidget(m_steps);
-    // No accessible names for the numbers: they would hide them from screen readers.
+    // The numbers get no accessible names, which screen readers would read instead.
     m_code->setObjectName("cloudCode");
     m_code->setSegmentStyle(QLCDNumber::Flat);
     m_code->setFrameShape(QFrame::NoFrame);
@@ -146,7 +145,7 @@ QWidget *RegistrationWizard::makeCodePage()
     m_countdown->setObjectName("cloudCountdown");
     m_countdown->setFixedSize(180, 28);
     m_expiry->setBuddy(m_countdown);
-    // Both numbers stand at the right of their ten digits.
+    // Both displays have ten digits and show their number at the right.
     auto *const display = new QGridLayout;
     display->addWidget(m_code, 0, 0, 1, 2);
     display->addWidget(m_expiry, 1, 0);
@@ -158,7 +157,7 @@ QWidget *RegistrationWizard::makeCodePage()
         pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page);
     QPushButton *const againButton =
         pagestyle::button(tr("&New Session"), "cloudExpiredButton", page);
-    connect(againButton, &QPushButton::clicked, this, &RegistrationWizard::giveUp);
+    connect(againButton, &QPushButton::clicked, this, &RegistrationWizard::cancelSession);
     QVBoxLayout *const column = makeColumn(page);
     column->addLayout(displayRow);
     column->addLayout(makeRow({m_copyButton, portalButton, againButton}));
@@ -187,7 +186,7 @@ void RegistrationWizard::setStep(RegSteps step)
         m_prompts->cancel();
         m_results->clear();
         m_startButton->setEnabled(false);
-        emit stateWanted();
+        emit stateRequested();
         break;
     case R_CONN:
         m_stepLabel->setText(tr("Step 2. Connecting to the cloud"));
@@ -216,7 +215,7 @@ void RegistrationWizard::clearResults()
 
 void RegistrationWizard::showState(int state)
 {
-    // The answer may come when the user is further already.
+    // The user may have gone to the next step before the answer came.
     if (m_steps->currentIndex() != R_SERIAL) {
         return;
     }
@@ -238,11 +237,11 @@ void RegistrationWizard::showCode(const QJsonObject &code)
     if (m_cancelled) {
         return;
     }
-    std::optional<int> number = whole(code[QLatin1String("value")]);
+    std::optional<int> number = toCount(code[QLatin1String("value")]);
     if (!number) {
-        number = whole(code[QLatin1String("code")]);
+        number = toCount(code[QLatin1String("code")]);
     }
-    const std::optional<int> seconds = whole(code[QLatin1String("timeout")]);
+    const std::optional<int> seconds = toCount(code[QLatin1String("timeout")]);
     if (!number) {
         emit registrationCancelled();
         dialogs::showMessage(window(), QMessageBox::Warning, tr("Registration Error"),
@@ -252,7 +251,7 @@ void RegistrationWizard::showCode(const QJsonObject &code)
     }
     setStep(R_CODE);
     m_code->display(*number);
-    // Without it, the code is valid until the registrar says something else.
+    // Without a timeout, the code is valid until the registrar ends the session.
     m_expiry->setVisible(seconds.has_value());
     m_countdown->setVisible(seconds.has_value());
     if (seconds) {
@@ -278,7 +277,7 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     m_results->clear();
     if (!error.isUndefined()) {
         dialogs::showMessage(window(), QMessageBox::Warning, tr("Registration Error"),
-                             // Spelt so on purpose: the wording is fixed.
+                             // Misspelt, but the wording is fixed.
                              tr("Registation has completed with an error.") +
                                  QLatin1String("<br>") +
                                  dialogs::shortened(error.toVariant().toString()).toHtmlEscaped() +
@@ -295,7 +294,7 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     }
     const QJsonArray fleet = result[QLatin1String("fleet")].toArray();
     QStringList lines;
-    for (int i = 0; i < std::min(fleet.size(), mostResults); ++i) {
+    for (int i = 0; i < std::min(fleet.size(), maxResults); ++i) {
         const QJsonObject thing = fleet.at(i).toObject();
         lines.append(QStringLiteral("%1: %2").arg(text(thing, "alias"), text(thing, "id")));
     }
@@ -303,8 +302,8 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     return true;
 }
 
-// The registrar may keep the session open, and say nothing for long.
-void RegistrationWizard::giveUp()
+// Without a cancellation, the next session would find the registrar busy with this one.
+void RegistrationWizard::cancelSession()
 {
     m_cancelled = true;
     emit registrationCancelled();
@@ -315,7 +314,7 @@ void RegistrationWizard::on_cloudGetCodeButton_clicked()
 {
     m_cancelled = false;
     setStep(R_CONN);
-    emit registrationWanted();
+    emit registrationRequested();
 }
 
 void RegistrationWizard::on_cloudCodeCopyButton_clicked()
@@ -328,7 +327,7 @@ void RegistrationWizard::on_cloudOpenKVGButton_clicked()
 {
     const SettingsStore store;
     const QUrl page(store.value(keys::Portal) + store.value(keys::PortalPage));
-    // Whatever else is stored there must not become a way to start programs.
+    // openUrl() may start a program for any other scheme.
     const bool isWeb = page.isValid() && (page.scheme() == QLatin1String("https") ||
                                           page.scheme() == QLatin1String("http"));
     if (!isWeb || !QDesktopServices::openUrl(page)) {

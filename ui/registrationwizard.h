@@ -11,8 +11,8 @@ class QPushButton;
 class QStackedWidget;
 class AliasPrompts;
 
-// The steps of a registration, from the names of the things to the list of what was registered.
-// Interface thread. It asks the runner by signals and is told each result by a method.
+// The steps of a registration, from the aliases of the things to the list of what was registered.
+// Its signals are requests to the runner, whose results come by methods. Interface thread.
 class RegistrationWizard : public QWidget
 {
     Q_OBJECT
@@ -23,9 +23,9 @@ public:
 
     explicit RegistrationWizard(QWidget *parent = nullptr);
 
-    // Back to the first step, whatever was under way.
+    // Returns to the first step from any other.
     void restart() { setStep(R_SERIAL); }
-    // On the first step, asks for the state again: devices may have come meanwhile.
+    // On the first step, asks for the state again: there may be new devices.
     void refresh();
     void clearResults();
 
@@ -33,8 +33,8 @@ public:
     void showState(int state); // ZugatewRunner::RegState
     void askForAliases(const QStringList &things);
     void showCode(const QJsonObject &code);
-    // False when it is an error, which the user is told.
-    bool showResult(const QJsonObject &result);
+    // False for an error, which the user is shown.
+    [[nodiscard]] bool showResult(const QJsonObject &result);
 
 public slots:
     void on_cloudGetCodeButton_clicked();
@@ -43,9 +43,9 @@ public slots:
     void on_cloudRestartRegButton_clicked();
 
 signals:
-    void stateWanted();
-    void registrationWanted();
-    // The session that is under way is not wanted any more.
+    void stateRequested();
+    void registrationRequested();
+    // The user gave up the session.
     void registrationCancelled();
     void renameRequested(const QString &sid, const QString &alias);
     void notice(const QString &text, int milliseconds);
@@ -58,7 +58,7 @@ private:
     // R_SERIAL closes the prompts for aliases and asks for the state of the registration.
     void setStep(RegSteps step);
     void showExpired(bool expired);
-    void giveUp();
+    void cancelSession();
 
     AliasPrompts *m_prompts;
     QLabel *m_stepLabel;
@@ -69,5 +69,5 @@ private:
     QLabel *m_expiry;
     QCountDownLCD *m_countdown;
     QListWidget *m_results;
-    bool m_cancelled = false; // answers of the session that was given up may be on their way
+    bool m_cancelled = false; // results of a cancelled session may still arrive
 };

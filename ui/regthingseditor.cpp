@@ -57,17 +57,17 @@ RegThingsEditor::RegThingsEditor(QWidget *parent)
     }
     header->setSectionResizeMode(ThingsRegTableModel::ColAlias, QHeaderView::Stretch);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            &RegThingsEditor::showState);
+            &RegThingsEditor::updateView);
     QMetaObject::connectSlotsByName(this);
 }
 
 void RegThingsEditor::sync()
 {
     m_model->replaceAll(ZUSettings().pool()["devices"].toArray());
-    showState();
+    updateView();
 }
 
-void RegThingsEditor::showState()
+void RegThingsEditor::updateView()
 {
     const bool empty = m_model->rowCount() == 0;
     m_table->setVisible(!empty);
@@ -118,6 +118,6 @@ void RegThingsEditor::forget(const QSet<QString> &keys)
             m_model->removeRow(row);
         }
     }
-    showState();
+    updateView();
     emit modified();
 }

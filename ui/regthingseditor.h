@@ -20,8 +20,8 @@ public:
 public slots:
     // Shows the pool as it is stored now.
     void sync();
-    // Takes the selected devices out of the stored pool. What the runner stored about the others
-    // meanwhile stays.
+    // Removes the selected devices from the stored pool. What the runner has stored meanwhile
+    // about the others stays.
     void on_forgetButton_clicked();
 
 signals:
@@ -29,7 +29,7 @@ signals:
     void modified();
 
 private:
-    void showState();
+    void updateView();
     void forget(const QSet<QString> &keys);
 
     ThingsRegTableModel *m_model;

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// The floor keeps a period of 0 minutes from becoming a busy loop, the ceiling fits the timer.
+// The minimum keeps 0 minutes from becoming a busy loop; the maximum fits into the timer.
 std::chrono::milliseconds scanPeriod(const SettingsStore &store)
 {
     const std::chrono::minutes stored(store.value(keys::ScanInterval));
@@ -27,7 +27,7 @@ ScanClock::ScanClock(QObject *parent)
     m_deferred.setSingleShot(true);
     m_deferred.setInterval(20s);
     connect(&m_deferred, &QTimer::timeout, this, [this] {
-        m_again = m_scanning;
+        m_scanAgain = m_scanning;
         scan();
     });
 }
@@ -58,16 +58,16 @@ void ScanClock::scan()
     if (!m_scanning) {
         m_deferred.stop();
         m_scanning = true;
-        emit scanning(true);
-        emit scanWanted();
+        emit scanningChanged(true);
+        emit scanRequested();
     }
 }
 
-void ScanClock::scanned()
+void ScanClock::scanFinished()
 {
     m_scanning = false;
-    emit scanning(false);
-    if (std::exchange(m_again, false)) {
+    emit scanningChanged(false);
+    if (std::exchange(m_scanAgain, false)) {
         scanLater();
     }
 }

@@ -6,8 +6,8 @@
 
 #include <chrono>
 
-// When to look for devices: regularly if the settings say so, and some time after one has gone.
-// One search at a time. Interface thread.
+// Decides when to scan for devices: at the stored interval, and 20 seconds after a device has gone.
+// One scan at a time. Interface thread.
 class ScanClock : public QObject
 {
     Q_OBJECT
@@ -15,21 +15,20 @@ class ScanClock : public QObject
 public:
     explicit ScanClock(QObject *parent = nullptr);
 
-    // Takes the settings over; a regular search that is due begins to wait anew.
+    // Reads the settings and restarts the interval.
     void arm();
     void stop();
-    // 20 seconds after the last call a search follows.
+    // Scans 20 seconds after the last call.
     void scanLater();
-    // Asks for a search now; not while one is under way.
+    // Requests a scan now, unless one is running.
     void scan();
-    // The search has ended.
-    void scanned();
-    // Period of the regular search; 0 while there is none.
+    void scanFinished();
+    // Of the regular scan; 0 while there is none.
     std::chrono::milliseconds period() const { return m_period; }
 
 signals:
-    void scanWanted();
-    void scanning(bool on);
+    void scanRequested();
+    void scanningChanged(bool scanning);
 
 protected:
     void timerEvent(QTimerEvent *event) override;
@@ -39,5 +38,5 @@ private:
     QTimer m_deferred;
     std::chrono::milliseconds m_period{0};
     bool m_scanning = false;
-    bool m_again = false; // the search under way may be past what the deferred one was for
+    bool m_scanAgain = false; // a deferred scan was due during another one
 };

@@ -30,7 +30,7 @@ namespace {
 constexpr auto savedNotice = 2000; // milliseconds
 constexpr auto failureNotice = 5000;
 
-// A row of a form: the label is the editor's name for those who cannot see it, too.
+// Adds a row to the form; the label is also the editor's accessible name.
 void addRow(QFormLayout *form, const QString &label, QWidget *editor, const char *name)
 {
     editor->setObjectName(QLatin1String(name));
@@ -44,7 +44,7 @@ void addCheck(QFormLayout *form, QCheckBox *box, const char *name)
     form->addRow(new QLabel, box);
 }
 
-// The editors of all groups below `pane` begin at one line.
+// Gives the label columns of all groups in `pane` one width.
 void alignForms(const QWidget *pane)
 {
     const auto forms = pane->findChildren<QFormLayout *>();
@@ -64,10 +64,10 @@ void alignForms(const QWidget *pane)
     }
 }
 
-QSpinBox *makeSpinBox(int least, int most, const QString &suffix, QWidget *parent)
+QSpinBox *makeSpinBox(int min, int max, const QString &suffix, QWidget *parent)
 {
     auto *const box = new QSpinBox(parent);
-    box->setRange(least, most);
+    box->setRange(min, max);
     box->setSuffix(suffix);
     return box;
 }
@@ -79,7 +79,7 @@ QFormLayout *makeForm(QGroupBox *group)
     return form;
 }
 
-// What the runner takes over at once.
+// The settings that the runner applies at once.
 std::tuple<int, int, QString, quint32> cloudSettings()
 {
     const SettingsStore store;
@@ -90,10 +90,8 @@ std::tuple<int, int, QString, quint32> cloudSettings()
 QFileDialog *makeDialog(QWidget *parent, const QString &title)
 {
     const QString stored = SettingsStore().value(keys::ExportDirectory);
-    auto *const dialog =
-        new QFileDialog(parent->window(), title, stored.isEmpty() ? QDir::homePath() : stored,
-                        SettingsPage::tr("Backup files (*.bak)"));
-    return dialog;
+    return new QFileDialog(parent->window(), title, stored.isEmpty() ? QDir::homePath() : stored,
+                           SettingsPage::tr("Backup files (*.bak)"));
 }
 
 } // namespace
@@ -167,7 +165,7 @@ QGroupBox *SettingsPage::makeInterfaceGroup()
 {
     auto *const group = new QGroupBox(tr("Interface"), this);
     QFormLayout *const form = makeForm(group);
-    // Each language in its own words, whatever the present one is.
+    // Each language has its own name for itself, in every translation.
     m_language->addItems({QStringLiteral("English"), QStringLiteral("Русский")});
     addRow(form, tr("Language"), m_language, "language");
     addCheck(form, m_dark, "dark");
@@ -273,7 +271,7 @@ void SettingsPage::on_settingsRestoreButton_clicked()
     QFileDialog *const dialog = makeDialog(this, tr("Load Backup"));
     dialog->setFileMode(QFileDialog::ExistingFile);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString &file) {
-        showTransfer(true);
+        setTransferRunning(true);
         emit importRequested(file);
     });
     dialogs::enqueue(dialog);
@@ -291,14 +289,14 @@ void SettingsPage::exportTo(QString file)
 {
     const auto start = [this](const QString &name) {
         m_settings.store().set(keys::ExportDirectory, QFileInfo(name).absolutePath());
-        showTransfer(true);
+        setTransferRunning(true);
         emit exportRequested(name);
     };
     if (file.endsWith(QLatin1String(".bak"), Qt::CaseInsensitive)) {
         start(file);
         return;
     }
-    // The dialog asked about the name without the ending.
+    // The dialog checked for a file without the suffix.
     file += QLatin1String(".bak");
     if (QFileInfo::exists(file)) {
         dialogs::ask(this, tr("Save As"),
@@ -309,7 +307,7 @@ void SettingsPage::exportTo(QString file)
     }
 }
 
-void SettingsPage::showTransfer(bool running)
+void SettingsPage::setTransferRunning(bool running)
 {
     m_backupButton->setDisabled(running);
     m_restoreButton->setDisabled(running);
@@ -317,7 +315,7 @@ void SettingsPage::showTransfer(bool running)
 
 void SettingsPage::showExported(bool done)
 {
-    showTransfer(false);
+    setTransferRunning(false);
     if (!done) {
         emit notice(tr("Backup could not be saved"), failureNotice);
         return;
@@ -331,7 +329,7 @@ void SettingsPage::showExported(bool done)
 
 void SettingsPage::showImported(bool done)
 {
-    showTransfer(false);
+    setTransferRunning(false);
     if (!done) {
         emit notice(tr("Configuration could not be restored."), failureNotice);
         return;
@@ -346,7 +344,7 @@ void SettingsPage::showImported(bool done)
 void SettingsPage::on_settingsLogButton_clicked()
 {
     if (!QDesktopServices::openUrl(QUrl::fromLocalFile(m_logFolder))) {
-        // Without a file manager the path is what helps.
+        // Without a file manager, the user needs the path.
         emit notice(tr("The log is in %1").arg(QDir::toNativeSeparators(m_logFolder)),
                     failureNotice);
     }

@@ -19,14 +19,14 @@ class SettingsPage : public QWidget, public SettingsForm
     Q_OBJECT
 
 public:
-    // `settings` and `autostart` are borrowed for life. `logFolder`: opened by its button; empty
-    // for no button.
+    // `settings` and `autostart` are borrowed for life. `logFolder`: what a button opens; no
+    // button when it is empty.
     SettingsPage(ZUSettings &settings, Autostart &autostart, const QString &logFolder,
                  QWidget *parent = nullptr);
 
     // Shows what is stored; edits are discarded.
     void load();
-    // Results of the runner's backup and restore. A restore replaced what is shown.
+    // Results of the runner's backup and restore.
     void showExported(bool done);
     void showImported(bool done);
 
@@ -54,7 +54,7 @@ signals:
 
 private:
     void exportTo(QString file);
-    void showTransfer(bool running);
+    void setTransferRunning(bool running);
     QGroupBox *makeCloudGroup();
     QGroupBox *makeInterfaceGroup();
     QGroupBox *makeSystemGroup();

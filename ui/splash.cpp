@@ -3,7 +3,7 @@
 #include <QGuiApplication>
 
 Splash::Splash()
-    // Only icons look for the larger picture by themselves.
+    // Unlike QIcon, QPixmap does not choose the larger picture by itself.
     : QSplashScreen(QPixmap(qGuiApp->devicePixelRatio() > 1
                                 ? QStringLiteral(":/images/splash@2x.png")
                                 : QStringLiteral(":/images/splash.png")))

@@ -2,7 +2,7 @@
 
 #include <QSplashScreen>
 
-// The picture while the program starts, with the progress written on it. Interface thread.
+// The splash screen, with the progress of the start-up. Interface thread.
 class Splash : public QSplashScreen
 {
     Q_OBJECT

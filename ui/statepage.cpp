@@ -22,7 +22,7 @@ StatePage::StatePage(QWidget *parent)
                              QAbstractItemView::SelectedClicked);
     pagestyle::styleTable(m_table);
     QHeaderView *const header = m_table->horizontalHeader();
-    // By what is on the screen: measuring ten thousand rows would hold up the interface.
+    // By the visible rows only: measuring ten thousand would block the interface.
     header->setResizeContentsPrecision(0);
     header->setSectionResizeMode(QHeaderView::ResizeToContents);
     header->setSectionResizeMode(ThingsStateTableModel::ColState, QHeaderView::Stretch);
@@ -32,9 +32,9 @@ StatePage::StatePage(QWidget *parent)
     layout->addWidget(m_hint);
 
     connect(m_model, &ThingsStateTableModel::renameRequested, this, &StatePage::renameRequested);
-    connect(m_model, &ThingsStateTableModel::rowsInserted, this, &StatePage::showHint);
-    connect(m_model, &ThingsStateTableModel::rowsRemoved, this, &StatePage::showHint);
-    showHint();
+    connect(m_model, &ThingsStateTableModel::rowsInserted, this, &StatePage::updateHint);
+    connect(m_model, &ThingsStateTableModel::rowsRemoved, this, &StatePage::updateHint);
+    updateHint();
 }
 
 void StatePage::showThings(const ThingStateList &things)
@@ -51,18 +51,18 @@ void StatePage::showThing(const ThingState &thing)
     }
 }
 
-void StatePage::showScanning(bool on)
+void StatePage::showScanning(bool scanning)
 {
-    m_scanning = on;
-    showHint();
+    m_scanning = scanning;
+    updateHint();
 }
 
-// The gateway itself is always there.
-void StatePage::showHint()
+// The gateway itself always has a row.
+void StatePage::updateHint()
 {
-    const bool none = m_model->rowCount() <= 1;
-    m_hint->setVisible(none);
-    if (none) {
+    const bool isEmpty = m_model->rowCount() <= 1;
+    m_hint->setVisible(isEmpty);
+    if (isEmpty) {
         m_hint->setText(m_scanning
                             ? tr("Looking for devices…")
                             : tr("No devices found yet. Attach a device and press Rescan, or "

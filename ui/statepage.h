@@ -8,7 +8,7 @@ class QLabel;
 class QTableView;
 class ThingsStateTableModel;
 
-// The dashboard: every live thing with its state, and the place where things are renamed.
+// The dashboard: a table of the live things with their states, in which the user can rename them.
 // Interface thread.
 class StatePage : public QWidget
 {
@@ -17,18 +17,17 @@ class StatePage : public QWidget
 public:
     explicit StatePage(QWidget *parent = nullptr);
 
-    // In place of all that was shown.
+    // Replaces all rows.
     void showThings(const ThingStateList &things);
-    // A new or changed thing; one that is gone is taken out.
+    // Adds or updates the thing's row; removes that of a thing that is gone.
     void showThing(const ThingState &thing);
-    // A search for devices is under way.
-    void showScanning(bool on);
+    void showScanning(bool scanning);
 
 signals:
     void renameRequested(const QString &sid, const QString &alias);
 
 private:
-    void showHint();
+    void updateHint();
 
     ThingsStateTableModel *m_model;
     QTableView *m_table;

@@ -5,12 +5,12 @@
 
 namespace {
 
-constexpr int longest = 2000;
+constexpr int maxLength = 2000; // more than a screen shows
 
-// Devices decide how much there is to write, so every step ends when the text is long enough.
+// Every step checks the length, because a device may report a state of any size.
 void append(QString &text, const QJsonValue &value)
 {
-    if (text.size() > longest) {
+    if (text.size() > maxLength) {
         return;
     }
     switch (value.type()) {
@@ -21,12 +21,12 @@ void append(QString &text, const QJsonValue &value)
         text += QString::number(value.toDouble(), 'g', 6);
         break;
     case QJsonValue::String:
-        text += value.toString().left(longest + 1);
+        text += value.toString().left(maxLength + 1);
         break;
     case QJsonValue::Array: {
         text += QLatin1Char('[');
         const QJsonArray array = value.toArray();
-        for (int i = 0; i < array.size() && text.size() <= longest; ++i) {
+        for (int i = 0; i < array.size() && text.size() <= maxLength; ++i) {
             if (i > 0) {
                 text += QLatin1Char(',');
             }
@@ -37,11 +37,11 @@ void append(QString &text, const QJsonValue &value)
     }
     case QJsonValue::Object: {
         const QJsonObject object = value.toObject();
-        for (auto it = object.begin(); it != object.end() && text.size() <= longest; ++it) {
+        for (auto it = object.begin(); it != object.end() && text.size() <= maxLength; ++it) {
             if (it != object.begin()) {
                 text += QLatin1Char(',');
             }
-            text += it.key().left(longest + 1) + QLatin1Char(':');
+            text += it.key().left(maxLength + 1) + QLatin1Char(':');
             append(text, it.value());
         }
         break;
@@ -58,8 +58,8 @@ QString stateText(const QJsonValue &state)
 {
     QString text;
     append(text, state);
-    if (text.size() > longest) {
-        text.truncate(longest);
+    if (text.size() > maxLength) {
+        text.truncate(maxLength);
         text += QChar(0x2026);
     }
     return text;

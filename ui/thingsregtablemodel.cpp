@@ -2,7 +2,7 @@
 
 namespace {
 
-// The member of an entry that a column shows.
+// The member of a pool entry that the column shows.
 QLatin1String member(int column)
 {
     switch (column) {

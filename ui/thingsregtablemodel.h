@@ -21,10 +21,10 @@ public:
     int columnCount(const QModelIndex &parent = {}) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
     QVariant data(const QModelIndex &index, int role) const override;
-    // Only what lies within the list; false when that is nothing.
+    // Ignores rows beyond the last one; false when no row is left to remove.
     bool removeRows(int row, int count, const QModelIndex &parent = {}) override;
 
-    // Takes out all rows, then inserts the entries of `devices` in order.
+    // Removes all rows, then inserts the entries of `devices`.
     void replaceAll(const QJsonArray &devices);
     PoolEntry entry(int row) const;
 

@@ -15,17 +15,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr quint8 bit(int column)
+constexpr quint8 columnBit(int column)
 {
     return static_cast<quint8>(1U << static_cast<unsigned>(column));
 }
 
-QString partOf(const ThingState &thing, int part)
+QString idPart(const ThingState &thing, int part)
 {
     return thing.shortid.section(QLatin1Char('_'), part, part);
 }
 
-// What a tool tip would take for markup is marked up as text.
+// Escapes a text that a tool tip would take for markup.
 QString plainToolTip(const QString &text)
 {
     return Qt::mightBeRichText(text) ? QLatin1String("<p>") + text.toHtmlEscaped() : text;
@@ -46,9 +46,9 @@ QColor registrationColor(const ThingState &thing)
 ThingsStateTableModel::ThingsStateTableModel(QObject *parent)
     : QAbstractTableModel(parent)
 {
-    m_announcement.setSingleShot(true);
-    m_announcement.setInterval(100ms);
-    connect(&m_announcement, &QTimer::timeout, this, &ThingsStateTableModel::announceChanges);
+    m_emitTimer.setSingleShot(true);
+    m_emitTimer.setInterval(100ms);
+    connect(&m_emitTimer, &QTimer::timeout, this, &ThingsStateTableModel::emitChanges);
 }
 
 ThingsStateTableModel::~ThingsStateTableModel() = default;
@@ -105,9 +105,9 @@ QVariant ThingsStateTableModel::data(const QModelIndex &index, int role) const
         if (role == Qt::ToolTipRole) {
             return plainToolTip(thing.shortid);
         }
-        return display ? partOf(thing, 0) : QVariant();
+        return display ? idPart(thing, 0) : QVariant();
     case ColSerial:
-        return display ? partOf(thing, 2) : QVariant();
+        return display ? idPart(thing, 2) : QVariant();
     case ColAlias:
         return display || role == Qt::EditRole ? thing.alias : QVariant();
     case ColState:
@@ -154,16 +154,16 @@ void ThingsStateTableModel::update(const ThingState &state)
         endInsertRows();
         return;
     }
-    // Only what differs: a column that is announced loses what is being typed into it.
+    // Only what differs: dataChanged() resets an editor that is open in the column.
     quint8 columns = 0;
     if (row->thing.alias != state.alias) {
-        columns |= bit(ColAlias);
+        columns |= columnBit(ColAlias);
     }
     if (row->thing.state != state.state) {
-        columns |= bit(ColState);
+        columns |= columnBit(ColState);
     }
     if (row->thing.regid != state.regid || row->thing.gone != state.gone) {
-        columns |= bit(ColCloud);
+        columns |= columnBit(ColCloud);
     }
     row->thing = state;
     if (columns != 0) {
@@ -173,16 +173,16 @@ void ThingsStateTableModel::update(const ThingState &state)
 
 void ThingsStateTableModel::markChanged(Row &row, quint8 columns)
 {
-    row.changed |= columns;
-    m_changed.insert(&row);
-    if (!m_announcement.isActive()) {
-        m_announcement.start();
+    row.changedColumns |= columns;
+    m_changedRows.insert(&row);
+    if (!m_emitTimer.isActive()) {
+        m_emitTimer.start();
     }
 }
 
-// One range for each column: what lies between two changed rows costs a view nothing. Only the
-// alias is announced row by row, since a row in between may be the one that is being typed into.
-void ThingsStateTableModel::announceChanges()
+// Emits one range for each column: unchanged rows in between cost a view nothing. Aliases go row
+// by row, because an editor that is open in a row between would be reset.
+void ThingsStateTableModel::emitChanges()
 {
     struct Range
     {
@@ -191,22 +191,22 @@ void ThingsStateTableModel::announceChanges()
     };
     std::array<Range, ColumnCount> ranges;
     QVector<int> aliases;
-    for (Row *const row : qAsConst(m_changed)) {
+    for (Row *const row : qAsConst(m_changedRows)) {
         for (int column = 0; column < ColumnCount; ++column) {
-            if ((row->changed & bit(column)) == 0) {
+            if ((row->changedColumns & columnBit(column)) == 0) {
                 continue;
             }
             if (column == ColAlias) {
-                aliases.append(row->number);
+                aliases.append(row->index);
                 continue;
             }
             Range &range = ranges[static_cast<size_t>(column)];
-            range.first = range.first < 0 ? row->number : qMin(range.first, row->number);
-            range.last = qMax(range.last, row->number);
+            range.first = range.first < 0 ? row->index : qMin(range.first, row->index);
+            range.last = qMax(range.last, row->index);
         }
-        row->changed = 0;
+        row->changedColumns = 0;
     }
-    m_changed.clear();
+    m_changedRows.clear();
     for (int column = 0; column < ColumnCount; ++column) {
         const Range range = ranges[static_cast<size_t>(column)];
         if (range.first >= 0) {
@@ -224,13 +224,13 @@ void ThingsStateTableModel::remove(const QString &shortid)
     if (row == nullptr) {
         return;
     }
-    const int number = row->number;
-    beginRemoveRows({}, number, number);
+    const int removed = row->index;
+    beginRemoveRows({}, removed, removed);
     m_byShortid.remove(shortid);
-    m_changed.remove(row);
-    m_rows.erase(m_rows.begin() + number);
-    for (size_t i = static_cast<size_t>(number); i < m_rows.size(); ++i) {
-        m_rows[i]->number = int(i);
+    m_changedRows.remove(row);
+    m_rows.erase(m_rows.begin() + removed);
+    for (size_t i = static_cast<size_t>(removed); i < m_rows.size(); ++i) {
+        m_rows[i]->index = int(i);
     }
     endRemoveRows();
 }
@@ -239,7 +239,7 @@ void ThingsStateTableModel::replaceAll(const ThingStateList &list)
 {
     if (!m_rows.empty()) {
         beginRemoveRows({}, 0, rowCount() - 1);
-        m_changed.clear();
+        m_changedRows.clear();
         m_byShortid.clear();
         m_rows.clear();
         endRemoveRows();

@@ -11,8 +11,8 @@
 #include <vector>
 
 // One row for each live thing, in the order in which they were listed or first reported.
-// Interface thread. Rows are found in constant time; changes of known rows are taken at once and
-// announced to the views together, ten times a second at the most.
+// Interface thread. Rows are found in constant time. data() changes at once; dataChanged() follows
+// for all changed rows together, ten times a second at the most.
 class ThingsStateTableModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -28,15 +28,15 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
     Qt::ItemFlags flags(const QModelIndex &index) const override;
     QVariant data(const QModelIndex &index, int role) const override;
-    // Asks for another alias; the record changes when the thing is reported with it. False when
-    // the alias is empty or the present one.
+    // Requests another alias; the cell changes when the thing is reported with it. False when the
+    // alias is empty or the current one.
     bool setData(const QModelIndex &index, const QVariant &value, int role) override;
 
-    // Appends an unknown thing, takes the record of a known one.
+    // Appends the thing, or replaces the record of a known one.
     void update(const ThingState &state);
-    // Takes out the thing's row, if there is one.
+    // Does nothing for an unknown thing.
     void remove(const QString &shortid);
-    // Takes out all rows, then inserts these; of several records of one thing the last counts.
+    // Removes all rows, then inserts these; of several records of one thing the last counts.
     void replaceAll(const ThingStateList &list);
 
 signals:
@@ -46,16 +46,16 @@ private:
     struct Row
     {
         ThingState thing;
-        int number;
-        quint8 changed = 0; // a bit for each column that is still to be announced
+        int index;
+        quint8 changedColumns = 0; // a bit for each column that dataChanged() is due for
     };
 
     void append(const ThingState &thing);
     void markChanged(Row &row, quint8 columns);
-    void announceChanges();
+    void emitChanges();
 
     std::vector<std::unique_ptr<Row>> m_rows;
     QHash<QString, Row *> m_byShortid;
-    QSet<Row *> m_changed;
-    QTimer m_announcement;
+    QSet<Row *> m_changedRows;
+    QTimer m_emitTimer;
 };

@@ -17,12 +17,12 @@ TrayIcon::~TrayIcon() = default;
 
 void TrayIcon::attempt()
 {
-    constexpr int mostRetries = 4;
-    constexpr int step = 5000; // milliseconds
+    constexpr int maxRetries = 4;
+    constexpr int retryStep = 5000; // milliseconds
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        if (m_retries < mostRetries) {
+        if (m_retries < maxRetries) {
             ++m_retries;
-            QTimer::singleShot(m_retries * step, this, &TrayIcon::attempt);
+            QTimer::singleShot(m_retries * retryStep, this, &TrayIcon::attempt);
         } else {
             emit missing();
         }

@@ -7,8 +7,8 @@
 
 class QMenu;
 
-// The icon in the tray, once there is a tray: desktops may bring theirs up after the session's
-// programs, so it is looked for five times in 50 seconds. Interface thread.
+// The tray icon. A desktop may start its tray after this program, so four more attempts follow the
+// first one, within 50 seconds. Interface thread.
 class TrayIcon : public QObject
 {
     Q_OBJECT
@@ -18,10 +18,10 @@ public:
     explicit TrayIcon(QMenu &menu, QObject *parent = nullptr);
     ~TrayIcon() override;
 
-    bool isThere() const { return m_icon != nullptr; }
+    bool isAvailable() const { return m_icon != nullptr; }
 
 signals:
-    // There is no tray, and it is looked for no more.
+    // The last attempt has failed.
     void missing();
     void activated(QSystemTrayIcon::ActivationReason reason);
 

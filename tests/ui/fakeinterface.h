@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-// What a device brings along: makes one window, which it does not own.
+// A device's interface object: makes one window, which it does not own.
 class FakeInterface : public QObject
 {
     Q_OBJECT

@@ -48,7 +48,7 @@ private slots:
         }
     }
 
-    void aDescriptionCannotMakeAnythingElse()
+    void invalidDescriptionsAreIgnored()
     {
         QJsonArray odd = QJsonDocument::fromJson(R"([
             4, {"name": "typeless"}, {"name": "enabled", "type": "int"}, {"type": "int"},
@@ -70,8 +70,8 @@ private slots:
     }
 
 private:
-    // What is stored of the type "kettle" once its form has been built and written. Types without
-    // a name or settings make no form.
+    // What is stored for the type "kettle" after its form was built and written. Types without a
+    // name or settings make no form.
     QVariantMap written(const QJsonArray &settings, const QVariantMap &stored = {})
     {
         for (auto it = stored.begin(); it != stored.end(); ++it) {

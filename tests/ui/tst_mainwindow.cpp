@@ -69,9 +69,9 @@ private slots:
     }
     void cleanup() { m_window.reset(); }
 
-    void startUpTellsItsStepsAndShowsTheWindow()
+    void startUpReportsItsStepsAndShowsTheWindow()
     {
-        for (const QString how : {"shown", "hidden", "hidden, but called for"}) {
+        for (const QString how : {"shown", "hidden", "hidden, but brought up"}) {
             makeWindow();
             SettingsStore().set(keys::StartHidden, how != "shown");
             QPointer<QSplashScreen> splash;
@@ -79,10 +79,11 @@ private slots:
                 splash = qobject_cast<QSplashScreen *>(topLevel("QSplashScreen"));
                 QVERIFY(splash && splash->isVisible());
                 QCOMPARE(splash->message(), QString("3/4 Assembling devices list"));
-                m_window->runner_finished(16, 2); // out of date by the end, when it is asked again
+                m_window->runner_finished(16,
+                                          2); // outdated: the state is requested again at the end
                 m_window->deviceCreated(new FakeInterface);
                 QVERIFY(!topLevel("deviceWindow")->isVisible()); // not over the splash screen
-                if (how == "hidden, but called for") {
+                if (how == "hidden, but brought up") {
                     m_window->bringUp();
                     QVERIFY(!m_window->isVisible());
                 }
@@ -104,12 +105,12 @@ private slots:
 
     void aFailedStartOrAnEarlyExitEndsTheApplication()
     {
-        for (const int failing : {-1, 0, 1}) { // the user's wish, loading, scanning
+        for (const int failing : {-1, 0, 1}) { // the user quits, loading fails, scanning fails
             makeWindow();
             atStep(failing + 1, [&] {
                 if (failing < 0) {
                     m_window->process_action(MainWindow::A_EXIT);
-                    m_window->runner_finished(8, QJsonObject()); // was on its way already
+                    m_window->runner_finished(8, QJsonObject()); // was already on its way
                 } else {
                     m_window->runner_finished(failing, false);
                 }
@@ -120,7 +121,7 @@ private slots:
         }
     }
 
-    void resultsShowWhereTheyBelong()
+    void resultsAreShownOnTheirPages()
     {
         using Runner = ZugatewRunner;
         const std::tuple<int, QVariant, QStringList> rows[] = {
@@ -175,7 +176,7 @@ private slots:
         compare({"indicator=Cloud connection is not configured", "gatewayStatus=Not registered"});
     }
 
-    void boxesTakeTurns()
+    void messageBoxesOpenOneAtATime()
     {
         m_window->show();
         for (const char *const text : {"one", "two", "one", "three"}) {
@@ -185,13 +186,13 @@ private slots:
             QTRY_COMPARE(shows("box"), text);
             delete openBox();
         }
-        for (int i = 0; i < 100; ++i) { // what nobody can read
+        for (int i = 0; i < 100; ++i) { // more than the queue takes
             m_window->runner_finished(ZugatewRunner::Error, QString::number(i));
         }
         QCOMPARE(m_window->findChildren<QMessageBox *>().size(), 21); // one is open
     }
 
-    void searchesAreRegularAndOneAtATime()
+    void scansAreRegularAndOneAtATime()
     {
         ScanClock clock;
         const QMap<int, std::chrono::milliseconds> periods{
@@ -202,38 +203,38 @@ private slots:
             QCOMPARE(clock.period().count(), it.value().count());
         }
         if (!testclock::canAdvance()) {
-            QSKIP("The time cannot be moved here.");
+            QSKIP("The clock cannot be advanced here.");
         }
-        QSignalSpy wanted(&clock, &ScanClock::scanWanted);
-        const auto searchesAfter = [&wanted](std::chrono::milliseconds time) {
+        QSignalSpy requested(&clock, &ScanClock::scanRequested);
+        const auto scansAfter = [&requested](std::chrono::milliseconds time) {
             testclock::advance(time);
             QCoreApplication::processEvents();
-            return wanted.size();
+            return requested.size();
         };
         SettingsStore().set(keys::ScanInterval, 1);
         clock.arm();
-        QCOMPARE(searchesAfter(50s), 0);
-        QCOMPARE(searchesAfter(15s), 1);
-        QCOMPARE(searchesAfter(65s), 1); // the first is not over
+        QCOMPARE(scansAfter(50s), 0);
+        QCOMPARE(scansAfter(15s), 1);
+        QCOMPARE(scansAfter(65s), 1); // the first is still running
         clock.scan();
-        QCOMPARE(wanted.size(), 1);
-        clock.scanned();
+        QCOMPARE(requested.size(), 1);
+        clock.scanFinished();
         clock.scan();
-        QCOMPARE(wanted.size(), 2);
-        clock.scanLater(); // what it is for may have come too late for the search under way
-        QCOMPARE(searchesAfter(18s), 2);
-        QCOMPARE(searchesAfter(3s), 2);
-        clock.scanned();
-        QCOMPARE(searchesAfter(21s), 3);
-        clock.scanned();
+        QCOMPARE(requested.size(), 2);
+        clock.scanLater(); // the running scan may have missed the change
+        QCOMPARE(scansAfter(18s), 2);
+        QCOMPARE(scansAfter(3s), 2);
+        clock.scanFinished();
+        QCOMPARE(scansAfter(21s), 3);
+        clock.scanFinished();
 
         SettingsStore().set(keys::AutoScan, false);
         clock.arm();
         QCOMPARE(clock.period(), 0ms);
-        QCOMPARE(searchesAfter(1h), 3);
+        QCOMPARE(scansAfter(1h), 3);
     }
 
-    void aDamagedLayoutIsLeftOut()
+    void aDamagedLayoutIsIgnored()
     {
         m_window->resize(500, 450);
         m_window->show();
@@ -263,7 +264,7 @@ private slots:
             QVERIFY(!windowlayout::isGeometry(odd) && !windowlayout::isState(odd));
         }
         QVERIFY(!windowlayout::isState(state + state));
-        m_window.reset(); // which stores its own layout
+        m_window.reset(); // stores its layout
         SettingsStore().set(keys::WindowGeometry, huge);
         makeWindow();
         m_window->restoreLayout();
@@ -271,7 +272,7 @@ private slots:
         QCOMPARE(m_window->size().boundedTo(desktop), m_window->size());
     }
 
-    void windowsOfDevicesEndWithTheWindow()
+    void deviceWindowsAreDeletedWithTheMainWindow()
     {
         const QPointer<QObject> odd(new QObject);
         const QPointer<QObject> thui(new FakeInterface);
@@ -285,7 +286,7 @@ private slots:
         QVERIFY(thui.isNull() && !topLevel("deviceWindow"));
     }
 
-    void closingKeepsTheProgramUnlessToldOtherwise()
+    void closingEndsTheProgramOnlyIfTheSettingsSaySo()
     {
         m_window->show();
         QVERIFY(!m_window->close());
@@ -303,7 +304,7 @@ private slots:
         QCOMPARE(execStatus(), 0);
     }
 
-    void anEarlierBackupIsReplacedOnlyOnYes()
+    void anExistingBackupIsReplacedOnlyOnYes()
     {
         const QTemporaryDir folder;
         const QString file = folder.filePath("a.bak");
@@ -321,7 +322,7 @@ private slots:
         QCOMPARE(SettingsStore().value(keys::ExportDirectory), folder.path());
     }
 
-    void theRegistrationIsNotVoidedOnNo()
+    void theRegistrationIsVoidedOnlyOnYes()
     {
         SettingsStore().set(keys::CloudSerial, QString("serial"));
         m_window->findChild<QPushButton *>("settingsResetGWButton")->click();
@@ -336,7 +337,7 @@ private slots:
         QVERIFY(!m_window->findChild<QPushButton *>("cloudGetCodeButton")->isEnabled());
     }
 
-    void theRunnerHearsOfAppliedCloudSettingsOnlyWhenTheyChanged()
+    void cloudSettingsAreAppliedOnlyWhenTheyChanged()
     {
         auto *const page = m_window->findChild<SettingsPage *>();
         const QSignalSpy changed(page, &SettingsPage::cloudSettingsChanged);
@@ -371,7 +372,7 @@ private slots:
 private:
     void makeWindow()
     {
-        m_window.reset(); // which stores its layout first
+        m_window.reset(); // stores its layout
         m_window = std::make_unique<MainWindow>(m_autostart, QDir::tempPath());
         m_steps.clear();
         connect(m_window.get(), &MainWindow::loadProgress, this,
@@ -379,7 +380,7 @@ private:
                     m_steps += QStringLiteral("%1/%2 %3").arg(completed).arg(total).arg(step);
                 });
     }
-    // Does something in the loop of the start-up, when its n-th step has just been told.
+    // Runs the action in the start-up's event loop, right after the progress of the n-th step.
     void atStep(int step, const std::function<void()> &action)
     {
         connect(m_window.get(), &MainWindow::loadProgress, this, [=](int /*total*/, int completed) {
@@ -388,7 +389,7 @@ private:
             }
         });
     }
-    // The runner answers in order: after a scan, nothing that was asked for is still to come.
+    // The runner answers in order: the end of this scan follows all earlier results.
     void settle() const
     {
         dockAction(2)->trigger();
@@ -413,8 +414,7 @@ private:
             QCOMPARE(name + '=' + shows(name), expectation);
         }
     }
-    // What the widget of that name shows, the table's first cell. Of some names that are no
-    // widget's: what was told, or is open.
+    // What the widget of that name shows; some names stand for other things.
     QString shows(const QString &name) const
     {
         const auto *const things = m_window->findChild<QAbstractItemView *>("things")->model();
@@ -441,7 +441,7 @@ private:
 
     FakeAutostart m_autostart;
     std::unique_ptr<MainWindow> m_window;
-    QStringList m_steps; // of the start-up
+    QStringList m_steps; // the progress of the start-up
 };
 
 KVG_WIDGET_TEST_MAIN(TestMainWindow)

@@ -24,25 +24,25 @@ private slots:
     void init()
     {
         m_wizard = std::make_unique<Wizard>();
-        m_told.clear();
+        m_emitted.clear();
         const Wizard *const wizard = m_wizard.get();
-        connect(wizard, &Wizard::stateWanted, this, [this] { m_told += "state?"; });
-        connect(wizard, &Wizard::registrationWanted, this, [this] { m_told += "register"; });
-        connect(wizard, &Wizard::registrationCancelled, this, [this] { m_told += "cancel"; });
+        connect(wizard, &Wizard::stateRequested, this, [this] { m_emitted += "state?"; });
+        connect(wizard, &Wizard::registrationRequested, this, [this] { m_emitted += "register"; });
+        connect(wizard, &Wizard::registrationCancelled, this, [this] { m_emitted += "cancel"; });
         connect(wizard, &Wizard::renameRequested, this,
-                [this](const QString &id, const QString &alias) { m_told += id + '=' + alias; });
+                [this](const QString &id, const QString &alias) { m_emitted += id + '=' + alias; });
     }
 
     void namesAreAskedForInOrderAndThenRegistrationBegins()
     {
         m_wizard->askForAliases({"gone_1_A"});
-        m_wizard->askForAliases({"a_1_A", "b_1_<i>B_2", "c_1_C"}); // in place of the former
+        m_wizard->askForAliases({"a_1_A", "b_1_<i>B_2", "c_1_C"}); // replaces the former list
         for (const char *const name : {"<b>a / A</b>", "<b>b / &lt;i&gt;B_2</b>"}) {
             QVERIFY2(prompt()->labelText().contains(name), name);
             prompt()->setTextValue("  desk ");
             prompt()->accept();
         }
-        prompt()->reject(); // which ends the run
+        prompt()->reject(); // the others are not asked for
         m_wizard->showState(0);
         m_wizard->showState(ZugatewRunner::Complete);
         QVERIFY(!button("cloudGetCodeButton")->isEnabled());
@@ -50,9 +50,9 @@ private slots:
         const QString proposal = prompt()->textValue();
         QVERIFY(QRegularExpression("^c_[0-9a-f]+$").match(proposal).hasMatch());
         prompt()->accept();
-        QCOMPARE(m_told, QStringList({"a_1_A=desk", "b_1_<i>B_2=desk", "state?",
-                                      "c_1_C=" + proposal, "register"}));
-        m_wizard->showState(0); // an answer that comes late must not relabel a later step
+        QCOMPARE(m_emitted, QStringList({"a_1_A=desk", "b_1_<i>B_2=desk", "state?",
+                                         "c_1_C=" + proposal, "register"}));
+        m_wizard->showState(0); // a late answer must not relabel a later step
         QCOMPARE(label(), QString("Step 2. Connecting to the cloud"));
     }
 
@@ -71,7 +71,7 @@ private slots:
             QCOMPARE(countdown()->isHidden(), !isTimed);
             button("cloudCodeCopyButton")->click();
             QCOMPARE(QGuiApplication::clipboard()->text(), copied);
-            m_wizard->showResult({});
+            QVERIFY(m_wizard->showResult({}));
             QVERIFY(!countdown()->isRunning()); // or it would expire behind the results
         }
     }
@@ -84,28 +84,28 @@ private slots:
         QVERIFY(!button("cloudCodeCopyButton")->isEnabled());
         button("cloudExpiredButton")->click();
         // Cancelled, or the next session would find the registrar busy.
-        QCOMPARE(m_told, QStringList({"cancel", "state?"}));
-        m_wizard->showCode({{"value", 42}, {"timeout", 60}}); // was on its way
+        QCOMPARE(m_emitted, QStringList({"cancel", "state?"}));
+        m_wizard->showCode({{"value", 42}, {"timeout", 60}}); // was already on its way
         QCOMPARE(step(), int(Wizard::R_SERIAL));
         m_wizard->on_cloudGetCodeButton_clicked();
         m_wizard->showCode({{"value", 43}, {"timeout", 60}});
         QVERIFY(button("cloudCodeCopyButton")->isEnabled());
     }
 
-    void aCodeThatIsNoneEndsTheSession()
+    void anInvalidCodeEndsTheSession()
     {
         for (const QJsonObject &code : {QJsonObject{{"value", 1e300}}, {{"code", QJsonArray{1}}}}) {
             m_wizard->showCode(code);
         }
-        QCOMPARE(m_told, QStringList({"cancel", "state?", "cancel", "state?"}));
+        QCOMPARE(m_emitted, QStringList({"cancel", "state?", "cancel", "state?"}));
     }
 
-    void errorsAreToldAsTheyAre()
+    void errorTextsAreEscaped()
     {
         QVERIFY(!m_wizard->showResult({{"error", "<b>%1</b>"}, {"code", 5}, {"id", "x"}}));
         QCOMPARE(QApplication::activeModalWidget()->property("text").toString(),
                  QString("Registation has completed with an error.<br>&lt;b&gt;%1&lt;/b&gt; (5)"));
-        QCOMPARE(m_told, QStringList("state?"));
+        QCOMPARE(m_emitted, QStringList("state?"));
     }
 
     void resultsAreListedTheGatewayFirst()
@@ -147,7 +147,7 @@ private:
     }
 
     std::unique_ptr<Wizard> m_wizard;
-    QStringList m_told; // by the wizard's signals
+    QStringList m_emitted; // what the wizard's signals said
     QUrl m_opened;
 };
 

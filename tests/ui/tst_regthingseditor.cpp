@@ -45,7 +45,7 @@ private slots:
         m_table->setSelectionMode(QAbstractItemView::MultiSelection);
     }
 
-    void theOthersKeepTheirOrderAndWhatWasStoredMeanwhile()
+    void forgettingKeepsTheOthersAndWhatWasStoredMeanwhile()
     {
         const QAbstractItemModelTester tester(m_table->model());
         auto *const button = m_editor->findChild<QPushButton *>("forgetButton");
@@ -64,7 +64,7 @@ private slots:
         QCOMPARE(serial(3), QString("s5"));
     }
 
-    void whatIsRegisteredIsAskedAboutOnce()
+    void forgettingRegisteredDevicesIsConfirmedOnce()
     {
         storeEntry("s1", "1", "Desk");
         storeEntry("s3", "3", "");

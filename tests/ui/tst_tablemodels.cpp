@@ -40,7 +40,7 @@ class TestTableModels : public QObject
     Q_OBJECT
 
 private slots:
-    void statesAreWrittenAsOneLineWithAnEnd()
+    void statesAreWrittenAsOneLineOfLimitedLength()
     {
         const QJsonArray list{0.1234567, 1000000, "<\"", QJsonObject{{"x", 1}, {"w", false}}, {}};
         QCOMPARE(stateText(QJsonObject{{"b", list}, {"a", true}}),
@@ -59,7 +59,7 @@ private slots:
         }
     }
 
-    void stateRowsComeChangeAndGo()
+    void rowsAreAddedChangedAndRemoved()
     {
         Model model;
         const QAbstractItemModelTester tester(&model);
@@ -77,7 +77,8 @@ private slots:
         model.update(thing("host_1_C_9", "moved")); // rows behind the gap are still found
         QCOMPARE(cells(model), QString("lamp B new v:7 Yes host C moved v:0 No"));
 
-        // All out in one go, all in in another; of several records of one thing the last counts.
+        // All are removed at once and inserted at once; of several records of one thing the last
+        // counts.
         ThingState gone = thing("<b>lamp</b>_1_2", "name", 0, "id");
         gone.gone = true;
         model.replaceAll({thing("a_1_1", "first"), gone, thing("a_1_1", "last")});
@@ -91,7 +92,7 @@ private slots:
         QCOMPARE(model.rowCount(), 1);
     }
 
-    void renamingIsAskedForOnceAndShownWhenItHappened()
+    void renamingIsRequestedOnceAndShownWhenReported()
     {
         Model model;
         model.update(thing("lamp_1_A", "old"));
@@ -105,7 +106,7 @@ private slots:
         QCOMPARE(cell.data().toString(), QString("old"));
     }
 
-    void changesAreGatheredAndReachWhatChanged()
+    void changesAreEmittedTogetherForTheColumnsThatChanged()
     {
         Model model;
         const QAbstractItemModelTester tester(&model);
@@ -120,7 +121,7 @@ private slots:
         model.update(thing("a_1_2")); // as it was
         QTRY_COMPARE(changes, QStringList("1:3-3"));
 
-        // A row that goes before its change was announced, and others that move meanwhile.
+        // A row is removed before its change was emitted, and others move meanwhile.
         changes.clear();
         model.update(thing("a_1_0", "name", 5));
         model.update(thing("a_1_2", "name", 0, "id"));
