@@ -7,5 +7,5 @@
 constexpr int maxAliasLength = 100; // UTF-16 units
 
 // `text` on one line, without control and format characters, cut to maxAliasLength. Empty when
-// nothing visible is left: no thing can have that alias.
+// nothing visible is left: such an alias is to be rejected.
 [[nodiscard]] QString cleanAlias(const QString &text);

@@ -277,7 +277,7 @@ void MainWindow::runner_finished(int op, const QVariant &result)
     case ZugatewRunner::RegStatus:
         wizard->showState(result.toInt());
         break;
-    default:
+    default: // Load and CConnect matter to the start-up alone
         break;
     }
     m_startup.advance(op, result);

@@ -33,7 +33,7 @@ public:
     void showState(int state); // ZugatewRunner::RegState
     void askForAliases(const QStringList &things);
     void showCode(const QJsonObject &code);
-    // False for an error, which the user is shown.
+    // False for an error, which is shown unless the session was cancelled.
     [[nodiscard]] bool showResult(const QJsonObject &result);
 
 public slots:
@@ -45,7 +45,7 @@ public slots:
 signals:
     void stateRequested();
     void registrationRequested();
-    // The user gave up the session.
+    // The session is given up, by the user or because its code is unusable.
     void registrationCancelled();
     void renameRequested(const QString &sid, const QString &alias);
     void notice(const QString &text, int milliseconds);

@@ -13,7 +13,7 @@ class QPushButton;
 class QSpinBox;
 class ZUSettings;
 
-// The application's own settings, the backup and the way to the log. Interface thread.
+// The application's own settings, the backup, and a button for the log folder. Interface thread.
 class SettingsPage : public QWidget, public SettingsForm
 {
     Q_OBJECT

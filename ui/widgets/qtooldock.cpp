@@ -128,7 +128,7 @@ void QToolDock::resizeEvent(QResizeEvent * /*event*/)
     setMask(shape);
 }
 
-// A mask has hard steps: its outermost pixels take the parent's colour, smoothly.
+// Draws the parent's colour over the mask's jagged edge, antialiased.
 void QToolDock::paintEvent(QPaintEvent * /*event*/)
 {
     QPainterPath bar;

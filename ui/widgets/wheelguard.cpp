@@ -3,6 +3,11 @@
 #include <QEvent>
 #include <QWidget>
 
+WheelGuard::WheelGuard(QWidget *editor)
+    : QObject(editor)
+{
+}
+
 void WheelGuard::install(QWidget *editor)
 {
     editor->setFocusPolicy(Qt::StrongFocus); // the wheel must not give it the focus either

@@ -15,5 +15,5 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    using QObject::QObject;
+    explicit WheelGuard(QWidget *editor);
 };
