@@ -12,11 +12,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// The minimum keeps 0 minutes from becoming a busy loop; the maximum fits into the timer.
+// The minimum keeps 0 minutes from becoming a busy loop.
 std::chrono::milliseconds scanPeriod(const SettingsStore &store)
 {
     const std::chrono::minutes stored(store.value(keys::ScanInterval));
-    return std::clamp<std::chrono::milliseconds>(stored, 30s, 7 * 24h);
+    return std::clamp<std::chrono::milliseconds>(stored, 30s, ScanClock::maxPeriod);
 }
 
 } // namespace

@@ -13,6 +13,8 @@ class ScanClock : public QObject
     Q_OBJECT
 
 public:
+    static constexpr std::chrono::minutes maxPeriod{7 * 24 * 60}; // fits into the timer
+
     explicit ScanClock(QObject *parent = nullptr);
 
     // Reads the settings and restarts the interval.

@@ -4,6 +4,7 @@
 #include "settings/zusettings.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
+#include "ui/scanclock.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/wheelguard.h"
 
@@ -112,7 +113,7 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     , m_startHidden(new QCheckBox(tr("Start &hidden in the tray"), this))
     , m_closeToTray(new QCheckBox(tr("&Closing the window leaves the program in the tray"), this))
     , m_autoScan(new QCheckBox(tr("&Look for devices regularly"), this))
-    , m_scanInterval(makeSpinBox(0, 7 * 24 * 60, tr(" min"), this))
+    , m_scanInterval(makeSpinBox(0, ScanClock::maxPeriod.count(), tr(" min"), this))
     , m_backupButton(pagestyle::button(tr("&Backup…"), "settingsBackupButton", this))
     , m_restoreButton(pagestyle::button(tr("L&oad Backup…"), "settingsRestoreButton", this))
 {
@@ -224,7 +225,7 @@ void SettingsPage::show(const SettingsValues &values)
 {
     m_interval->setCurrentIndex(values.intervalIndex);
     m_host->setText(values.host);
-    m_port->setValue(static_cast<int>(qMin(values.port, 65535U)));
+    m_port->setValue(static_cast<int>(qMin<quint32>(values.port, m_port->maximum())));
     m_keepAlive->setValue(values.keepAlive);
     m_language->setCurrentIndex(values.languageIndex);
     m_startWithSession->setChecked(values.autostart);
