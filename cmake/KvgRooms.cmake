@@ -1,4 +1,5 @@
-# Targets by cmake/rooms.txt: what a target may use is what it is linked with.
+# Reads cmake/rooms.txt: each target is linked with what its line allows, and a folder below
+# "plugins" is a device type that ships: its target goes into KVG_PLUGINS.
 
 set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
              ${PROJECT_SOURCE_DIR}/cmake/rooms.txt)
@@ -10,9 +11,13 @@ foreach(_line IN LISTS _kvg_rooms)
     list(REMOVE_ITEM _words Qt5::DBus)
   endif()
   set(KVG_USES_${_target} "${_words}")
+  if(_folder MATCHES "^plugins/(.+)")
+    list(APPEND KVG_PLUGIN_FOLDERS ${CMAKE_MATCH_1})
+    list(APPEND KVG_PLUGINS ${_target})
+  endif()
 endforeach()
 
-# The file that the include check reads: target and source file, one pair a line.
+# For the include check: one line "target file" for each source file.
 set(KVG_ROOM_SOURCES ${PROJECT_BINARY_DIR}/room-sources.txt)
 file(WRITE ${KVG_ROOM_SOURCES} "")
 
@@ -33,7 +38,7 @@ function(kvg_compile_options target)
   endif()
 endfunction()
 
-# What Windows shows as the properties of a program or library.
+# Windows shows these as the properties of a program or library.
 if(WIN32)
   enable_language(RC)
 endif()
@@ -54,8 +59,8 @@ function(kvg_version_resource target)
   target_sources(${target} PRIVATE ${_rc})
 endfunction()
 
-# kvg_room(target STATIC|SHARED|MODULE|EXECUTABLE sources...): every .h and .cpp of the room
-# is named, so that the include check knows which file belongs to which target.
+# kvg_room(target STATIC|SHARED|MODULE|EXECUTABLE sources...): name every .h and .cpp, so that the
+# include check knows the target of each file.
 function(kvg_room target kind)
   if(NOT DEFINED KVG_USES_${target})
     message(FATAL_ERROR "${target} has no line in cmake/rooms.txt")
@@ -84,8 +89,8 @@ function(kvg_room target kind)
   endforeach()
 endfunction()
 
-# kvg_plugin(target sources...): a device type, built into the "plugins" folder beside the
-# executable, whenever that is built.
+# kvg_plugin(target sources...): a device type, built together with the gateway, into the folder
+# "plugins" beside it.
 function(kvg_plugin target)
   kvg_room(${target} MODULE ${ARGN})
   set_target_properties(${target} PROPERTIES PREFIX ""

@@ -160,12 +160,13 @@ def check_portable(computer, setup, archive):
     return folder
 
 
-def check_refusals(computer, setup, standin):
+def check_refusals(computer, setup, shipped, standin):
     """Each leaves everything as it was, the installation elsewhere too."""
+    plugin = next(name for name in shipped if name.startswith("plugins/"))
     folder = computer.drive / "held"
     (folder / "plugins").mkdir(parents=True)
     (folder / "KVG-Gate.files").write_bytes(b"KVG-Gate.exe\r\nold.dll\r\nREADME.txt\r\n")
-    for name in ("old.dll", "README.txt", "plugins/thing_host.dll"):
+    for name in ("old.dll", "README.txt", plugin):
         (folder / name).write_text("old")
     (folder / PROGRAM).write_bytes(standin.read_bytes())
     before = contents(folder), computer.registry(ENTRY)
@@ -198,7 +199,7 @@ def main():
         check_upgrade(computer, str(setup), shipped)
         check_removal(computer)
         folder = check_portable(computer, str(setup), archive)
-        check_refusals(computer, str(setup), standin)
+        check_refusals(computer, str(setup), shipped, standin)
         computer.store(AUTOSTART, "NimbraCloudGate", f'"{computer.windows(folder / PROGRAM)}"')
         computer.uninstall(folder)
         expect(not folder.exists(), "the folder stays")

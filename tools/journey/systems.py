@@ -40,6 +40,11 @@ REGISTRY = r"""Windows Registry Editor Version 5.00
 LOG = pathlib.Path("Corvalt/KVG-Gate/logs/kvg-gate.log")
 
 
+def plugins(build):
+    """The files of the device types that were built."""
+    return sorted(file.name for file in (build / "bin" / "plugins").glob("thing_*"))
+
+
 class Linux:
     """As built, with the profile that the environment is made to name."""
 
@@ -47,6 +52,7 @@ class Linux:
 
     def __init__(self, build, profile):
         self.command = [build / "bin" / "KVG-Gate"]
+        self.plugins = plugins(build)
         self.autostart_command = f'"{self.command[0]}"'
         self.backup = profile / "home" / "kvg.bak"
         self.backup_name = str(self.backup)
@@ -91,6 +97,7 @@ class Windows:
         self.build = build
         self.prefix = prefix
         self.command = ["wine", self.PLACE / "KVG-Gate.exe"]
+        self.plugins = plugins(build)
         self.autostart_command = f'"{self.PLACE / "KVG-Gate.exe"}"'
         home = next(home for home in (prefix / "drive_c" / "users").iterdir()
                     if home.name != "Public")

@@ -366,9 +366,10 @@ class Tour:
 
     def check_log(self):
         log = self.system.log.read_text(encoding="utf-8")
-        for plugin in ("host", "lamp"):
-            if not re.search(rf"Loaded .*\bthing_{plugin}\.\w+ as {plugin}", log):
-                raise JourneyError(f"the log does not tell of the plugin {plugin}")
+        for file in self.system.plugins:
+            name = file.removeprefix("thing_").partition(".")[0]
+            if f"/{file} as {name}\n" not in log:
+                raise JourneyError(f"the log does not say that the plugin {file} was loaded")
         if re.search(rf"-----BEGIN|\b{self.code}\b", log):
             raise JourneyError("a secret is in the log")
         say("log", f"{len(log.splitlines())} lines, and no secret")
