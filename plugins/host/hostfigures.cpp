@@ -17,7 +17,7 @@ std::optional<double> HostFigures::cpuPercent()
         return {};
     }
     const double total = static_cast<double>(now->total - before->total);
-    // The idle counter may run backwards: Linux says so of its I/O waiting time.
+    // The idle counter may run backwards: proc(5) warns of "iowait", which counts as idle here.
     const double idle =
         now->idle > before->idle ? static_cast<double>(now->idle - before->idle) : 0;
     return std::round(10 * std::clamp(100 * (1 - idle / total), 0.0, 100.0)) / 10;

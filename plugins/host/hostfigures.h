@@ -5,8 +5,8 @@
 
 #include <optional>
 
-// What the operating system says about this computer. A figure that cannot be had is absent.
-// Every call is a few system calls and never waits for a device other than the disk asked for.
+// Load, memory, disk and uptime of this computer; absent when the operating system gives none. A
+// call makes a few system calls and waits for no device but the disk that it asks about.
 class HostFigures
 {
 public:
@@ -17,17 +17,17 @@ public:
         double usedPercent() const;
     };
 
-    // Busy share of all processors since the call before, in percent with one decimal. Absent
-    // at the first call and when the system's counters have not moved since.
+    // Busy share of all processors since the previous call, in percent with one decimal. Absent at
+    // the first call, and when the system's counters have not changed since.
     std::optional<double> cpuPercent();
-    // `free` is what programs can have without swapping, caches included.
+    // `free`: what programs can allocate without swapping; includes caches.
     static std::optional<Space> memory();
-    // `free` is what this user may still write.
+    // `free`: what this user may still write.
     static std::optional<Space> disk(const QString &path);
     static std::optional<qint64> uptimeSeconds();
 
 private:
-    struct CpuTimes // since the start, in a unit of the platform's
+    struct CpuTimes // since the system started, in the platform's unit
     {
         quint64 idle = 0;
         quint64 total = 0;

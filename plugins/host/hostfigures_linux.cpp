@@ -8,20 +8,20 @@
 
 namespace {
 
-// The files of /proc that are read here have a few lines of interest at their beginning.
-constexpr qint64 longestFile = 1 << 14;
+// Bytes: the lines that are needed stand at the beginning of these files of /proc.
+constexpr qint64 maxReadSize = 1 << 14;
 
 QList<QByteArray> lines(const char *path)
 {
     QFile file(QString::fromLatin1(path));
-    return file.open(QIODevice::ReadOnly) ? file.read(longestFile).split('\n')
+    return file.open(QIODevice::ReadOnly) ? file.read(maxReadSize).split('\n')
                                           : QList<QByteArray>();
 }
 
 } // namespace
 
-// proc(5), /proc/stat: user nice system idle iowait irq softirq steal guest guest_nice. The
-// guests' time is part of "user" and "nice" already.
+// proc(5), /proc/stat: user nice system idle iowait irq softirq steal guest guest_nice; "user" and
+// "nice" include the guests' time.
 std::optional<HostFigures::CpuTimes> HostFigures::cpuTimes()
 {
     constexpr int idle = 4;
@@ -71,8 +71,7 @@ std::optional<qint64> HostFigures::uptimeSeconds()
     return static_cast<qint64>(seconds);
 }
 
-// Asked of the folder itself: the table of mounts, which the toolkit reads, need not have it in a
-// container.
+// Not QStorageInfo: it reads the table of mounts, which may lack the folder in a container.
 std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
 {
     struct statvfs status = {};

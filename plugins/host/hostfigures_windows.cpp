@@ -43,12 +43,12 @@ std::optional<qint64> HostFigures::uptimeSeconds()
 
 std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
 {
-    // Neither a share nor a drive is meant by its name alone.
+    // A share needs the final backslash, and "C:" is the current folder of its drive.
     QString folder = QDir::toNativeSeparators(path);
     if (!folder.endsWith(QLatin1Char('\\'))) {
         folder += QLatin1Char('\\');
     }
-    // A drive without a disk in it is no reason to ask the user for one.
+    // For an empty drive the call fails, rather than ask the user to insert a disk.
     DWORD former = 0;
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, &former);
     ULARGE_INTEGER free;

@@ -5,24 +5,22 @@
 #include <QTimer>
 
 #include <chrono>
+#include <cmath>
 
 namespace {
 
 using namespace std::chrono_literals;
 
 constexpr auto firstMeasurement = 1s;
-constexpr int longestPath = 4096;
+constexpr int maxPathLength = 4096;
 
-// Stored values come as text from some formats, so a number may be one in text.
-int number(const QVariant &value, int lowest, int highest, int fallback)
+// `value` is a whole number within the limits, as a number or as text; otherwise `fallback`.
+int number(const QVariant &value, int min, int max, int fallback)
 {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
-    if (!isNumber || !(number >= lowest && number <= highest)) {
-        return fallback;
-    }
-    const int whole = static_cast<int>(number);
-    return whole == number ? whole : fallback;
+    const bool isValid = isNumber && number >= min && number <= max && number == std::floor(number);
+    return isValid ? static_cast<int>(number) : fallback;
 }
 
 qint64 mebibytes(quint64 bytes)
@@ -37,8 +35,8 @@ HostThing::HostThing(const QString &serial, const QVariantHash &settings)
     , m_settings(checked(settings))
     , m_timer(new QTimer(this))
 {
-    m_figures.cpuPercent(); // the load is measured from here
-    renewState();
+    m_figures.cpuPercent(); // starts the measurement of the load
+    updateState();
     connect(m_timer, &QTimer::timeout, this, &HostThing::measure);
     m_timer->start(firstMeasurement);
 }
@@ -70,7 +68,7 @@ void HostThing::setSettings(const QVariantHash &settings)
     if (isActive() && m_settings.interval != interval) {
         m_timer->start(std::chrono::seconds(m_settings.interval));
     }
-    renewState();
+    updateState();
 }
 
 QJsonObject HostThing::state() const
@@ -86,9 +84,9 @@ HostThing::Settings HostThing::checked(const QVariantHash &settings)
     result.memoryLimit = number(settings["memory_limit"], 1, 100, result.memoryLimit);
     result.diskLimit = number(settings["disk_limit"], 1, 100, result.diskLimit);
     result.disk = settings["disk"].toString();
-    if (!QDir::isAbsolutePath(result.disk) || result.disk.size() > longestPath ||
+    if (!QDir::isAbsolutePath(result.disk) || result.disk.size() > maxPathLength ||
         result.disk.contains(QChar(u'\0'))) {
-        result.disk = QDir::rootPath(); // of the disk that holds the system
+        result.disk = QDir::rootPath();
     }
     return result;
 }
@@ -100,10 +98,10 @@ void HostThing::measure()
         setActive(true);
         m_timer->start(std::chrono::seconds(m_settings.interval));
     }
-    renewState();
+    updateState();
 }
 
-void HostThing::renewState()
+void HostThing::updateState()
 {
     QJsonObject state;
     QJsonArray warnings;

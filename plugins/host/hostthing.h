@@ -16,8 +16,8 @@ class QTimer;
 //   "disk"      {"path", "free", "total"}, sizes in MiB
 //   "uptime"    seconds
 //   "warnings"  which of "cpu", "memory", "disk" have reached the limit of the settings
-// A figure that the system does not give is left out. Active as soon as there was time to
-// measure the processor load, a second after construction.
+// A figure that the system does not give is left out. The thing becomes active a second after
+// construction, with the first measurement of the processor load.
 class HostThing : public QAbstractThing
 {
     Q_OBJECT
@@ -30,7 +30,7 @@ public:
     int kind() const override;
     QString serial() const override;
 
-    // A value that is missing, of a wrong type or out of range counts as its default.
+    // The default replaces a value that is missing, of a wrong type or out of range.
     void setSettings(const QVariantHash &settings) override;
     QJsonObject state() const override;
 
@@ -39,14 +39,14 @@ private:
     {
         int interval = 5; // seconds
         QString disk;
-        int cpuLimit = 90; // percent, as the two below
+        int cpuLimit = 90; // percent, as the other limits
         int memoryLimit = 90;
         int diskLimit = 90;
     };
     static Settings checked(const QVariantHash &settings);
 
     void measure();
-    void renewState();
+    void updateState();
 
     const QString m_serial;
     Settings m_settings;

@@ -9,8 +9,8 @@ namespace {
 
 const QString onlyKey = QStringLiteral("host");
 
-// The id of the machine identifies it to every program that runs on it and is meant to stay
-// there (machine-id(5)); what leaves the computer is a hash that is of use to this type alone.
+// machine-id(5) asks programs to keep the machine's id confidential, so the serial is a hash of it
+// that only this device type uses.
 QString hostSerial()
 {
     constexpr int digits = 12;

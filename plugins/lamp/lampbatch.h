@@ -3,23 +3,24 @@
 #include <QMetaType>
 #include <QVector>
 
-// What the lamps' window shows of one lamp.
+// One row of the lamps' window.
 struct LampRecord
 {
     enum Presence : quint8 {
         Attached,
         Unplugged,
-        Awaited // no thing stands for it, the next scan makes one
+        AwaitsScan // has no thing yet; the next scan creates it
     };
 
-    int number = 0;           // from 1
-    quint32 color = 0xffffff; // 0xrrggbb; this and the others only of an attached lamp
+    int number = 0; // from 1
+    // Valid for an attached lamp only:
+    quint32 color = 0xffffff; // 0xrrggbb
     qint8 brightness = 0;     // 0 to 100
     bool on = false;
-    Presence presence = Awaited;
+    Presence presence = AwaitsScan;
 };
 
-// News for the lamps' window: how many lamps there are now, and those that changed.
+// An update of the lamps' window: the number of lamps, and those that changed.
 struct LampBatch
 {
     int count = 0;

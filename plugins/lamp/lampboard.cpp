@@ -16,15 +16,15 @@ LampBoard::~LampBoard() = default;
 void LampBoard::add(LampThing *lamp)
 {
     m_lamps.insert(lamp->number(), lamp);
-    note(lamp->number());
-    arm();
+    markChanged(lamp->number());
+    updateBlinkTimer();
 }
 
 void LampBoard::remove(LampThing *lamp)
 {
     if (m_lamps.remove(lamp->number(), lamp) > 0) {
-        note(lamp->number());
-        arm();
+        markChanged(lamp->number());
+        updateBlinkTimer();
     }
 }
 
@@ -35,7 +35,7 @@ void LampBoard::setBlink(int seconds)
         if (m_timer) {
             m_timer->stop();
         }
-        arm();
+        updateBlinkTimer();
     }
 }
 
@@ -52,11 +52,11 @@ void LampBoard::setCount(int count)
         }
     }
     if (m_feed) {
-        m_feed->noteCount();
+        m_feed->markCountChanged();
     }
-    forEach([count](LampThing *lamp) {
+    forEachLamp([count](LampThing *lamp) {
         if (lamp->number() > count) {
-            lamp->end();
+            lamp->detach();
         }
     });
 }
@@ -66,34 +66,35 @@ int LampBoard::count() const
     return m_count;
 }
 
-QObject *LampBoard::openPanel()
+QObject *LampBoard::createPanel()
 {
-    if (!m_window.expired()) {
+    if (!m_windowToken.expired()) {
         return nullptr;
     }
-    // The first lamp after a time without may be one of another thread.
+    // A lamp that follows after all were gone may live on another thread.
     if (!m_feed || m_feed->thread() != QThread::currentThread()) {
         m_feed = std::make_unique<LampFeed>(*this);
     }
     auto model = std::make_unique<LampModel>();
-    m_window = model->life();
-    // Always queued: what goes to the window must not come back before the board is done.
-    QObject::connect(m_feed.get(), &LampFeed::changed, model.get(), &LampModel::take,
+    m_windowToken = model->lifeToken();
+    // Queued even on one thread: the model's answer must not call the board in the middle of a
+    // change.
+    QObject::connect(m_feed.get(), &LampFeed::batchReady, model.get(), &LampModel::applyBatch,
                      Qt::QueuedConnection);
-    QObject::connect(model.get(), &LampModel::taken, m_feed.get(), &LampFeed::resume,
+    QObject::connect(model.get(), &LampModel::readyForNext, m_feed.get(), &LampFeed::sendNext,
                      Qt::QueuedConnection);
     QObject::connect(model.get(), &LampModel::switchPressed, m_feed.get(), &LampFeed::toggle,
                      Qt::QueuedConnection);
-    QObject::connect(model.get(), &LampModel::plugMoved, m_feed.get(), &LampFeed::setPlugged,
+    QObject::connect(model.get(), &LampModel::plugToggled, m_feed.get(), &LampFeed::setPlugged,
                      Qt::QueuedConnection);
-    m_feed->start();
+    m_feed->sendAll();
     return new LampPanel(std::move(model));
 }
 
-void LampBoard::note(int number)
+void LampBoard::markChanged(int number)
 {
     if (m_feed) {
-        m_feed->note(number);
+        m_feed->markChanged(number);
     }
 }
 
@@ -104,7 +105,7 @@ LampRecord LampBoard::record(int number) const
     }
     LampRecord record;
     record.number = number;
-    record.presence = isUnplugged(number) ? LampRecord::Unplugged : LampRecord::Awaited;
+    record.presence = isUnplugged(number) ? LampRecord::Unplugged : LampRecord::AwaitsScan;
     return record;
 }
 
@@ -132,10 +133,10 @@ void LampBoard::setPlugged(int number, bool plugged)
     } else {
         m_unplugged.insert(number);
     }
-    note(number);
+    markChanged(number);
     LampThing *const lamp = m_lamps.value(number);
     if (lamp != nullptr && !plugged) {
-        lamp->end();
+        lamp->detach();
     }
 }
 
@@ -147,9 +148,9 @@ void LampBoard::toggle(int number)
 }
 
 template <typename Action>
-void LampBoard::forEach(Action action)
+void LampBoard::forEachLamp(Action action)
 {
-    // Who hears of a lamp may delete this one or any other.
+    // A receiver of the lamp's signals may delete this lamp or others.
     const QMultiHash<int, LampThing *> lamps = m_lamps;
     for (auto lamp = lamps.begin(); lamp != lamps.end(); ++lamp) {
         if (m_lamps.contains(lamp.key(), lamp.value())) {
@@ -158,7 +159,7 @@ void LampBoard::forEach(Action action)
     }
 }
 
-void LampBoard::arm()
+void LampBoard::updateBlinkTimer()
 {
     if (m_blink == 0 || m_lamps.isEmpty()) {
         if (m_timer) {
@@ -166,11 +167,11 @@ void LampBoard::arm()
         }
         return;
     }
-    // The first lamp after a time without may be one of another thread.
+    // As in createPanel().
     if (!m_timer || m_timer->thread() != QThread::currentThread()) {
         m_timer = std::make_unique<QTimer>();
         QObject::connect(m_timer.get(), &QTimer::timeout, m_timer.get(),
-                         [this] { forEach([](LampThing *lamp) { lamp->toggle(); }); });
+                         [this] { forEachLamp([](LampThing *lamp) { lamp->toggle(); }); });
     }
     if (!m_timer->isActive()) {
         m_timer->start(std::chrono::seconds(m_blink));

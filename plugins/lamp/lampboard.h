@@ -14,8 +14,8 @@ class LampThing;
 class QObject;
 class QTimer;
 
-// All lamps there are, the one timer that makes them blink, and the worker's end of their one
-// window. On the lamps' thread.
+// All lamps, the timer that makes them blink, and the worker's side of their common window. Lives
+// on the lamps' thread.
 class LampBoard
 {
 public:
@@ -23,36 +23,35 @@ public:
     ~LampBoard();
 
     void add(LampThing *lamp);
-    // Also from inside whatever the board does to the lamps.
+    // May be called while the board calls a lamp.
     void remove(LampThing *lamp);
-    // Every that many seconds all lamps toggle; 0 ends it. The same value again changes nothing.
+    // The interval at which all lamps toggle; 0: never. The same value again changes nothing.
     void setBlink(int seconds);
-    // Ends the lamps with a number above `count` and forgets that such were unplugged. The same
+    // Detaches the lamps with a number above `count`; they no longer count as unplugged. The same
     // value again changes nothing.
     void setCount(int count);
     int count() const;
 
-    // The object that makes the lamps' window, owned by the caller (see
-    // AbstractThingType::create()); null while there is one already. It counts from now on until
-    // its window was deleted, or until the object went without having made one.
-    QObject *openPanel();
+    // The object that makes the lamps' window, for AbstractThingType::create(); the caller owns it.
+    // Null until the previous panel's window is deleted, or the panel itself without a window.
+    QObject *createPanel();
     // Something that the window shows of this lamp has changed.
-    void note(int number);
+    void markChanged(int number);
     LampRecord record(int number) const;
-    // The numbers that record() has anything to tell about.
+    // Of the lamps that are attached or unplugged.
     QSet<int> numbers() const;
 
     bool isUnplugged(int number) const;
-    // Unplugging ends the lamp; one that is plugged in again waits for the next scan. The same
-    // value again, or a number that there is no lamp for, changes nothing.
+    // Unplugging detaches the lamp; once plugged in again, it appears with the next scan. The same
+    // value again, or a number above count(), changes nothing.
     void setPlugged(int number, bool plugged);
-    // Presses the switch at the lamp, if it is attached.
+    // Does nothing for a lamp that is not attached.
     void toggle(int number);
 
 private:
     template <typename Action>
-    void forEach(Action action);
-    void arm();
+    void forEachLamp(Action action);
+    void updateBlinkTimer();
 
     QMultiHash<int, LampThing *> m_lamps; // by number
     QSet<int> m_unplugged;
@@ -60,5 +59,5 @@ private:
     int m_blink = 0;
     std::unique_ptr<QTimer> m_timer;
     std::unique_ptr<LampFeed> m_feed;
-    std::weak_ptr<const bool> m_window;
+    std::weak_ptr<const bool> m_windowToken;
 };

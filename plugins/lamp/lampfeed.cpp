@@ -9,28 +9,28 @@ LampFeed::LampFeed(LampBoard &board)
 {
 }
 
-void LampFeed::start()
+void LampFeed::sendAll()
 {
     m_changed = m_board.numbers();
     m_countChanged = true;
-    resume();
+    sendNext();
 }
 
-void LampFeed::note(int number)
+void LampFeed::markChanged(int number)
 {
     m_changed.insert(number);
     send();
 }
 
-void LampFeed::noteCount()
+void LampFeed::markCountChanged()
 {
     m_countChanged = true;
     send();
 }
 
-void LampFeed::resume()
+void LampFeed::sendNext()
 {
-    m_underway = false;
+    m_batchPending = false;
     send();
 }
 
@@ -46,7 +46,7 @@ void LampFeed::setPlugged(int number, bool plugged)
 
 void LampFeed::send()
 {
-    if (m_underway || (m_changed.isEmpty() && !m_countChanged)) {
+    if (m_batchPending || (m_changed.isEmpty() && !m_countChanged)) {
         return;
     }
     LampBatch batch;
@@ -56,6 +56,6 @@ void LampFeed::send()
         batch.lamps.append(m_board.record(number));
     }
     m_countChanged = false;
-    m_underway = true;
-    emit changed(batch);
+    m_batchPending = true;
+    emit batchReady(batch);
 }

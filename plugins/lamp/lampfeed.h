@@ -7,9 +7,9 @@
 
 class LampBoard;
 
-// Between the board and the window, on the lamps' thread: gathers what changed and passes on
-// what the user does. Only one batch is ever under way, so a window that cannot keep up, or is
-// no more, costs no memory.
+// Connects the board with the window; lives on the lamps' thread. It gathers changes for the window
+// and passes the user's actions to the board. It sends the next batch only after the window has
+// asked for it, so a slow or deleted window costs no memory.
 class LampFeed : public QObject
 {
     Q_OBJECT
@@ -18,20 +18,19 @@ public:
     // `board` owns the feed.
     explicit LampFeed(LampBoard &board);
 
-    // For a new window: all there is.
-    void start();
-    // Told at once, or with whatever else changes until the window asks for more.
-    void note(int number);
-    void noteCount();
+    // For a new window.
+    void sendAll();
+    // The change goes out at once, or with the next batch.
+    void markChanged(int number);
+    void markCountChanged();
 
 public slots:
-    // The window has taken the last batch and wants the next.
-    void resume();
+    void sendNext(); // the window has shown the last batch
     void toggle(int number);
     void setPlugged(int number, bool plugged);
 
 signals:
-    void changed(const LampBatch &batch);
+    void batchReady(const LampBatch &batch);
 
 private:
     void send();
@@ -39,5 +38,5 @@ private:
     LampBoard &m_board;
     QSet<int> m_changed;
     bool m_countChanged = false;
-    bool m_underway = false;
+    bool m_batchPending = false;
 };

@@ -1,38 +1,41 @@
 #include "plugins/lamp/lampmodel.h"
 
+#include "plugins/lamp/lampsettings.h"
+
 #include <QColor>
+#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
 
 LampModel::LampModel()
-    : m_pause(this)
+    : m_gatherTimer(new QTimer(this))
 {
     using namespace std::chrono_literals;
-    m_pause.setSingleShot(true);
-    m_pause.setInterval(100ms);
-    connect(&m_pause, &QTimer::timeout, this, &LampModel::taken);
+    m_gatherTimer->setSingleShot(true);
+    m_gatherTimer->setInterval(100ms);
+    connect(m_gatherTimer, &QTimer::timeout, this, &LampModel::readyForNext);
 }
 
-std::weak_ptr<const bool> LampModel::life() const
+std::weak_ptr<const bool> LampModel::lifeToken() const
 {
-    return m_life;
+    return m_lifeToken;
 }
 
-int LampModel::lit() const
+int LampModel::litCount() const
 {
-    return m_lit;
+    return m_litCount;
 }
 
-int LampModel::unplugged() const
+int LampModel::unpluggedCount() const
 {
-    return m_unplugged;
+    return m_unpluggedCount;
 }
 
 QString LampModel::widestText(Column column)
 {
-    return text({10000, 0xdddddd, 100, false,
-                 column == Plugged ? LampRecord::Awaited : LampRecord::Attached},
+    return text({LampSettings::maxLamps, 0xdddddd, 100, false,
+                 column == Plugged ? LampRecord::AwaitsScan : LampRecord::Attached},
                 column);
 }
 
@@ -102,25 +105,25 @@ bool LampModel::setData(const QModelIndex &index, const QVariant &value, int rol
     }
     const int number = index.row() + 1;
     if (index.column() == Plugged) {
-        emit plugMoved(number, value.toInt() == Qt::Checked);
+        emit plugToggled(number, value.toInt() == Qt::Checked);
     } else {
-        // Not the value: of two quick presses the second is made before the first shows.
+        // Not `value`: the user may press twice before the first change is shown.
         emit switchPressed(number);
     }
     return true;
 }
 
-void LampModel::take(const LampBatch &batch)
+void LampModel::applyBatch(const LampBatch &batch)
 {
     setCount(batch.count);
     int first = m_lamps.size();
     int last = -1;
     for (const LampRecord &lamp : batch.lamps) {
         const int row = lamp.number - 1;
-        if (row < m_lamps.size()) { // not one that ended because there are fewer now
-            count(m_lamps[row], -1);
+        if (row < m_lamps.size()) { // the number of lamps may have shrunk
+            countRecord(m_lamps[row], -1);
             m_lamps[row] = lamp;
-            count(lamp, 1);
+            countRecord(lamp, 1);
             first = std::min(first, row);
             last = std::max(last, row);
         }
@@ -128,8 +131,8 @@ void LampModel::take(const LampBatch &batch)
     if (first <= last) {
         emit dataChanged(index(first, 0), index(last, ColumnCount - 1));
     }
-    emit updated();
-    m_pause.start();
+    emit batchApplied();
+    m_gatherTimer->start();
 }
 
 void LampModel::setCount(int count)
@@ -145,17 +148,17 @@ void LampModel::setCount(int count)
     } else if (count < old) {
         beginRemoveRows({}, count, old - 1);
         for (int row = count; row < old; ++row) {
-            this->count(m_lamps[row], -1);
+            countRecord(m_lamps[row], -1);
         }
         m_lamps.resize(count);
         endRemoveRows();
     }
 }
 
-void LampModel::count(const LampRecord &lamp, int step)
+void LampModel::countRecord(const LampRecord &lamp, int step)
 {
-    m_lit += lamp.on ? step : 0;
-    m_unplugged += lamp.presence == LampRecord::Unplugged ? step : 0;
+    m_litCount += lamp.on ? step : 0;
+    m_unpluggedCount += lamp.presence == LampRecord::Unplugged ? step : 0;
 }
 
 QString LampModel::text(const LampRecord &lamp, int column)
@@ -169,13 +172,13 @@ QString LampModel::text(const LampRecord &lamp, int column)
     case Color:
         return attached ? QColor(QRgb(lamp.color)).name() : QString();
     case Plugged:
-        return lamp.presence == LampRecord::Awaited ? tr("from the next scan on") : QString();
+        return lamp.presence == LampRecord::AwaitsScan ? tr("from the next scan on") : QString();
     default:
         return {};
     }
 }
 
-// A check box says by itself whether it is checked.
+// Without the state: assistive technology reads that from the check box.
 QString LampModel::accessibleText(const LampRecord &lamp, int column)
 {
     switch (column) {

@@ -9,7 +9,7 @@ class LampModel;
 class LampWindow;
 class QWidget;
 
-// What the type hands out for the user interface: see AbstractThingType::create().
+// The object that AbstractThingType::create() hands out for the user interface.
 class LampPanel : public QObject
 {
     Q_OBJECT
@@ -18,9 +18,9 @@ public:
     explicit LampPanel(std::unique_ptr<LampModel> model);
     ~LampPanel() override;
 
-    // The lamps' window, which belongs to `parent` or else to the caller and needs this object no
-    // longer. The same window again at each call; null once it was deleted. On the interface
-    // thread.
+    // The lamps' window; belongs to `parent`, or to the caller when that is null. It does not need
+    // this object. Later calls return the same window, or null once it is deleted. Call on the
+    // interface thread.
     Q_INVOKABLE QWidget *createWidget(QWidget *parent);
 
 private:

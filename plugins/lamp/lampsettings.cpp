@@ -2,29 +2,28 @@
 
 #include <QString>
 
+#include <cmath>
+
 namespace {
 
-constexpr int longestBlink = 24 * 60 * 60;
+constexpr int maxBlinkSeconds = 24 * 60 * 60;
 
-// Stored values come as text from some formats, so a number may be one in text.
-int number(const QVariant &value, int lowest, int highest, int fallback)
+// `value` is a whole number within the limits, as a number or as text; otherwise `fallback`.
+int number(const QVariant &value, int min, int max, int fallback)
 {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
-    if (!isNumber || !(number >= lowest && number <= highest)) {
-        return fallback;
-    }
-    const int whole = static_cast<int>(number);
-    return whole == number ? whole : fallback;
+    const bool isValid = isNumber && number >= min && number <= max && number == std::floor(number);
+    return isValid ? static_cast<int>(number) : fallback;
 }
 
 } // namespace
 
 LampSettings::LampSettings(const QVariantHash &values)
 {
-    count = number(values["count"], 0, mostLamps, count);
-    blink = number(values["blink"], 0, longestBlink, blink);
-    // toBool() would take any text for true.
+    count = number(values["count"], 0, maxLamps, count);
+    blink = number(values["blink"], 0, maxBlinkSeconds, blink);
+    // QVariant::toBool() reads most texts as true.
     const QString on = values["start_on"].toString().toLower();
     startOn = on == QLatin1String("true") || on == QLatin1String("1");
 }

@@ -2,11 +2,11 @@
 
 #include <QVariantHash>
 
-// The type's settings, checked: a value that is missing, of a wrong type or out of range counts
-// as its default.
+// The type's settings, checked: the default replaces a value that is missing, of a wrong type or
+// out of range.
 struct LampSettings
 {
-    static constexpr int mostLamps = 10000;
+    static constexpr int maxLamps = 10000;
 
     LampSettings() = default;
     explicit LampSettings(const QVariantHash &values);

@@ -81,7 +81,7 @@ QJsonObject LampThing::state() const
 
 bool LampThing::applyUpdate(const QJsonObject &update)
 {
-    if (m_ended) {
+    if (m_detached) {
         return false;
     }
     bool changed = false;
@@ -89,7 +89,7 @@ bool LampThing::applyUpdate(const QJsonObject &update)
     if (on.isBool()) {
         changed |= assign(m_on, on.toBool());
     }
-    const int brightness = update["brightness"].toInt(-1); // -1 for all but a whole number
+    const int brightness = update["brightness"].toInt(-1); // -1 if it is no integer
     if (brightness >= 0 && brightness <= 100) {
         changed |= assign(m_brightness, static_cast<qint8>(brightness));
     }
@@ -97,7 +97,7 @@ bool LampThing::applyUpdate(const QJsonObject &update)
         changed |= assign(m_color, *rgb);
     }
     if (changed) {
-        m_board->note(m_number);
+        m_board->markChanged(m_number);
     }
     return changed;
 }
@@ -107,15 +107,15 @@ int LampThing::number() const
     return m_number;
 }
 
-bool LampThing::hasEnded() const
+bool LampThing::isDetached() const
 {
-    return m_ended;
+    return m_detached;
 }
 
-void LampThing::end()
+void LampThing::detach()
 {
-    if (!m_ended) {
-        m_ended = true;
+    if (!m_detached) {
+        m_detached = true;
         m_board->remove(this);
         emit mediumGone();
     }
@@ -124,7 +124,7 @@ void LampThing::end()
 void LampThing::toggle()
 {
     m_on = !m_on;
-    m_board->note(m_number);
+    m_board->markChanged(m_number);
     emit stateChanged(state());
 }
 

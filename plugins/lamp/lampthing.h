@@ -7,7 +7,7 @@
 
 class LampBoard;
 
-// A virtual lamp. Its state, of which an update may hold any part:
+// A virtual lamp. Its state; an update may hold any part of it:
 //   "on"          true or false
 //   "brightness"  0 to 100
 //   "color"       "#rrggbb"
@@ -16,8 +16,7 @@ class LampThing : public QAbstractThing
     Q_OBJECT
 
 public:
-    // `number` counts from 1. The lamp is active from the start: its values are as real as
-    // they will ever be.
+    // `number` counts from 1. The lamp is active from the start.
     LampThing(int number, bool on, std::shared_ptr<LampBoard> board);
     ~LampThing() override;
 
@@ -26,17 +25,15 @@ public:
     int kind() const override;
     QString serial() const override;
 
-    // Tells the board, which ends this lamp when there are fewer now.
+    // Passes them to the board, which detaches this lamp if its number is above the new count.
     void setSettings(const QVariantHash &settings) override;
     QJsonObject state() const override;
-    // Takes the members that make sense and leaves the others. Whoever applied the update
-    // announces the state; stateChanged() is for what the lamp does by itself.
+    // Ignores invalid members. Emits nothing: the caller publishes the new state.
     bool applyUpdate(const QJsonObject &update) override;
 
     int number() const;
-    // The lamp has said mediumGone(), which it does once.
-    bool hasEnded() const;
-    void end();
+    bool isDetached() const;
+    void detach(); // emits mediumGone(), once
     void toggle();
     LampRecord record() const;
 
@@ -46,5 +43,5 @@ private:
     quint32 m_color = 0xffffff; // 0xrrggbb
     qint8 m_brightness = 100;
     bool m_on;
-    bool m_ended = false;
+    bool m_detached = false;
 };

@@ -48,7 +48,7 @@ QAbstractThing *LampType::create(const QString &key, const QVariant &descriptor,
     }
     auto *const lamp = new LampThing(number, LampSettings(settings).startOn, m_board);
     if (ui != nullptr) {
-        *ui = m_board->openPanel();
+        *ui = m_board->createPanel();
     }
     return lamp;
 }
@@ -61,5 +61,5 @@ bool LampType::claims(const QString &key, const QAbstractThing *thing)
 QString LampType::deviceKey(const QAbstractThing *thing) const
 {
     const auto *lamp = qobject_cast<const LampThing *>(thing);
-    return lamp == nullptr || lamp->hasEnded() ? QString() : keyOf(lamp->number());
+    return lamp == nullptr || lamp->isDetached() ? QString() : keyOf(lamp->number());
 }

@@ -9,9 +9,9 @@
 
 class LampBoard;
 
-// The device type "lamp": virtual lamps, as many as the settings say. All share one window, which
-// create() hands out with the first lamp. Lamps unplugged there stay so until plugged in again or
-// until the number of lamps was below theirs, and no longer than the process.
+// The device type "lamp": as many virtual lamps as the settings say. All share one window, which
+// create() hands out with the first lamp. A lamp that the user unplugs there stays unplugged until
+// it is plugged in again, the number of lamps falls below its own, or the process ends.
 class LampType : public QObject,
                  public AbstractThingType,
                  public ConfigurableThingType,
@@ -34,5 +34,5 @@ public:
 
 private:
     LampSettings m_settings;
-    const std::shared_ptr<LampBoard> m_board; // the last of type and lamps takes it along
+    const std::shared_ptr<LampBoard> m_board; // shared with the lamps
 };

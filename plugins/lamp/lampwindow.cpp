@@ -15,8 +15,8 @@
 
 namespace {
 
-// Check boxes that answer to a click anywhere in their cell. They and the colours get a frame that
-// can be told from the background: some styles draw an empty box in nearly the same colour.
+// Toggles a check box by a click anywhere in its cell, and draws a visible frame round check boxes
+// and colours: some styles draw an empty box in nearly the colour of the background.
 class LampDelegate : public QStyledItemDelegate
 {
 public:
@@ -87,13 +87,13 @@ LampWindow::LampWindow(LampModel *model, QWidget *parent)
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(m_table);
     layout->addWidget(m_summary);
-    fitTable();
-    connect(model, &LampModel::updated, this, &LampWindow::summarise);
-    summarise();
+    fitColumns();
+    connect(model, &LampModel::batchApplied, this, &LampWindow::updateSummary);
+    updateSummary();
 }
 
-// Once, for the widest texts: to measure rows with every change would cost too much.
-void LampWindow::fitTable()
+// Once, for the widest texts: measuring the rows at every change would cost too much.
+void LampWindow::fitColumns()
 {
     QHeaderView *const header = m_table->horizontalHeader();
     header->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
@@ -108,10 +108,11 @@ void LampWindow::fitTable()
         const bool hasIcon = column != LampModel::Name && column != LampModel::Brightness;
         const int cell =
             metrics.horizontalAdvance(LampModel::widestText(column)) + space + (hasIcon ? icon : 0);
-        const int least = header->sectionSizeHint(i);
-        // The last one takes what is left: it may be cut off rather than make the table scroll.
-        header->resizeSection(i, column == LampModel::Plugged ? least : std::max(least, cell));
-        width += std::max(least, cell);
+        const int minWidth = header->sectionSizeHint(i);
+        // The last column gets the rest of the width: elided text is better than a scroll bar.
+        header->resizeSection(i,
+                              column == LampModel::Plugged ? minWidth : std::max(minWidth, cell));
+        width += std::max(minWidth, cell);
     }
     header->setStretchLastSection(true);
 
@@ -123,17 +124,17 @@ void LampWindow::fitTable()
     resize(wanted.boundedTo(screen()->availableSize() * 9 / 10));
 }
 
-void LampWindow::summarise()
+void LampWindow::updateSummary()
 {
     const int count = m_model->rowCount();
     if (count == 0) {
         m_summary->setText(tr("There are no lamps. Their number is under Device settings."));
-    } else if (m_model->unplugged() == count) {
+    } else if (m_model->unpluggedCount() == count) {
         m_summary->setText(tr("All lamps are unplugged. Check \"Plugged in\" to bring one back."));
     } else {
         m_summary->setText(tr("On: %1 of %2. Unplugged: %3.")
-                               .arg(m_model->lit())
+                               .arg(m_model->litCount())
                                .arg(count)
-                               .arg(m_model->unplugged()));
+                               .arg(m_model->unpluggedCount()));
     }
 }

@@ -6,8 +6,7 @@ class LampModel;
 class QLabel;
 class QTableView;
 
-// The window of all lamps: switches them as someone at the device would, unplugs them and plugs
-// them in again.
+// The window of all lamps: lets the user press their switches, unplug them and plug them in again.
 class LampWindow : public QWidget
 {
     Q_OBJECT
@@ -17,8 +16,8 @@ public:
     LampWindow(LampModel *model, QWidget *parent);
 
 private:
-    void fitTable();
-    void summarise();
+    void fitColumns();
+    void updateSummary();
 
     LampModel *const m_model;
     QTableView *const m_table;

@@ -3,12 +3,12 @@
 #include <QStringList>
 #include <QVariantList>
 
-// What differs between the systems of the computers that the tests run on.
+// What the tests know of the computer that they run on.
 namespace computer {
 
-double memory();                  // in bytes, not asked as the plugin does
-QStringList folders();            // of which the space is known
-QStringList placesWithoutSpace(); // absolute paths
+double memory();                  // bytes; asked in another way than the plugin's
+QStringList folders();            // their disk space is known
+QStringList placesWithoutSpace(); // absolute paths whose disk space is unknown
 QVariantList relativePaths();
 
 } // namespace computer

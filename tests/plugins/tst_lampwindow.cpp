@@ -14,7 +14,6 @@ class TestLampWindow : public QObject
 private:
     enum Column { On = 1, Plugged = 4 };
 
-    // With so many lamps.
     void scan(int count)
     {
         SettingsStore().setPluginValue("lamp", "count", count);
@@ -28,7 +27,7 @@ private:
         QWidget *window = nullptr;
         QMetaObject::invokeMethod(m_panel.get(), "createWidget", Q_RETURN_ARG(QWidget *, window),
                                   Q_ARG(QWidget *, nullptr));
-        m_panel.reset(); // the window needs its maker no longer
+        m_panel.reset(); // the window does not need it
         m_window.reset(window);
         window->show();
         m_table = window->findChild<QTableView *>("lampTable");
@@ -43,7 +42,7 @@ private:
     }
 
     std::unique_ptr<RunnerThread> m_worker;
-    std::unique_ptr<QObject> m_panel; // that came out of the last scan
+    std::unique_ptr<QObject> m_panel; // from the last scan
     std::unique_ptr<QWidget> m_window;
     QTableView *m_table = nullptr;
 
@@ -66,7 +65,7 @@ private slots:
         m_worker.reset();
     }
 
-    void allLampsShareOneWindowThousandsToo()
+    void thousandsOfLampsShareOneWindow()
     {
         open(1);
         new QAbstractItemModelTester(m_table->model(), m_table);
@@ -77,14 +76,14 @@ private slots:
         }
         QVERIFY(!m_panel);
         click(1, On);
-        m_window.reset(); // what it has sent arrives without it
+        m_window.reset(); // while its signals are still queued
         scan(2);
         QTRY_VERIFY(m_panel);
-        m_panel.reset(); // no window was wanted
+        m_panel.reset(); // without having made a window
         open(3);
     }
 
-    void theSwitchIsHeardAtTheLampUntilTheGatewayEnds()
+    void clicksReachTheLampUntilTheGatewayEnds()
     {
         open(3);
         QString heard;
@@ -92,7 +91,7 @@ private slots:
                 [&](const auto &lamp) { heard += lamp.state["on"].toBool() ? "on " : "off "; });
         click(2, On);
         QTRY_COMPARE(check(2, On), QVariant(Qt::Checked));
-        // Two quick presses are two, though the first is not seen yet.
+        // The second press counts although the first is not shown yet.
         click(3, On);
         click(3, On);
         m_table->setCurrentIndex(cell(2, On));

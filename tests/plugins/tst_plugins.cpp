@@ -13,13 +13,12 @@ namespace {
 
 using ThingPointer = std::unique_ptr<QAbstractThing>;
 
-// As the gateway finds it.
 QObject *plugin(const QString &name)
 {
     return QPluginLoader(QStringLiteral(KVG_PLUGIN_DIR "/thing_") + name).instance();
 }
 
-// All things of the type, as a scan makes them.
+// All things of the type, created as by a scan.
 std::vector<ThingPointer> things(const QString &name, const QVariantHash &settings)
 {
     if (auto *const configurable = qobject_cast<ConfigurableThingType *>(plugin(name))) {
@@ -71,7 +70,7 @@ private slots:
             QCOMPARE(things("lamp", {{"count", bad}}).size(), size_t(3));
         }
 
-        // One that has ended says so and stands for no device any more.
+        // A lamp above the new count emits mediumGone() and has no device key then.
         auto *const keyed = qobject_cast<KeyedThingType *>(plugin("lamp"));
         const auto lamps = things("lamp", {{"count", 2}});
         QStringList gone;
@@ -83,7 +82,7 @@ private slots:
         QCOMPARE(gone, QStringList("0002"));
     }
 
-    void lampUpdatesTakeWhatMakesSense()
+    void lampAppliesValidMembersOfAnUpdate()
     {
         const ThingPointer lamp = thing("lamp", {{"start_on", "true"}});
         QVERIFY(lamp->state()["on"].toBool());
