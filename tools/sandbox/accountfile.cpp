@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr qint64 maximumSize = 256 << 20;
+constexpr qint64 maxSize = 256 << 20;
 
 QJsonObject entry(const QString &id, const QString &alias)
 {
@@ -24,7 +24,7 @@ bool AccountFile::read(AccountBook &book, QString &error) const
     if (!file.exists()) {
         return true;
     }
-    if (!file.open(QIODevice::ReadOnly) || file.size() > maximumSize) {
+    if (!file.open(QIODevice::ReadOnly) || file.size() > maxSize) {
         error = QStringLiteral("Cannot read %1: %2").arg(m_path, file.errorString());
         return false;
     }

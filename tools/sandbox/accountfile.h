@@ -16,14 +16,14 @@ struct RegisteredGateway
     QList<RegisteredThing> things;
 };
 
-// What outlives the process: who is registered, and the port that their settings name.
+// What is stored: the registered gateways, and the broker's port, which their settings hold.
 struct AccountBook
 {
     quint16 brokerPort = 0; // 0: none chosen yet
     QList<RegisteredGateway> gateways;
 };
 
-// The account book on disk, one JSON file. Any thread; no state but the path.
+// Reads and writes the account book, one JSON file. Any thread; no state but the path.
 class AccountFile
 {
 public:
@@ -32,10 +32,10 @@ public:
     {
     }
 
-    // A file that is not there is an empty book. False, with the reason, for one that cannot be
-    // read or is damaged: it is left as it is.
+    // A missing file gives an empty book. False, with the reason, if the file is damaged or cannot
+    // be read; it stays as it is.
     bool read(AccountBook &book, QString &error) const;
-    // Replaces the file at once or not at all.
+    // Replaces the file in one step. False, with the reason, on failure; the old file stays.
     bool write(const AccountBook &book, QString &error) const;
 
 private:

@@ -90,7 +90,7 @@ struct Authority::Keys
 {
     Certificate cert;
     Key key;
-    std::mutex signing; // one signature at a time: the key object is shared
+    std::mutex signing; // held while the shared key object signs
 };
 
 Authority::Authority() = default;
@@ -131,7 +131,8 @@ std::optional<Authority::Credentials> Authority::issue(const QString &commonName
     const QByteArray name = commonName.toUtf8();
     X509 *issuer = m_keys->cert.get();
     const char *usage = role == Role::Server ? "serverAuth" : "clientAuth";
-    // An hour back, for a gateway whose clock lags; the end is the authority's own.
+    // Valid since an hour ago, as a gateway's clock may be slow, and as long as the authority
+    // itself.
     bool good =
         key && cert && X509_set_version(cert.get(), X509_VERSION_3) == 1 &&
         setRandomSerial(cert.get()) &&

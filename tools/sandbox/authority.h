@@ -6,9 +6,9 @@
 #include <memory>
 #include <optional>
 
-// The certificate authority that the build made, from which the broker, the watcher and every
-// registered gateway get their certificates. load() once; issue() then from any thread, several
-// at once too. The authority's key stays in this object.
+// The certificate authority that the build made. It issues the certificates of the broker, of the
+// sandbox's own MQTT client and of every registered gateway. Call load() once; then issue() may run
+// on several threads at once.
 class Authority
 {
 public:
@@ -32,8 +32,8 @@ public:
     bool load(const QString &folder, QString &error);
     QString certificateFile() const { return m_certificateFile; }
 
-    // A new key and its certificate. Nothing when OpenSSL refuses, for instance because the name
-    // is longer than the 64 characters that X.520 allows; `error` then holds the reason.
+    // A new key and its certificate. Empty, with the reason, when OpenSSL fails, for instance
+    // because the name is longer than the 64 characters that X.520 allows.
     std::optional<Credentials> issue(const QString &commonName, Role role, QString &error) const;
 
 private:

@@ -20,9 +20,9 @@
 namespace {
 
 using namespace std::chrono_literals;
-constexpr auto shortestDelay = 500ms;
-constexpr auto longestDelay = 30000ms;
-constexpr auto stable = 60s; // a broker that ran so long starts with the shortest delay again
+constexpr auto minRestartDelay = 500ms;
+constexpr auto maxRestartDelay = 30000ms;
+constexpr auto stableRunTime = 60s; // after it, the restart delay is the minimum again
 
 sockaddr_in loopback(quint16 port)
 {
@@ -49,7 +49,7 @@ private:
     int m_fd;
 };
 
-// A port that is free now; another process may take it before the broker does.
+// Another process may take the port before the broker does.
 quint16 freePort()
 {
     const Socket socket;
@@ -62,7 +62,8 @@ quint16 freePort()
     return ntohs(address.sin_port);
 }
 
-// A child that the kernel kills with its parent, and that inherits none of the parent's sockets.
+// A child that the kernel kills when its parent ends, and that inherits none of the parent's
+// sockets.
 class TiedProcess : public QProcess
 {
 protected:
@@ -70,7 +71,7 @@ protected:
     {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != m_parent) {
-            ::_exit(1); // the parent ended before the line above
+            ::_exit(1); // the parent ended before prctl() took effect
         }
         ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
     }
@@ -85,19 +86,19 @@ Broker::Broker(const QString &program, QObject *parent)
     : QObject(parent)
     , m_program(program)
     , m_process(std::make_unique<TiedProcess>())
-    , m_delay(shortestDelay)
+    , m_restartDelay(minRestartDelay)
 {
     m_process->setProcessChannelMode(QProcess::MergedChannels);
     m_process->setStandardInputFile(QProcess::nullDevice());
-    m_restart.setSingleShot(true);
+    m_restartTimer.setSingleShot(true);
     connect(m_process.get(), &QProcess::readyRead, this, &Broker::readLog);
     connect(m_process.get(), &QProcess::stateChanged, this, [this](QProcess::ProcessState state) {
-        if (state == QProcess::NotRunning && m_wanted) {
-            ended();
+        if (state == QProcess::NotRunning && m_keepRunning) {
+            restartLater();
         }
     });
-    connect(&m_restart, &QTimer::timeout, this, [this] {
-        m_launched = std::chrono::steady_clock::now();
+    connect(&m_restartTimer, &QTimer::timeout, this, [this] {
+        m_launchTime = std::chrono::steady_clock::now();
         m_process->start(m_program, {"-c", m_configuration});
     });
 }
@@ -115,10 +116,10 @@ bool Broker::configure(const Files &files, QString &error) const
         "certfile " + files.certificate,
         "keyfile " + files.key,
         "require_certificate true",
-        "allow_anonymous true", // the certificate is what lets a client in
-        "user root",            // started as root it would drop rights and not read its files
+        "allow_anonymous true", // clients authenticate by their certificates
+        "user root",            // or mosquitto, started as root, could not read its files
         "persistence false",
-        "max_queued_messages 0", // thousands of states may come at once
+        "max_queued_messages 0", // unlimited: thousands of states may come at once
         "message_size_limit 1048576",
         "set_tcp_nodelay true",
         "log_dest stderr",
@@ -126,7 +127,7 @@ bool Broker::configure(const Files &files, QString &error) const
         "log_type error",
         "log_type warning",
         "log_type notice",
-        "log_type information", // says when it listens
+        "log_type information", // for the line "running"
     };
     QFile file(m_configuration);
     if (!file.open(QIODevice::WriteOnly) || file.write(lines.join('\n').toUtf8() + '\n') < 0) {
@@ -146,7 +147,7 @@ bool Broker::start(const Files &files, quint16 port, QString &error)
             return false;
         }
         if (launch(error)) {
-            m_wanted = true;
+            m_keepRunning = true;
             return true;
         }
     }
@@ -156,12 +157,12 @@ bool Broker::start(const Files &files, quint16 port, QString &error)
 bool Broker::launch(QString &error)
 {
     m_listening = false;
-    m_launched = std::chrono::steady_clock::now();
+    m_launchTime = std::chrono::steady_clock::now();
     m_process->start(m_program, {"-c", m_configuration});
     const QDeadlineTimer deadline(10000);
     while (!m_listening && m_process->state() != QProcess::NotRunning && !deadline.hasExpired()) {
         m_process->waitForReadyRead(static_cast<int>(deadline.remainingTime()));
-        readLog(); // the signal is not sent again while its slot runs further up the stack
+        readLog(); // Qt does not emit readyRead() while a slot of it is running
     }
     if (m_listening && m_process->state() == QProcess::Running) {
         return true;
@@ -169,53 +170,54 @@ bool Broker::launch(QString &error)
     error = QStringLiteral("mosquitto did not start on port %1: %2")
                 .arg(m_port)
                 .arg(m_process->error() == QProcess::FailedToStart ? m_process->errorString()
-                                                                   : m_complaint);
+                                                                   : m_lastError);
     stop();
     return false;
 }
 
 void Broker::readLog()
 {
-    static const QRegularExpression came(
+    static const QRegularExpression connectedLine(
         "^New client connected from \\S+ as (.+) \\(p\\d+, c\\d+, k\\d+");
-    static const QRegularExpression went("^Client (.+) (?:disconnected\\.|closed its connection\\.|"
-                                         "has exceeded timeout, disconnecting\\.|"
-                                         "disconnected: .*|disconnected due to .*)$");
-    static const QRegularExpression running("^mosquitto version \\S+ running$");
+    static const QRegularExpression disconnectedLine(
+        "^Client (.+) (?:disconnected\\.|closed its connection\\.|"
+        "has exceeded timeout, disconnecting\\.|"
+        "disconnected: .*|disconnected due to .*)$");
+    static const QRegularExpression runningLine("^mosquitto version \\S+ running$");
     while (m_process->canReadLine()) {
         const QString line = QString::fromUtf8(m_process->readLine(4096)).trimmed();
-        if (const auto match = came.match(line); match.hasMatch()) {
+        if (const auto match = connectedLine.match(line); match.hasMatch()) {
             emit clientChanged(match.captured(1), true);
-        } else if (const auto left = went.match(line); left.hasMatch()) {
+        } else if (const auto left = disconnectedLine.match(line); left.hasMatch()) {
             emit clientChanged(left.captured(1), false);
-        } else if (running.match(line).hasMatch()) {
+        } else if (runningLine.match(line).hasMatch()) {
             m_listening = true;
             qCInfo(lcSandbox) << "The broker listens on port" << m_port;
         } else if (line.contains("rror")) {
-            m_complaint = line;
-            qCWarning(lcSandbox).noquote() << "Broker:" << line;
+            m_lastError = line;
+            qCWarning(lcSandbox).noquote() << "mosquitto:" << line;
         } else {
-            qCDebug(lcSandbox).noquote() << "Broker:" << line;
+            qCDebug(lcSandbox).noquote() << "mosquitto:" << line;
         }
     }
 }
 
-void Broker::ended()
+void Broker::restartLater()
 {
     readLog();
-    emit lost();
-    m_delay = std::chrono::steady_clock::now() - m_launched > stable
-                  ? shortestDelay
-                  : std::min(m_delay * 2, std::chrono::milliseconds(longestDelay));
-    qCWarning(lcSandbox) << "The broker ended by itself; it starts again in" << m_delay.count()
-                         << "ms";
-    m_restart.start(m_delay);
+    emit crashed();
+    m_restartDelay = std::chrono::steady_clock::now() - m_launchTime > stableRunTime
+                         ? minRestartDelay
+                         : std::min(m_restartDelay * 2, std::chrono::milliseconds(maxRestartDelay));
+    qCWarning(lcSandbox) << "mosquitto exited with code" << m_process->exitCode()
+                         << "- restarting it in" << m_restartDelay.count() << "ms";
+    m_restartTimer.start(m_restartDelay);
 }
 
 void Broker::stop()
 {
-    m_wanted = false;
-    m_restart.stop();
+    m_keepRunning = false;
+    m_restartTimer.stop();
     if (m_process->state() == QProcess::NotRunning) {
         return;
     }

@@ -9,10 +9,10 @@
 #include <mosquitto.h>
 
 namespace {
-constexpr int maximumState = 256 << 10;
-const QString topicHead = QStringLiteral("things/");
-const QString stateTail = QStringLiteral("/state");
-const QString updateTail = QStringLiteral("/update");
+constexpr int maxStateSize = 256 << 10;
+const QString topicPrefix = QStringLiteral("things/");
+const QString stateSuffix = QStringLiteral("/state");
+const QString updateSuffix = QStringLiteral("/update");
 } // namespace
 
 BrokerWatch::BrokerWatch(Fleet &fleet, EventHub &hub)
@@ -22,7 +22,7 @@ BrokerWatch::BrokerWatch(Fleet &fleet, EventHub &hub)
     mosquitto_lib_init();
     m_client = mosquitto_new("kvg-sandbox-watch", true, this);
     mosquitto_connect_callback_set(m_client, [](mosquitto *, void *self, int code) {
-        static_cast<BrokerWatch *>(self)->connected(code);
+        static_cast<BrokerWatch *>(self)->subscribe(code);
     });
     mosquitto_disconnect_callback_set(m_client, [](mosquitto *, void *self, int) {
         static_cast<BrokerWatch *>(self)->setReady(false);
@@ -32,7 +32,7 @@ BrokerWatch::BrokerWatch(Fleet &fleet, EventHub &hub)
     });
     mosquitto_message_callback_set(m_client,
                                    [](mosquitto *, void *self, const mosquitto_message *message) {
-                                       static_cast<BrokerWatch *>(self)->received(*message);
+                                       static_cast<BrokerWatch *>(self)->handleMessage(*message);
                                    });
     mosquitto_threaded_set(m_client, true);
 }
@@ -44,23 +44,23 @@ BrokerWatch::~BrokerWatch()
     mosquitto_lib_cleanup();
 }
 
-bool BrokerWatch::start(const Link &link, QString &error)
+bool BrokerWatch::start(const Endpoint &endpoint, QString &error)
 {
-    int result = mosquitto_tls_set(m_client, QFile::encodeName(link.authority).constData(), nullptr,
-                                   QFile::encodeName(link.certificate).constData(),
-                                   QFile::encodeName(link.key).constData(), nullptr);
+    int result = mosquitto_tls_set(m_client, QFile::encodeName(endpoint.authority).constData(),
+                                   nullptr, QFile::encodeName(endpoint.certificate).constData(),
+                                   QFile::encodeName(endpoint.key).constData(), nullptr);
     if (result == MOSQ_ERR_SUCCESS) {
-        result = mosquitto_connect(m_client, "127.0.0.1", link.port, 60);
+        result = mosquitto_connect(m_client, "127.0.0.1", endpoint.port, 60);
     }
     if (result != MOSQ_ERR_SUCCESS) {
-        error = QStringLiteral("Cannot watch the broker: %1")
+        error = QStringLiteral("Cannot connect to the broker: %1")
                     .arg(QString::fromLatin1(mosquitto_strerror(result)));
         return false;
     }
     m_thread = std::thread([this] { run(); });
     std::unique_lock lock(m_mutex);
     if (!m_changed.wait_for(lock, std::chrono::seconds(10), [this] { return m_ready; })) {
-        error = QStringLiteral("Cannot watch the broker: it does not answer");
+        error = QStringLiteral("Cannot subscribe at the broker: it does not answer");
         return false;
     }
     return true;
@@ -80,20 +80,20 @@ void BrokerWatch::stop()
     m_thread.join();
 }
 
-// Not the library's own thread: that one ends for good when a TLS connection breaks off, as it does
-// with a broker that was killed.
+// Not mosquitto_loop_start(): its thread ends when a TLS connection breaks, as when the broker is
+// killed.
 void BrokerWatch::run()
 {
     constexpr auto pause = std::chrono::milliseconds(500);
     const auto isStopping = [this] { return m_stopping; };
     while (true) {
-        const bool linked =
+        const bool isConnected =
             mosquitto_loop(m_client, static_cast<int>(pause.count()), 1) == MOSQ_ERR_SUCCESS;
         std::unique_lock lock(m_mutex);
-        if (linked ? m_stopping : m_changed.wait_for(lock, pause, isStopping)) {
+        if (isConnected ? m_stopping : m_changed.wait_for(lock, pause, isStopping)) {
             return;
         }
-        if (!linked) {
+        if (!isConnected) {
             m_ready = false;
             lock.unlock();
             mosquitto_reconnect(m_client);
@@ -109,16 +109,16 @@ bool BrokerWatch::send(const QString &id, const QByteArray &update)
             return false;
         }
     }
-    const QByteArray topic = (topicHead + id + updateTail).toUtf8();
+    const QByteArray topic = (topicPrefix + id + updateSuffix).toUtf8();
     return mosquitto_publish(m_client, nullptr, topic.constData(), update.size(),
                              update.constData(), 0, false) == MOSQ_ERR_SUCCESS;
 }
 
-void BrokerWatch::connected(int code)
+void BrokerWatch::subscribe(int code)
 {
     // A single-level wildcard would miss ids that hold a slash.
     if (code != 0 || mosquitto_subscribe(m_client, nullptr, "things/#", 0) != MOSQ_ERR_SUCCESS) {
-        qCWarning(lcSandbox) << "The broker refuses the watcher, code" << code;
+        qCWarning(lcSandbox) << "The broker refused the sandbox's own client, CONNACK code" << code;
     }
 }
 
@@ -129,26 +129,27 @@ void BrokerWatch::setReady(bool on)
     m_changed.notify_all();
 }
 
-void BrokerWatch::received(const mosquitto_message &message)
+void BrokerWatch::handleMessage(const mosquitto_message &message)
 {
     const QString topic = QString::fromUtf8(message.topic);
-    if (!topic.startsWith(topicHead) || !topic.endsWith(stateTail) ||
-        topic.size() <= topicHead.size() + stateTail.size()) {
-        return; // our own updates come by here as well
+    if (!topic.startsWith(topicPrefix) || !topic.endsWith(stateSuffix) ||
+        topic.size() <= topicPrefix.size() + stateSuffix.size()) {
+        return; // an update, for instance
     }
     const QString id =
-        topic.mid(topicHead.size(), topic.size() - topicHead.size() - stateTail.size());
-    if (message.payloadlen <= 0 || message.payloadlen > maximumState) {
-        qCWarning(lcSandbox) << "A state of" << message.payloadlen << "bytes is dropped";
+        topic.mid(topicPrefix.size(), topic.size() - topicPrefix.size() - stateSuffix.size());
+    if (message.payloadlen <= 0 || message.payloadlen > maxStateSize) {
+        qCWarning(lcSandbox) << "Dropped a state of" << message.payloadlen << "bytes, the limit is"
+                             << maxStateSize;
         return;
     }
     const QJsonDocument state = QJsonDocument::fromJson(
         QByteArray::fromRawData(static_cast<const char *>(message.payload), message.payloadlen));
     if (!state.isObject()) {
-        qCWarning(lcSandbox) << "A state that is not a JSON object is dropped";
+        qCWarning(lcSandbox) << "Dropped a state that is no JSON object";
         return;
     }
-    if (const auto told = m_fleet.receive(id, state.object())) {
-        m_hub.post(streamEvent("thing", *told));
+    if (const auto description = m_fleet.recordState(id, state.object())) {
+        m_hub.post(streamEvent("thing", *description));
     }
 }

@@ -14,9 +14,9 @@
 struct mosquitto;
 struct mosquitto_message;
 
-// The sandbox's own client of the broker: keeps every state that is published, tells the portal
-// of it, and publishes updates. Made, started and stopped by the main thread; what the broker sends
-// is handled on a thread of its own; send() from any thread. Connects again by itself.
+// The sandbox's own MQTT client: records every published state, reports it to the portal, and
+// publishes updates. Create, start and stop it on the main thread; it handles messages on its own
+// thread; call send() on any thread. It reconnects by itself.
 class BrokerWatch
 {
 public:
@@ -25,26 +25,26 @@ public:
     BrokerWatch(const BrokerWatch &) = delete;
     BrokerWatch &operator=(const BrokerWatch &) = delete;
 
-    struct Link
+    struct Endpoint
     {
         quint16 port = 0;
         QString authority;
         QString certificate;
         QString key;
     };
-    // Connects and waits until every state will be seen.
-    bool start(const Link &link, QString &error);
+    // Connects and waits for the subscription. False, with the reason, on failure.
+    bool start(const Endpoint &endpoint, QString &error);
     // Ends the thread. A second call does nothing.
     void stop();
 
-    // Publishes to the thing's update topic, quality of service 0. False while there is no link.
+    // Publishes to the thing's update topic with QoS 0. False while disconnected.
     bool send(const QString &id, const QByteArray &update);
 
 private:
     void run();
-    void connected(int code);
+    void subscribe(int code);
     void setReady(bool on);
-    void received(const mosquitto_message &message);
+    void handleMessage(const mosquitto_message &message);
 
     Fleet &m_fleet;
     EventHub &m_hub;
@@ -52,6 +52,6 @@ private:
     std::thread m_thread;
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_ready = false;
+    bool m_ready = false; // connected and subscribed
     bool m_stopping = false;
 };

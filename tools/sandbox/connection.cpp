@@ -12,12 +12,12 @@
 
 namespace {
 
-constexpr int patience = 5000; // milliseconds for each read and write
-constexpr size_t longestLine = 1 << 20;
-constexpr size_t longestRequest = longestLine + (256 << 10); // with headers and body
-constexpr size_t libraryLine = 8000;                         // its own bound is 8192
+constexpr int ioTimeout = 5000; // milliseconds for each read and write
+constexpr size_t maxRequestLine = 1 << 20;
+constexpr size_t maxRequest = maxRequestLine + (256 << 10); // with headers and body
+constexpr size_t maxLibraryLine = 8000;                     // the library accepts 8192
 
-void peer(int (*ask)(int, sockaddr *, socklen_t *), int socket, std::string &ip, int &port)
+void readAddress(int (*ask)(int, sockaddr *, socklen_t *), int socket, std::string &ip, int &port)
 {
     sockaddr_in address{};
     socklen_t size = sizeof address;
@@ -39,8 +39,8 @@ Connection::Connection(int socket)
 
 Connection::~Connection()
 {
-    // Closing with unread input resets the connection, and the reader may lose the answer. So the
-    // rest is read away, within bounds.
+    // Closing with unread input resets the connection, and the peer may lose the answer. So read
+    // the rest first, within limits.
     ::shutdown(m_socket, SHUT_WR);
     std::array<char, 16384> rest{};
     short got = 0;
@@ -63,11 +63,11 @@ bool Connection::waitFor(short events, short &got, int milliseconds) const
     return result > 0;
 }
 
-bool Connection::fill()
+bool Connection::receiveMore()
 {
     short got = 0;
     std::array<char, 16384> block{};
-    if (m_received >= longestRequest || !waitFor(POLLIN, got, patience)) {
+    if (m_received >= maxRequest || !waitFor(POLLIN, got, ioTimeout)) {
         return false;
     }
     ssize_t size = 0;
@@ -90,18 +90,18 @@ bool Connection::readRequestLine()
     size_t searched = 0;
     while ((end = m_buffer.find('\n', searched)) == std::string::npos) {
         searched = m_buffer.size();
-        if (searched > longestLine || !fill()) {
+        if (searched > maxRequestLine || !receiveMore()) {
             return false;
         }
     }
     const size_t from = m_buffer.find(' ');
     const size_t to = m_buffer.rfind(' ', end);
     if (from == std::string::npos || to == std::string::npos || from >= to) {
-        return true; // the library answers what is no request line
+        return true; // not a request line: the library answers with an error
     }
     m_target = m_buffer.substr(from + 1, to - from - 1);
     const size_t query = m_target.find('?');
-    if (end > libraryLine && query != std::string::npos) {
+    if (end > maxLibraryLine && query != std::string::npos) {
         m_buffer.erase(from + 1 + query, m_target.size() - query);
     }
     return true;
@@ -110,19 +110,19 @@ bool Connection::readRequestLine()
 bool Connection::is_readable() const
 {
     short got = 0;
-    return m_position < m_buffer.size() || waitFor(POLLIN, got, patience);
+    return m_position < m_buffer.size() || waitFor(POLLIN, got, ioTimeout);
 }
 
 bool Connection::is_writable() const
 {
     short got = 0;
-    return waitFor(POLLOUT | POLLRDHUP, got, patience) && (got & POLLOUT) != 0 &&
+    return waitFor(POLLOUT | POLLRDHUP, got, ioTimeout) && (got & POLLOUT) != 0 &&
            (got & (POLLRDHUP | POLLHUP | POLLERR)) == 0;
 }
 
 ssize_t Connection::read(char *data, size_t size)
 {
-    if (m_position >= m_buffer.size() && !fill()) {
+    if (m_position >= m_buffer.size() && !receiveMore()) {
         return -1;
     }
     const size_t count = std::min(size, m_buffer.size() - m_position);
@@ -134,7 +134,7 @@ ssize_t Connection::read(char *data, size_t size)
 ssize_t Connection::write(const char *data, size_t size)
 {
     short got = 0;
-    while (waitFor(POLLOUT, got, patience)) {
+    while (waitFor(POLLOUT, got, ioTimeout)) {
         const ssize_t count = ::send(m_socket, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count >= 0) {
             return count;
@@ -148,10 +148,10 @@ ssize_t Connection::write(const char *data, size_t size)
 
 void Connection::get_remote_ip_and_port(std::string &ip, int &port) const
 {
-    peer(::getpeername, m_socket, ip, port);
+    readAddress(::getpeername, m_socket, ip, port);
 }
 
 void Connection::get_local_ip_and_port(std::string &ip, int &port) const
 {
-    peer(::getsockname, m_socket, ip, port);
+    readAddress(::getsockname, m_socket, ip, port);
 }

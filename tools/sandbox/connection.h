@@ -4,12 +4,11 @@
 
 #include <string>
 
-// One accepted connection, as the HTTP library reads it. Used by one thread of the server. Closes
-// the socket when it goes.
+// One accepted connection, for the HTTP library. Used by one thread of the server. Owns the socket.
 //
-// The library refuses a request line of more than 8 KiB, while the document of a gateway with
-// thousands of devices stands in the query. So the line is read here first, and the library gets
-// the target without a query that is too long for it; target() has it whole.
+// The library rejects a request line of more than 8 KiB, but a gateway with thousands of devices
+// sends a longer document in the query. So this class reads the line first: the library gets the
+// target without an overlong query, and target() returns it whole.
 class Connection : public httplib::Stream
 {
 public:
@@ -18,13 +17,13 @@ public:
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
-    // False when no request line comes, or one that is too long even for us.
+    // False on a timeout, and for a line that is longer than 1 MiB.
     bool readRequestLine();
-    // The request's target as it came: path and query. Empty when the line is no request line.
+    // The request's target, path and query. Empty when the line is no request line.
     const std::string &target() const { return m_target; }
 
     bool is_readable() const override;
-    // False too once the other side has closed: that is how a stream without news notices.
+    // Also false once the peer has closed the connection; a stream ends by this.
     bool is_writable() const override;
     ssize_t read(char *data, size_t size) override;
     ssize_t write(const char *data, size_t size) override;
@@ -34,10 +33,10 @@ public:
 
 private:
     bool waitFor(short events, short &got, int milliseconds) const;
-    bool fill();
+    bool receiveMore();
 
     int m_socket;
-    std::string m_buffer; // received, not read yet from m_position on
+    std::string m_buffer; // read up to m_position
     size_t m_position = 0;
     size_t m_received = 0;
     std::string m_target;

@@ -12,11 +12,11 @@
 
 namespace {
 
-// Ten thousand things make less than one megabyte of JSON.
-constexpr int maximumInflated = 4 << 20;
-constexpr int maximumSiblings = 20000;
-constexpr int maximumId = 200;
-constexpr int maximumAlias = 256;
+// The JSON of ten thousand things is smaller than one megabyte.
+constexpr int maxInflated = 4 << 20;
+constexpr int maxSiblings = 20000;
+constexpr int maxIdLength = 200;
+constexpr int maxAliasLength = 256;
 
 std::optional<QByteArray> inflated(const QByteArray &packed)
 {
@@ -24,14 +24,14 @@ std::optional<QByteArray> inflated(const QByteArray &packed)
     if (inflateInit(&stream) != Z_OK) {
         return std::nullopt;
     }
-    // zlib's interface is older than const
+    // zlib takes no pointer to const, but does not change the input.
     stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(packed.constData()));
     stream.avail_in = static_cast<uInt>(packed.size());
     QByteArray plain;
     int result = Z_OK;
-    while (result == Z_OK && plain.size() < maximumInflated) {
+    while (result == Z_OK && plain.size() < maxInflated) {
         const int before = plain.size();
-        const int step = std::min(64 << 10, maximumInflated - before);
+        const int step = std::min(64 << 10, maxInflated - before);
         plain.resize(before + step);
         stream.next_out = reinterpret_cast<Bytef *>(plain.data() + before);
         stream.avail_out = static_cast<uInt>(step);
@@ -56,17 +56,17 @@ bool isPrintable(const QString &text)
 bool isAlias(const QJsonValue &value)
 {
     const QString text = value.toString();
-    return !text.trimmed().isEmpty() && text.size() <= maximumAlias && isPrintable(text);
+    return !text.trimmed().isEmpty() && text.size() <= maxAliasLength && isPrintable(text);
 }
 
 bool isShortid(const QString &id)
 {
     static const QRegularExpression form("^[^_+#]+_[^_+#]+_[^+#]+$");
-    return id.size() <= maximumId && isPrintable(id) && form.match(id).hasMatch();
+    return id.size() <= maxIdLength && isPrintable(id) && form.match(id).hasMatch();
 }
 
-// The sentence for the gateway's user, or nothing when `members` is as agreed.
-const char *fault(const QJsonObject &members, RegistrationDocument &document)
+// Reads `members` into `document`. An error for the gateway's user, or null if they are valid.
+const char *checkMembers(const QJsonObject &members, RegistrationDocument &document)
 {
     const bool isNew = members.contains("gw");
     if (isNew == members.contains("app")) {
@@ -87,7 +87,7 @@ const char *fault(const QJsonObject &members, RegistrationDocument &document)
         document.alias = members.value("alias").toString();
     } else {
         document.app = members.value("app").toString();
-        if (document.app.isEmpty() || document.app.size() > maximumId) {
+        if (document.app.isEmpty() || document.app.size() > maxIdLength) {
             return "The document's \"app\" must be the gateway's id";
         }
         if (!members.contains("sib")) {
@@ -98,7 +98,7 @@ const char *fault(const QJsonObject &members, RegistrationDocument &document)
         return nullptr;
     }
     const QJsonArray siblings = members.value("sib").toArray();
-    if (siblings.isEmpty() || siblings.size() > maximumSiblings) {
+    if (siblings.isEmpty() || siblings.size() > maxSiblings) {
         return "The document's \"sib\" must be an array of at least one device and not too many";
     }
     QSet<QString> seen;
@@ -138,7 +138,7 @@ std::optional<RegistrationDocument> decodeDocument(const QByteArray &text, QStri
         return std::nullopt;
     }
     RegistrationDocument document;
-    if (const char *sentence = fault(json.object(), document)) {
+    if (const char *sentence = checkMembers(json.object(), document)) {
         error = QString::fromLatin1(sentence);
         return std::nullopt;
     }

@@ -6,8 +6,8 @@
 
 #include <optional>
 
-// What a gateway asks of the registrar, checked: every text is bounded, and an id can stand in a
-// topic.
+// A gateway's request to the registrar, checked: the length of every text is limited, and every id
+// is valid in a topic.
 struct RegistrationDocument
 {
     struct Sibling
@@ -16,8 +16,7 @@ struct RegistrationDocument
         QString alias;
     };
 
-    // A new gateway has type, version and alias; one that is registered already has `app`, its
-    // full id. Never both.
+    // Either type, version and alias of a new gateway, or `app`, the full id of a registered one.
     QString type;
     QString version;
     QString alias;
@@ -26,7 +25,6 @@ struct RegistrationDocument
     bool isNewGateway() const { return app.isEmpty(); }
 };
 
-// Reads the text of the request's "doc" item: JSON, compressed by zlib, in URL-safe base64. Any
-// thread. Nothing for a document that is not exactly as agreed; `error` then says why, in words
-// that hold nothing of the document.
+// Decodes the request's query item "doc": JSON, compressed by zlib, in URL-safe base64. Any thread.
+// Empty for an invalid document; `error` then holds the reason and no text of the document.
 std::optional<RegistrationDocument> decodeDocument(const QByteArray &text, QString &error);

@@ -1,9 +1,9 @@
 #include "tools/sandbox/eventhub.h"
 
 namespace {
-constexpr int maximumListeners = 16; // each holds a thread of the server
-constexpr std::size_t maximumEvents = 2000;
-constexpr int maximumBytes = 4 << 20;
+constexpr int maxListeners = 16; // each occupies a thread of the server
+constexpr std::size_t maxEvents = 2000;
+constexpr int maxBytes = 4 << 20;
 } // namespace
 
 struct EventHub::Listener
@@ -13,10 +13,10 @@ struct EventHub::Listener
     bool snapshot = true;
 };
 
-std::shared_ptr<EventHub::Listener> EventHub::listen()
+std::shared_ptr<EventHub::Listener> EventHub::addListener()
 {
     const std::lock_guard lock(m_mutex);
-    if (m_closed || m_listeners.size() >= maximumListeners) {
+    if (m_closed || m_listeners.size() >= maxListeners) {
         return nullptr;
     }
     auto listener = std::make_shared<Listener>();
@@ -24,7 +24,7 @@ std::shared_ptr<EventHub::Listener> EventHub::listen()
     return listener;
 }
 
-void EventHub::leave(const std::shared_ptr<Listener> &listener)
+void EventHub::remove(const std::shared_ptr<Listener> &listener)
 {
     const std::lock_guard lock(m_mutex);
     m_listeners.removeAll(listener);
@@ -39,7 +39,7 @@ EventHub::Batch EventHub::wait(const std::shared_ptr<Listener> &listener,
     Batch batch;
     batch.closed = m_closed;
     batch.snapshot = listener->snapshot;
-    // What is older than the snapshot would take the page back for a moment.
+    // The snapshot that follows is newer than these events.
     if (!listener->snapshot) {
         for (const QByteArray &event : listener->events) {
             batch.events += event;
@@ -58,7 +58,7 @@ void EventHub::post(const QByteArray &event)
         listener->events.push_back(event);
         listener->bytes += event.size();
         while (!listener->events.empty() &&
-               (listener->events.size() > maximumEvents || listener->bytes > maximumBytes)) {
+               (listener->events.size() > maxEvents || listener->bytes > maxBytes)) {
             listener->bytes -= listener->events.front().size();
             listener->events.pop_front();
             listener->snapshot = true;

@@ -9,29 +9,29 @@
 #include <memory>
 #include <mutex>
 
-// Hands the portal's events to every page that listens. Any thread. A listener that is too slow
-// loses its oldest events and is told to take a new snapshot instead, so its view heals.
+// Passes events to every open page of the portal. Any thread. A slow listener loses its oldest
+// events and has to take a new snapshot instead.
 class EventHub
 {
 public:
     struct Listener;
     struct Batch
     {
-        bool snapshot = false; // take a new snapshot; it covers what was waiting
+        bool snapshot = false; // take a new snapshot; there are no events then
         QByteArray events;
         bool closed = false;
     };
 
-    // A new listener, whose first batch asks for a snapshot. Null when there are too many.
-    std::shared_ptr<Listener> listen();
-    void leave(const std::shared_ptr<Listener> &listener);
-    // All that waits for the listener; an empty batch when nothing came in time.
+    // A new listener, whose first batch asks for a snapshot. Null if there are too many.
+    std::shared_ptr<Listener> addListener();
+    void remove(const std::shared_ptr<Listener> &listener);
+    // Waits for events; an empty batch on a timeout.
     Batch wait(const std::shared_ptr<Listener> &listener, std::chrono::milliseconds time);
 
     void post(const QByteArray &event);
-    // Something changed that single events do not tell.
+    // For changes without an event of their own.
     void requestSnapshots();
-    // Ends every listener, those to come too.
+    // wait() returns at once from now on, and addListener() null.
     void close();
 
 private:

@@ -5,7 +5,7 @@
 #include <httplib.h>
 
 namespace {
-// Well under the half minute after which proxies and browsers take a silent stream for dead.
+// Proxies and browsers give up a silent stream after half a minute.
 constexpr std::chrono::seconds heartbeat{10};
 } // namespace
 
@@ -26,17 +26,17 @@ void startStream(httplib::Response &response, std::function<StreamPiece()> next,
     response.set_header("Cache-Control", "no-store");
     response.set_chunked_content_provider(
         "text/event-stream",
-        [next = std::move(next), spoken = Clock::now()](size_t, httplib::DataSink &sink) mutable {
+        [next = std::move(next), lastSent = Clock::now()](size_t, httplib::DataSink &sink) mutable {
             StreamPiece piece = next();
-            // The library itself looks only when something is written.
+            // The library checks this only before it writes.
             if (!sink.is_writable()) {
                 return false;
             }
-            if (piece.text.isEmpty() && !piece.last && Clock::now() - spoken >= heartbeat) {
+            if (piece.text.isEmpty() && !piece.last && Clock::now() - lastSent >= heartbeat) {
                 piece.text = ":\r\n";
             }
             if (!piece.text.isEmpty()) {
-                spoken = Clock::now();
+                lastSent = Clock::now();
                 if (!sink.write(piece.text.constData(), static_cast<size_t>(piece.text.size()))) {
                     return false;
                 }

@@ -10,23 +10,22 @@ namespace httplib {
 struct Response;
 }
 
-// One event of a text/event-stream. CRLF, since the gateway's parser swallows a blank line that
-// is written as two bare line feeds. `json` is compact JSON, which holds no line ends.
+// One event of a text/event-stream. Lines end with CRLF, as the gateway's parser requires. `json`
+// is compact JSON, without line ends.
 QByteArray streamEvent(const char *name, const QByteArray &json);
 QByteArray streamEvent(const char *name, const QJsonObject &object);
 
 struct StreamPiece
 {
-    QByteArray text; // whole events; empty: nothing to say now
+    QByteArray text; // whole events, or empty
     bool last = false;
 };
 
-// The longest that a stream's source may wait: so often the stream looks whether its reader has
-// gone and whether the server ends.
+// How often a stream checks for the end of its reader and of the server.
 constexpr std::chrono::milliseconds streamTick{250};
 
-// Makes `response` an event stream fed by `next`, which waits up to streamTick for something to
-// say. Both functions run on the request's thread; `ended` runs once the stream is over, for
-// whatever reason. Comments are sent while there is nothing else to say.
+// Makes `response` an event stream. `next` supplies its text and waits up to streamTick for it;
+// `ended` is called once, when the stream ends for any reason. Both run on the request's thread. An
+// idle stream sends comments.
 void startStream(httplib::Response &response, std::function<StreamPiece()> next,
                  std::function<void()> ended);

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Hexadecimal digits never hold the "_" that separates the parts of an id.
+// Contains no "_", which separates the parts of an id.
 QString token()
 {
     return QStringLiteral("%1").arg(QRandomGenerator::system()->generate(), 8, 16, QChar('0'));
@@ -57,8 +57,8 @@ quint16 Fleet::brokerPort() const
     return m_book.brokerPort;
 }
 
-// The disk first: what could not be kept must not be known either.
-bool Fleet::keep(AccountBook book, QString &error)
+// Writes to disk first: on failure, the book in memory stays unchanged too.
+bool Fleet::store(AccountBook book, QString &error)
 {
     if (!m_file.write(book, error)) {
         return false;
@@ -72,7 +72,7 @@ bool Fleet::setBrokerPort(quint16 port, QString &error)
     const std::lock_guard lock(m_mutex);
     AccountBook book = m_book;
     book.brokerPort = port;
-    return keep(std::move(book), error);
+    return store(std::move(book), error);
 }
 
 QString Fleet::newGatewayId(const QString &type, const QString &version) const
@@ -100,7 +100,7 @@ bool Fleet::addGateway(const RegisteredGateway &gateway, QString &error)
     const std::lock_guard lock(m_mutex);
     AccountBook book = m_book;
     book.gateways.append(gateway);
-    if (!keep(std::move(book), error)) {
+    if (!store(std::move(book), error)) {
         return false;
     }
     m_live.insert(gateway.id, {gateway.id, gateway.alias});
@@ -135,7 +135,7 @@ bool Fleet::addThings(const QString &gatewayId, const QList<RegisteredThing> &th
         }
     }
     gateway->things = kept + things;
-    if (!keep(std::move(book), error)) {
+    if (!store(std::move(book), error)) {
         return false;
     }
     for (const QString &id : qAsConst(replaced)) {
@@ -157,7 +157,7 @@ std::optional<Fleet::Entry> Fleet::find(const QString &id) const
     return Entry{it->gateway == id, m_live.value(it->gateway).connected, it->alias};
 }
 
-std::optional<QJsonObject> Fleet::receive(const QString &id, const QJsonObject &state)
+std::optional<QJsonObject> Fleet::recordState(const QString &id, const QJsonObject &state)
 {
     const std::lock_guard lock(m_mutex);
     const auto it = m_live.find(id);

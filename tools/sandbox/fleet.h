@@ -10,27 +10,27 @@
 #include <mutex>
 #include <optional>
 
-// Every registered gateway and thing, with what the broker told about it since the start. Any
-// thread; each call is whole in itself. Registrations are on disk before a call returns true,
-// states live in memory only.
+// The registered gateways and things, with the states that the broker delivered since the start.
+// Any thread; each call is atomic. Registrations are on disk before a call returns true; states are
+// kept in memory only.
 class Fleet
 {
 public:
     explicit Fleet(const AccountFile &file);
 
-    // Reads the accounts. Once, before anything else.
+    // Reads the accounts. Call it once, first.
     bool load(QString &error);
     bool isEmpty() const;
     quint16 brokerPort() const;
     bool setBrokerPort(quint16 port, QString &error);
 
-    // A full id that nobody has: type_version_serial_regid, the serial of eight hex digits.
+    // An unused full id: type_version_serial_regid, the serial has eight hexadecimal digits.
     QString newGatewayId(const QString &type, const QString &version) const;
     // The siblings under new cloud ids.
     static QList<RegisteredThing> newThings(const QList<RegistrationDocument::Sibling> &siblings);
     bool addGateway(const RegisteredGateway &gateway, QString &error);
-    // Adds to a known gateway. A thing of the same short id is replaced: the gateway has
-    // forgotten its registration.
+    // Adds to a registered gateway. Replaces a thing of the same short id: the gateway has lost its
+    // registration.
     bool addThings(const QString &gatewayId, const QList<RegisteredThing> &things, QString &error);
 
     struct Entry
@@ -39,18 +39,18 @@ public:
         bool isConnected = false; // the gateway's link to the broker
         QString alias;
     };
-    // Nothing for an id that is not registered.
+    // Empty for an id that is not registered.
     std::optional<Entry> find(const QString &id) const;
 
-    // Keeps a state that came from the broker. What the portal tells of it: id, alias, gateway,
-    // state, at, count. Nothing for an id that is not registered.
-    std::optional<QJsonObject> receive(const QString &id, const QJsonObject &state);
+    // Returns the portal's description of the thing: id, alias, gateway, state, at, count. Empty
+    // for an id that is not registered.
+    std::optional<QJsonObject> recordState(const QString &id, const QJsonObject &state);
     // False when nothing changed or `gatewayId` is not registered.
     bool setConnected(const QString &gatewayId, bool on);
     void disconnectAll();
 
     // {"gateways": [{id, alias, gateway, state, at, count, connected, things: [{id, alias,
-    // gateway, state, at, count} …]} …]}; "state" and "at" are null until a state came.
+    // gateway, state, at, count} …]} …]}; "state" and "at" are null before the first state.
     QByteArray snapshot() const;
 
 private:
@@ -59,11 +59,11 @@ private:
         QString gateway;
         QString alias;
         QJsonObject state = {};
-        QString at = {}; // ISO 8601, UTC, milliseconds; empty: none came
+        QString at = {}; // time of the state: ISO 8601, UTC, milliseconds; empty: none yet
         quint64 count = 0;
-        bool connected = false; // of gateways
+        bool connected = false; // for gateways only
     };
-    bool keep(AccountBook book, QString &error);
+    bool store(AccountBook book, QString &error);
     static QJsonObject describe(const QString &id, const Live &live);
 
     mutable std::mutex m_mutex;

@@ -2,6 +2,5 @@
 
 #include <QLoggingCategory>
 
-// Everything that the sandbox says while it runs, on standard error. Never a key, a certificate
-// or a payload.
+// Goes to standard error. Never log a key, a certificate or a payload.
 Q_DECLARE_LOGGING_CATEGORY(lcSandbox)

@@ -16,7 +16,7 @@
 
 namespace {
 
-std::array<int, 2> stopPair{-1, -1}; // a signal handler may do no more than write
+std::array<int, 2> stopSockets{-1, -1}; // a signal handler may call write(), but not Qt
 
 void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
@@ -26,16 +26,16 @@ void writeLog(QtMsgType type, const QMessageLogContext &context, const QString &
 
 void stopBySignals(QCoreApplication &app)
 {
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, stopPair.data()) !=
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, stopSockets.data()) !=
         0) {
         return;
     }
-    auto *notifier = new QSocketNotifier(stopPair[1], QSocketNotifier::Read, &app);
+    auto *notifier = new QSocketNotifier(stopSockets[1], QSocketNotifier::Read, &app);
     QObject::connect(notifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
     struct sigaction action = {};
     action.sa_handler = [](int) {
         const char byte = 1;
-        const ssize_t ignored = ::write(stopPair[0], &byte, 1);
+        const ssize_t ignored = ::write(stopSockets[0], &byte, 1);
         static_cast<void>(ignored);
     };
     action.sa_flags = SA_RESTART;
@@ -56,15 +56,15 @@ void stopAtEndOfInput(QCoreApplication &app)
     });
 }
 
-// A number within its bounds, or -1.
-qint64 number(const QString &text, qint64 least, qint64 most)
+// -1 if `text` is no number within the limits.
+qint64 number(const QString &text, qint64 min, qint64 max)
 {
     bool good = false;
     const qint64 value = text.toLongLong(&good);
-    return good && value >= least && value <= most ? value : -1;
+    return good && value >= min && value <= max ? value : -1;
 }
 
-int complain(const QString &reason)
+int fail(const QString &reason)
 {
     std::fprintf(stderr, "kvg-sandbox: %s\n", qPrintable(reason));
     return 1;
@@ -74,18 +74,18 @@ int complain(const QString &reason)
 
 int main(int argc, char *argv[])
 {
-    ::umask(077); // keys are written; nobody else's business
+    ::umask(077); // for the keys
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName("kvg-sandbox");
     qSetMessagePattern("%{time process} kvg-sandbox: %{message}");
     qInstallMessageHandler(writeLog);
 
     QCommandLineParser parser;
-    parser.setApplicationDescription("A whole little cloud on this computer, for trying the "
-                                     "gateway without an account.");
+    parser.setApplicationDescription(
+        "A cloud on this computer, to try the gateway without an account.");
     parser.addHelpOption();
     parser.addOptions({{"authority", "Folder of the certificate authority.", "folder"},
-                       {"dir", "Working folder; keeps what is registered.", "folder"},
+                       {"dir", "Working folder; holds the registrations.", "folder"},
                        {"port", "Port of the web portal; 0: any free one.", "number", "0"},
                        {"broker-port", "Port of the broker; 0: as last time.", "number", "0"},
                        {"code-timeout", "Seconds that a code is valid.", "seconds", "300"},
@@ -95,10 +95,10 @@ int main(int argc, char *argv[])
     const qint64 brokerPort = number(parser.value("broker-port"), 0, 65535);
     const qint64 timeout = number(parser.value("code-timeout"), 1, 86400);
     if (!parser.isSet("authority") || !parser.isSet("dir")) {
-        return complain("--authority and --dir are needed");
+        return fail("--authority and --dir are needed");
     }
     if (port < 0 || brokerPort < 0 || timeout < 0) {
-        return complain("A port is 0 to 65535, a timeout 1 to 86400 seconds");
+        return fail("A port is 0 to 65535, a timeout 1 to 86400 seconds");
     }
 
     stopBySignals(app);
@@ -109,7 +109,7 @@ int main(int argc, char *argv[])
                      static_cast<quint16>(brokerPort), std::chrono::seconds(timeout)});
     QString error;
     if (!sandbox.start(error)) {
-        return complain(error);
+        return fail(error);
     }
     const QByteArray line = QJsonDocument(sandbox.addresses()).toJson(QJsonDocument::Compact);
     std::printf("%s\n", line.constData());

@@ -37,7 +37,7 @@ Portal::Portal(Fleet &fleet, Registrar &registrar, EventHub &hub, SendUpdate sen
     if (file.open(QIODevice::ReadOnly)) {
         m_page = file.readAll();
     }
-    // Only the page's own script and style run, whatever a device's name may hold.
+    // Allows the page's own script and style only, so that no device's name can add code.
     m_policy = ("default-src 'none'; connect-src 'self'; img-src data:; base-uri 'none'; "
                 "form-action 'none'; frame-ancestors 'none'; script-src " +
                 blockHash(m_page, "script") + "; style-src " + blockHash(m_page, "style"))
@@ -98,7 +98,7 @@ void Portal::code(const httplib::Request &request, httplib::Response &response)
     case Registrar::Answer::UnknownCode:
         WebServer::fail(response, 404, verdict.sentence);
         break;
-    case Registrar::Answer::SpentCode:
+    case Registrar::Answer::ClosedCode:
         WebServer::fail(response, 410, verdict.sentence);
         break;
     case Registrar::Answer::Failed:
@@ -116,8 +116,8 @@ void Portal::update(const httplib::Request &request, httplib::Response &response
         WebServer::fail(response, 400, QStringLiteral("An update is one JSON object."));
         return;
     }
-    // Only registered ids pass, and none with a wildcard or a control character ever was registered
-    // here; but the account file can be edited by hand.
+    // The registrar accepts no id with a wildcard or a control character, but users can edit the
+    // account file.
     const auto thing = m_fleet.find(id);
     if (!thing || id.contains('+') || id.contains('#') || id.contains(QChar(0))) {
         WebServer::fail(response, 404, QStringLiteral("There is no such device."));
@@ -136,7 +136,7 @@ void Portal::update(const httplib::Request &request, httplib::Response &response
 
 void Portal::events(httplib::Response &response)
 {
-    const auto listener = m_hub.listen();
+    const auto listener = m_hub.addListener();
     if (!listener) {
         WebServer::fail(response, 503, QStringLiteral("Too many pages are open."));
         return;
@@ -149,5 +149,5 @@ void Portal::events(httplib::Response &response)
                                               : batch.events,
                                batch.closed};
         },
-        [this, listener] { m_hub.leave(listener); });
+        [this, listener] { m_hub.remove(listener); });
 }

@@ -9,17 +9,17 @@
 
 #include <functional>
 
-// The user's web page and its JSON interface, and the registrar's one route. Its handlers run on
-// the server's threads; everything passed in is borrowed and outlives the server's run.
+// The user's web page, its JSON interface, and the registrar's route. The handlers run on the
+// server's threads. The arguments are borrowed and must outlive the server.
 class Portal
 {
 public:
-    // Sends an update to the thing of the id. False when the broker is not there.
+    // Publishes an update for the thing. False while the broker is disconnected.
     using SendUpdate = std::function<bool(const QString &id, const QByteArray &update)>;
 
     Portal(Fleet &fleet, Registrar &registrar, EventHub &hub, SendUpdate sendUpdate);
 
-    // Adds the routes. The portal stays as long as the server runs.
+    // Adds the routes. The portal must outlive the server.
     void serve(WebServer &server);
 
 private:

@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr int maximumOpen = 40; // each holds a thread of the server
-constexpr int maximumSpent = 256;
+constexpr int maxOpenCodes = 40; // each occupies a thread of the server
+constexpr int maxClosedCodes = 256;
 
 QByteArray errorEvent(int code, const QString &sentence)
 {
@@ -23,11 +23,11 @@ struct Registrar::Exchange
 {
     using Clock = std::chrono::steady_clock;
     RegistrationDocument document;
-    QString code; // empty: refused at once
+    QString code; // empty: refused
     Clock::time_point expiry;
     QByteArray unsent;
-    bool entered = false; // certificates are being made: the code no longer expires
-    bool decided = false; // nothing follows `unsent`
+    bool entered = false; // the code no longer expires
+    bool decided = false; // `unsent` ends the stream
 };
 
 Registrar::Registrar(Fleet &fleet, const Authority &authority, const Broker &broker,
@@ -41,14 +41,14 @@ Registrar::Registrar(Fleet &fleet, const Authority &authority, const Broker &bro
 
 QString Registrar::unusedCode() const
 {
-    const auto isSpent = [this](const QString &code) {
-        return std::any_of(m_spent.begin(), m_spent.end(),
+    const auto wasUsed = [this](const QString &code) {
+        return std::any_of(m_closedCodes.begin(), m_closedCodes.end(),
                            [&](const auto &spent) { return spent.first == code; });
     };
     QString code;
     do {
         code = QString::number(QRandomGenerator::system()->bounded(100000, 1000000));
-    } while (m_open.contains(code) || isSpent(code));
+    } while (m_openCodes.contains(code) || wasUsed(code));
     return code;
 }
 
@@ -75,7 +75,7 @@ std::shared_ptr<Registrar::Exchange> Registrar::begin(const QByteArray &document
     exchange->document = *decoded;
 
     const std::lock_guard lock(m_mutex);
-    if (m_open.size() >= maximumOpen) {
+    if (m_openCodes.size() >= maxOpenCodes) {
         return refuse(503, QStringLiteral("Too many gateways are registering at once"));
     }
     exchange->code = unusedCode();
@@ -84,35 +84,37 @@ std::shared_ptr<Registrar::Exchange> Registrar::begin(const QByteArray &document
         streamEvent("code", QJsonObject{{"value", exchange->code.toInt()},
                                         {"code", exchange->code},
                                         {"timeout", static_cast<qint64>(m_codeTimeout.count())}});
-    m_open.insert(exchange->code, exchange);
+    m_openCodes.insert(exchange->code, exchange);
     qCInfo(lcSandbox) << "A gateway with" << exchange->document.siblings.size()
-                      << "new devices waits for its code";
+                      << "new devices waits until the user enters its code";
     return exchange;
 }
 
-void Registrar::retire(const std::shared_ptr<Exchange> &exchange, const QString &why)
+void Registrar::closeCode(const std::shared_ptr<Exchange> &exchange, const QString &why)
 {
-    if (m_open.remove(exchange->code) == 0) {
+    if (m_openCodes.remove(exchange->code) == 0) {
         return;
     }
-    m_spent.append({exchange->code, why});
-    while (m_spent.size() > maximumSpent) {
-        m_spent.removeFirst();
+    m_closedCodes.append({exchange->code, why});
+    while (m_closedCodes.size() > maxClosedCodes) {
+        m_closedCodes.removeFirst();
     }
 }
 
 StreamPiece Registrar::next(const std::shared_ptr<Exchange> &exchange)
 {
     std::unique_lock lock(m_mutex);
-    const auto isDue = [&] { return m_closed || exchange->decided || !exchange->unsent.isEmpty(); };
+    const auto isDue = [&] {
+        return m_shuttingDown || exchange->decided || !exchange->unsent.isEmpty();
+    };
     const auto tick = Exchange::Clock::now() + streamTick;
     m_changed.wait_until(lock, exchange->entered ? tick : std::min(tick, exchange->expiry), isDue);
     if (!isDue() && !exchange->entered && Exchange::Clock::now() >= exchange->expiry) {
         exchange->unsent = errorEvent(408, QStringLiteral("The code has expired"));
         exchange->decided = true;
-        retire(exchange, QStringLiteral("This code has expired."));
+        closeCode(exchange, QStringLiteral("This code has expired."));
     }
-    StreamPiece piece{exchange->unsent, exchange->decided || m_closed};
+    StreamPiece piece{exchange->unsent, exchange->decided || m_shuttingDown};
     exchange->unsent.clear();
     return piece;
 }
@@ -124,7 +126,7 @@ void Registrar::end(const std::shared_ptr<Exchange> &exchange)
         exchange->decided = true;
         qCInfo(lcSandbox) << "A gateway no longer waits for its code";
     }
-    retire(exchange, QStringLiteral("The gateway no longer waits for this code."));
+    closeCode(exchange, QStringLiteral("The gateway no longer waits for this code."));
 }
 
 Registrar::Verdict Registrar::enter(const QString &code)
@@ -132,20 +134,20 @@ Registrar::Verdict Registrar::enter(const QString &code)
     std::shared_ptr<Exchange> exchange;
     {
         const std::lock_guard lock(m_mutex);
-        exchange = m_open.value(code);
+        exchange = m_openCodes.value(code);
         if (!exchange) {
-            const auto spent = std::find_if(m_spent.begin(), m_spent.end(),
-                                            [&](const auto &one) { return one.first == code; });
-            if (spent != m_spent.end()) {
-                return {Answer::SpentCode, spent->second, {}};
+            const auto closed = std::find_if(m_closedCodes.begin(), m_closedCodes.end(),
+                                             [&](const auto &one) { return one.first == code; });
+            if (closed != m_closedCodes.end()) {
+                return {Answer::ClosedCode, closed->second, {}};
             }
             return {Answer::UnknownCode, QStringLiteral("No gateway shows this code."), {}};
         }
         if (exchange->entered) {
-            return {Answer::SpentCode, QStringLiteral("This code was used already."), {}};
+            return {Answer::ClosedCode, QStringLiteral("This code was used already."), {}};
         }
         if (Exchange::Clock::now() >= exchange->expiry) {
-            return {Answer::SpentCode, QStringLiteral("This code has expired."), {}};
+            return {Answer::ClosedCode, QStringLiteral("This code has expired."), {}};
         }
         exchange->entered = true;
     }
@@ -156,7 +158,7 @@ Registrar::Verdict Registrar::enter(const QString &code)
     const std::lock_guard lock(m_mutex);
     exchange->unsent = error.isEmpty() ? streamEvent("result", reply) : errorEvent(500, error);
     exchange->decided = true;
-    retire(exchange, QStringLiteral("This code was used already."));
+    closeCode(exchange, QStringLiteral("This code was used already."));
     m_changed.notify_all();
     if (!error.isEmpty()) {
         qCWarning(lcSandbox).noquote() << "Registration failed:" << error;
@@ -202,9 +204,9 @@ QJsonObject Registrar::result(const RegistrationDocument &document, QString &err
     return reply;
 }
 
-void Registrar::close()
+void Registrar::shutDown()
 {
     const std::lock_guard lock(m_mutex);
-    m_closed = true;
+    m_shuttingDown = true;
     m_changed.notify_all();
 }

@@ -16,8 +16,8 @@
 #include <memory>
 #include <mutex>
 
-// The exchange with a gateway that wants to register: a code, and once the user entered it, the
-// credentials. Any thread. Fleet and authority are borrowed and outlive the registrar.
+// Registers gateways: sends each a code and, once the user has entered it, the credentials. Any
+// thread. Fleet and authority are borrowed and must outlive the registrar.
 class Registrar
 {
 public:
@@ -29,20 +29,20 @@ public:
     Registrar(Fleet &fleet, const Authority &authority, const Broker &broker,
               std::chrono::seconds codeTimeout);
 
-    // One gateway's request, from its first event to its last.
+    // One gateway's request.
     struct Exchange;
-    // Begins with the request's document, good or bad: what next() says first tells which.
+    // For an invalid document, next() returns an error event.
     std::shared_ptr<Exchange> begin(const QByteArray &document);
-    // The events that are due, after waiting for one up to streamTick.
+    // Waits up to streamTick for events.
     StreamPiece next(const std::shared_ptr<Exchange> &exchange);
-    // The gateway has its result or is gone: its code is free again.
+    // The gateway has its result, or has disconnected: closes its code.
     void end(const std::shared_ptr<Exchange> &exchange);
 
     enum class Answer {
         Accepted,
         UnknownCode,
-        SpentCode, // it was good once
-        Failed     // our own fault; the gateway is told as well
+        ClosedCode, // was used, has expired, or its gateway has disconnected
+        Failed      // internal error; the gateway gets it too
     };
     struct Verdict
     {
@@ -50,17 +50,17 @@ public:
         QString sentence; // for the user; empty when accepted
         QString gateway;  // its id, when accepted
     };
-    // The user entered `code`. Blocks while certificates are made, some tenths of a second.
+    // The user entered `code`. Blocks for some tenths of a second, to make certificates.
     Verdict enter(const QString &code);
 
     // Ends every exchange.
-    void close();
+    void shutDown();
 
 private:
     using ExchangeList = QList<std::shared_ptr<Exchange>>;
     QString unusedCode() const;
-    void retire(const std::shared_ptr<Exchange> &exchange, const QString &why);
-    // The result event's object. `error` is set when there is none.
+    void closeCode(const std::shared_ptr<Exchange> &exchange, const QString &why);
+    // The object of the result event. On failure `error` is set.
     QJsonObject result(const RegistrationDocument &document, QString &error);
 
     Fleet &m_fleet;
@@ -70,7 +70,7 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    QHash<QString, std::shared_ptr<Exchange>> m_open; // by code
-    QList<QPair<QString, QString>> m_spent;           // the latest codes, and what became of them
-    bool m_closed = false;
+    QHash<QString, std::shared_ptr<Exchange>> m_openCodes; // by code
+    QList<QPair<QString, QString>> m_closedCodes;          // the latest ones, with the reason
+    bool m_shuttingDown = false;
 };

@@ -27,7 +27,7 @@ bool writeFile(const QString &path, const QByteArray &content, QString &error)
     return true;
 }
 
-// mosquitto's own folder is often not in a user's path.
+// A user's PATH often lacks /usr/sbin, where mosquitto is installed.
 QString brokerProgram()
 {
     const QString found = QStandardPaths::findExecutable("mosquitto");
@@ -46,7 +46,7 @@ struct Sandbox::Parts
         , broker(program)
         , watch(fleet, hub)
     {
-        lock.setStaleLockTime(0); // it is held for days; a dead owner is noticed all the same
+        lock.setStaleLockTime(0); // no limit: a sandbox may run for days
     }
 
     QLockFile lock;
@@ -71,11 +71,11 @@ Sandbox::~Sandbox()
     if (!m_parts) {
         return;
     }
-    // First those who wait, so that the server's handlers return; then the server, which uses
-    // everything else; the broker last, so that nothing looks like its failure.
+    // Wake the waiting handlers, so that the server can end; it uses the other parts. The broker
+    // ends last, or its end would look like a crash.
     m_parts->hub.close();
     if (m_parts->registrar) {
-        m_parts->registrar->close();
+        m_parts->registrar->shutDown();
     }
     if (m_parts->server) {
         m_parts->server->finish();
@@ -111,15 +111,15 @@ bool Sandbox::startBroker(QString &error)
     const QDir dir(m_options.folder);
     Broker::Files files{dir.absolutePath(), m_parts->authority.certificateFile(),
                         dir.absoluteFilePath("broker.pem"), dir.absoluteFilePath("broker.key")};
-    BrokerWatch::Link link{0, files.authority, dir.absoluteFilePath("watch.pem"),
-                           dir.absoluteFilePath("watch.key")};
+    BrokerWatch::Endpoint endpoint{0, files.authority, dir.absoluteFilePath("watch.pem"),
+                                   dir.absoluteFilePath("watch.key")};
     const auto forBroker = m_parts->authority.issue("localhost", Authority::Role::Server, error);
     const auto forWatch =
         m_parts->authority.issue("kvg-sandbox-watch", Authority::Role::Client, error);
     if (!forBroker || !forWatch || !writeFile(files.certificate, forBroker->cert, error) ||
         !writeFile(files.key, forBroker->key, error) ||
-        !writeFile(link.certificate, forWatch->cert, error) ||
-        !writeFile(link.key, forWatch->key, error)) {
+        !writeFile(endpoint.certificate, forWatch->cert, error) ||
+        !writeFile(endpoint.key, forWatch->key, error)) {
         return false;
     }
 
@@ -129,7 +129,7 @@ bool Sandbox::startBroker(QString &error)
             m_parts->hub.post(streamEvent("link", QJsonObject{{"id", id}, {"connected", on}}));
         }
     });
-    connect(&m_parts->broker, &Broker::lost, this, [this] {
+    connect(&m_parts->broker, &Broker::crashed, this, [this] {
         m_parts->fleet.disconnectAll();
         m_parts->hub.requestSnapshots();
     });
@@ -139,7 +139,7 @@ bool Sandbox::startBroker(QString &error)
             return false;
         }
     } else if (!m_parts->broker.start(files, known, error)) {
-        // Every gateway registered here keeps this port in its settings.
+        // The settings of every registered gateway hold this port.
         if (!fleet.isEmpty()) {
             error += QStringLiteral("; the registered gateways know the broker by this port");
             return false;
@@ -151,8 +151,8 @@ bool Sandbox::startBroker(QString &error)
     if (m_parts->broker.port() != known && !fleet.setBrokerPort(m_parts->broker.port(), error)) {
         return false;
     }
-    link.port = m_parts->broker.port();
-    return m_parts->watch.start(link, error);
+    endpoint.port = m_parts->broker.port();
+    return m_parts->watch.start(endpoint, error);
 }
 
 bool Sandbox::start(QString &error)

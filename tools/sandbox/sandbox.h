@@ -7,8 +7,7 @@
 #include <chrono>
 #include <memory>
 
-// The whole little cloud, put together. Main thread. Its parts end in the order that none
-// outlives what it borrows.
+// The whole cloud: broker, registrar and portal. Main thread.
 class Sandbox : public QObject
 {
     Q_OBJECT
@@ -17,18 +16,18 @@ public:
     struct Options
     {
         QString authority;      // folder of the build's authority
-        QString folder;         // working folder, made when missing; one sandbox at a time
+        QString folder;         // working folder, created if missing; for one sandbox at a time
         quint16 port = 0;       // of the portal; 0: any free one
-        quint16 brokerPort = 0; // 0: the one of last time, else any free one
+        quint16 brokerPort = 0; // 0: the stored one, or any free one at the first start
         std::chrono::seconds codeTimeout{300};
     };
 
     explicit Sandbox(const Options &options, QObject *parent = nullptr);
     ~Sandbox() override;
 
-    // False, with the reason, when any part cannot start. Blocks until all is ready to be used.
+    // Blocks until all parts are ready. False, with the reason, if one cannot start.
     bool start(QString &error);
-    // Where everything is, for whoever started the sandbox.
+    // The addresses of all parts, for the output.
     QJsonObject addresses() const;
 
 private:

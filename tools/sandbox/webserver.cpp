@@ -15,25 +15,25 @@
 
 namespace {
 
-// Every waiting gateway and every open page holds a thread; their bounds leave some for the rest.
+// More than all waiting gateways (40) and open pages (16) together, each of which occupies one.
 constexpr size_t threads = 64;
-constexpr size_t longestBody = 64 << 10;
+constexpr size_t maxBodySize = 64 << 10;
 
 } // namespace
 
 WebServer::WebServer()
 {
     new_task_queue = [] { return new httplib::ThreadPool(threads); };
-    // Not the library's SO_REUSEPORT, with which two sandboxes would share a port unnoticed.
+    // Not the library's SO_REUSEPORT: two sandboxes would share a port without an error.
     set_socket_options([](socket_t socket) {
         const int yes = 1;
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
         ::fcntl(socket, F_SETFD, FD_CLOEXEC);
     });
     set_tcp_nodelay(true);
-    set_payload_max_length(longestBody);
+    set_payload_max_length(maxBodySize);
     set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
-        return guard(request, response);
+        return checkRequest(request, response);
     });
     set_error_handler([](const httplib::Request &, httplib::Response &response) {
         if (response.body.empty()) {
@@ -44,7 +44,7 @@ WebServer::WebServer()
     });
     set_exception_handler(
         [](const httplib::Request &, httplib::Response &response, const std::exception_ptr &) {
-            qCWarning(lcSandbox) << "A request failed by an exception";
+            qCWarning(lcSandbox) << "A handler of a request threw an exception";
             fail(response, 500, QStringLiteral("The sandbox failed."));
         });
 }
@@ -63,7 +63,7 @@ bool WebServer::bind(quint16 port, QString &error)
         return false;
     }
     m_port = static_cast<quint16>(bound);
-    // The library queues five connections, fewer than a browser opens together with a few gateways.
+    // The library's queue of five connections is too short for a browser and a few gateways.
     ::listen(svr_sock_, 128);
     return true;
 }
@@ -71,7 +71,7 @@ bool WebServer::bind(quint16 port, QString &error)
 void WebServer::run()
 {
     m_thread = std::thread([this] { listen_after_bind(); });
-    // stop() is lost on a server that does not run yet
+    // stop() has no effect before the server runs.
     while (!is_running()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -97,8 +97,8 @@ bool WebServer::process_and_close_socket(socket_t socket)
     });
 }
 
-WebServer::HandlerResponse WebServer::guard(const httplib::Request &request,
-                                            httplib::Response &response) const
+WebServer::HandlerResponse WebServer::checkRequest(const httplib::Request &request,
+                                                   httplib::Response &response) const
 {
     const std::string port = std::to_string(m_port);
     const std::array<std::string, 2> own{"127.0.0.1:" + port, "localhost:" + port};
@@ -128,7 +128,7 @@ WebServer::HandlerResponse WebServer::guard(const httplib::Request &request,
     if (type.substr(0, type.find(';')) != "application/json") {
         return refuse(415, "The request must be application/json.");
     }
-    // The library bounds a body only when its length is announced and it is not compressed.
+    // The library limits a body only if its length is announced and it is not compressed.
     if (!request.has_header("Content-Length") || request.has_header("Transfer-Encoding") ||
         request.has_header("Content-Encoding")) {
         return refuse(411, "The request must be plain and tell its length.");
