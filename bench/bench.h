@@ -5,11 +5,11 @@
 
 #include <chrono>
 
-// The parts of the benchmark program: each runs one load and prints one line of JSON, which
-// bench.py turns into the table.
+// The loads of the benchmark program: each prints one line of JSON, from which bench.py makes the
+// table.
 namespace bench {
 
-// Where the broker of the run listens, and the certificate and key (PEM files) to use there.
+// The broker's port, and the PEM files that a client of it needs.
 struct Broker
 {
     quint16 port = 0;
@@ -18,10 +18,10 @@ struct Broker
     QString keyFile;
 };
 
-int publishLines(const Broker &broker);            // standard input, a payload each line
-int drainBacklog(const Broker &broker, int count); // messages that waited for the connection
+int publishLines(const Broker &broker);            // each line of standard input is a payload
+int drainBacklog(const Broker &broker, int count); // publishes before it is connected
 int changeStates(const Broker &broker, int things, int changes);
-int subscribe(const Broker &broker, int count); // an independent client: libmosquitto
+int subscribe(const Broker &broker, int count); // with libmosquitto
 int scan(int devices);
 int parseStream(int megabytes);
 int parseLine(int kilobytes);

@@ -3,10 +3,10 @@
 usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, scan, stream, table,
                                         start, idle
 
-Each comparison is made inside one run, against the same broker, in turn. Wall time of a
-publication runs from the start of the publisher to the last message at the subscriber; processor
-time and peak memory are those of the publisher's process, as the system accounts them.
-What has a window runs on a virtual display with a window manager and a tray.
+Programs that are compared run in turn, against the same broker. Wall time of a publication: from
+the start of the publisher to the last message at the subscriber. Processor time and peak memory are
+those that the system reports for the publisher's process. Programs with a window run on a virtual
+display with a window manager and a tray.
 """
 
 import argparse
@@ -28,7 +28,7 @@ from display import start_display
 MESSAGES = 200_000
 BACKLOG = 1_000_000
 LAMPS = 100
-SETTLED = 40  # seconds; a pool's thread without work ends after 30
+SETTLED = 40  # seconds; a QThreadPool ends its idle threads after 30
 IDLE = 120  # seconds; two scans at the default interval
 SMALL_STACK = 512 * 1024  # bytes; recursion over a backlog would not fit
 
@@ -113,12 +113,12 @@ class Bench:
             program.stop()
 
     def display(self):
-        """The environment of a program with a window."""
+        """Starts the virtual display; the environment for a program with a window."""
         if not self._desktop:
             logs, sockets, temporary = (self.folder / name for name in ("logs", "s", "tmp"))
             for folder in (logs, sockets, temporary):
                 folder.mkdir(mode=0o700)
-            # The guard against a second instance looks here: a gateway in real use is another.
+            # The guard finds a running instance in this folder: not the user's own gateway.
             self.environment.update(TMPDIR=str(temporary), XDG_RUNTIME_DIR=str(temporary))
             start_display(logs, sockets, self.environment, self._desktop)
         return self.environment
@@ -136,22 +136,22 @@ class Bench:
         return json.loads(output.splitlines()[-1])
 
     def watched(self, command, count, stdin=None, limits=None):
-        """Runs a publisher under an independent subscriber; what both tell, and the usage."""
+        """Runs a publisher and the subscriber; wall time, usage and the output of both."""
         subscriber = subprocess.Popen(self.command("subscribe", count), stdout=subprocess.PIPE,
                                       env=self.environment)
-        subscriber.stdout.readline()  # its subscription stands
+        subscriber.stdout.readline()  # "subscribed"
         start = time.monotonic()
         publisher = subprocess.Popen(command, env=self.environment, stdin=stdin,
                                      stdout=subprocess.PIPE, preexec_fn=limits)
         received = json.loads(subscriber.stdout.readline())
         wall = time.monotonic() - start
-        told = publisher.stdout.read()
+        output = publisher.stdout.read()
         _, status, usage = os.wait4(publisher.pid, 0)
         if status != 0 or subscriber.wait() != 0 or received["count"] != count:
             sys.exit(f"{command[0]} failed: status {status}, received {received}")
         if received["outOfOrder"]:
             sys.exit(f"{command[0]}: {received['outOfOrder']} messages out of order")
-        return wall, usage, received, told
+        return wall, usage, received, output
 
     def publish(self, rounds=3):
         lines = self.folder / "lines"
@@ -184,8 +184,8 @@ class Bench:
     def backlog(self):
         def small_stack():
             resource.setrlimit(resource.RLIMIT_STACK, (SMALL_STACK, SMALL_STACK))
-        _, _, _, told = self.watched(self.command("backlog", BACKLOG), BACKLOG, None, small_stack)
-        result = json.loads(told)
+        _, _, _, output = self.watched(self.command("backlog", BACKLOG), BACKLOG, None, small_stack)
+        result = json.loads(output)
         heading("backlog of pending messages", "drained s", "bytes each")
         row(f"{BACKLOG} of 200 bytes", f"{result['seconds']:.2f}", result["bytesEach"])
         print(f"all arrived, in order, on a stack of {SMALL_STACK // 1024} KB")
@@ -221,7 +221,7 @@ class Bench:
                 f"{result['longest'] * 1000:.1f}")
 
     def hidden(self, program):
-        """Starts a program in the tray; it, and the seconds until it says that it is ready."""
+        """Starts a program in the tray; returns it and the seconds until it prints "Ready"."""
         start = time.monotonic()
         process = subprocess.Popen(program, env=self.display(), stderr=subprocess.PIPE, text=True)
         for line in process.stderr:
@@ -238,7 +238,7 @@ class Bench:
 
     def start(self, rounds=7):
         seconds = []
-        self.gateway()[0].kill()  # the first finds nothing in the system's cache
+        self.gateway()[0].kill()  # fills the system's file cache
         for _ in range(rounds):
             process, ready = self.gateway()
             seconds.append(ready)
@@ -257,11 +257,11 @@ class Bench:
         heading("idle in the tray", "own MB", "resident MB", "wake-ups/min")
         for name, process in processes.items():
             own, resident = memory(process.pid)
-            # Of a thread that has ended since, nothing is known; there is none as a rule.
+            # Without threads that have ended since; usually there are none.
             woken = sum(count - before[name].get(thread, 0)
                         for thread, count in switches(process.pid).items()) * 60 / IDLE
             row(name, f"{own:.1f}", f"{resident:.1f}", f"{woken:.1f}")
-        for process in processes.values():  # not before: they share pages
+        for process in processes.values():  # only now: they share pages
             process.terminate()
             process.wait()
         print("own: not shared with another process; wake-ups: voluntary switches of all threads")
@@ -277,7 +277,7 @@ def memory(pid):
 
 
 def switches(pid):
-    """How often each thread of the process went to sleep by itself so far."""
+    """The number of voluntary context switches of each thread of the process."""
     counts = {}
     for status in pathlib.Path(f"/proc/{pid}/task").glob("*/status"):
         for line in status.read_text().splitlines():

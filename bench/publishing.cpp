@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int slice = 256; // messages handed over in one pass of the event loop
+constexpr int maxBatch = 256; // messages in one pass of the event loop
 
 bool useCredentials(const bench::Broker &broker)
 {
@@ -25,15 +25,14 @@ bool useCredentials(const bench::Broker &broker)
            CredentialStore().storeIssuedCredentials(cert.readAll(), key.readAll(), error);
 }
 
-// Resident memory of this process, bytes.
-qint64 resident()
+qint64 residentBytes()
 {
     QFile file("/proc/self/statm");
     return file.open(QIODevice::ReadOnly) ? file.readAll().split(' ').value(1).toLongLong() * 4096
                                           : 0;
 }
 
-// Quits when everything has left the process: nothing pending and nothing in the socket.
+// Ends the connection and the program when no message is pending.
 class Departure : public QObject
 {
 public:
@@ -41,10 +40,9 @@ public:
         : m_client(client)
     {
         connect(&m_timer, &QTimer::timeout, this, [this] {
-            // The socket belongs to the MQTT client, which has no parent.
             if (m_client.pendingCount() == 0) {
                 m_timer.stop();
-                m_client.stop(); // orderly: what the socket holds goes out first
+                m_client.stop(); // sends what the socket has buffered
                 QCoreApplication::quit();
             }
         });
@@ -58,8 +56,7 @@ private:
 
 } // namespace
 
-// A producer that heeds the backlog, as mosquitto_pub is slowed by its own writes: it goes on as
-// soon as nothing is pending.
+// Publishes only while nothing is pending, as mosquitto_pub waits for its own writes.
 int bench::publishLines(const Broker &broker)
 {
     std::ios::sync_with_stdio(false);
@@ -70,7 +67,7 @@ int bench::publishLines(const Broker &broker)
     std::string line;
     const auto produce = [&] {
         scheduled = false;
-        for (int i = 0; i < slice && client.pendingCount() == 0; ++i) {
+        for (int i = 0; i < maxBatch && client.pendingCount() == 0; ++i) {
             if (!std::getline(std::cin, line)) {
                 ended = true;
                 departure.begin();
@@ -101,11 +98,11 @@ int bench::drainBacklog(const Broker &broker, int count)
 {
     VelmorCloudClient client;
     Departure departure(client);
-    const qint64 before = resident();
+    const qint64 before = residentBytes();
     for (int i = 0; i < count; ++i) {
         client.publish("bench", QByteArray::number(i).leftJustified(200, ' '));
     }
-    const qint64 each = (resident() - before) / count;
+    const qint64 each = (residentBytes() - before) / count;
     QObject::connect(&client, &VelmorCloudClient::connectivityChanged, &client, [&](bool on) {
         if (on) {
             departure.begin();

@@ -4,8 +4,7 @@
 #include "settings/settingsstore.h"
 #include "things/qabstractthing.h"
 
-// Adoption of lamps that are all known to the pool and registered, and a second scan that finds
-// nothing new.
+// The first scan for lamps that the pool knows as registered, and a second scan without new ones.
 int bench::scan(int devices)
 {
     {

@@ -9,7 +9,7 @@ QJsonObject feed(const QByteArray &text, qint64 total)
 {
     EventStreamParser parser;
     EventStreamParser::Limits limits;
-    limits.line = limits.event = 64 * 1024 * 1024; // the load is the length of a line
+    limits.line = limits.event = 64 * 1024 * 1024; // parseLine() feeds one long line
     parser.setLimits(limits);
     EventStreamParser::Event event;
     qint64 events = 0;
@@ -29,7 +29,7 @@ QJsonObject feed(const QByteArray &text, qint64 total)
 
 int bench::parseStream(int megabytes)
 {
-    // A piece of the stream whose length is a multiple of the chunk.
+    // Repeated, so its length is a multiple of the chunk.
     QByteArray text;
     while (text.size() < 1024 * chunk) {
         text +=

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <ctime>
 
-// Counts what a broker delivers and looks at its order, by a client library that has nothing in
-// common with the gateway's. Payloads begin with a number: their place, or, in a JSON object
-// {"t":…}, the monotonic time in nanoseconds at which they were made.
+// Counts the delivered messages and checks their order, with another client library than the
+// gateway's. A payload begins with its sequence number, or is a JSON object {"t":…} with the
+// monotonic time in nanoseconds at which it was made.
 
 namespace {
 

@@ -1,5 +1,5 @@
-// The benchmark program for what needs a display: the table of states under load, and the
-// smallest program in the tray that the gateway's memory is compared with.
+// The benchmarks that need a display: the table of states under load, and a minimal program in the
+// tray, to compare the gateway's memory with.
 
 #include "runner/metatypes.h"
 #include "things/thingstate.h"
@@ -42,8 +42,8 @@ ThingState record(int row, int brightness)
     return thing;
 }
 
-// Speaks from a thread of its own, as the runner does, until told to stop.
-void speak(StatePage &page, std::atomic<int> &received, const std::atomic<bool> &stop)
+// Sends updates from another thread, as the runner does.
+void sendUpdates(StatePage &page, std::atomic<int> &received, const std::atomic<bool> &stop)
 {
     QElapsedTimer clock;
     clock.start();
@@ -83,9 +83,9 @@ int fillTable()
 
     std::atomic<int> received = 0;
     std::atomic<bool> stop = false;
-    std::thread source([&] { speak(page, received, stop); });
+    std::thread source([&] { sendUpdates(page, received, stop); });
 
-    // The loop comes round at least every 2 ms unless something holds it up.
+    // A gap of more than 2 ms means that something blocked the event loop.
     QTimer beat;
     QElapsedTimer sinceBeat;
     qint64 longest = 0; // nanoseconds
@@ -117,7 +117,6 @@ int fillTable()
     return 0;
 }
 
-// A hidden window and an icon in the tray, and nothing else.
 int idle()
 {
     QApplication::setQuitOnLastWindowClosed(false);

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds the Russian texts against those of the sources: all there, finished, of the same shape."""
+"""Checks that the Russian catalogue is complete and fits the texts of the sources."""
 
 import collections
 import os
@@ -11,7 +11,7 @@ import sys
 import tempfile
 import xml.etree.ElementTree as xml
 
-# Contexts whose texts are on the screen together, beyond a page's own.
+# A context and the other one whose texts are on the screen at the same time.
 TOGETHER = {"RegistrationWizard": "CloudPage"}
 
 
@@ -23,7 +23,7 @@ def messages(file):
 
 
 def shape(text):
-    """What a translation must have in common with its source."""
+    """The parts of a text that its translation must have too."""
     text = text.replace("...", "…")
     return (sorted(re.findall(r"%(?:L?\d+|n)", text)), sorted(re.findall(r"<[^>]*>", text)),
             text.startswith(" "), text.endswith(" "), text[-1:] if text[-1:] in ":…" else "",
@@ -35,7 +35,7 @@ def keys(text):
 
 
 def faults(committed, current):
-    """One line for each; `current` is the same catalogue brought up to date."""
+    """One line for each; `current` is the committed catalogue after lupdate."""
     for message in current.keys() - committed.keys():
         yield f"not in the catalogue: {message}"
     for message in committed.keys() - current.keys():

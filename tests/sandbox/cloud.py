@@ -1,4 +1,4 @@
-"""A running sandbox and a gateway of its own making, for the tests beside this file."""
+"""The sandbox program and a simulated gateway, for the tests beside this file."""
 
 import base64
 import http.client
@@ -10,7 +10,7 @@ import tempfile
 import urllib.parse
 import zlib
 
-PATIENCE = 60  # seconds, only ever used up by a failure
+TIMEOUT = 60  # seconds; only a failure takes so long
 
 
 def encoded(document):
@@ -23,7 +23,7 @@ def new_gateway(alias="Home", siblings=()):
 
 
 class Sandbox:
-    """The program on ports of its own, until the test ends; `info` is None if it did not start."""
+    """The program on free ports, until the test ends; `info` is None if it did not start."""
 
     def __init__(self, test, folder=None):
         self.root = tempfile.TemporaryDirectory(prefix="kvg-sandbox-", ignore_cleanup_errors=True)
@@ -39,12 +39,12 @@ class Sandbox:
         self.address = self.info and urllib.parse.urlsplit(self.info["portal"]).netloc
 
     def close(self):
-        self.process.communicate(timeout=PATIENCE)
+        self.process.communicate(timeout=TIMEOUT)
         self.root.cleanup()
         assert (self.process.returncode == 0) == self.ends_well, self.process.returncode
 
     def open(self, method, path, body=None, headers=None):
-        connection = http.client.HTTPConnection(self.address, timeout=PATIENCE)
+        connection = http.client.HTTPConnection(self.address, timeout=TIMEOUT)
         connection.request(method, path, None if body is None else json.dumps(body),
                            {"Content-Type": "application/json", "Connection": "close",
                             **(headers or {})})
@@ -64,7 +64,7 @@ class Sandbox:
 
 
 class Stream:
-    """An event stream, parsed as strictly as the gateway does: CRLF line ends only."""
+    """An event stream; accepts CRLF line ends only, as the gateway does."""
 
     def __init__(self, sandbox, path):
         self.response = sandbox.open("GET", path, None, {"Accept-Encoding": "gzip, deflate"})
@@ -88,7 +88,7 @@ def registering(sandbox, document):
 
 
 class Gateway:
-    """A gateway that registered with the sandbox, talking MQTT by mosquitto's own clients."""
+    """A registered gateway that uses mosquitto's command line clients."""
 
     def __init__(self, sandbox, document, enter=None):
         stream = registering(sandbox, document)
@@ -103,20 +103,20 @@ class Gateway:
                      "--cafile", sandbox.info["ca"], "--cert", pem, "--key", pem]
 
     def publish(self, thing, state):
-        """Whether the broker took it."""
+        """True if the broker accepted it."""
         text = state if isinstance(state, str) else json.dumps(state)
         command = ["mosquitto_pub", *self.link, "-t", f"things/{thing}/state", "-s"]
         return subprocess.run(command, input=text.encode(), check=False,
-                              timeout=PATIENCE).returncode == 0
+                              timeout=TIMEOUT).returncode == 0
 
     def listen(self, test):
-        """Connects under the gateway's id until the test ends; for next(): the updates."""
+        """Connects with the gateway's id until the test ends; returns an iterator of updates."""
         listener = subprocess.Popen(
             ["stdbuf", "-oL", "mosquitto_sub", *self.link, "-d", "-i", self.id, "-W", "250",
              "-F", "UPDATE %t %p", "-t", "things/+/update"], stdout=subprocess.PIPE, text=True)
         test.addCleanup(listener.communicate)
         test.addCleanup(listener.terminate)
         lines = listener.stdout
-        assert any(line.startswith("Subscribed") for line in lines), "the broker lets it in"
+        assert any(line.startswith("Subscribed") for line in lines), "the subscription failed"
         updates = (line.split(" ", 2) for line in lines if line.startswith("UPDATE "))
         return ((topic, json.loads(payload)) for _, topic, payload in updates)

@@ -8,7 +8,7 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
-from cloud import PATIENCE, Gateway, Sandbox, new_gateway
+from cloud import TIMEOUT, Gateway, Sandbox, new_gateway
 
 HOSTILE = "<img src=x onerror=\"alert(1)\">"
 
@@ -23,7 +23,7 @@ class PortalTest(unittest.TestCase):
         options.binary_location = "/usr/bin/chromium"
         cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
         cls.addClassCleanup(cls.browser.quit)
-        cls.browser.implicitly_wait(PATIENCE)
+        cls.browser.implicitly_wait(TIMEOUT)
 
     def setUp(self):
         self.sandbox = Sandbox(self)
@@ -55,7 +55,7 @@ class PortalTest(unittest.TestCase):
         switch = self.find(".//button[@aria-checked='false'][not(@hidden)]", lamp)
         switch.send_keys(" ")  # by keyboard, as by mouse
         self.assertEqual(next(updates), (f"things/{gateway.things[0]}/update", {"on": True}))
-        # The page shows what the device says, not what was wished.
+        # The page shows the state of the device, not what the user asked for.
         self.assertEqual(switch.get_attribute("aria-checked"), "false")
         gateway.publish(gateway.things[0], {"on": True, "brightness": 80})
         self.find(".//button[@aria-checked='true']", lamp)
@@ -64,14 +64,14 @@ class PortalTest(unittest.TestCase):
         text = self.find(".//textarea", lamp)
         text.clear()
         text.send_keys('{"brightness": 5}')
-        # News of other things leave what is being typed alone.
+        # Changes of other things keep the text that is being typed.
         more = self.register("Second", [("lamp_1_B", "Cellar")])
         self.find(f"//*[@data-id='{more.things[0]}']")
         self.assertEqual(text.get_property("value"), '{"brightness": 5}')
         self.find(".//button[.='Send']", lamp).click()
         self.assertEqual(next(updates)[1], {"brightness": 5})
 
-    def test_text_of_devices_stays_text(self):
+    def test_markup_of_devices_is_shown_as_text(self):
         gateway = self.register(HOSTILE, [("lamp_1_" + HOSTILE, HOSTILE)])
         card = self.find("//*[starts-with(@data-id, 'lamp_1_')]")
         gateway.publish(gateway.things[0], {HOSTILE: HOSTILE, "on": HOSTILE, "__proto__": {"x": 1},

@@ -10,11 +10,11 @@ import sys
 import time
 import unittest
 
-from cloud import PATIENCE, Gateway, Sandbox, Stream, encoded, new_gateway, registering
+from cloud import TIMEOUT, Gateway, Sandbox, Stream, encoded, new_gateway, registering
 
 
 def eventually(test, condition):
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + TIMEOUT
     while not condition():
         test.assertLess(time.monotonic(), deadline, "it never became true")
         time.sleep(0.02)
@@ -24,7 +24,7 @@ class SandboxTest(unittest.TestCase):
     def setUp(self):
         self.sandbox = Sandbox(self)
 
-    def test_a_document_not_as_agreed_is_refused(self):
+    def test_invalid_documents_are_rejected(self):
         lamp = ["lamp_1_A", "Lamp"]
         siblings = ([lamp, lamp], [["lamp_1_#", "x"]], [["lamp_1_" + "9" * 200, "x"]],
                     [[f"lamp_1_{i}", "x"] for i in range(20001)])
@@ -46,7 +46,7 @@ class SandboxTest(unittest.TestCase):
         self.assertEqual(events.event()[0], "fleet")
         gateway.publish(gateway.things[1], {"on": True, "level": 7})
         self.assertEqual(events.event()[1]["state"], {"on": True, "level": 7})
-        # Hall has forgotten its registration: it comes again, in the place of the old one.
+        # Hall registers again and replaces its old registration.
         more = [["lamp_1_A", "Hall 2"], ["host_1_x", "PC"]]
         stream = registering(self.sandbox, {"app": gateway.id, "sib": more})
         code = stream.event()[1]["code"]
@@ -57,7 +57,7 @@ class SandboxTest(unittest.TestCase):
         self.assertEqual([t["alias"] for t in known["things"]], ["Küche <b>", "Hall 2", "PC"])
         self.assertEqual(known["things"][0]["state"]["level"], 7)
 
-    def test_states_and_updates_that_are_not_objects_of_known_things_are_dropped(self):
+    def test_invalid_states_and_updates_are_dropped(self):
         gateway = Gateway(self.sandbox, new_gateway("Strange", [("lamp_1_S", "S")]))
         lamp = gateway.things[0]
         for state in ("no json", "[1]", "[" * 5000, json.dumps({"x": "y" * 300000})):
@@ -72,7 +72,7 @@ class SandboxTest(unittest.TestCase):
             body = {"id": thing, "update": update}
             self.assertEqual(self.sandbox.status("POST", "/api/update", body), status, str(thing))
 
-    def test_codes_are_good_only_while_the_gateway_waits(self):
+    def test_codes_are_valid_only_while_the_gateway_waits(self):
         left = registering(self.sandbox, new_gateway())
         code = left.event()[1]["code"]
         left.response.close()
@@ -81,7 +81,7 @@ class SandboxTest(unittest.TestCase):
         for code in ("12345", "12345a", "１２３４５６", 123456, None):
             self.assertEqual(self.sandbox.enter(code), 400, code)
 
-    def test_requests_of_other_sites_and_without_bounds_are_refused(self):
+    def test_requests_of_other_sites_or_of_unknown_length_are_rejected(self):
         own = self.sandbox.address
         for method, path, headers, status in (
                 ("GET", "/api/things", {"Host": own.replace("127.0.0.1", "evil.example")}, 403),
@@ -94,33 +94,33 @@ class SandboxTest(unittest.TestCase):
             body = {"code": "000000"} if method == "POST" else None
             self.assertEqual(self.sandbox.status(method, path, body, headers), status, headers)
 
-    def test_raw_rubbish_does_no_harm(self):
+    def test_overlong_requests_do_not_stop_the_server(self):
         for data in (b"GET /" + b"a" * (2 << 20), b"GET / HTTP/1.1\r\n" + b"X: y\r\n" * 400000):
-            with socket.create_connection(self.sandbox.address.split(":"), PATIENCE) as client:
-                with contextlib.suppress(ConnectionError):  # it may hang up on us
+            with socket.create_connection(self.sandbox.address.split(":"), TIMEOUT) as client:
+                with contextlib.suppress(ConnectionError):  # it may close the connection
                     client.sendall(data)
         self.assertEqual(self.sandbox.status("GET", "/things"), 200)
 
-    def test_the_broker_wants_a_certificate_of_the_authority(self):
+    def test_the_broker_requires_a_certificate_of_the_authority(self):
         without = subprocess.run(
             ["mosquitto_pub", "-h", "localhost", "-p", str(self.sandbox.info["broker"]["port"]),
              "--cafile", self.sandbox.info["ca"], "-t", "things/x/state", "-m", "{}"],
-            capture_output=True, timeout=PATIENCE, check=False)
+            capture_output=True, timeout=TIMEOUT, check=False)
         self.assertNotEqual(without.returncode, 0)
         for path in ("broker.key", "watch.key", "state.json", "."):
             mode = os.stat(os.path.join(self.sandbox.folder, path)).st_mode & 0o077
             self.assertEqual(mode, 0, path)
 
-    def test_gateways_outlive_sandbox_and_broker(self):
+    def test_gateways_stay_registered_when_sandbox_or_broker_restarts(self):
         first = self.sandbox
         gateway = Gateway(first, new_gateway("Home", [("lamp_1_A", "Hall")]))
         self.assertIn("Another sandbox", Sandbox(self, first.folder).log.read_text())
         for end, code in ((signal.SIGKILL, -signal.SIGKILL), (signal.SIGTERM, 0)):
             self.sandbox.process.send_signal(end)
             self.sandbox.ends_well = code == 0
-            self.assertEqual(self.sandbox.process.wait(PATIENCE), code)
+            self.assertEqual(self.sandbox.process.wait(TIMEOUT), code)
             self.sandbox = Sandbox(self, first.folder)
-            # The port would be taken, had the broker outlived the sandbox.
+            # The same port: the old broker ended with the sandbox.
             self.assertEqual(self.sandbox.info["broker"], first.info["broker"])
             self.assertEqual([g["id"] for g in self.sandbox.things()], [gateway.id])
         pid = self.sandbox.process.pid
@@ -128,7 +128,7 @@ class SandboxTest(unittest.TestCase):
             os.kill(int(children.read().split()[0]), signal.SIGKILL)
 
         eventually(self, lambda: self.sandbox.log.read_text().count("The broker listens") == 2)
-        # By its old certificate, as soon as the sandbox itself is connected again.
+        # With its old certificate, once the sandbox's own client has reconnected.
         eventually(self, lambda: gateway.publish(gateway.things[0], {"on": True})
                    and self.sandbox.things()[0]["things"][0]["state"])
 

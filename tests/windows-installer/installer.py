@@ -1,4 +1,4 @@
-"""Installs, upgrades and removes the program under Wine, and starts it out of the zip."""
+"""Installs, upgrades and removes the program under Wine, and starts it from the zip."""
 
 import contextlib
 import pathlib
@@ -70,15 +70,15 @@ class Computer:
                               stderr=subprocess.DEVNULL).returncode
 
     def install(self, setup, folder):
-        """Split at its spaces: Wine puts an argument with a space into quotes, which NSIS does not
-        take here."""
+        """Splits the folder at its spaces: Wine would quote it, and NSIS does not accept /D=
+        in quotes."""
         return self.run(setup, "/S", *f"/D={self.windows(folder)}".split(" "))
 
     def windows(self, path):
         return "C:\\" + str(path.relative_to(self.drive)).replace("/", "\\")
 
     def registry(self, key):
-        """Exported, as what is printed knows no Cyrillic letters."""
+        """The string values, by an export: the output of "reg query" has no Cyrillic letters."""
         file = self.drive / "key.reg"
         file.unlink(missing_ok=True)
         self.run("reg", "export", key, "C:\\key.reg", "/y")
@@ -91,12 +91,12 @@ class Computer:
         expect(self.run("reg", "add", key, "/v", name, "/d", value, "/f") == 0, f"reg add {name}")
 
     def starts(self):
-        """How often the program came up so far."""
+        """How often the program has started so far."""
         file = self.home / "AppData/Roaming/Corvalt/KVG-Gate/logs/kvg-gate.log"
         return file.read_text("utf-8").count("kvg.ui Ready") if file.exists() else 0
 
     def uninstall(self, folder):
-        """It goes on as a copy of itself, whose end shows by what is gone."""
+        """Waits for the result: the uninstaller continues in a copy of itself."""
         self.run(str(folder / "Uninstall.exe"), "/S")
         wait_for(lambda: not (folder / "Uninstall.exe").exists(), "the uninstaller")
         wait_for(lambda: not self.registry(ENTRY), "the entry to be removed")
@@ -148,7 +148,7 @@ def check_removal(computer):
 
 
 def check_portable(computer, setup, archive):
-    """Out of the zip, then installed over itself, then removed, in a folder with a long name."""
+    """Starts the program from the zip and installs over it, in a folder with Cyrillic letters."""
     archive.extractall(computer.drive / "Мои программы")
     folder, = (computer.drive / "Мои программы").iterdir()
     with computer.started(str(folder / PROGRAM)) as program:
@@ -161,7 +161,7 @@ def check_portable(computer, setup, archive):
 
 
 def check_refusals(computer, setup, shipped, standin):
-    """Each leaves everything as it was, the installation elsewhere too."""
+    """Installations that fail change nothing, here or in the other installation."""
     plugin = next(name for name in shipped if name.startswith("plugins/"))
     folder = computer.drive / "held"
     (folder / "plugins").mkdir(parents=True)
@@ -180,7 +180,7 @@ def check_refusals(computer, setup, shipped, standin):
             expect(process.poll() is None, "the stand-in was killed")
         expect((contents(folder), computer.registry(ENTRY)) == before,
                f"an installation that ended with {code} changed something")
-    # Where not even root can write.
+    # Not even root can write there.
     expect(computer.run(setup, "/S", r"/D=Z:\proc\kvg") == FAILED, "setup fails, yet ends well")
     expect(computer.registry(ENTRY) == before[1], "a failed installation is registered")
 
@@ -193,7 +193,7 @@ def main():
             wine.profile(template) as prefix:
         shipped = {name.partition("/")[2]: archive.read(name) for name in archive.namelist()}
         computer = Computer(prefix, screen)
-        # Otherwise each window that goes waits seconds for a window manager, which is not there.
+        # Otherwise each window that closes waits seconds for a window manager.
         computer.store(r"HKCU\Software\Wine\X11 Driver", "Managed", "N")
         check_new(computer, str(setup), shipped)
         check_upgrade(computer, str(setup), shipped)

@@ -1,5 +1,5 @@
-// Stands in for a program that does not end when it is asked to, or for one that reads the file
-// that is named. Says when it is so far.
+// Stands in for a program that does not end when asked to, or holds the file open that its argument
+// names. Prints "ready" then.
 #include <chrono>
 #include <cstdio>
 #include <fstream>

@@ -1,4 +1,4 @@
-"""The sandbox cloud, and what the user does in its portal."""
+"""Starts the sandbox cloud, and plays the user in its portal."""
 
 import json
 import queue
@@ -11,7 +11,7 @@ from programs import JourneyError, Program
 
 
 def start_sandbox(build, authority, work, programs):
-    """The addresses of the cloud, which keeps its data in the working folder."""
+    """Returns the addresses of the cloud, which keeps its data in the working folder."""
     programs.append(Program(
         "sandbox", [build / "bin" / "kvg-sandbox", "--authority", authority,
                     "--dir", work / "cloud"], work / "sandbox.log", output=subprocess.PIPE))
@@ -20,7 +20,7 @@ def start_sandbox(build, authority, work, programs):
 
 
 class Portal:
-    """What the user does in the web portal, and what the broker delivered to it."""
+    """The web portal: posts what the user enters, and collects the states that it shows."""
 
     def __init__(self, address):
         self.address = address
@@ -39,7 +39,7 @@ class Portal:
                 elif name == "data" and kind == "thing":
                     self.states.put(json.loads(value))
         except OSError:
-            pass  # the sandbox ended; whoever waits will say so
+            pass  # the sandbox ended: wait_for_states() fails
 
     def post(self, path, body):
         request = urllib.request.Request(
@@ -49,13 +49,13 @@ class Portal:
             return json.load(answer)
 
     def things(self):
-        """The identifiers of the registered things, by their names; the gateways are not asked."""
+        """The ids of the registered things by their names, without the gateways."""
         with urllib.request.urlopen(f"{self.base}/api/things", timeout=10) as answer:
             return {thing["alias"]: thing["id"] for gateway in json.load(answer)["gateways"]
                     for thing in gateway["things"]}
 
     def arriving(self, seconds):
-        """The things whose states arrive, for that long."""
+        """Yields the things whose states arrive within that time."""
         deadline = time.monotonic() + seconds
         while (left := deadline - time.monotonic()) > 0:
             try:
@@ -66,7 +66,7 @@ class Portal:
                 yield thing
 
     def wait_for_states(self, seconds=20):
-        """A state of every thing that arrives from now on."""
+        """Waits until a new state of every thing has arrived."""
         while not self.states.empty():
             self.states.get()
         missing = set(self.things().values())

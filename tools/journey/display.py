@@ -7,7 +7,7 @@ import time
 from programs import JourneyError, Program
 
 SIZE = "1024x768"
-# Of all services of the desktop only the accessibility bus may start itself here.
+# The only desktop service that the bus may start.
 BUS_SERVICE = "/usr/share/dbus-1/services/org.a11y.Bus.service"
 BUS_CONFIG = """<busconfig>
   <type>session</type>
@@ -24,9 +24,9 @@ BUS_CONFIG = """<busconfig>
 
 
 def start_display(logs, sockets, environment, programs):
-    """Appends what it starts to the programs, and its addresses to the environment.
+    """Adds the programs that it starts to `programs`, and their addresses to `environment`.
 
-    `sockets` is an empty folder with a short path: names of sockets have 107 bytes.
+    `sockets` is an empty folder with a short path: the path of a socket has at most 107 bytes.
     """
     def start(name, *command, output=None):
         programs.append(Program(name, command, logs / f"{name}.log", environment, output))
@@ -46,7 +46,7 @@ def start_display(logs, sockets, environment, programs):
     environment["DBUS_SESSION_BUS_ADDRESS"] = bus.first_line()
 
     start("manager", "openbox")
-    # Of a width that stays, for one icon: Wine clips its icons to the width that it met first.
+    # Of a fixed width, for one icon: Wine clips its icon to the width that it finds first.
     start("tray", "trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel",
           "--width", 24, "--height", 28, "--SetPartialStrut", "true")
     deadline = time.monotonic() + 20

@@ -1,10 +1,10 @@
-"""The gateway beside the sandbox cloud, on a profile of its own under the build folder: that of the
-build, or under Wine that of a build for Windows.
+"""Runs the gateway and the sandbox cloud, in a profile of their own under the build folder.
 
-With a display, the window is there to be used, and this ends when the user leaves it. Without one,
-a tour on a virtual display does what a new user would do, prints each step, saves a picture of each
-and of every page, and stops everything. Exit status: 0 when every step worked, 1 with the reason
-when one did not, 128 + signal when it was told to stop.
+With --windows, the gateway is that of a build for Windows, under Wine. With a display, the user can
+use the window, and this script ends with the gateway. Without one, it plays the tour on a virtual
+display: it does what a new user does, prints each step, and saves a picture of each and of every
+page. Exit status: 0 when every step worked, 1 with the reason when one failed, 128 + signal when a
+signal stopped it.
 """
 
 import argparse
@@ -26,16 +26,16 @@ from systems import FOLDERS, Linux, Windows, wine
 from tour import Tour
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
-# What would let the tour reach the desktop that it was started from, or look otherwise there.
+# Variables that connect the tour with the user's desktop, or change how the gateway looks.
 FOREIGN = ("DBUS_", "AT_SPI_", "DESKTOP_", "GTK_", "KDE_", "LANG", "LC_", "QT_", "WAYLAND_", "XDG_")
 
 
 class Stopped(Exception):
-    """A signal asked for the end."""
+    """A signal asked this process to end."""
 
 
 def use_profile(environment, profile, sockets):
-    # A second start finds the first by the folder of its socket: not the user's own gateway.
+    # The guard finds a running instance in this folder: not the user's own gateway.
     environment["TMPDIR"] = str(sockets)
     environment.setdefault("XAUTHORITY", os.path.expanduser("~/.Xauthority"))
     for variable, folder in FOLDERS.items():
@@ -44,7 +44,7 @@ def use_profile(environment, profile, sockets):
 
 
 def write_browser(work, environment, command):
-    """What opens an address for the gateway: xdg-open in front of the others."""
+    """Makes the xdg-open by which the gateway opens an address."""
     folder = work / "bin"
     folder.mkdir()
     (folder / "xdg-open").write_text(f"#!/bin/sh\n{command}\n")
@@ -54,7 +54,7 @@ def write_browser(work, environment, command):
 
 @contextlib.contextmanager
 def own_folder(work):
-    """Empties the working folder and holds it against a second journey."""
+    """Empties the working folder and locks it."""
     mark = work / ".journey"
     if work.exists() and any(work.iterdir()) and not mark.exists():
         raise JourneyError(f"{work} is not empty and not the folder of an earlier journey")
@@ -63,7 +63,7 @@ def own_folder(work):
         try:
             fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except OSError:
-            raise JourneyError(f"another journey is under way in {work}") from None
+            raise JourneyError(f"another journey is running in {work}") from None
         for entry in work.iterdir():
             if entry != mark:
                 shutil.rmtree(entry) if entry.is_dir() else entry.unlink()
@@ -71,14 +71,14 @@ def own_folder(work):
 
 
 def keep_log(log, work):
-    """Before the profile goes."""
+    """Called before the Windows profile is deleted."""
     if log.exists():
         shutil.copy(log, work)
 
 
 def hand_over(gateway, portal):
     say("portal", portal)
-    say("gateway", "its window is yours; leave it by Exit in the tray")
+    say("gateway", "use its window; Exit in the menu of the tray ends it")
     status = gateway.wait()
     if status != 0:
         raise JourneyError(f"the gateway ended with {status}\n{gateway.tail()}")

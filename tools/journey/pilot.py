@@ -1,4 +1,4 @@
-"""What the gateway shows, as the pilot inside of it tells (pilot/pilot.h)."""
+"""Reads the gateway's widgets through the pilot in its process (pilot/pilot.h)."""
 
 import json
 import socket
@@ -7,7 +7,7 @@ import types
 
 from screen import Vanished
 
-# The roles as the toolkit names them, in the words of assistive technology.
+# Qt's names of the roles to those of AT-SPI.
 ROLES = {"AlertMessage": "alert", "Application": "application", "Button": "push button",
          "Cell": "table cell", "CheckBox": "check box", "ComboBox": "combo box",
          "Dialog": "dialog", "EditableText": "text", "Graphic": "image", "ListItem": "list item",
@@ -16,7 +16,7 @@ ROLES = {"AlertMessage": "alert", "Application": "application", "Button": "push 
 
 
 class Widget:
-    """One as it was when the pilot told."""
+    """A widget as it was when the pilot described it."""
 
     def __init__(self, tree, told, top=None):
         self.tree = tree
@@ -54,7 +54,7 @@ class Widget:
 
 
 class Tree:
-    """Listens for the pilots; of these, the last to come is asked."""
+    """Listens for pilots and asks the one that connected last."""
 
     ahead = 0.1  # seconds
 
@@ -71,7 +71,7 @@ class Tree:
             self.pilot = connection.makefile("rw", encoding="utf-8")
 
     def application(self, _pid=None):
-        """Its windows are its children; None while the program does not tell."""
+        """Its children are its windows; None while no pilot answers."""
         if not self.pilot:
             return None
         try:

@@ -1,11 +1,11 @@
-"""Child processes that end when this one does, however it ends."""
+"""Child processes that end with this one, even when it is killed."""
 
 import pathlib
 import subprocess
 
 
 class JourneyError(Exception):
-    """A step that did not work; the text is the reason."""
+    """A step failed; the text is the reason."""
 
 
 def say(step, text):
@@ -13,24 +13,24 @@ def say(step, text):
 
 
 class Program:
-    """A child process whose errors, and output unless it is wanted, go to a file."""
+    """A child process; its errors, and its output unless `output` is given, go to a file."""
 
     def __init__(self, name, command, log, environment=None, output=None):
         self.name = name
         self.log = pathlib.Path(log)
         with open(log, "ab") as log_file:
-            # The kernel ends the child if this process is killed outright.
+            # The kernel ends the child when this process is killed.
             self.process = subprocess.Popen(
                 ["setpriv", "--pdeathsig", "TERM", "--", *map(str, command)], env=environment,
                 stdin=subprocess.DEVNULL, stdout=output or log_file, stderr=log_file,
-                start_new_session=True)  # Ctrl+C is for this process, which ends them in order
+                start_new_session=True)  # Ctrl+C reaches only this process, which ends the others
 
     @property
     def running(self):
         return self.process.poll() is None
 
     def first_line(self):
-        """What a program started with `output=PIPE` says when it is ready."""
+        """The line by which a program, started with `output=PIPE`, says that it is ready."""
         line = self.process.stdout.readline().decode().strip()
         if not line:
             raise JourneyError(f"{self.name} did not start\n{self.tail()}")
@@ -40,14 +40,14 @@ class Program:
         return "\n".join(self.log.read_text(errors="replace").splitlines()[-count:])
 
     def wait(self, seconds=None):
-        """The exit status; without a limit, until the user ends it."""
+        """Returns the exit status."""
         try:
             return self.process.wait(seconds)
         except subprocess.TimeoutExpired:
             raise JourneyError(f"{self.name} did not end within {seconds} s") from None
 
     def stop(self):
-        """Orderly if possible; the exit status."""
+        """Terminates the program, or kills it after ten seconds; returns the exit status."""
         self.process.terminate()
         try:
             return self.process.wait(10)

@@ -1,4 +1,4 @@
-"""The eyes and hands of a user: finds widgets by role and name, clicks, types, takes pictures."""
+"""Plays a user: finds widgets by role and name, clicks, types, takes pictures."""
 
 import subprocess
 import time
@@ -11,23 +11,23 @@ FIELD = ("text", "spin button", "combo box")
 
 
 def plain(text):
-    """Without what marks a key, a field or a question that follows."""
+    """Without the marks of mnemonics, fields and dialogs: &, colon, ellipsis."""
     return (text or "").replace("&", "").strip(" :…")
 
 
 class Vanished(Exception):
-    """A widget that was looked at is no more."""
+    """The widget no longer exists."""
 
 
 def shown(widget):
-    """The widget and all below it that can be seen."""
+    """The widget and all visible widgets below it."""
     yield widget
     for child in widget.children:
         yield from shown(child)
 
 
 def wait_for(what, look, seconds=15):
-    """The first true answer of `look`; what vanishes under its eyes is looked for again."""
+    """The first true result of `look`, which is called again when a widget has vanished."""
     deadline = time.monotonic() + seconds
     while True:
         reason = None
@@ -35,7 +35,7 @@ def wait_for(what, look, seconds=15):
             answer = look()
             if answer:
                 return answer
-        except (Vanished, AttributeError, TypeError) as error:  # it is None then, or its bus is
+        except (Vanished, AttributeError, TypeError) as error:  # a widget or its bus is None
             reason = error
         if time.monotonic() > deadline:
             raise JourneyError(f"no {what} within {seconds} s" +
@@ -46,10 +46,10 @@ def wait_for(what, look, seconds=15):
 class Screen:
     """The programs of one display; needs its addresses in this process's environment.
 
-    `tree` is what knows their widgets. Each has a role, a name, the names of its labels, states,
-    a box on the screen, the window that it is in (`top`), the children that can be seen and, as a
-    table, a size and cells; `again()` gives it as it is now. It may be a little ahead of the
-    pixels.
+    `tree` reads their widgets (atspi.py, pilot.py). A widget has a role, a name, the names of its
+    labels, states, a box on the screen, its window (`top`), its visible children and, if it is a
+    table, a size and cells; `again()` reads it anew. The tree may change up to `ahead` seconds
+    before the pixels do.
     """
 
     def __init__(self, tree, pictures):
@@ -57,18 +57,18 @@ class Screen:
         self.pictures = pictures
         self.taken = 0
         self.clicked = None  # where the last click was
-        self.pid = 0  # of the program that is looked at
-        self.words = {}  # English to the sets of words of another language
+        self.pid = 0  # of the gateway
+        self.words = {}  # English text to the set of its translations
 
-    # --- eyes
+    # --- reading
 
     def application(self):
         return self.tree.application(self.pid)
 
     def look(self, roles, name=""):
-        """The widget of that name that can be seen now, or None. No name: any."""
+        """The visible widget of that name, or None; without a name, the first of those roles."""
         for widget in shown(self.application()):
-            # Its label's name too: a combo box, for one, calls itself by its choice.
+            # Or the name of its label: a combo box, for instance, has its choice as its name.
             if widget.role in roles and (
                     not name or self.means(name, [widget.name, *widget.labels])):
                 return widget
@@ -78,7 +78,7 @@ class Screen:
         return wait_for(f"{roles[-1]} “{name}”", lambda: self.look(roles, name))
 
     def tops(self):
-        """Its windows that can be seen, without menus."""
+        """The visible windows, without menus."""
         return list(self.application().children)
 
     def top(self, title):
@@ -86,14 +86,14 @@ class Screen:
                     None)
 
     def means(self, name, found):
-        """Whether one of the found names is that English one, or a translation of it."""
+        """True if one of the found names is the English name or a translation of it."""
         return bool(self.words.get(plain(name), {plain(name)}) & set(map(plain, found)))
 
     def gone(self, roles, name):
         wait_for(f"end of “{name}”", lambda: not self.look(roles, name))
 
     def value(self, label):
-        """What the display beside that label shows."""
+        """The text of the widget beside that label."""
         return wait_for(f"value of “{label}”", lambda: next(
             (widget.name for widget in shown(self.application())
              if widget.role == "label" and self.means(label, widget.labels)), None))
@@ -103,7 +103,7 @@ class Screen:
                 if widget.role in roles]
 
     def rows(self, table):
-        """The texts of a table that can be seen, cell by cell."""
+        """The texts of a visible table, row by row."""
         grid = self.find(("table",), table)
         size = grid.size
         return [[grid.cell(row, column).name for column in range(size.columns)]
@@ -113,7 +113,7 @@ class Screen:
         return self.find(("table",), table).cell(row, column)
 
     def windows(self):
-        """Its windows that can be seen, with menus and the icon in the tray: number and size."""
+        """The visible windows, menus and the tray icon included: X11 id to size."""
         found = subprocess.run(
             ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.pid), "--name", "",
              "getwindowgeometry", "--shell", "%@"], check=False, capture_output=True, text=True)
@@ -122,12 +122,12 @@ class Screen:
                 for at in range(0, len(values) - 4, 6)}
 
     def named(self, number):
-        """What the window is called; nothing when it has just gone."""
+        """The window's title; empty if it no longer exists."""
         return subprocess.run(["xdotool", "getwindowname", number], check=False,
                               capture_output=True, text=True).stdout.strip()
 
     def window(self, widget):
-        """The window that the widget is or is in, and its number."""
+        """The widget's window and its X11 id."""
         top = widget.top
         box = top.box
         return top, wait_for(f"window of “{top.name}”", lambda: next(
@@ -138,7 +138,7 @@ class Screen:
         return subprocess.run(["xclip", "-selection", "clipboard", "-o"], check=False,
                               capture_output=True, text=True, timeout=10).stdout
 
-    # --- hands
+    # --- acting
 
     def xdotool(self, *arguments):
         return subprocess.run(["xdotool", *map(str, arguments)], check=True, capture_output=True,
@@ -153,13 +153,13 @@ class Screen:
             wait_for(f"“{title}” in front", in_front)
 
     def activate(self, widget):
-        """Brings its window to the front, where keys go."""
+        """Brings its window to the front, to receive keys."""
         top, number = self.window(widget)
         self.bring_forward(number, top.name)
         wait_for(f"“{top.name}” active", lambda: "active" in top.again().states)
 
     def activate_titled(self, title):
-        """The same for a window that may be the system's own, which no tree knows."""
+        """The same for a window that may be the system's and so missing in the tree."""
         self.bring_forward(wait_for(f"window “{title}”", lambda: next(
             (number for number in self.windows() if self.named(number) == title), None)), title)
 
@@ -188,14 +188,14 @@ class Screen:
         self.xdotool("type", "--delay", 15, text)
 
     def fill(self, name, text):
-        """Replaces what stands in the field of that name."""
+        """Replaces the text of the field of that name."""
         self.click(self.find(FIELD, name))
         self.key("ctrl+a")
         self.type(text)
         self.key("Tab")
 
     def choose_last(self, name):
-        """The last choice of that combo box."""
+        """Selects the last choice of that combo box."""
         self.click(self.find(FIELD, name))
         self.key("End", "Return")
 
@@ -203,7 +203,7 @@ class Screen:
         window = self.xdotool("search", "--class", "trayer").split()[-1]
         place = dict(line.split("=") for line in
                      self.xdotool("getwindowgeometry", "--shell", window).split())
-        # As slowly as a hand: a menu of Wine's that comes between two quick events goes again.
+        # Slowly: Wine closes a menu again that opens between two quick events.
         self.click_at(int(place["X"]) + int(place["WIDTH"]) // 2,
                       int(place["Y"]) + int(place["HEIGHT"]) // 2,
                       "sleep", 0.15, "mousedown", button, "sleep", 0.15, "mouseup", button)
@@ -211,7 +211,7 @@ class Screen:
     # --- pictures
 
     def picture(self, name, widget=None):
-        """Of the whole screen, or of the widget's window alone."""
+        """Saves a picture of the screen, or of the widget's window."""
         time.sleep(self.tree.ahead)
         self.taken += 1
         file = self.pictures / f"{self.taken:02}-{name.lower().replace(' ', '-')}.png"

@@ -1,4 +1,4 @@
-"""The gateway on Linux and on Windows: where it is, where it keeps things, what shows its widgets."""
+"""The gateway on Linux and on Windows: its program, its files, and how its widgets are read."""
 
 import configparser
 import pathlib
@@ -11,8 +11,8 @@ import wine  # pylint: disable=wrong-import-position
 
 FOLDERS = {"HOME": "home", "XDG_CONFIG_HOME": "config", "XDG_CONFIG_DIRS": "system",
            "XDG_DATA_HOME": "data", "XDG_CACHE_HOME": "cache"}
-# As an administrator would set it: the gateway speaks to the sandbox, and often. And letters are
-# smooth, as Windows has them.
+# The gateway uses the sandbox, and its devices change often. The registry also turns on the smooth
+# letters of Windows.
 INI = """[Web]
 RegEndpoint={register}
 Cloud={base}
@@ -46,9 +46,9 @@ def plugins(build):
 
 
 class Linux:
-    """As built, with the profile that the environment is made to name."""
+    """The built program; the environment names its profile."""
 
-    slice = 0.01  # seconds, of which its splash takes several
+    slice = 0.01  # seconds; the splash screen is shown for several of these
 
     def __init__(self, build, profile):
         self.command = [build / "bin" / "KVG-Gate"]
@@ -60,14 +60,14 @@ class Linux:
         self.config = profile / "config"
 
     def set_up(self, cloud, environment, watched):
-        """What comes before the first start, once the display is there."""
+        """Call it after the display has started and before the gateway does."""
         (self.config / "Corvalt").mkdir()
         (self.config / "Corvalt" / "KVG-Gate.conf").write_text(INI.format(**cloud))
         if watched:
             environment.update(QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
 
     def tree(self):
-        # Only now: it needs the display's addresses, and packages that a display makes needless.
+        # Here, because it needs the display's addresses, and packages that only the tour needs.
         import atspi  # pylint: disable=import-outside-toplevel
         return atspi.Tree()
 
@@ -77,16 +77,16 @@ class Linux:
         return found.get(group, key, fallback=None)
 
     def stored(self, group, key):
-        """The text of a setting, or None."""
+        """The stored text of a setting, or None."""
         return self._read("Corvalt/KVG-Gate.conf", group, key)
 
     def autostart(self):
-        """The command of the entry, or None."""
+        """The command of the autostart entry, or None."""
         return self._read("autostart/NimbraCloudGate.desktop", "Desktop Entry", "Exec")
 
 
 class Windows:
-    """As installed, under Wine, in a Windows user profile that nobody else uses."""
+    """The program as installed, under Wine, in a Windows profile of its own."""
 
     slice = 0.05
     PLACE = pathlib.PureWindowsPath("C:/Program Files/KVG-Gate")
@@ -111,7 +111,7 @@ class Windows:
         shutil.copytree(self.build / "bin", program, ignore=shutil.ignore_patterns("tests"))
         environment.update((name, value) for name, value in wine.environment(self.prefix).items()
                            if name.startswith("WINE"))
-        # Wine keeps the toolkit's variables from programs, unless they are meant for Windows.
+        # Wine passes variables of Qt to programs under such names only.
         environment["WINEQT_FORCE_STDERR_LOGGING"] = "1"
         if watched:
             import pilot  # pylint: disable=import-outside-toplevel

@@ -1,4 +1,4 @@
-"""The tour: what a new user does with the window, from the first start to the last exit."""
+"""The tour: does what a new user does with the window, from the first start to the last exit."""
 
 import json
 import re
@@ -21,7 +21,7 @@ def short(state):
 
 
 def translations(file):
-    """Each source text to the texts that stand for it."""
+    """Each source text to the set of its translations."""
     words = {}
     for message in xml.parse(file).iter("message"):
         if text := message.findtext("translation"):
@@ -30,10 +30,10 @@ def translations(file):
 
 
 class Tour:
-    """One run. Each step raises JourneyError when the window does not do what it should.
+    """One run. A step raises JourneyError when the window does not react as it should.
 
-    `start_gateway` starts the program and gives the running one; `system` is what that runs on;
-    `opened` is the file that gets the addresses which the gateway opens in the browser.
+    `start_gateway` starts the program and returns it; `system` is one of systems.py; `opened` is
+    the file to which the browser's stand-in writes the addresses that the gateway opens.
     """
 
     def __init__(self, start_gateway, screen, portal, system, opened):
@@ -83,7 +83,7 @@ class Tour:
         say("started", self.look)
 
     def picture_splash(self):
-        """In slow motion: on a quick computer it is there for a tenth of a second only."""
+        """Slows the gateway down: a fast computer shows the splash for a tenth of a second."""
         def slice_of_time():
             self.gateway.process.send_signal(signal.SIGCONT)
             time.sleep(self.system.slice)
@@ -92,7 +92,7 @@ class Tour:
         try:
             splash = wait_for("splash", slice_of_time, 60)
             while slice_of_time() == splash:
-                self.screen.taken = 0  # the last of these is the one to keep
+                self.screen.taken = 0  # overwrites all pictures but the last
                 self.screen.picture("splash")
         finally:
             self.gateway.process.send_signal(signal.SIGCONT)
@@ -115,15 +115,15 @@ class Tour:
         self.screen.picture("tray-menu")
         self.screen.key(*keys, "Return")
 
-    # --- what is on the screen
+    # --- reading the window
 
     def rows(self, count):
-        """The table's rows, once there are that many."""
+        """Waits until the table has that many rows, and returns them."""
         wait_for(f"{count} devices", lambda: len(self.screen.rows("Devices")) == count)
         return self.screen.rows("Devices")
 
     def row_of(self, alias):
-        """Its number and its texts, or None."""
+        """The number of the row and its texts, or None."""
         return next(((number, row) for number, row in enumerate(self.screen.rows("Devices"))
                      if row[ALIAS] == alias), None)
 
@@ -231,7 +231,7 @@ class Tour:
         self.screen.picture("updated")
 
     def rename_in_place(self):
-        """While the lamp changes by itself, which must not disturb the one who types."""
+        """The lamp changes while the user types, which must not disturb the editor."""
         self.screen.click(self.screen.cell("Devices", self.row_of("Lamp 3")[0], ALIAS), times=2)
         self.screen.key("ctrl+a")
         self.screen.type("Kitchen")
@@ -270,7 +270,7 @@ class Tour:
         say("plugged", "the Kitchen lamp is back, under its name")
 
     def show_pages(self):
-        """A picture of every page as it looks now."""
+        """Takes a picture of every page."""
         for page in PAGES:
             self.screen.press(page)
             wait_for(f"page “{page}”",
@@ -338,7 +338,7 @@ class Tour:
         self.answer(TITLE, "about")
 
     def change_look(self, look, theme, language):
-        """Through the settings page; it shows after the next start."""
+        """On the settings page; takes effect at the next start."""
         self.screen.press("Settings")
         if theme:
             self.screen.press("Dark theme")
@@ -346,7 +346,7 @@ class Tour:
             self.screen.choose_last("Language")
         self.screen.press("Apply")
         self.screen.find(DIALOG)
-        while self.screen.look(DIALOG):  # a fresh profile speaks of the language as well
+        while self.screen.look(DIALOG):  # in a new profile, a second box tells of the language
             front = wait_for("box in front", lambda: next(
                 (window for window in self.screen.tops() if window.role in DIALOG
                  and "active" in window.states), None))
@@ -354,7 +354,7 @@ class Tour:
         self.look = look
 
     def switch_autostart(self):
-        """On, then off; setting and entry are where the system keeps them."""
+        """On, then off; checks the stored setting and the autostart entry."""
         for command, stored in ((self.system.autostart_command, "true"), (None, "false")):
             self.screen.press("Settings")
             self.screen.press("Start when I log on")

@@ -1,5 +1,5 @@
-// hostexec PROGRAM ARGUMENTS...: runs a program of the system below Wine as if it were this one,
-// its standard streams and its status included. tools/wine/hostprograms.py is the other side.
+// hostexec PROGRAM ARGUMENTS...: under Wine, runs a program of the Linux system and passes on its
+// standard streams and its exit status. tools/wine/hostprograms.py starts the program.
 
 #include <winsock2.h>
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int failure = 125; // as env(1) and others end when they cannot run the program
+constexpr int failure = 125; // the status of env(1) when it cannot run the program
 
 // A packet: its kind, the length of its contents in network byte order, the contents.
 constexpr int headerSize = 5;
@@ -21,7 +21,7 @@ constexpr int headerSize = 5;
 {
     std::fprintf(stderr, "hostexec: %s\n", what);
     std::fflush(stderr);
-    ExitProcess(failure); // the other thread may wait for input forever
+    ExitProcess(failure); // does not wait for the thread that reads the input
 }
 
 void send(SOCKET socket, char kind, const std::string &contents = {})
@@ -85,11 +85,11 @@ int wmain(int argc, wchar_t *argv[])
     const char *const token = std::getenv("KVG_HOST_TOKEN");
     const char *const port = std::getenv("KVG_HOST_PORT");
     if (argc < 2 || token == nullptr || port == nullptr) {
-        fail("to be started by a test under tools/wine/wine.py, with a program as its argument");
+        fail("start it in a test under tools/wine/wine.py, with a program as argument");
     }
     WSADATA data;
     if (WSAStartup(MAKEWORD(2, 2), &data) != 0) {
-        fail("no sockets");
+        fail("WSAStartup() failed");
     }
     const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = {};
@@ -97,7 +97,7 @@ int wmain(int argc, wchar_t *argv[])
     address.sin_port = htons(static_cast<u_short>(std::atoi(port)));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0) {
-        fail("nobody runs programs for this test");
+        fail("cannot connect to hostprograms.py");
     }
     send(socket, 't', token);
     for (int i = 1; i < argc; ++i) {

@@ -1,10 +1,9 @@
-"""Runs programs of this system for a Windows program, which has no hold of them under Wine.
+"""Runs programs of this system for a Windows program, which cannot control them under Wine.
 
-hostexec.cpp, a Windows program, is the other side: it asks for one over the loopback
-interface and stands for it there. Both speak in packets of a kind (a letter), the length of the
-contents (four bytes) and the contents. To here: t token, a argument (the first is the program),
-s start, i input, e its end; to there: o output, d diagnostics, x status. A program whose connection
-breaks is killed.
+The Windows program hostexec.cpp connects to this one over the loopback interface. A packet is its
+kind (a letter), the length of the contents (four bytes) and the contents. hostexec sends: t token,
+a argument (the first is the program), s start, i input, e end of input. This side sends: o output,
+d diagnostics, x status. When the connection breaks, the program is killed.
 """
 
 import contextlib
@@ -19,7 +18,7 @@ import subprocess
 import tempfile
 import threading
 
-MOST = 1 << 20  # bytes in a packet
+MAX_PACKET = 1 << 20  # bytes
 ALLOWED = ("mosquitto", "openssl")
 
 
@@ -30,18 +29,18 @@ class Connection:
         self.lock = threading.Lock()
 
     def receive(self):
-        """Kind and contents; nothing when the other side has gone."""
+        """Kind and contents; None and b"" when the connection has ended."""
         try:
             header = self.file.read(5)
             if len(header) == 5:
                 kind, length = struct.unpack("!cI", header)
-                return kind, self.file.read(length) if length <= MOST else b""
+                return kind, self.file.read(length) if length <= MAX_PACKET else b""
         except OSError:
             pass
         return None, b""
 
     def send(self, kind, contents):
-        # Nobody listens to one who has gone.
+        # The other side may have ended.
         with contextlib.suppress(OSError), self.lock:
             self.stream.sendall(struct.pack("!cI", kind, len(contents)) + contents)
 
@@ -56,7 +55,7 @@ def forward(pipe, kind, connection):
 
 
 def run(program, arguments, folder, connection):
-    # However this process ends, the program ends with it.
+    # The kernel kills the program when this process ends.
     process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", program, *arguments], cwd=folder,
                                bufsize=0, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE)
@@ -99,7 +98,7 @@ def serve(stream, token, folder):
         name = pathlib.Path(arguments[0]).name
         program = shutil.which(name, path=os.environ["PATH"] + ":/usr/sbin")
         if name not in ALLOWED or not program:
-            connection.send(b"d", f"{name}: not to be run from here\n".encode())
+            connection.send(b"d", f"{name}: not installed, or not allowed here\n".encode())
             connection.send(b"x", b"126")
             return
         run(program, arguments[1:], folder, connection)
@@ -116,10 +115,10 @@ def accept(listener, token, folder):
 
 @contextlib.contextmanager
 def offered(prefix):
-    """What a Windows program in the prefix needs in its environment to have programs run."""
+    """Starts the server; yields the environment variables by which hostexec finds it."""
     token = secrets.token_hex()
     with tempfile.TemporaryDirectory() as folder, socket.socket() as listener:
-        # Programs run here, so that "C:/folder/file" is a path for them, too, wherever it stands.
+        # The programs' current folder: "C:/folder/file" is a valid path for them, too.
         (pathlib.Path(folder) / "C:").symlink_to(pathlib.Path(prefix) / "drive_c")
         (pathlib.Path(folder) / "Z:").symlink_to("/")
         listener.bind(("127.0.0.1", 0))

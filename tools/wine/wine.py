@@ -1,7 +1,7 @@
-"""Runs a Windows program under Wine, in a Windows user profile that goes with it.
+"""Runs a Windows program under Wine, in a Windows user profile that is deleted afterwards.
 
-As a script, runs one program with its arguments and ends with its status; what it started ends
-with it. As a module, gives the profile to whoever starts several programs in it.
+As a script, it runs one program with its arguments and ends with its status and all its processes.
+As a module, it provides the profile for several programs.
 """
 
 import argparse
@@ -17,10 +17,10 @@ import tempfile
 
 import hostprograms
 
-# Of Wine's additions none is used; without this it asks to install them. And no program shall
-# appear in the menus of whoever tries it here.
+# Disabled: Mono and Gecko, which Wine would ask to install, and the entries that Wine would make in
+# the user's menus.
 OVERRIDES = "mscoree,mshtml,winemenubuilder.exe="
-# Nobody here needs them, and half the time that it takes to start a profile is theirs.
+# They are not needed, and take half of the time in which a profile starts.
 SERVICES_OFF = ("Eventlog", "PlugPlay")
 
 
@@ -30,7 +30,7 @@ def wine(prefix, *command, **options):
 
 
 def environment(prefix, path=()):
-    """This process's, for Wine programs that use the prefix and find DLLs in the folders."""
+    """This process's environment, extended by the prefix and the folders with DLLs."""
     result = dict(os.environ, WINEPREFIX=str(prefix), WINEDLLOVERRIDES=OVERRIDES,
                   WINEPATH=";".join(windows_path(folder) for folder in path),
                   KVG_THROWAWAY_PROFILE="1")
@@ -43,7 +43,7 @@ def windows_path(path):
 
 
 def make_template(template):
-    """A fresh prefix, made once and never used: it takes longer than the copies by far."""
+    """Makes a fresh prefix once, to be copied only: a copy takes far less time."""
     template.parent.mkdir(parents=True, exist_ok=True)
     with open(f"{template}.lock", "w", encoding="ascii") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
@@ -61,36 +61,36 @@ def make_template(template):
             wine(template, "wine", "reg", "add", key, "/f", "/v", "Start", "/t", "REG_DWORD",
                  "/d", "4", **quiet)
         wine(template, "wineserver", "-w", **quiet)
-        # Windows must not write into the home folder of whoever builds.
+        # The links point into the home folder of the user, where no Windows program may write.
         for user in (template / "drive_c" / "users").iterdir():
             for link in [entry for entry in user.iterdir() if entry.is_symlink()]:
                 link.unlink()
                 link.mkdir()
-        # Debian's Wine does not find its own fonts, Tahoma among them.
+        # Debian's Wine does not find its own fonts, such as Tahoma.
         for font in pathlib.Path("/usr/share/wine/fonts").glob("*.ttf"):
             (template / "drive_c" / "windows" / "Fonts" / font.name).symlink_to(font)
         mark.write_bytes(version)
 
 
 def copy_template(template, prefix):
-    """Files are shared as links, but for the registry: the server writes into linked ones."""
+    """Hard-links all files but the registry, which the server would write in the template too."""
     shutil.copytree(template, prefix, symlinks=True, copy_function=os.link)
     for hive in prefix.glob("*.reg"):
         hive.unlink()
         shutil.copy2(template / hive.name, hive)
     with open(prefix / "user.reg", "a", encoding="ascii") as hive:
-        # Without a display, windows that are never shown are still to be had.
+        # Without a display, programs can still create windows that they do not show.
         hive.write('\n[Software\\\\Wine\\\\Drivers]\n"Graphics"="x11,null"\n')
-        # What people have, rather than what Wine is by default.
+        # Not Wine's default version.
         hive.write('\n[Software\\\\Wine]\n"Version"="win10"\n')
 
 
 @contextlib.contextmanager
 def profile(template):
-    """The folder of a prefix that nobody else uses; it and its processes end with the context."""
+    """The folder of a new prefix; the context ends its processes and deletes it."""
     template = pathlib.Path(template).absolute()
     make_template(template)
-    # Beside the template: links do not reach another file system.
+    # Beside the template: hard links need the same file system.
     with tempfile.TemporaryDirectory(prefix="profile-", dir=template.parent) as folder:
         prefix = pathlib.Path(folder) / "prefix"
         copy_template(template, prefix)
@@ -98,7 +98,7 @@ def profile(template):
             yield prefix
         finally:
             server = {"env": environment(prefix), "check": False, "stderr": subprocess.DEVNULL}
-            # SIGINT alone: with no number it looks for its success at ever longer intervals.
+            # Without a number, wineserver checks for the end at longer and longer intervals.
             subprocess.run(["wineserver", f"-k{signal.SIGINT.value}"], **server)
             subprocess.run(["wineserver", "-w"], **server)
 
@@ -113,10 +113,10 @@ def main():
         signal.signal(number, lambda number, _frame: sys.exit(128 + number))
     with profile(options.template) as prefix, hostprograms.offered(prefix) as bridge:
         variables = {**environment(prefix, options.path), **bridge,
-                     # Wine hands variables of Qt on under such names only. Messages would go to a
-                     # debugger; and the platform without a display knows no fonts of the system's.
+                     # Wine passes variables of Qt on under such names only. Without them, messages
+                     # go to a debugger, and Qt's offscreen platform finds no fonts.
                      "WINEQT_FORCE_STDERR_LOGGING": "1", "WINEQT_QPA_FONTDIR": r"C:\windows\Fonts"}
-        # However this process ends, the program ends with it.
+        # The kernel kills the program when this process ends.
         command = ["setpriv", "--pdeathsig", "KILL", "wine", *options.command]
         status = subprocess.run(command, check=False, env=variables).returncode
         if status != 0:

@@ -33,7 +33,7 @@ QJsonArray boxOf(const QRect &rect)
     return {rect.x(), rect.y(), rect.width(), rect.height()};
 }
 
-// From the model: a view keeps its accessible cells in order only for assistive technology.
+// From the model: a view updates its accessible cells only while assistive technology is active.
 QJsonArray rowsOf(const QAbstractItemView &view)
 {
     const char *const role =

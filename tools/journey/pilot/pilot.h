@@ -2,18 +2,18 @@
 
 #include <QObject>
 
-// Tells the journey what the gateway's windows show, where no assistive technology can: Wine has
-// none. Connects to the port of 127.0.0.1 that KVG_PILOT_PORT names and answers each line with one
-// line of JSON, the accessible tree of what can be seen.
+// Describes the gateway's widgets to the tour under Wine, which has no assistive technology.
+// Connects to the port of 127.0.0.1 that KVG_PILOT_PORT names and answers each line with one line
+// of JSON, the accessible tree of the visible widgets.
 //
-// A plugin only to get into the unchanged program. It is no device type, so the gateway skips it
-// once it is there, and the window knows nothing of it.
+// It is a plugin so that the unchanged program loads it. As it is no device type, the gateway then
+// skips it.
 class Pilot : public QObject
 {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "pro.nimbra.kvg_gate.Pilot/1.0")
 
 public:
-    // On any thread; all that follows happens on the interface's.
+    // Any thread; everything else runs on the interface thread.
     Pilot();
 };
