@@ -1,6 +1,5 @@
 # The authorities that the gateway trusts, compiled in as ":/cacerts/<default host>.ca".
-# Without a bundle of the maker's, the build makes a sandbox authority of its own; its key
-# stays in the build folder.
+# Without KVG_CA_BUNDLE, the build makes a sandbox authority, whose key stays in the build folder.
 
 set(KVG_AUTHORITY_DIR ${PROJECT_BINARY_DIR}/authority)
 set(KVG_SANDBOX_CA ${KVG_AUTHORITY_DIR}/authority.pem)
@@ -12,7 +11,7 @@ add_custom_command(
   COMMENT "Making the sandbox authority" VERBATIM)
 add_custom_target(kvg_authority DEPENDS ${KVG_SANDBOX_CA})
 
-# Adds the resource with `bundle` as the trusted authorities to an executable.
+# kvg_trust(target bundle): compiles `bundle` into the executable as its trusted authorities.
 function(kvg_trust target bundle)
   set(_qrc ${CMAKE_CURRENT_BINARY_DIR}/${target}_cacerts.qrc)
   set(_cpp ${CMAKE_CURRENT_BINARY_DIR}/qrc_${target}_cacerts.cpp)

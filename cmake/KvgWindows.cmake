@@ -1,4 +1,4 @@
-# What a program for Windows needs beside itself, and how one is run elsewhere.
+# The DLLs and plugins that the program for Windows needs, and how Linux runs it.
 
 set(_sysroot ${KVG_WINDOWS_SYSROOT})
 foreach(_name IN ITEMS Qt5Core Qt5Gui Qt5Network Qt5Widgets libcrypto-3-x64 libgcc_s_seh-1 libssl-3-x64
@@ -6,12 +6,11 @@ foreach(_name IN ITEMS Qt5Core Qt5Gui Qt5Network Qt5Widgets libcrypto-3-x64 libg
   list(APPEND KVG_RUNTIME_LIBRARIES ${_sysroot}/bin/${_name}.dll)
 endforeach()
 set(KVG_RUNTIME_PLUGINS platforms/qwindows styles/qwindowsvistastyle imageformats/qico)
-# Under the name that is looked for: Debian's qt_ru.qm is a list of catalogues, each of which would
-# have to be there.
+# It is installed as qt_ru.qm. Debian's own qt_ru.qm is only a list of other catalogues.
 find_file(KVG_QT_RUSSIAN qtbase_ru.qm PATHS /usr/share/qt5/translations NO_CMAKE_FIND_ROOT_PATH
           REQUIRED)
 
-# kvg_deploy(folder): puts them there, as part of the build.
+# kvg_deploy(folder): copies them into the folder, as part of the build.
 function(kvg_deploy folder)
   set(_copies "")
   foreach(_library IN LISTS KVG_RUNTIME_LIBRARIES)
@@ -32,7 +31,7 @@ function(kvg_deploy folder)
   add_custom_target(kvg_runtime ALL DEPENDS ${_copies})
 endfunction()
 
-set(KVG_NATIVE_BUILD "" CACHE PATH "Build folder of this source on Linux: the tests' other side")
+set(KVG_NATIVE_BUILD "" CACHE PATH "Build folder for Linux, whose sandbox cloud the tests use")
 if(CMAKE_CROSSCOMPILING)
   set(CMAKE_CROSSCOMPILING_EMULATOR
       ${KVG_PYTHON} ${PROJECT_SOURCE_DIR}/tools/wine/wine.py

@@ -1,7 +1,7 @@
-"""Holds every include of the product against cmake/rooms.txt, the list that the build links by.
+"""Checks every include of the product against cmake/rooms.txt, by which the build links.
 
 usage: check-includes.py SOURCE_DIR ROOM_SOURCES QT_INCLUDE_DIR
-ROOM_SOURCES is what the configuration wrote: "target file" for each source file of a room.
+ROOM_SOURCES is written by CMake: a line "target file" for each source file.
 """
 
 import pathlib
@@ -9,7 +9,7 @@ import re
 import sys
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
-# Headers that come from elsewhere, and the target that brings them.
+# Headers of other libraries, and their targets.
 FOREIGN = {
     "qmqtt.h": "qmqtt",
     "httplib.h": "PkgConfig::httplib",
@@ -19,7 +19,7 @@ FOREIGN = {
 
 
 def qt_module(header, qt_include):
-    """The Qt module that has this header, as the list names it; None for other headers."""
+    """The target of the Qt module that has this header; None for other headers."""
     if not header.startswith("Q"):
         return None
     if "/" in header:
@@ -39,7 +39,7 @@ def main():
             folder, target, *allowed = line.split()
             uses[target] = set(allowed) | {target, "Qt5::Core"}
             if "Qt5::Widgets" in allowed:
-                uses[target].add("Qt5::Gui")  # no widget goes without
+                uses[target].add("Qt5::Gui")  # part of every use of widgets
             folders.add(folder)
     owner = {}
     for line in room_sources.read_text().splitlines():
@@ -53,7 +53,7 @@ def main():
         for path in (root / folder).rglob("*")
         if path.suffix in (".h", ".cpp")
     }
-    # A build may leave out what belongs to another platform, and whole rooms.
+    # A build leaves out files of other platforms, and may leave out whole folders.
     built = {str(pathlib.PurePosixPath(file).parent) for file in owner}
     for file in sorted(present - set(owner)):
         other_platform = re.search(r"_(windows|linux|unix)\.(cpp|h)$", file)
@@ -89,8 +89,8 @@ def main():
             if needed is not None and needed not in uses[target]:
                 faults.append(f"{file}: {target} may not use {needed} ({header})")
     if checked < 100:
-        faults.append(f"only {checked} includes were found: the check itself is broken")
-    print("\n".join(faults) or f"{checked} includes of {len(owner)} files keep to the list")
+        faults.append(f"found only {checked} includes: the check itself is broken")
+    print("\n".join(faults) or f"{checked} includes of {len(owner)} files agree with cmake/rooms.txt")
     return 1 if faults else 0
 
 

@@ -1,7 +1,6 @@
 #!/bin/sh
-# make-authority.sh OPENSSL DIR: a certificate authority for the sandbox and the tests.
-# Only this user can read the key. An authority that is there already is kept, or every
-# gateway registered with it would be locked out.
+# make-authority.sh OPENSSL DIR: makes a certificate authority for the sandbox and the tests. Only
+# this user can read the key. An existing authority is kept, because gateways hold its certificates.
 set -eu
 openssl=$1
 dir=$2

@@ -1,11 +1,11 @@
 #!/bin/sh
 # make-sysroot.sh OUTPUT_DIR
 #
-# Builds what cmake/windows.cmake needs as KVG_WINDOWS_SYSROOT (Qt and OpenSSL for 64-bit Windows)
-# from the source packages of the Debian that it runs on. No root needed, and apt's own
-# configuration and state stay as they are. OUTPUT_DIR appears when it is complete, and may be
-# moved then; a call that finds it does nothing, so remove it to get newer sources. Until then
-# OUTPUT_DIR.work holds the finished stages and the logs, and the next call goes on from there.
+# Builds Qt and OpenSSL for 64-bit Windows (KVG_WINDOWS_SYSROOT of cmake/windows.cmake) from the
+# source packages of the running Debian. Needs no root and leaves apt's configuration and state.
+# OUTPUT_DIR appears when it is complete; it may be moved. If it exists already, nothing is done:
+# remove it to build newer sources. OUTPUT_DIR.work holds finished stages and logs of an incomplete
+# build, and the next call continues there.
 set -eu
 
 say() { printf '%s\n' "make-sysroot: $*" >&2; }
@@ -18,12 +18,12 @@ case $1 in
 esac
 out=${out%/}
 case $out in
-*[!A-Za-z0-9/._+-]*) fail "the makefiles of Qt and OpenSSL do not stand the name of this folder: $out" ;;
+*[!A-Za-z0-9/._+-]*) fail "the makefiles of Qt and OpenSSL do not work in a folder of this name: $out" ;;
 esac
 work=$out.work
 target=x86_64-w64-mingw32
 keyring=/usr/share/keyrings/debian-archive-keyring.gpg
-# Not what else a maker may have in his path: another perl or compiler would be taken unnoticed.
+# Only the system's folders, so that no other perl or compiler is used.
 PATH=/usr/bin:/bin:/usr/sbin:/sbin
 export PATH LC_ALL=C.UTF-8
 
@@ -62,17 +62,17 @@ codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
 [ -n "$codename" ] || fail "/etc/os-release names no release of Debian"
 
 mkdir -p "$work"
-# Held by the compilers too: what survives its shell must not meet a second run.
+# The compilers hold the lock too: one may outlive this shell and must not meet a second run.
 exec 9>"$work/lock"
 flock -n 9 || fail "another run works in $work"
 mkdir -p "$work/logs"
 
-# stage NAME WHAT: runs the function NAME once, from a clean start if it was interrupted. A make
-# that goes on in its old folder would take half an object, which a kill left, for a whole one.
+# stage NAME WHAT: runs the function NAME once. After an interruption it starts anew, because make
+# would use object files that were written in part.
 stage() {
     [ ! -e "$work/$1.done" ] || return 0
     say "$2 (log: $work/logs/$1.log)"
-    # Not "||": the shell would ignore errors in the function then.
+    # Not "||": it would disable "set -e" in the function.
     set +e
     (set -eu; "$1") >"$work/logs/$1.log" 2>&1 </dev/null
     status=$?
@@ -84,22 +84,21 @@ stage() {
     touch "$work/$1.done"
 }
 
-# Runs a command that nothing in the environment changes: Qt and OpenSSL listen to many variables.
+# Runs a command with a clean environment: many variables change the builds of Qt and OpenSSL.
 clean() {
     env -i PATH="$work/tools:$PATH" HOME="$work" TMPDIR="${TMPDIR:-/tmp}" LC_ALL="$LC_ALL" \
         SOURCE_DATE_EPOCH="$epoch" "$@"
 }
 
-# unpack PACKAGE DIR: Debian's patches are applied; the date of its changelog becomes the one in
-# the binaries.
+# unpack PACKAGE DIR: with Debian's patches. The date of the changelog goes into the binaries.
 unpack() {
     rm -rf "$2"
     dpkg-source -x "$work/src/$1"_*.dsc "$2"
     epoch=$(dpkg-parsechangelog -l "$2/debian/changelog" -S Timestamp)
 }
 
-# The machine's own entries for main of its release as deb-src entries. The keyring is always
-# Debian's, so entries with another key are left out.
+# Prints apt's entries for "main": address, suite, keyring. sources() makes deb-src entries of those
+# for this release; it uses Debian's keyring and skips entries with another one.
 source_entries() {
     eval "$(apt-config shell list Dir::Etc::sourcelist/f parts Dir::Etc::sourceparts/d)"
     # shellcheck disable=SC2154  # apt-config sets them
@@ -164,7 +163,7 @@ sources() {
         echo "apt knows no place for main of Debian's $codename"
         return 1
     fi
-    # The hooks of the machine's own updates (caches, desktop notices) have no business here.
+    # Without the hooks that apt runs after an update, and without its default release.
     cat >"$work/apt/apt.conf" <<CONF
 #clear APT::Update;
 #clear APT::Default-Release;
@@ -181,8 +180,8 @@ CONF
     fetch qtbase-opensource-src
 }
 
-# fetch PACKAGE: the newest version. Mirrors have been met that list a security update and lack its
-# files; the one before it is taken then, and said.
+# fetch PACKAGE: the newest version. Some mirrors list a security update but lack its files: then the
+# previous version, with a note.
 fetch() {
     newest=
     for version in $(apt-cache -c "$work/apt/apt.conf" showsrc --only-source "$1" |
@@ -206,11 +205,10 @@ openssl() {
     unpack openssl "$work/openssl"
     cd "$work/openssl"
     clean ./Configure mingw64 --cross-compile-prefix=$target- shared no-tests
-    # These folders are compiled in, and configuration and code are loaded from them. The default,
-    # /usr/local/ssl, is a folder of the current drive's root on Windows, where any user may create
-    # it. Below "Program Files" only administrators write, and in a folder of our own no other
-    # program's configuration is found either. They are given here because Configure takes a
-    # drive's name for a relative path.
+    # OpenSSL loads configuration and code from these compiled-in folders. The default,
+    # /usr/local/ssl, would be in the root of the current drive, where any user may create it. Below
+    # "Program Files" only administrators can write, and a folder of our own holds no other program's
+    # configuration. Not given to Configure, which takes a drive's name for a relative path.
     private="C:/Program Files/KVG-Gate"
     clean make -j"$jobs" OPENSSLDIR="$private/ssl" ENGINESDIR="$private/ssl/engines" \
         MODULESDIR="$private/ssl/modules" build_libs
@@ -221,8 +219,8 @@ qt() {
     rm -rf "$work/qt" "$work/prefix"
     mkdir "$work/qt"
     cd "$work/qt"
-    # zlib is Qt's own copy: the gateway reaches zlib only through Qt. The last two features lack
-    # headers in Debian's source. OpenSSL is loaded when the program runs.
+    # zlib is Qt's own copy: the gateway uses zlib only through Qt. Debian's source lacks the headers
+    # of the last two features. Qt loads OpenSSL at run time.
     clean "$work/qtbase/configure" -prefix "$work/prefix" -opensource -confirm-license -release \
         -shared -xplatform win32-g++ -device-option CROSS_COMPILE=$target- -no-opengl \
         -nomake examples -nomake tests -openssl-runtime -I "$work/openssl/include" -qt-zlib \
@@ -232,7 +230,7 @@ qt() {
     clean make install
 }
 
-# The compiler's file NAME that programs need when they run.
+# runtime_file NAME: a DLL of the compiler that programs need at run time.
 runtime_file() {
     file=$($target-g++-posix -print-file-name="$1")
     [ -f "$file" ] || { echo "the compiler has no $1"; return 1; }
@@ -251,7 +249,7 @@ assemble() {
     cp bin/*.dll "$root/bin/"
     cp -R include plugins "$root/"
     cp -R lib/*.a lib/cmake lib/metatypes "$root/lib/"
-    rm "$root/lib/libQt5Bootstrap.a" # of the host's tools
+    rm "$root/lib/libQt5Bootstrap.a" # for tools on the host only
     cp mkspecs/win32-g++/qmake.conf mkspecs/win32-g++/qplatformdefs.h "$root/mkspecs/win32-g++/"
 
     cd "$work/openssl"
@@ -277,25 +275,25 @@ assemble() {
     fi
 }
 
-# licences DIR: the texts that have to go with the DLLs, and where their sources come from.
+# licences DIR: the licence texts of the DLLs, and the versions of their sources.
 licences() {
     mkdir -p "$1/openssl" "$1/qt/3rdparty" "$1/runtime" "$1/common"
     cp "$work/openssl/LICENSE.txt" "$1/openssl/"
     cp "$work/openssl/debian/copyright" "$1/openssl/debian-copyright"
     cp "$work"/qtbase/LICENSE.*GPL* "$1/qt/"
     cp "$work/qtbase/debian/copyright" "$1/qt/debian-copyright"
-    # Of all code of others in Qt's libraries and plugins, whether Windows uses it or not.
+    # All third-party code in Qt, whether Windows uses it or not.
     (cd "$work/qtbase/src" && find . -name qt_attribution.json) | while read -r file; do
         folder=$(dirname "${file#./}")
         sed -n 's/.*"LicenseFiles*": *//p' "$work/qtbase/src/$file" | grep -o '"[^"]*"' |
             tr -d '"' | while read -r name; do
-                # Debian leaves out a few libraries, whose texts are missing then.
+                # Debian's source lacks a few libraries and their texts.
                 [ ! -f "$work/qtbase/src/$folder/$name" ] ||
                     cp "$work/qtbase/src/$folder/$name" \
                         "$1/qt/3rdparty/$(echo "$folder" | tr / -)-$(basename "$name")"
             done
     done
-    ls "$1/qt/3rdparty"/* >/dev/null # the pipeline would end well without any
+    ls "$1/qt/3rdparty"/* >/dev/null # fails if there is none; the pipeline above would not
     for package in gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev; do
         cp "/usr/share/doc/$package/copyright" "$1/runtime/$package-copyright"
     done
@@ -313,8 +311,8 @@ licences() {
     } >"$1/SOURCES.txt"
 }
 
-# compiler NAME COMMAND: what the makefiles call NAME. The folder's name stays out of the DLLs, and
-# with ccache a build that was interrupted gets its finished objects back.
+# compiler NAME COMMAND: makes the command NAME for the makefiles. It keeps the folder's name out of
+# the DLLs, and uses ccache to speed up a build after an interruption.
 compiler() {
     cat >"$work/tools/$1" <<TOOL
 #!/bin/sh
@@ -325,7 +323,7 @@ TOOL
 }
 rm -rf "$work/tools"
 mkdir "$work/tools"
-# Without a suffix it may be the compiler with Windows's threads, which lacks std::mutex.
+# The compiler without a suffix may be the one for Windows threads, which lacks std::mutex.
 compiler $target-gcc $target-gcc-posix
 compiler $target-g++ $target-g++-posix
 compiler gcc gcc

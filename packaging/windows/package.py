@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Makes the installer and the zip for Windows out of a build folder.
+"""Makes the installer and the zip for Windows from a build folder.
 
-Both hold the same files: what "cmake --install" puts into place, stripped. Ends with an error when
-the program would not start for want of a DLL, or when a DLL is shipped that nothing uses.
+Both hold the same files: those that "cmake --install" installs, stripped. Fails when a DLL is
+missing that the program needs, or when nothing uses a DLL that is shipped.
 """
 
 import argparse
@@ -17,14 +17,14 @@ import zipfile
 
 HERE = pathlib.Path(__file__).resolve().parent
 
-# What comes with Windows 7 and later.
+# DLLs of Windows 7 and later.
 WINDOWS = frozenset(f"{name}.dll" for name in """
     advapi32 bcrypt comctl32 comdlg32 crypt32 d3d11 dnsapi dwmapi dxgi gdi32 imm32 iphlpapi kernel32
     mpr msimg32 msvcrt netapi32 ole32 oleaut32 powrprof psapi rpcrt4 secur32 setupapi shell32
     shlwapi urlmon user32 userenv uxtheme version wininet winhttp winmm wintrust ws2_32 wtsapi32
     """.split())
 
-# Asked for by name when the program runs: Qt Network's OpenSSL, and the updater.
+# Loaded by name at run time: OpenSSL by Qt Network, and WinSparkle by the updater.
 LOADED = frozenset(["libssl-3-x64.dll", "winsparkle.dll"])
 
 
@@ -35,7 +35,7 @@ def imports(objdump, file):
 
 
 def check_libraries(objdump, folder, programs):
-    """A DLL of a subfolder is a plugin: it is loaded by its path, and finds the others beside the
+    """A DLL in a subfolder is a plugin: it is loaded by its path, and uses the DLLs beside the
     program."""
     beside = {file.name.lower() for file in programs if file.parent == folder}
     needed = {name for name in LOADED if name in beside}
@@ -76,7 +76,7 @@ def main():
         parser.add_argument(f"--{name}", required=True)
     options = parser.parse_args()
     moment = commit_time()
-    # strip and makensis write it, not the time of day.
+    # strip and makensis write this time instead of the current one.
     environment = dict(os.environ, SOURCE_DATE_EPOCH=str(moment))
 
     stage = options.build / "stage"
@@ -87,13 +87,13 @@ def main():
     programs = sorted(file for file in folder.rglob("*") if file.suffix in (".exe", ".dll"))
     for file in programs:
         if file.name == "WinSparkle.dll":
-            continue  # its maker's signature would not survive
+            continue  # stripping would invalidate its signature
         subprocess.run([options.strip, "--strip-all", file], check=True, env=environment)
     check_libraries(options.objdump, folder, programs)
 
     files = sorted(file for file in folder.rglob("*") if file.is_file())
-    # By this the next version's setup knows what to remove. It and the uninstaller are not in it.
-    # ASCII: setup reads it in the code page of the user's Windows.
+    # The next version's setup removes these files; the list omits itself and the uninstaller. In
+    # ASCII, because setup reads it in the code page of the user's Windows.
     manifest = folder / "KVG-Gate.files"
     manifest.write_bytes("".join(str(pathlib.PureWindowsPath(file.relative_to(folder))) + "\r\n"
                                  for file in files).encode("ascii"))

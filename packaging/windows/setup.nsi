@@ -1,13 +1,13 @@
-; The installer: for one user, without an administrator's rights. package.py gives VERSION, FOLDER
+; The installer: for one user, without administrator rights. package.py defines VERSION, FOLDER
 ; (the files), KIBIBYTES (their size), ICON and OUTPUT.
 ;
-; Options: /S (no questions), /D=FOLDER (the last one, without quotes), /START (with /S: starts the
-; program afterwards, which otherwise is done only if it ran before).
-; Exit codes: 0 done, 1 cancelled, 2 failed, 3 files in use. Unless it is 0, what was there still is.
+; Options: /S (no questions), /D=FOLDER (must come last, without quotes), /START (with /S: starts
+; the program afterwards even if it did not run before).
+; Exit codes: 0 done, 1 cancelled, 2 failed, 3 files in use. Unless 0, the old version stays.
 ;
-; The files go into "$INSTDIR\.kvg-gate-setup\new" first, while the old program runs. When they are complete,
-; the program is asked to end, its files are moved to its folder "old" and the new ones to their places:
-; renaming takes no room on the disk and no time, and is undone when it fails.
+; Setup unpacks the files into "$INSTDIR\.kvg-gate-setup\new" while the old program runs. Then it asks
+; the program to end, renames the old files into the folder "old" beside "new", and the new files to
+; their places. Renaming needs no disk space and little time, and setup undoes it when it fails.
 
 Target amd64-unicode ; Windows itself refuses it on 32 bits
 SetCompressor /SOLID lzma
@@ -27,8 +27,8 @@ OutFile "${OUTPUT}"
 !define AUTOSTART_VALUE "NimbraCloudGate" ; written by the program
 !define CODE_FAILED 2
 !define CODE_IN_USE 3
-!define LONGEST_WAIT 60 ; quarters of a second for the running program to end
-!define ASK_EVERY 16    ; of them, as a program that is busy may miss that it is asked
+!define MAX_WAIT 60  ; quarters of a second for the running program to end
+!define ASK_EVERY 16 ; quarters of a second: a busy program may miss a request
 
 Name "${NAME}"
 BrandingText "${NAME} ${VERSION}"
@@ -40,14 +40,14 @@ InstallDirRegKey HKCU "${ENTRY}" "InstallLocation"
 !include MUI2.nsh
 !include WinVer.nsh
 
-Var Path     ; of a file, as it stands in a manifest
-Var Action   ; function that a walk calls for each path
-Var Manifest ; that a walk reads
+Var Path     ; of a file, as in a manifest
+Var Action   ; function that WALK calls for each path
+Var Manifest ; file that WALK reads
 Var Handle
 Var Failed   ; path of the first file that could not be moved
 Var Ran      ; 1: the program ran from this folder
-Var Halfway  ; 1: old files could not be brought back, and are kept in the folder for the work
-Var Start    ; 1: start it afterwards
+Var Halfway  ; 1: some old files could not be restored and stay in ${WORK}
+Var Start    ; 1: start the program afterwards
 
 !define MUI_ICON "${ICON}"
 !define MUI_UNICON "${ICON}"
@@ -101,7 +101,7 @@ VIProductVersion "${VERSION}.0"
 !insertmacro VERSION_INFO ${LANG_ENGLISH}
 !insertmacro VERSION_INFO ${LANG_RUSSIAN}
 
-; A second installer or uninstaller would take the files from under the first.
+; Two installers or uninstallers at once would move each other's files.
 !macro ONLY_ONE
   System::Call 'kernel32::CreateMutexW(p 0, i 0, w "${NAME} Setup") p .r0 ?e'
   Pop $0
@@ -118,11 +118,11 @@ VIProductVersion "${VERSION}.0"
   Call ${un}Walk
 !macroend
 
-; What both programs do; the functions of the uninstaller have to begin with "un.".
+; For both programs; NSIS requires "un." before the names of the uninstaller's functions.
 !macro COMMON un
 
-; Pushes 1 when the path is that of a file in the folder, as far as a text tells, or 0: the manifest
-; of an older version may have been changed by whoever can write there.
+; Pushes 1 if the path can only be that of a file inside the folder, else 0: the manifest of an
+; older version may have been changed.
 Function ${un}IsOurs
   Push $0
   StrCpy $0 1
@@ -153,8 +153,8 @@ Function ${un}IsOurs
   Exch $0
 FunctionEnd
 
-; Calls the action for each path of the manifest, then for the two files that belong to every
-; installation. The manifest is closed by then.
+; Calls the action for each path of the manifest and, after closing it, for the uninstaller and the
+; manifest itself.
 Function ${un}Walk
   ClearErrors
   FileOpen $Handle "$Manifest" r
@@ -180,7 +180,7 @@ Function ${un}Walk
   Call $Action
 FunctionEnd
 
-; Pushes 1 when a program runs from the file or holds it open, or 0.
+; Pushes 1 if a program runs from the file or has it open, else 0.
 Function ${un}Busy
   Push $0
   ClearErrors
@@ -196,10 +196,10 @@ Function ${un}Busy
   Exch $0
 FunctionEnd
 
-; Action: while the file is busy, the user is asked to help; without help nothing is done.
+; Action: asks the user to close the file while it is busy, or gives up.
 Function ${un}CheckPath
   ${If} $Path == "Uninstall.exe"
-    Return ; may be the one that runs
+    Return ; it may be running now
   ${EndIf}
   ${Do}
     Call ${un}Busy
@@ -214,8 +214,8 @@ Function ${un}CheckPath
   ${Loop}
 FunctionEnd
 
-; Asks the program to end if it runs from this folder. It is never killed: it has measurements to
-; deliver and settings to store.
+; Asks the program to end if it runs from this folder. It is never killed, because it would lose
+; states and settings.
 Function ${un}EndProgram
   StrCpy $Path "${PROGRAM}"
   Call ${un}Busy
@@ -223,7 +223,7 @@ Function ${un}EndProgram
   ${If} $0 = 1
     StrCpy $Ran 1
     DetailPrint "$(Leaving)"
-    ${For} $1 0 ${LONGEST_WAIT}
+    ${For} $1 0 ${MAX_WAIT}
       IntOp $0 $1 % ${ASK_EVERY}
       ${If} $0 = 0
         SetDetailsPrint none
@@ -243,14 +243,14 @@ Function ${un}EndProgram
   Call ${un}CheckPath
 FunctionEnd
 
-; Not in the temporary folder, where it would look for files then.
+; Sets the program's current folder, which would be the temporary one otherwise.
 Function ${un}StartProgram
   SetOutPath "$INSTDIR"
   Exec '"$INSTDIR\${PROGRAM}"'
   SetOutPath "$TEMP"
 FunctionEnd
 
-; Ends the work when nothing was changed, or when that was undone. $0: exit code.
+; Ends setup or uninstaller after nothing was changed, or after Undo. $0: exit code.
 Function ${un}GiveUp
   SetErrorLevel $0
   SetOutPath "$TEMP"
@@ -270,7 +270,7 @@ Function ${un}GiveUp
   Abort
 FunctionEnd
 
-; Action: removes the folders that the path was in, as far as they are empty.
+; Action: removes those folders of the path that are empty.
 Function ${un}RemoveFolders
   StrCpy $0 $Path
   ${Do}
@@ -285,7 +285,7 @@ FunctionEnd
 !insertmacro COMMON ""
 !insertmacro COMMON "un."
 
-; Moves a file of the folder "from" to its place in the folder "to", if it is there.
+; Moves a file, if it exists, from the folder "from" to its place in the folder "to".
 !macro MOVE from to
   ${If} $Failed == ""
   ${AndIf} ${FileExists} "${from}\$Path"
@@ -307,7 +307,7 @@ Function MoveIn
   !insertmacro MOVE "${WORK}\new" "$INSTDIR"
 FunctionEnd
 
-; Goes on after a file that cannot be moved.
+; Continues after a file that cannot be moved.
 Function MoveBack
   Push $Failed
   StrCpy $Failed ""
@@ -324,14 +324,14 @@ Function RemoveNew
   ${EndIf}
 FunctionEnd
 
-; Brings the old files back after an exchange that did not come to its end, be it just now or when
-; a former installation was cut off. The new manifest is the last file that is moved in.
+; Restores the old files when this installation, or an earlier one that was interrupted, has not
+; moved in all new files. The new manifest is the last of them.
 Function Undo
   ${IfNot} ${FileExists} "${WORK}\old\*"
   ${OrIfNot} ${FileExists} "${WORK}\new\${MANIFEST}"
     Return
   ${EndIf}
-  StrCpy $Halfway 1 ; should the program not end
+  StrCpy $Halfway 1 ; in case the program does not end
   Call EndProgram
   StrCpy $Halfway 0
   !insertmacro WALK "" "${WORK}\new\${MANIFEST}" RemoveNew
@@ -376,7 +376,7 @@ Function .onInstFailed
   RMDir "$INSTDIR"
 FunctionEnd
 
-; A folder with files of somebody else gets a folder in it.
+; Installs into a subfolder if the folder holds other files.
 Function TakeFolder
   ${If} ${FileExists} "$INSTDIR\*"
   ${AndIfNot} ${FileExists} "$INSTDIR\${MANIFEST}"
@@ -452,7 +452,7 @@ Section
   CreateShortcut "${SHORTCUT}" "$INSTDIR\${PROGRAM}"
   SetOutPath "$TEMP"
 
-  ; With pages, the last one offers it.
+  ; The last page offers this unless the installation is silent.
   ${If} ${Silent}
     ${If} $Ran = 1
     ${OrIf} $Start = 1
@@ -476,7 +476,7 @@ Function un.Remove
 FunctionEnd
 
 Section Uninstall
-  ; Its own list, as nobody else can change it.
+  ; The list inside the uninstaller, which cannot have been changed.
   InitPluginsDir
   File "/oname=$PLUGINSDIR\${MANIFEST}" "${FOLDER}/${MANIFEST}"
   SetOutPath "$TEMP"

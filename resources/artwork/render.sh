@@ -1,7 +1,7 @@
 #!/bin/sh
-# Renders the pictures of the application and of the desktop from the drawings beside this
-# script. Run by hand when a drawing changes: the pictures are part of the sources, so that
-# the build needs neither a renderer nor the fonts of the splash screen.
+# Renders the pictures of the application and of the desktop from the drawings beside this script.
+# Run it when a drawing changes. The pictures are part of the sources, so that the build needs neither
+# a renderer nor the fonts of the splash screen.
 # Needs the Debian packages librsvg2-bin, icoutils and fonts-urw-base35.
 set -eu
 cd -- "$(dirname -- "$0")"
@@ -13,7 +13,7 @@ trap 'rm -rf "$tmp"' EXIT
 # render WIDTH HEIGHT DRAWING PICTURE
 render() { rsvg-convert -w "$1" -h "$2" "$3" -o "$4"; }
 
-# Below 32 pixels the drawing that is made for them.
+# icon SIZE PICTURE: small icons have their own drawing.
 icon() {
     if [ "$1" -lt 32 ]; then
         render "$1" "$1" kvg-gate-small.svg "$2"
@@ -27,7 +27,7 @@ for size in 16 20 24 32 40 48 64 128; do
     set -- "$@" "$tmp/$size.png"
 done
 icon 256 "$tmp/256.png"
-# The largest stays PNG inside the file; uncompressed it would be a quarter of a megabyte.
+# The largest one as PNG: uncompressed it would need a quarter of a megabyte.
 icotool --create --output "$resources/kvg-gate.ico" --raw="$tmp/256.png" "$@"
 
 mkdir -p "$resources/images"
