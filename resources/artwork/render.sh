@@ -1,6 +1,6 @@
 #!/bin/sh
 # Renders the pictures of the application and of the desktop from the drawings beside this script.
-# Run it when a drawing changes. The pictures are part of the sources, so that the build needs neither
+# Run it when a drawing changes. The pictures are part of the sources, so the build needs neither
 # a renderer nor the fonts of the splash screen.
 # Needs the Debian packages librsvg2-bin, icoutils and fonts-urw-base35.
 set -eu

@@ -1,6 +1,6 @@
 #!/bin/sh
-# update.sh [FILE]: updates the translation file with the texts of the sources. Run it after a change
-# of a text of the user interface, then translate the "unfinished" ones. Needs Debian's
+# update.sh [FILE]: updates the translation file with the texts of the sources. Run it after a
+# change of a text of the user interface, then translate the "unfinished" ones. Needs Debian's
 # qttools5-dev-tools; LUPDATE may name the program.
 set -eu
 ts=$(realpath -- "${1:-$(dirname -- "$0")/kvg-gate_ru.ts}")

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Copies the icon font from Debian's fonts-material-design-icons-iconfont, and takes the names from
-# the package's style sheet as lines "name hex". Run it when the package changes; the result is part of
-# the sources, so that a build without the package draws the same icons.
+# the package's style sheet as lines "name hex". Run it when the package changes; the result is part
+# of the sources, so that a build without the package draws the same icons.
 set -eu
 cd -- "$(dirname -- "$0")"
 css=/usr/share/fonts-material-design-icons-iconfont/css/material-design-icons.css

@@ -34,9 +34,9 @@ public:
 
     // A missing file gives an empty book. False, with the reason, if the file is damaged or cannot
     // be read; it stays as it is.
-    bool read(AccountBook &book, QString &error) const;
+    [[nodiscard]] bool read(AccountBook &book, QString &error) const;
     // Replaces the file in one step. False, with the reason, on failure; the old file stays.
-    bool write(const AccountBook &book, QString &error) const;
+    [[nodiscard]] bool write(const AccountBook &book, QString &error) const;
 
 private:
     QString m_path;

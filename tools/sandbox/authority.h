@@ -29,7 +29,7 @@ public:
     Authority &operator=(const Authority &) = delete;
 
     // Reads authority.pem and authority.key of `folder`. On failure `error` holds the reason.
-    bool load(const QString &folder, QString &error);
+    [[nodiscard]] bool load(const QString &folder, QString &error);
     QString certificateFile() const { return m_certificateFile; }
 
     // A new key and its certificate. Empty, with the reason, when OpenSSL fails, for instance

@@ -24,42 +24,18 @@ constexpr auto minRestartDelay = 500ms;
 constexpr auto maxRestartDelay = 30000ms;
 constexpr auto stableRunTime = 60s; // after it, the restart delay is the minimum again
 
-sockaddr_in loopback(quint16 port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-class Socket
-{
-public:
-    Socket()
-        : m_fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-    }
-    ~Socket() { ::close(m_fd); }
-    Socket(const Socket &) = delete;
-    Socket &operator=(const Socket &) = delete;
-    int fd() const { return m_fd; }
-
-private:
-    int m_fd;
-};
-
 // Another process may take the port before the broker does.
 quint16 freePort()
 {
-    const Socket socket;
-    sockaddr_in address = loopback(0);
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    if (::bind(socket.fd(), reinterpret_cast<sockaddr *>(&address), size) != 0 ||
-        ::getsockname(socket.fd(), reinterpret_cast<sockaddr *>(&address), &size) != 0) {
-        return 0;
-    }
-    return ntohs(address.sin_port);
+    const bool bound = ::bind(fd, reinterpret_cast<sockaddr *>(&address), size) == 0 &&
+                       ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size) == 0;
+    ::close(fd);
+    return bound ? ntohs(address.sin_port) : 0;
 }
 
 // A child that the kernel kills when its parent ends, and that inherits none of the parent's

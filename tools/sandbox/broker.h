@@ -28,7 +28,7 @@ public:
 
     // Starts mosquitto and waits until it listens. Port 0: any free one. False, with the reason, on
     // failure. If mosquitto exits later, it is restarted on the same port.
-    bool start(const Files &files, quint16 port, QString &error);
+    [[nodiscard]] bool start(const Files &files, quint16 port, QString &error);
     quint16 port() const { return m_port; }
     // Ends the child and waits for it.
     void stop();
@@ -40,8 +40,8 @@ signals:
     void crashed();
 
 private:
-    bool configure(const Files &files, QString &error) const;
-    bool launch(QString &error);
+    [[nodiscard]] bool configure(const Files &files, QString &error) const;
+    [[nodiscard]] bool launch(QString &error);
     void readLog();
     void restartLater();
 

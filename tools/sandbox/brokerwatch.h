@@ -33,12 +33,12 @@ public:
         QString key;
     };
     // Connects and waits for the subscription. False, with the reason, on failure.
-    bool start(const Endpoint &endpoint, QString &error);
+    [[nodiscard]] bool start(const Endpoint &endpoint, QString &error);
     // Ends the thread. A second call does nothing.
     void stop();
 
     // Publishes to the thing's update topic with QoS 0. False while disconnected.
-    bool send(const QString &id, const QByteArray &update);
+    [[nodiscard]] bool send(const QString &id, const QByteArray &update);
 
 private:
     void run();

@@ -37,12 +37,17 @@ bool Fleet::load(QString &error)
     }
     m_book = book;
     for (const RegisteredGateway &gateway : qAsConst(m_book.gateways)) {
-        m_live.insert(gateway.id, {gateway.id, gateway.alias});
-        for (const RegisteredThing &thing : gateway.things) {
-            m_live.insert(thing.id, {gateway.id, thing.alias});
-        }
+        insertLive(gateway);
     }
     return true;
+}
+
+void Fleet::insertLive(const RegisteredGateway &gateway)
+{
+    m_live.insert(gateway.id, {gateway.id, gateway.alias});
+    for (const RegisteredThing &thing : gateway.things) {
+        m_live.insert(thing.id, {gateway.id, thing.alias});
+    }
 }
 
 bool Fleet::isEmpty() const
@@ -103,10 +108,7 @@ bool Fleet::addGateway(const RegisteredGateway &gateway, QString &error)
     if (!store(std::move(book), error)) {
         return false;
     }
-    m_live.insert(gateway.id, {gateway.id, gateway.alias});
-    for (const RegisteredThing &thing : gateway.things) {
-        m_live.insert(thing.id, {gateway.id, thing.alias});
-    }
+    insertLive(gateway);
     return true;
 }
 

@@ -19,19 +19,20 @@ public:
     explicit Fleet(const AccountFile &file);
 
     // Reads the accounts. Call it once, first.
-    bool load(QString &error);
+    [[nodiscard]] bool load(QString &error);
     bool isEmpty() const;
     quint16 brokerPort() const;
-    bool setBrokerPort(quint16 port, QString &error);
+    [[nodiscard]] bool setBrokerPort(quint16 port, QString &error);
 
     // An unused full id: type_version_serial_regid, the serial has eight hexadecimal digits.
     QString newGatewayId(const QString &type, const QString &version) const;
     // The siblings under new cloud ids.
     static QList<RegisteredThing> newThings(const QList<RegistrationDocument::Sibling> &siblings);
-    bool addGateway(const RegisteredGateway &gateway, QString &error);
+    [[nodiscard]] bool addGateway(const RegisteredGateway &gateway, QString &error);
     // Adds to a registered gateway. Replaces a thing of the same short id: the gateway has lost its
     // registration.
-    bool addThings(const QString &gatewayId, const QList<RegisteredThing> &things, QString &error);
+    [[nodiscard]] bool addThings(const QString &gatewayId, const QList<RegisteredThing> &things,
+                                 QString &error);
 
     struct Entry
     {
@@ -63,7 +64,8 @@ private:
         quint64 count = 0;
         bool connected = false; // for gateways only
     };
-    bool store(AccountBook book, QString &error);
+    void insertLive(const RegisteredGateway &gateway);
+    [[nodiscard]] bool store(AccountBook book, QString &error);
     static QJsonObject describe(const QString &id, const Live &live);
 
     mutable std::mutex m_mutex;

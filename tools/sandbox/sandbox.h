@@ -26,14 +26,14 @@ public:
     ~Sandbox() override;
 
     // Blocks until all parts are ready. False, with the reason, if one cannot start.
-    bool start(QString &error);
+    [[nodiscard]] bool start(QString &error);
     // The addresses of all parts, for the output.
     QJsonObject addresses() const;
 
 private:
     struct Parts;
-    bool prepareFolder(QString &error);
-    bool startBroker(QString &error);
+    [[nodiscard]] bool prepareFolder(QString &error);
+    [[nodiscard]] bool startBroker(QString &error);
 
     const Options m_options;
     std::unique_ptr<Parts> m_parts;

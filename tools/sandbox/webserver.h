@@ -20,7 +20,7 @@ public:
     ~WebServer() override;
 
     // Port 0: any free one. False, with the reason, when the port is taken.
-    bool bind(quint16 port, QString &error);
+    [[nodiscard]] bool bind(quint16 port, QString &error);
     quint16 port() const { return m_port; }
     void run();
     // Stops and waits for every handler. A second call does nothing.
