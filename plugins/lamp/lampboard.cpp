@@ -68,7 +68,7 @@ int LampBoard::count() const
 
 QObject *LampBoard::createPanel()
 {
-    if (!m_windowToken.expired()) {
+    if (m_model) {
         return nullptr;
     }
     // A lamp that follows after all were gone may live on another thread.
@@ -76,16 +76,22 @@ QObject *LampBoard::createPanel()
         m_feed = std::make_unique<LampFeed>(*this);
     }
     auto model = std::make_unique<LampModel>();
-    m_windowToken = model->lifeToken();
+    m_model = model.get();
     // Queued even on one thread: the model's answer must not call the board in the middle of a
     // change.
     QObject::connect(m_feed.get(), &LampFeed::batchReady, model.get(), &LampModel::applyBatch,
                      Qt::QueuedConnection);
     QObject::connect(model.get(), &LampModel::readyForNext, m_feed.get(), &LampFeed::sendNext,
                      Qt::QueuedConnection);
-    QObject::connect(model.get(), &LampModel::switchPressed, m_feed.get(), &LampFeed::toggle,
+    const auto toggle = [this](int number) {
+        if (LampThing *const lamp = m_lamps.value(number)) {
+            lamp->toggle();
+        }
+    };
+    QObject::connect(model.get(), &LampModel::switchPressed, m_feed.get(), toggle,
                      Qt::QueuedConnection);
-    QObject::connect(model.get(), &LampModel::plugToggled, m_feed.get(), &LampFeed::setPlugged,
+    const auto setLampPlugged = [this](int number, bool plugged) { setPlugged(number, plugged); };
+    QObject::connect(model.get(), &LampModel::plugToggled, m_feed.get(), setLampPlugged,
                      Qt::QueuedConnection);
     m_feed->sendAll();
     return new LampPanel(std::move(model));
@@ -137,13 +143,6 @@ void LampBoard::setPlugged(int number, bool plugged)
     LampThing *const lamp = m_lamps.value(number);
     if (lamp != nullptr && !plugged) {
         lamp->detach();
-    }
-}
-
-void LampBoard::toggle(int number)
-{
-    if (LampThing *const lamp = m_lamps.value(number)) {
-        lamp->toggle();
     }
 }
 

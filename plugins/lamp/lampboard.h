@@ -5,11 +5,13 @@
 
 #include <QList>
 #include <QMultiHash>
+#include <QPointer>
 #include <QSet>
 
 #include <memory>
 
 class LampFeed;
+class LampModel;
 class LampThing;
 class QObject;
 class QTimer;
@@ -45,8 +47,6 @@ public:
     // Unplugging detaches the lamp; once plugged in again, it appears with the next scan. The same
     // value again, or a number above count(), changes nothing.
     void setPlugged(int number, bool plugged);
-    // Does nothing for a lamp that is not attached.
-    void toggle(int number);
 
 private:
     template <typename Action>
@@ -59,5 +59,7 @@ private:
     int m_blink = 0;
     std::unique_ptr<QTimer> m_timer;
     std::unique_ptr<LampFeed> m_feed;
-    std::weak_ptr<const bool> m_windowToken;
+    // Of the window, whose thread may delete it at any time: only compared with null, which
+    // QPointer does atomically.
+    QPointer<LampModel> m_model;
 };

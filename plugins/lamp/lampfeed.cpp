@@ -34,16 +34,6 @@ void LampFeed::sendNext()
     send();
 }
 
-void LampFeed::toggle(int number)
-{
-    m_board.toggle(number);
-}
-
-void LampFeed::setPlugged(int number, bool plugged)
-{
-    m_board.setPlugged(number, plugged);
-}
-
 void LampFeed::send()
 {
     if (m_batchPending || (m_changed.isEmpty() && !m_countChanged)) {

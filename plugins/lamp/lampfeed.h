@@ -7,9 +7,8 @@
 
 class LampBoard;
 
-// Connects the board with the window; lives on the lamps' thread. It gathers changes for the window
-// and passes the user's actions to the board. It sends the next batch only after the window has
-// asked for it, so a slow or deleted window costs no memory.
+// Gathers the board's changes for the window; lives on the lamps' thread. It sends the next batch
+// only after the window has asked for it, so a slow or deleted window costs no memory.
 class LampFeed : public QObject
 {
     Q_OBJECT
@@ -26,8 +25,6 @@ public:
 
 public slots:
     void sendNext(); // the window has shown the last batch
-    void toggle(int number);
-    void setPlugged(int number, bool plugged);
 
 signals:
     void batchReady(const LampBatch &batch);

@@ -8,28 +8,68 @@
 #include <algorithm>
 #include <chrono>
 
-LampModel::LampModel()
-    : m_gatherTimer(new QTimer(this))
+using namespace std::chrono_literals;
+
+namespace {
+
+QString text(const LampRecord &lamp, int column)
 {
-    using namespace std::chrono_literals;
-    m_gatherTimer->setSingleShot(true);
-    m_gatherTimer->setInterval(100ms);
-    connect(m_gatherTimer, &QTimer::timeout, this, &LampModel::readyForNext);
+    const bool attached = lamp.presence == LampRecord::Attached;
+    switch (column) {
+    case LampModel::Name:
+        return LampModel::tr("Lamp %1").arg(lamp.number);
+    case LampModel::Brightness:
+        return attached ? LampModel::tr("%1 %", "brightness").arg(lamp.brightness) : QString();
+    case LampModel::Color:
+        return attached ? QColor(QRgb(lamp.color)).name() : QString();
+    case LampModel::Plugged:
+        return lamp.presence == LampRecord::AwaitsScan ? LampModel::tr("from the next scan on")
+                                                       : QString();
+    default:
+        return {};
+    }
 }
 
-std::weak_ptr<const bool> LampModel::lifeToken() const
+// Without the state: assistive technology reads that from the check box.
+QString accessibleText(const LampRecord &lamp, int column)
 {
-    return m_lifeToken;
+    switch (column) {
+    case LampModel::On:
+        return LampModel::tr("Lamp %1 on").arg(lamp.number);
+    case LampModel::Plugged:
+        return LampModel::tr("Lamp %1 plugged in").arg(lamp.number);
+    default:
+        return text(lamp, column);
+    }
 }
+
+QVariant checkState(const LampRecord &lamp, int column)
+{
+    bool checked = false;
+    if (column == LampModel::On && lamp.presence == LampRecord::Attached) {
+        checked = lamp.on;
+    } else if (column == LampModel::Plugged) {
+        checked = lamp.presence != LampRecord::Unplugged;
+    } else {
+        return {};
+    }
+    return checked ? Qt::Checked : Qt::Unchecked;
+}
+
+} // namespace
 
 int LampModel::litCount() const
 {
-    return m_litCount;
+    const auto isLit = [](const LampRecord &lamp) { return lamp.on; };
+    return static_cast<int>(std::count_if(m_lamps.begin(), m_lamps.end(), isLit));
 }
 
 int LampModel::unpluggedCount() const
 {
-    return m_unpluggedCount;
+    const auto isUnplugged = [](const LampRecord &lamp) {
+        return lamp.presence == LampRecord::Unplugged;
+    };
+    return static_cast<int>(std::count_if(m_lamps.begin(), m_lamps.end(), isUnplugged));
 }
 
 QString LampModel::widestText(Column column)
@@ -76,20 +116,9 @@ QVariant LampModel::headerData(int section, Qt::Orientation orientation, int rol
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
         return {};
     }
-    switch (section) {
-    case Name:
-        return tr("Lamp");
-    case On:
-        return tr("On");
-    case Brightness:
-        return tr("Brightness");
-    case Color:
-        return tr("Colour");
-    case Plugged:
-        return tr("Plugged in");
-    default:
-        return {};
-    }
+    const QVariantList headers{tr("Lamp"), tr("On"), tr("Brightness"), tr("Colour"),
+                               tr("Plugged in")};
+    return headers.value(section);
 }
 
 Qt::ItemFlags LampModel::flags(const QModelIndex &index) const
@@ -121,9 +150,7 @@ void LampModel::applyBatch(const LampBatch &batch)
     for (const LampRecord &lamp : batch.lamps) {
         const int row = lamp.number - 1;
         if (row < m_lamps.size()) { // the number of lamps may have shrunk
-            countRecord(m_lamps[row], -1);
             m_lamps[row] = lamp;
-            countRecord(lamp, 1);
             first = std::min(first, row);
             last = std::max(last, row);
         }
@@ -132,7 +159,7 @@ void LampModel::applyBatch(const LampBatch &batch)
         emit dataChanged(index(first, 0), index(last, ColumnCount - 1));
     }
     emit batchApplied();
-    m_gatherTimer->start();
+    QTimer::singleShot(100ms, this, &LampModel::readyForNext);
 }
 
 void LampModel::setCount(int count)
@@ -147,59 +174,7 @@ void LampModel::setCount(int count)
         endInsertRows();
     } else if (count < old) {
         beginRemoveRows({}, count, old - 1);
-        for (int row = count; row < old; ++row) {
-            countRecord(m_lamps[row], -1);
-        }
         m_lamps.resize(count);
         endRemoveRows();
     }
-}
-
-void LampModel::countRecord(const LampRecord &lamp, int step)
-{
-    m_litCount += lamp.on ? step : 0;
-    m_unpluggedCount += lamp.presence == LampRecord::Unplugged ? step : 0;
-}
-
-QString LampModel::text(const LampRecord &lamp, int column)
-{
-    const bool attached = lamp.presence == LampRecord::Attached;
-    switch (column) {
-    case Name:
-        return tr("Lamp %1").arg(lamp.number);
-    case Brightness:
-        return attached ? tr("%1 %", "brightness").arg(lamp.brightness) : QString();
-    case Color:
-        return attached ? QColor(QRgb(lamp.color)).name() : QString();
-    case Plugged:
-        return lamp.presence == LampRecord::AwaitsScan ? tr("from the next scan on") : QString();
-    default:
-        return {};
-    }
-}
-
-// Without the state: assistive technology reads that from the check box.
-QString LampModel::accessibleText(const LampRecord &lamp, int column)
-{
-    switch (column) {
-    case On:
-        return tr("Lamp %1 on").arg(lamp.number);
-    case Plugged:
-        return tr("Lamp %1 plugged in").arg(lamp.number);
-    default:
-        return text(lamp, column);
-    }
-}
-
-QVariant LampModel::checkState(const LampRecord &lamp, int column)
-{
-    bool checked = false;
-    if (column == On && lamp.presence == LampRecord::Attached) {
-        checked = lamp.on;
-    } else if (column == Plugged) {
-        checked = lamp.presence != LampRecord::Unplugged;
-    } else {
-        return {};
-    }
-    return checked ? Qt::Checked : Qt::Unchecked;
 }

@@ -4,10 +4,6 @@
 
 #include <QAbstractTableModel>
 
-#include <memory>
-
-class QTimer;
-
 // The table of the lamps' window, one row for each number. Needs no display. Created on the lamps'
 // thread, then moved to the interface thread with its parent. Only batches from the lamps change
 // it; the user's actions are signals to them.
@@ -18,10 +14,6 @@ class LampModel : public QAbstractTableModel
 public:
     enum Column { Name, On, Brightness, Color, Plugged, ColumnCount };
 
-    LampModel();
-
-    // Expires with the model. Any thread.
-    std::weak_ptr<const bool> lifeToken() const;
     int litCount() const;
     int unpluggedCount() const;
     static QString widestText(Column column);
@@ -45,14 +37,6 @@ signals:
 
 private:
     void setCount(int count);
-    void countRecord(const LampRecord &lamp, int step);
-    static QString text(const LampRecord &lamp, int column);
-    static QString accessibleText(const LampRecord &lamp, int column);
-    static QVariant checkState(const LampRecord &lamp, int column);
 
-    const std::shared_ptr<const bool> m_lifeToken = std::make_shared<const bool>(true);
     QVector<LampRecord> m_lamps; // index: number - 1
-    int m_litCount = 0;
-    int m_unpluggedCount = 0;
-    QTimer *const m_gatherTimer;
 };

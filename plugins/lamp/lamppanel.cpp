@@ -11,8 +11,6 @@ LampPanel::LampPanel(std::unique_ptr<LampModel> model)
     m_model->setParent(this);
 }
 
-LampPanel::~LampPanel() = default;
-
 QWidget *LampPanel::createWidget(QWidget *parent)
 {
     if (LampModel *const model = std::exchange(m_model, nullptr)) {

@@ -16,7 +16,6 @@ class LampPanel : public QObject
 
 public:
     explicit LampPanel(std::unique_ptr<LampModel> model);
-    ~LampPanel() override;
 
     // The lamps' window; belongs to `parent`, or to the caller when that is null. It does not need
     // this object. Later calls return the same window, or null once it is deleted. Call on the

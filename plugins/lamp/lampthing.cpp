@@ -3,9 +3,9 @@
 #include "plugins/lamp/lampboard.h"
 #include "plugins/lamp/lampsettings.h"
 
+#include <QColor>
 #include <QJsonValue>
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -13,14 +13,9 @@ namespace {
 
 std::optional<quint32> color(const QString &text)
 {
-    const auto isHex = [](QChar c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-    };
-    if (text.size() != 7 || text.front() != '#' ||
-        !std::all_of(text.begin() + 1, text.end(), isHex)) {
-        return {};
-    }
-    return text.midRef(1).toUInt(nullptr, 16);
+    // QColor also reads other lengths, and names.
+    const QColor color(text.size() == 7 && text.front() == '#' ? text : QString());
+    return color.isValid() ? std::optional(color.rgb() & RGB_MASK) : std::nullopt;
 }
 
 template <typename Value>
@@ -74,9 +69,7 @@ void LampThing::setSettings(const QVariantHash &settings)
 
 QJsonObject LampThing::state() const
 {
-    return {{"on", m_on},
-            {"brightness", m_brightness},
-            {"color", '#' + QString::number(m_color, 16).rightJustified(6, '0')}};
+    return {{"on", m_on}, {"brightness", m_brightness}, {"color", QColor(m_color).name()}};
 }
 
 bool LampThing::applyUpdate(const QJsonObject &update)

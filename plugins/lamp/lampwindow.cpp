@@ -127,14 +127,13 @@ void LampWindow::fitColumns()
 void LampWindow::updateSummary()
 {
     const int count = m_model->rowCount();
+    const int unplugged = m_model->unpluggedCount();
     if (count == 0) {
         m_summary->setText(tr("There are no lamps. Their number is under Device settings."));
-    } else if (m_model->unpluggedCount() == count) {
+    } else if (unplugged == count) {
         m_summary->setText(tr("All lamps are unplugged. Check \"Plugged in\" to bring one back."));
     } else {
-        m_summary->setText(tr("On: %1 of %2. Unplugged: %3.")
-                               .arg(m_model->litCount())
-                               .arg(count)
-                               .arg(m_model->unpluggedCount()));
+        m_summary->setText(
+            tr("On: %1 of %2. Unplugged: %3.").arg(m_model->litCount()).arg(count).arg(unplugged));
     }
 }
