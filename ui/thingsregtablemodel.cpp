@@ -2,20 +2,9 @@
 
 namespace {
 
-// The member of a pool entry that the column shows.
-QLatin1String member(int column)
-{
-    switch (column) {
-    case ThingsRegTableModel::ColType:
-        return QLatin1String("type");
-    case ThingsRegTableModel::ColVersion:
-        return QLatin1String("version");
-    case ThingsRegTableModel::ColSerial:
-        return QLatin1String("serial");
-    default:
-        return QLatin1String("alias");
-    }
-}
+// The members of a pool entry, indexed by ThingsRegTableModel::ColumnNames.
+const QLatin1String members[] = {QLatin1String("type"), QLatin1String("version"),
+                                 QLatin1String("serial"), QLatin1String("alias")};
 
 } // namespace
 
@@ -39,18 +28,8 @@ QVariant ThingsRegTableModel::headerData(int section, Qt::Orientation orientatio
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
         return {};
     }
-    switch (section) {
-    case ColType:
-        return tr("Type");
-    case ColVersion:
-        return tr("Version");
-    case ColSerial:
-        return tr("Serial");
-    case ColAlias:
-        return tr("Alias");
-    default:
-        return {};
-    }
+    const QVariantList headers{tr("Type"), tr("Version"), tr("Serial"), tr("Alias")};
+    return headers.value(section);
 }
 
 QVariant ThingsRegTableModel::data(const QModelIndex &index, int role) const
@@ -58,7 +37,7 @@ QVariant ThingsRegTableModel::data(const QModelIndex &index, int role) const
     if (role != Qt::DisplayRole || !checkIndex(index, CheckIndexOption::IndexIsValid)) {
         return {};
     }
-    return m_devices.at(index.row()).value(member(index.column())).toVariant().toString();
+    return m_devices.at(index.row()).value(members[index.column()]).toVariant().toString();
 }
 
 bool ThingsRegTableModel::removeRows(int row, int count, const QModelIndex &parent)
@@ -91,9 +70,7 @@ void ThingsRegTableModel::replaceAll(const QJsonArray &devices)
 
 PoolEntry ThingsRegTableModel::entry(int row) const
 {
-    const auto text = [device = m_devices.at(row)](QLatin1String member) {
-        return device[member].toString();
-    };
-    return {text(member(ColType)), text(member(ColVersion)), text(member(ColSerial)),
-            text(QLatin1String("regid")), text(member(ColAlias))};
+    const QJsonObject &device = m_devices.at(row);
+    return {device["type"].toString(), device["version"].toString(), device["serial"].toString(),
+            device["regid"].toString(), device["alias"].toString()};
 }

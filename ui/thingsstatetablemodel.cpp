@@ -15,11 +15,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr quint8 columnBit(int column)
-{
-    return static_cast<quint8>(1U << static_cast<unsigned>(column));
-}
-
 QString idPart(const ThingState &thing, int part)
 {
     return thing.shortid.section(QLatin1Char('_'), part, part);
@@ -51,8 +46,6 @@ ThingsStateTableModel::ThingsStateTableModel(QObject *parent)
     connect(&m_emitTimer, &QTimer::timeout, this, &ThingsStateTableModel::emitChanges);
 }
 
-ThingsStateTableModel::~ThingsStateTableModel() = default;
-
 int ThingsStateTableModel::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(m_rows.size());
@@ -68,20 +61,8 @@ QVariant ThingsStateTableModel::headerData(int section, Qt::Orientation orientat
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
         return {};
     }
-    switch (section) {
-    case ColType:
-        return tr("Type");
-    case ColSerial:
-        return tr("Serial");
-    case ColAlias:
-        return tr("Alias");
-    case ColState:
-        return tr("State");
-    case ColCloud:
-        return tr("Reg. ID");
-    default:
-        return {};
-    }
+    const QVariantList headers{tr("Type"), tr("Serial"), tr("Alias"), tr("State"), tr("Reg. ID")};
+    return headers.value(section);
 }
 
 Qt::ItemFlags ThingsStateTableModel::flags(const QModelIndex &index) const
@@ -155,28 +136,16 @@ void ThingsStateTableModel::update(const ThingState &state)
         return;
     }
     // Only what differs: dataChanged() resets an editor that is open in the column.
-    quint8 columns = 0;
-    if (row->thing.alias != state.alias) {
-        columns |= columnBit(ColAlias);
-    }
-    if (row->thing.state != state.state) {
-        columns |= columnBit(ColState);
-    }
-    if (row->thing.regid != state.regid || row->thing.gone != state.gone) {
-        columns |= columnBit(ColCloud);
-    }
+    ColumnSet columns;
+    columns[ColAlias] = row->thing.alias != state.alias;
+    columns[ColState] = row->thing.state != state.state;
+    columns[ColCloud] = row->thing.regid != state.regid || row->thing.gone != state.gone;
     row->thing = state;
-    if (columns != 0) {
-        markChanged(*row, columns);
-    }
-}
-
-void ThingsStateTableModel::markChanged(Row &row, quint8 columns)
-{
-    row.changedColumns |= columns;
-    m_changedRows.insert(&row);
-    if (!m_emitTimer.isActive()) {
-        m_emitTimer.start();
+    if (columns.any()) {
+        m_changes[row] |= columns;
+        if (!m_emitTimer.isActive()) {
+            m_emitTimer.start();
+        }
     }
 }
 
@@ -191,24 +160,22 @@ void ThingsStateTableModel::emitChanges()
     };
     std::array<Range, ColumnCount> ranges;
     QVector<int> aliases;
-    for (Row *const row : qAsConst(m_changedRows)) {
-        for (int column = 0; column < ColumnCount; ++column) {
-            if ((row->changedColumns & columnBit(column)) == 0) {
-                continue;
+    for (auto change = m_changes.cbegin(); change != m_changes.cend(); ++change) {
+        const int row = change.key()->index;
+        for (const int column : {ColState, ColCloud}) {
+            if (change.value()[size_t(column)]) {
+                Range &range = ranges[size_t(column)];
+                range.first = range.first < 0 ? row : qMin(range.first, row);
+                range.last = qMax(range.last, row);
             }
-            if (column == ColAlias) {
-                aliases.append(row->index);
-                continue;
-            }
-            Range &range = ranges[static_cast<size_t>(column)];
-            range.first = range.first < 0 ? row->index : qMin(range.first, row->index);
-            range.last = qMax(range.last, row->index);
         }
-        row->changedColumns = 0;
+        if (change.value()[ColAlias]) {
+            aliases.append(row);
+        }
     }
-    m_changedRows.clear();
-    for (int column = 0; column < ColumnCount; ++column) {
-        const Range range = ranges[static_cast<size_t>(column)];
+    m_changes.clear();
+    for (const int column : {ColState, ColCloud}) {
+        const Range range = ranges[size_t(column)];
         if (range.first >= 0) {
             emit dataChanged(index(range.first, column), index(range.last, column));
         }
@@ -227,7 +194,7 @@ void ThingsStateTableModel::remove(const QString &shortid)
     const int removed = row->index;
     beginRemoveRows({}, removed, removed);
     m_byShortid.remove(shortid);
-    m_changedRows.remove(row);
+    m_changes.remove(row);
     m_rows.erase(m_rows.begin() + removed);
     for (size_t i = static_cast<size_t>(removed); i < m_rows.size(); ++i) {
         m_rows[i]->index = int(i);
@@ -239,7 +206,7 @@ void ThingsStateTableModel::replaceAll(const ThingStateList &list)
 {
     if (!m_rows.empty()) {
         beginRemoveRows({}, 0, rowCount() - 1);
-        m_changedRows.clear();
+        m_changes.clear();
         m_byShortid.clear();
         m_rows.clear();
         endRemoveRows();

@@ -4,9 +4,9 @@
 
 #include <QAbstractTableModel>
 #include <QHash>
-#include <QSet>
 #include <QTimer>
 
+#include <bitset>
 #include <memory>
 #include <vector>
 
@@ -21,7 +21,6 @@ public:
     enum ColumnNames { ColType, ColSerial, ColAlias, ColState, ColCloud, ColumnCount };
 
     explicit ThingsStateTableModel(QObject *parent = nullptr);
-    ~ThingsStateTableModel() override;
 
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
@@ -47,15 +46,14 @@ private:
     {
         ThingState thing;
         int index;
-        quint8 changedColumns = 0; // a bit for each column that dataChanged() is due for
     };
+    using ColumnSet = std::bitset<ColumnCount>;
 
     void append(const ThingState &thing);
-    void markChanged(Row &row, quint8 columns);
     void emitChanges();
 
     std::vector<std::unique_ptr<Row>> m_rows;
     QHash<QString, Row *> m_byShortid;
-    QSet<Row *> m_changedRows;
+    QHash<Row *, ColumnSet> m_changes; // that dataChanged() is due for
     QTimer m_emitTimer;
 };
