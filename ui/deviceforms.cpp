@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
+#include <QMetaProperty>
 #include <QSet>
 #include <QSpinBox>
 #include <QVBoxLayout>
@@ -73,12 +74,11 @@ std::pair<Number, Number> rangeOf(const QJsonObject &setting)
             static_cast<Number>(std::min<double>(to, highest))};
 }
 
-QWidget *makeInteger(const QJsonObject &setting, int value, QWidget *parent)
+QWidget *makeInteger(const QJsonObject &setting, QWidget *parent)
 {
     auto *const editor = new QSpinBox(parent);
     const auto [from, to] = rangeOf<int>(setting);
     editor->setRange(from, to);
-    editor->setValue(value);
     return editor;
 }
 
@@ -92,11 +92,10 @@ QWidget *makeFloat(const QJsonObject &setting, double value, double defaultValue
     editor->setRange(from, to);
     // At least a hundred steps for the whole range, and none larger than 1.
     editor->setSingleStep(qBound(1e-6, std::pow(10, std::floor(std::log10(to - from)) - 2), 1.0));
-    editor->setValue(value);
     return editor;
 }
 
-QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *parent)
+QWidget *makeList(const QJsonObject &setting, QWidget *parent)
 {
     QStringList choices;
     int longest = 0;
@@ -115,7 +114,6 @@ QWidget *makeList(const QJsonObject &setting, const QString &value, QWidget *par
     editor->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     editor->setMinimumContentsLength(qMin(longest, 30));
     editor->addItems(choices);
-    editor->setCurrentText(value);
     return editor;
 }
 
@@ -129,28 +127,23 @@ QWidget *makeEditor(const QJsonObject &setting, const QVariant &stored, QWidget 
         value = defaultValue;
     }
     QWidget *editor = nullptr;
-    QVariant typedDefault;
     if (type == QLatin1String("bool")) {
-        auto *const box = new QCheckBox(parent);
-        box->setChecked(value.toBool());
-        typedDefault = defaultValue.toBool();
-        editor = box;
+        editor = new QCheckBox(parent);
     } else if (type == QLatin1String("int")) {
-        editor = makeInteger(setting, value.toInt(), parent);
-        typedDefault = defaultValue.toInt();
+        editor = makeInteger(setting, parent);
     } else if (type == QLatin1String("float")) {
         editor = makeFloat(setting, value.toDouble(), defaultValue.toDouble(), parent);
-        typedDefault = defaultValue.toDouble();
     } else if (type == QLatin1String("list")) {
-        editor = makeList(setting, value.toString(), parent);
-        typedDefault = defaultValue.toString();
+        editor = makeList(setting, parent);
     } else if (type == QLatin1String("string")) {
-        editor = new QLineEdit(value.toString(), parent);
-        typedDefault = defaultValue.toString();
+        editor = new QLineEdit(parent);
     }
     if (editor != nullptr) {
-        editor->setProperty("default_value", typedDefault);
-        WheelGuard::install(editor);
+        const QMetaProperty shown = editor->metaObject()->userProperty();
+        const QVariant zero(shown.userType(), nullptr);
+        shown.write(editor, value.isValid() ? value : zero);
+        editor->setProperty("default_value", defaultValue.isValid() ? defaultValue : zero);
+        guardFromWheel(editor);
     }
     return editor;
 }
@@ -263,16 +256,6 @@ void alignLabelsAndSetTabOrder(QWidget &container)
     }
 }
 
-// Direct children only: a spin box has a line edit of its own.
-template <typename Editor, typename Value>
-void writeAll(SettingsStore &store, const QGroupBox &form, Value value)
-{
-    const auto editors = form.findChildren<Editor *>(QString(), Qt::FindDirectChildrenOnly);
-    for (const Editor *const editor : editors) {
-        store.setPluginValue(form.objectName(), editor->objectName(), (editor->*value)());
-    }
-}
-
 } // namespace
 
 void deviceforms::build(QWidget &container, const QJsonObject &descriptions)
@@ -296,11 +279,15 @@ bool deviceforms::write(const QWidget &container)
     SettingsStore store;
     const auto forms = container.findChildren<QGroupBox *>(QString(), Qt::FindDirectChildrenOnly);
     for (const QGroupBox *const form : forms) {
-        writeAll<QCheckBox>(store, *form, &QCheckBox::isChecked);
-        writeAll<QSpinBox>(store, *form, &QSpinBox::value);
-        writeAll<QDoubleSpinBox>(store, *form, &QDoubleSpinBox::value);
-        writeAll<QComboBox>(store, *form, &QComboBox::currentText);
-        writeAll<QLineEdit>(store, *form, &QLineEdit::text);
+        // Direct children only: a spin box has a line edit of its own.
+        const auto widgets = form->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
+        for (const QWidget *const widget : widgets) {
+            // A label has no user property.
+            const QMetaProperty shown = widget->metaObject()->userProperty();
+            if (shown.isValid()) {
+                store.setPluginValue(form->objectName(), widget->objectName(), shown.read(widget));
+            }
+        }
     }
     return store.flush();
 }

@@ -140,7 +140,7 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
 
     QWidget *const editors[] = {m_interval, m_port, m_keepAlive, m_language, m_scanInterval};
     for (QWidget *const editor : editors) {
-        WheelGuard::install(editor);
+        guardFromWheel(editor);
     }
     connect(m_autoScan, &QCheckBox::toggled, m_scanInterval, &QWidget::setEnabled);
     QMetaObject::connectSlotsByName(this);

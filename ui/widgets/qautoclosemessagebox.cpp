@@ -7,11 +7,6 @@
 
 using namespace std::chrono_literals;
 
-QAutoCloseMessageBox::QAutoCloseMessageBox(QWidget *parent)
-    : QAutoCloseMessageBox(NoIcon, QString(), QString(), NoButton, parent)
-{
-}
-
 QAutoCloseMessageBox::QAutoCloseMessageBox(Icon icon, const QString &title, const QString &text,
                                            StandardButtons buttons, QWidget *parent)
     : QMessageBox(icon, title, text, buttons, parent)

@@ -13,7 +13,6 @@ class QAutoCloseMessageBox : public QMessageBox
     Q_PROPERTY(int timeout READ timeout WRITE setTimeout NOTIFY timeoutChanged)
 
 public:
-    explicit QAutoCloseMessageBox(QWidget *parent = nullptr);
     QAutoCloseMessageBox(Icon icon, const QString &title, const QString &text,
                          StandardButtons buttons = NoButton, QWidget *parent = nullptr);
 

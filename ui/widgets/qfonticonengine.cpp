@@ -6,18 +6,14 @@
 #include <QPixmap>
 
 QFontIconEngine::QFontIconEngine(const QString &family, const QString &glyphOff,
-                                 const QString &glyphOn, const QColor &color)
+                                 const QString &glyphOn, const QColor &color,
+                                 const QColor &checkedColor)
     : m_family(family)
     , m_glyphOff(glyphOff)
     , m_glyphOn(glyphOn)
     , m_color(color)
+    , m_checkedColor(checkedColor)
 {
-}
-
-void QFontIconEngine::setCheckedColor(const QColor &color)
-{
-    m_checkedColor = color;
-    m_hasCheckedColor = true;
 }
 
 QColor QFontIconEngine::penColor(QIcon::Mode mode, QIcon::State state) const
@@ -30,7 +26,7 @@ QColor QFontIconEngine::penColor(QIcon::Mode mode, QIcon::State state) const
     if (mode == QIcon::Selected) {
         return text;
     }
-    if (state == QIcon::On && m_hasCheckedColor) {
+    if (state == QIcon::On && m_checkedColor.isValid()) {
         return m_checkedColor;
     }
     return m_color.isValid() ? m_color : text;

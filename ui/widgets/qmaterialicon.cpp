@@ -82,16 +82,8 @@ QIcon QMaterialIcon::icon(const QString &name) const
 
 QIcon QMaterialIcon::icon(const QString &name, Color color, Color checked) const
 {
-    return icon(name, name, color, checked);
-}
-
-QIcon QMaterialIcon::icon(const QString &name, const QString &nameOn, Color color,
-                          Color checked) const
-{
-    auto *engine =
-        new QFontIconEngine(m_family, drawable(name), drawable(nameOn), this->color(color));
-    engine->setCheckedColor(this->color(checked));
-    return QIcon(engine);
+    return QIcon(new QFontIconEngine(m_family, drawable(name), drawable(name), this->color(color),
+                                     this->color(checked)));
 }
 
 QPixmap QMaterialIcon::pixmap(const QString &name, int size, Color color, qreal ratio) const

@@ -25,9 +25,8 @@ public:
 
     // In the palette's colour for texts on buttons.
     QIcon icon(const QString &name) const;
-    // `checked` is the colour in the on state, `nameOn` another glyph for it.
+    // `checked` is the colour in the on state.
     QIcon icon(const QString &name, Color color, Color checked) const;
-    QIcon icon(const QString &name, const QString &nameOn, Color color, Color checked) const;
     // `size` is the side in device-independent pixels, `ratio` the screen's pixels for each.
     QPixmap pixmap(const QString &name, int size, Color color, qreal ratio = 1) const;
 

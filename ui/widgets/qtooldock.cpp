@@ -21,24 +21,23 @@ constexpr int Radius = 15;
 // keeps the platform's palette, which may be dark.
 QBrush backgroundFor(const QColor &iconColor, const QPalette &palette)
 {
-    const QBrush brushes[] = {palette.base(), palette.text()};
-    return contrastRatio(iconColor, brushes[0].color()) >=
-                   contrastRatio(iconColor, brushes[1].color())
-               ? brushes[0]
-               : brushes[1];
+    const QBrush &base = palette.base();
+    const QBrush &text = palette.text();
+    const bool isBaseBetter =
+        contrastRatio(iconColor, base.color()) >= contrastRatio(iconColor, text.color());
+    return isBaseBetter ? base : text;
 }
 
 QString styleSheetFor(const QColor &accent)
 {
     return QStringLiteral("QToolDock QToolButton {color: white; background-color: rgba(0,0,0,0); "
-                          "border: 1px solid black; icon-size: 32px; border-radius: 4;}") +
-           QStringLiteral("QToolDock QToolButton:hover {color: %1; border: 1px solid %1;}")
-               .arg(accent.name())
-           // The icon's colour alone would not mark the current page and the focus.
-           + QStringLiteral("QToolDock QToolButton:checked {background-color: rgba(0,0,0,210); "
-                            "border: 1px solid %1;}"
-                            "QToolDock QToolButton:focus {border: 2px solid palette(highlight);}")
-                 .arg(accent.name());
+                          "border: 1px solid black; icon-size: 32px; border-radius: 4;}"
+                          "QToolDock QToolButton:hover {color: %1; border: 1px solid %1;}"
+                          // The icon's colour alone would not mark the current page and the focus.
+                          "QToolDock QToolButton:checked {background-color: rgba(0,0,0,210); "
+                          "border: 1px solid %1;}"
+                          "QToolDock QToolButton:focus {border: 2px solid palette(highlight);}")
+        .arg(accent.name());
 }
 
 } // namespace
@@ -115,17 +114,9 @@ void QToolDock::resizeEvent(QResizeEvent * /*event*/)
         setMask(bar);
         return;
     }
-    QRegion shape(bar.adjusted(Radius, 0, -Radius, 0));
-    shape += bar.adjusted(0, Radius, 0, -Radius);
-    QRect corner(0, 0, 2 * Radius, 2 * Radius);
-    shape += QRegion(corner, QRegion::Ellipse);
-    corner.moveRight(bar.right());
-    shape += QRegion(corner, QRegion::Ellipse);
-    corner.moveBottom(bar.bottom());
-    shape += QRegion(corner, QRegion::Ellipse);
-    corner.moveLeft(0);
-    shape += QRegion(corner, QRegion::Ellipse);
-    setMask(shape);
+    QPainterPath shape;
+    shape.addRoundedRect(bar, Radius, Radius);
+    setMask(shape.toFillPolygon().toPolygon());
 }
 
 // Draws the parent's colour over the mask's jagged edge, antialiased.

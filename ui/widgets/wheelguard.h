@@ -1,19 +1,7 @@
 #pragma once
 
-#include <QObject>
+class QWidget;
 
-// Keeps the mouse wheel from changing the value of an editor, so that it scrolls the page instead.
-// Interface thread.
-class WheelGuard : public QObject
-{
-    Q_OBJECT
-
-public:
-    // Guards the editor for its life.
-    static void install(QWidget *editor);
-
-    bool eventFilter(QObject *watched, QEvent *event) override;
-
-private:
-    explicit WheelGuard(QWidget *editor);
-};
+// Keeps the mouse wheel from changing the value of an editor for its life, so that it scrolls the
+// page instead. Interface thread.
+void guardFromWheel(QWidget *editor);
