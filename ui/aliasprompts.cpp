@@ -8,6 +8,7 @@
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRandomGenerator>
 
 namespace {
 
@@ -22,6 +23,13 @@ void disableOkForEmptyAlias(QInputDialog *prompt)
                      [ok](const QString &text) { ok->setDisabled(cleanAlias(text).isEmpty()); });
 }
 
+QString randomAlias(const QString &type)
+{
+    QRandomGenerator random(static_cast<quint32>(QDateTime::currentMSecsSinceEpoch()));
+    const quint32 number = random.bounded(0x10000U, 0x100000U); // five hexadecimal digits
+    return QStringLiteral("%1_%2").arg(type, QString::number(number, 16));
+}
+
 } // namespace
 
 AliasPrompts::AliasPrompts(QWidget *window)
@@ -34,7 +42,6 @@ void AliasPrompts::ask(const QStringList &things)
 {
     cancel();
     m_remaining = things;
-    m_random.seed(static_cast<quint32>(QDateTime::currentMSecsSinceEpoch()));
     askNext();
 }
 
@@ -80,10 +87,4 @@ void AliasPrompts::askNext()
         editor->selectAll();
     }
     dialogs::enqueue(m_prompt);
-}
-
-QString AliasPrompts::randomAlias(const QString &type)
-{
-    const quint32 number = m_random.bounded(0x10000U, 0x100000U); // five hexadecimal digits
-    return QStringLiteral("%1_%2").arg(type, QString::number(number, 16));
 }

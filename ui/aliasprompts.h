@@ -2,7 +2,6 @@
 
 #include <QObject>
 #include <QPointer>
-#include <QRandomGenerator>
 #include <QStringList>
 
 class QInputDialog;
@@ -30,10 +29,8 @@ signals:
 
 private:
     void askNext();
-    QString randomAlias(const QString &type);
 
     QWidget *m_window;
     QStringList m_remaining;
     QPointer<QInputDialog> m_prompt;
-    QRandomGenerator m_random;
 };

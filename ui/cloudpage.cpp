@@ -12,6 +12,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <iterator>
+#include <utility>
+
 namespace {
 
 using Role = QMaterialIcon::Color;
@@ -24,21 +27,14 @@ QColor color(Role role)
 // `state`: CredentialStore::SSLStatus.
 void showCredential(QStatusLabel *label, int state)
 {
-    switch (state) {
-    case 0:
-        label->setText(CloudPage::tr("Ok"), color(Role::Success));
-        break;
-    case 1:
-        label->setText(CloudPage::tr("Missing"), color(Role::Error));
-        break;
-    case 2:
-        label->setText(CloudPage::tr("Corrupt"), color(Role::Warning));
-        break;
-    case 3:
-        label->setText(CloudPage::tr("Cryptographic error"), QColor("#DA30AD"));
-        break;
-    default:
-        break;
+    const std::pair<QString, QColor> states[] = {
+        {CloudPage::tr("Ok"), color(Role::Success)},
+        {CloudPage::tr("Missing"), color(Role::Error)},
+        {CloudPage::tr("Corrupt"), color(Role::Warning)},
+        {CloudPage::tr("Cryptographic error"), QColor("#DA30AD")},
+    };
+    if (state >= 0 && state < int(std::size(states))) {
+        label->setText(states[state].first, states[state].second);
     }
 }
 
@@ -46,7 +42,6 @@ void showCredential(QStatusLabel *label, int state)
 
 CloudPage::CloudPage(QWidget *parent)
     : QWidget(parent)
-    , m_wizard(nullptr)
     , m_gateway(new QStatusLabel(this))
     , m_connection(new QStatusLabel(this))
     , m_serial(new QStatusLabel(this))
@@ -68,10 +63,7 @@ CloudPage::CloudPage(QWidget *parent)
     addRow(tr("Key:"), m_key, "keyStatus");
     QPushButton *const resetButton =
         pagestyle::button(tr("&Reset Registration"), "settingsResetGWButton", status);
-    auto *const resetRow = new QHBoxLayout;
-    resetRow->addStretch();
-    resetRow->addWidget(resetButton);
-    form->addRow(resetRow);
+    form->addRow(pagestyle::row({resetButton}, Qt::AlignRight));
 
     m_wizard = new RegistrationWizard(this); // after the button: tab order is creation order
     auto *const registration = new QGroupBox(tr("Registration"), this);
@@ -81,10 +73,8 @@ CloudPage::CloudPage(QWidget *parent)
     layout->addWidget(status);
     layout->addWidget(registration, 1);
 
-    m_gateway->setText(tr("Not registered"), color(Role::Warning));
     showConnectivity(false);
-    m_cert->setText(tr("Missing"), color(Role::Error));
-    m_key->setText(tr("Missing"), color(Role::Error));
+    showStatus({{"gw", false}, {"key", 1}, {"cert", 1}}); // until the first result
     refresh();
     QMetaObject::connectSlotsByName(this);
 }
@@ -99,22 +89,17 @@ void CloudPage::refresh()
 
 void CloudPage::showStatus(const QJsonObject &status)
 {
-    if (status[QLatin1String("gw")].toBool()) {
-        m_gateway->setText(tr("Ready"), color(Role::Success));
-    } else {
-        m_gateway->setText(tr("Not registered"), color(Role::Warning));
-    }
+    const bool registered = status[QLatin1String("gw")].toBool();
+    m_gateway->setText(registered ? tr("Ready") : tr("Not registered"),
+                       color(registered ? Role::Success : Role::Warning));
     showCredential(m_key, status[QLatin1String("key")].toInt(-1));
     showCredential(m_cert, status[QLatin1String("cert")].toInt(-1));
 }
 
 void CloudPage::showConnectivity(bool connected)
 {
-    if (connected) {
-        m_connection->setText(tr("Connected"), color(Role::Success));
-    } else {
-        m_connection->setText(tr("Disconnected"), color(Role::Warning));
-    }
+    m_connection->setText(connected ? tr("Connected") : tr("Disconnected"),
+                          color(connected ? Role::Success : Role::Warning));
 }
 
 void CloudPage::on_settingsResetGWButton_clicked()

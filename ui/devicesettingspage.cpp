@@ -22,14 +22,10 @@ DeviceSettingsPage::DeviceSettingsPage(QWidget *parent)
 
     m_readButton->setToolTip(tr("Show the stored settings again"));
     m_writeButton->setToolTip(tr("Store the settings and apply them to the devices"));
-    auto *const buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_readButton);
-    buttons->addWidget(m_writeButton);
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(m_area, 1);
     layout->addWidget(m_hint, 1);
-    layout->addLayout(buttons);
+    layout->addLayout(pagestyle::row({m_readButton, m_writeButton}, Qt::AlignRight));
     QMetaObject::connectSlotsByName(this);
     showPlugins({});
 }

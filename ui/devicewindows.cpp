@@ -4,11 +4,11 @@
 
 #include <QWidget>
 
-#include <algorithm>
+#include <memory>
 
 namespace {
 
-constexpr size_t maxWindows = 100; // plugins decide how many there are
+constexpr int maxWindows = 100; // plugins decide how many there are
 
 void bringUp(QWidget *window)
 {
@@ -26,9 +26,7 @@ DeviceWindows::DeviceWindows(QObject *parent)
 
 DeviceWindows::~DeviceWindows()
 {
-    for (const Entry &entry : m_entries) {
-        delete entry.window;
-    }
+    qDeleteAll(m_windows);
 }
 
 void DeviceWindows::add(QObject *thui)
@@ -38,18 +36,18 @@ void DeviceWindows::add(QObject *thui)
     }
     std::unique_ptr<QObject> owned(thui);
     // Windows may delete themselves when they are closed.
-    const auto isGone = [](const Entry &entry) { return entry.window.isNull(); };
-    m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), isGone), m_entries.end());
+    m_windows.removeAll(nullptr);
     QWidget *window = nullptr;
-    if (m_entries.size() >= maxWindows ||
+    if (m_windows.size() >= maxWindows ||
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
                                    Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||
         window == nullptr) {
-        qCWarning(lcUi, "Device window rejected: createWidget() failed or %zu windows are open",
-                  m_entries.size());
+        qCWarning(lcUi, "Device window rejected: createWidget() failed or %d windows are open",
+                  m_windows.size());
         return;
     }
-    m_entries.push_back({std::move(owned), window});
+    owned.release()->setParent(window);
+    m_windows.append(window);
     emit windowAdded();
     if (!m_heldBack) {
         bringUp(window);
@@ -66,9 +64,9 @@ void DeviceWindows::release()
 void DeviceWindows::showAll()
 {
     m_heldBack = false;
-    for (const Entry &entry : m_entries) {
-        if (entry.window) {
-            bringUp(entry.window);
+    for (const QPointer<QWidget> &window : qAsConst(m_windows)) {
+        if (window) {
+            bringUp(window);
         }
     }
 }

@@ -2,9 +2,7 @@
 
 #include <QObject>
 #include <QPointer>
-
-#include <memory>
-#include <vector>
+#include <QVector>
 
 class QWidget;
 
@@ -33,11 +31,6 @@ signals:
     void windowAdded();
 
 private:
-    struct Entry
-    {
-        std::unique_ptr<QObject> thui;
-        QPointer<QWidget> window;
-    };
-    std::vector<Entry> m_entries;
+    QVector<QPointer<QWidget>> m_windows; // each owns its interface object
     bool m_heldBack = false;
 };

@@ -11,7 +11,6 @@
 #include "ui/registrationwizard.h"
 #include "ui/regthingseditor.h"
 #include "ui/settingspage.h"
-#include "ui/splash.h"
 #include "ui/statepage.h"
 #include "ui/trayicon.h"
 #include "updates/cvupdater.h"
@@ -20,6 +19,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
+#include <QSplashScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
 
@@ -96,8 +96,7 @@ void MainWindow::makeMenu()
     const auto add = [this](const QString &text, Actions action) {
         QAction *const entry = m_menu.addAction(text);
         entry->setData(action);
-        connect(entry, &QAction::triggered, this,
-                [this, entry] { process_action(entry->data().toInt()); });
+        connect(entry, &QAction::triggered, this, [this, action] { process_action(action); });
         return entry;
     };
     add(tr("Show/Hide"), A_VSWITCH);
@@ -164,9 +163,16 @@ void MainWindow::restoreLayout()
 
 void MainWindow::runInitSequence()
 {
-    Splash splash;
+    // Unlike QIcon, QPixmap does not choose the larger picture by itself.
+    const QString density = qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
+    QSplashScreen splash(QPixmap(QStringLiteral(":/images/splash%1.png").arg(density)));
     splash.show();
-    connect(this, &MainWindow::loadProgress, &splash, &Splash::showProgress);
+    connect(this, &MainWindow::loadProgress, &splash,
+            [&splash](int total, int completed, const QString &statusMsg) {
+                splash.showMessage(
+                    QStringLiteral("%1/%2 %3").arg(completed).arg(total).arg(statusMsg),
+                    Qt::AlignBottom | Qt::AlignHCenter, Qt::white);
+            });
     m_deviceWindows.holdBack();
     if (!m_startup.run() && !m_exitCode) {
         m_exitCode = 1;
@@ -386,14 +392,12 @@ void MainWindow::mhide()
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     if (qApp->isSavingSession()) {
-        event->accept(); // else the session could not end
-        return;
+        return; // the session could not end if the event were ignored
     }
     if (m_settings.store().value(keys::CloseToTray)) {
         event->ignore();
         mhide();
-        return;
+    } else {
+        QMetaObject::invokeMethod(this, &MainWindow::quit, Qt::QueuedConnection);
     }
-    event->accept();
-    QMetaObject::invokeMethod(this, &MainWindow::quit, Qt::QueuedConnection);
 }

@@ -1,5 +1,6 @@
 #include "ui/pagestyle.h"
 
+#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
@@ -36,4 +37,14 @@ QPushButton *pagestyle::button(const QString &text, const char *name, QWidget *p
     button->setObjectName(QLatin1String(name));
     button->setAccessibleName(QString(text).remove(QLatin1Char('&')));
     return button;
+}
+
+QHBoxLayout *pagestyle::row(std::initializer_list<QWidget *> widgets, Qt::AlignmentFlag side)
+{
+    auto *const row = new QHBoxLayout;
+    for (QWidget *const widget : widgets) {
+        row->addWidget(widget);
+    }
+    row->insertStretch(side == Qt::AlignRight ? 0 : -1);
+    return row;
 }

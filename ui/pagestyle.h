@@ -2,6 +2,9 @@
 
 #include <QString>
 
+#include <initializer_list>
+
+class QHBoxLayout;
 class QLabel;
 class QPushButton;
 class QTableView;
@@ -18,5 +21,8 @@ void styleTable(QTableView *table);
 
 // A button with the text as its accessible name. `name`: its object name.
 QPushButton *button(const QString &text, const char *name, QWidget *parent);
+
+// The widgets side by side, at the left or the right side.
+QHBoxLayout *row(std::initializer_list<QWidget *> widgets, Qt::AlignmentFlag side);
 
 } // namespace pagestyle

@@ -30,22 +30,12 @@ namespace {
 constexpr int copiedNotice = 1500; // milliseconds
 constexpr int maxResults = 100000; // lines
 
-QVBoxLayout *makeColumn(QWidget *page)
+QVBoxLayout *makeColumn(QWidget *widget)
 {
-    auto *const column = new QVBoxLayout(page);
+    auto *const column = new QVBoxLayout(widget);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(12);
     return column;
-}
-
-QHBoxLayout *makeRow(std::initializer_list<QWidget *> widgets)
-{
-    auto *const row = new QHBoxLayout;
-    for (QWidget *const widget : widgets) {
-        row->addWidget(widget);
-    }
-    row->addStretch();
-    return row;
 }
 
 // The value as an integer that is not negative, if it is such a number.
@@ -78,13 +68,11 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
     m_stepLabel->setObjectName("regStepLabel");
     m_stepLabel->setWordWrap(true);
     m_steps->setObjectName("regSteps");
-    m_steps->addWidget(makeStartPage());
-    m_steps->addWidget(makeWaitPage());
-    m_steps->addWidget(makeCodePage());
-    m_steps->addWidget(makeResultPage());
-    auto *const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(12);
+    addStartPage();
+    addWaitPage();
+    addCodePage();
+    addResultPage();
+    QVBoxLayout *const layout = makeColumn(this);
     layout->addWidget(m_stepLabel);
     layout->addWidget(m_steps, 1);
 
@@ -96,47 +84,49 @@ RegistrationWizard::RegistrationWizard(QWidget *parent)
             restart();
         }
     });
-    connect(m_countdown, &QCountDownLCD::timeout, this, [this] { showExpired(true); });
+    connect(m_countdown, &QCountDownLCD::timeout, this, &RegistrationWizard::showExpired);
     QMetaObject::connectSlotsByName(this);
 }
 
-QWidget *RegistrationWizard::makeStartPage()
+QVBoxLayout *RegistrationWizard::addPage()
 {
     auto *const page = new QWidget(m_steps);
+    m_steps->addWidget(page);
+    return makeColumn(page);
+}
+
+void RegistrationWizard::addStartPage()
+{
     auto *const text =
         new QLabel(tr("If all things have names, registration process will begin right away. "
                       "Please be ready to fill in the code from the next window into the "
                       "corresponding field in the Nimbra Cloud."),
-                   page);
+                   this);
     text->setWordWrap(true);
-    QVBoxLayout *const column = makeColumn(page);
+    QVBoxLayout *const column = addPage();
     column->addWidget(text);
-    column->addLayout(makeRow({m_startButton}));
+    column->addLayout(pagestyle::row({m_startButton}, Qt::AlignLeft));
     column->addStretch();
-    return page;
 }
 
-QWidget *RegistrationWizard::makeWaitPage()
+void RegistrationWizard::addWaitPage()
 {
-    auto *const page = new QWidget(m_steps);
-    auto *const bar = new QProgressBar(page);
+    auto *const bar = new QProgressBar(this);
     bar->setRange(0, 0); // busy, without a percentage
     bar->setTextVisible(false);
     bar->setMaximumWidth(bar->fontMetrics().averageCharWidth() * 40);
     bar->setAccessibleName(tr("Connecting..."));
-    QVBoxLayout *const column = makeColumn(page);
-    column->addWidget(new QLabel(tr("Connecting..."), page));
+    QVBoxLayout *const column = addPage();
+    column->addWidget(new QLabel(tr("Connecting..."), this));
     column->addWidget(bar);
-    QPushButton *const cancelButton = pagestyle::button(tr("C&ancel"), "cloudCancelButton", page);
+    QPushButton *const cancelButton = pagestyle::button(tr("C&ancel"), "cloudCancelButton", this);
     connect(cancelButton, &QPushButton::clicked, this, &RegistrationWizard::cancelSession);
-    column->addLayout(makeRow({cancelButton}));
+    column->addLayout(pagestyle::row({cancelButton}, Qt::AlignLeft));
     column->addStretch();
-    return page;
 }
 
-QWidget *RegistrationWizard::makeCodePage()
+void RegistrationWizard::addCodePage()
 {
-    auto *const page = new QWidget(m_steps);
     // The numbers get no accessible names, which screen readers would read instead.
     m_code->setObjectName("cloudCode");
     m_code->setSegmentStyle(QLCDNumber::Flat);
@@ -154,49 +144,40 @@ QWidget *RegistrationWizard::makeCodePage()
     displayRow->addLayout(display);
     displayRow->addStretch();
     QPushButton *const portalButton =
-        pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", page);
+        pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", this);
     QPushButton *const againButton =
-        pagestyle::button(tr("&New Session"), "cloudExpiredButton", page);
+        pagestyle::button(tr("&New Session"), "cloudExpiredButton", this);
     connect(againButton, &QPushButton::clicked, this, &RegistrationWizard::cancelSession);
-    QVBoxLayout *const column = makeColumn(page);
+    QVBoxLayout *const column = addPage();
     column->addLayout(displayRow);
-    column->addLayout(makeRow({m_copyButton, portalButton, againButton}));
+    column->addLayout(pagestyle::row({m_copyButton, portalButton, againButton}, Qt::AlignLeft));
     column->addStretch();
-    return page;
 }
 
-QWidget *RegistrationWizard::makeResultPage()
+void RegistrationWizard::addResultPage()
 {
-    auto *const page = new QWidget(m_steps);
     m_results->setObjectName("regResults");
     m_results->setAccessibleName(tr("Registered"));
-    QVBoxLayout *const column = makeColumn(page);
+    QPushButton *const restartButton =
+        pagestyle::button(tr("&New Session"), "cloudRestartRegButton", this);
+    QVBoxLayout *const column = addPage();
     column->addWidget(m_results, 1);
-    column->addLayout(
-        makeRow({pagestyle::button(tr("&New Session"), "cloudRestartRegButton", page)}));
-    return page;
+    column->addLayout(pagestyle::row({restartButton}, Qt::AlignLeft));
 }
 
 void RegistrationWizard::setStep(RegSteps step)
 {
+    const QString labels[] = {tr("Querying..."), tr("Step 2. Connecting to the cloud"),
+                              tr("Step 3. Enter the code in the cloud"), tr("Step 4. Finish")};
     m_countdown->stop();
-    switch (step) {
-    case R_SERIAL:
-        m_stepLabel->setText(tr("Querying..."));
+    m_stepLabel->setText(labels[step]);
+    m_code->setEnabled(true); // the code of the former session may have expired
+    m_copyButton->setEnabled(true);
+    if (step == R_SERIAL) {
         m_prompts->cancel();
         m_results->clear();
         m_startButton->setEnabled(false);
         emit stateRequested();
-        break;
-    case R_CONN:
-        m_stepLabel->setText(tr("Step 2. Connecting to the cloud"));
-        break;
-    case R_CODE:
-        showExpired(false);
-        break;
-    case R_FIN:
-        m_stepLabel->setText(tr("Step 4. Finish"));
-        break;
     }
     m_steps->setCurrentIndex(step);
 }
@@ -259,12 +240,11 @@ void RegistrationWizard::showCode(const QJsonObject &code)
     }
 }
 
-void RegistrationWizard::showExpired(bool expired)
+void RegistrationWizard::showExpired()
 {
-    m_stepLabel->setText(expired ? tr("The code has expired. Begin a new session for another one.")
-                                 : tr("Step 3. Enter the code in the cloud"));
-    m_copyButton->setDisabled(expired);
-    m_code->setDisabled(expired);
+    m_stepLabel->setText(tr("The code has expired. Begin a new session for another one."));
+    m_copyButton->setEnabled(false);
+    m_code->setEnabled(false);
 }
 
 bool RegistrationWizard::showResult(const QJsonObject &result)

@@ -9,6 +9,7 @@ class QLCDNumber;
 class QListWidget;
 class QPushButton;
 class QStackedWidget;
+class QVBoxLayout;
 class AliasPrompts;
 
 // The steps of a registration, from the aliases of the things to the list of what was registered.
@@ -51,13 +52,14 @@ signals:
     void notice(const QString &text, int milliseconds);
 
 private:
-    QWidget *makeStartPage();
-    QWidget *makeWaitPage();
-    QWidget *makeCodePage();
-    QWidget *makeResultPage();
+    QVBoxLayout *addPage();
+    void addStartPage();
+    void addWaitPage();
+    void addCodePage();
+    void addResultPage();
     // R_SERIAL closes the prompts for aliases and asks for the state of the registration.
     void setStep(RegSteps step);
-    void showExpired(bool expired);
+    void showExpired();
     void cancelSession();
 
     AliasPrompts *m_prompts;

@@ -42,13 +42,10 @@ RegThingsEditor::RegThingsEditor(QWidget *parent)
     pagestyle::styleTable(m_table);
     QHeaderView *const header = m_table->horizontalHeader();
 
-    auto *const buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_forgetButton);
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(m_table, 1);
     layout->addWidget(m_hint, 1);
-    layout->addLayout(buttons);
+    layout->addLayout(pagestyle::row({m_forgetButton}, Qt::AlignRight));
 
     sync();
     for (const int column : {ThingsRegTableModel::ColType, ThingsRegTableModel::ColVersion,

@@ -2,8 +2,6 @@
 
 #include "settings/settingsstore.h"
 
-#include <QTimerEvent>
-
 #include <algorithm>
 #include <chrono>
 #include <utility>
@@ -24,6 +22,7 @@ std::chrono::milliseconds scanPeriod(const SettingsStore &store)
 ScanClock::ScanClock(QObject *parent)
     : QObject(parent)
 {
+    connect(&m_regular, &QTimer::timeout, this, &ScanClock::scan);
     m_deferred.setSingleShot(true);
     m_deferred.setInterval(20s);
     connect(&m_deferred, &QTimer::timeout, this, [this] {
@@ -37,15 +36,13 @@ void ScanClock::arm()
     stop();
     const SettingsStore store;
     if (store.value(keys::AutoScan)) {
-        m_period = scanPeriod(store);
-        m_regular.start(static_cast<int>(m_period.count()), Qt::CoarseTimer, this);
+        m_regular.start(scanPeriod(store));
     }
 }
 
 void ScanClock::stop()
 {
     m_regular.stop();
-    m_period = 0ms;
 }
 
 void ScanClock::scanLater()
@@ -69,14 +66,5 @@ void ScanClock::scanFinished()
     emit scanningChanged(false);
     if (std::exchange(m_scanAgain, false)) {
         scanLater();
-    }
-}
-
-void ScanClock::timerEvent(QTimerEvent *event)
-{
-    if (event->timerId() == m_regular.timerId()) {
-        scan();
-    } else {
-        QObject::timerEvent(event);
     }
 }

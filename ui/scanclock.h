@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QBasicTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -25,20 +24,16 @@ public:
     // Requests a scan now, unless one is running.
     void scan();
     void scanFinished();
-    // Of the regular scan; 0 while there is none.
-    std::chrono::milliseconds period() const { return m_period; }
+    // Of the regular scan, as it was armed last.
+    std::chrono::milliseconds period() const { return m_regular.intervalAsDuration(); }
 
 signals:
     void scanRequested();
     void scanningChanged(bool scanning);
 
-protected:
-    void timerEvent(QTimerEvent *event) override;
-
 private:
-    QBasicTimer m_regular;
+    QTimer m_regular;
     QTimer m_deferred;
-    std::chrono::milliseconds m_period{0};
     bool m_scanning = false;
     bool m_scanAgain = false; // a deferred scan was due during another one
 };

@@ -73,8 +73,11 @@ QSpinBox *makeSpinBox(int min, int max, const QString &suffix, QWidget *parent)
     return box;
 }
 
-QFormLayout *makeForm(QGroupBox *group)
+// Adds a group to `column`, and returns the form in it.
+QFormLayout *addGroup(QVBoxLayout *column, const QString &title)
 {
+    auto *const group = new QGroupBox(title, column->parentWidget());
+    column->addWidget(group);
     auto *const form = new QFormLayout(group);
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     return form;
@@ -119,10 +122,10 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
 {
     auto *const pane = new QWidget(this);
     auto *const groups = new QVBoxLayout(pane);
-    groups->addWidget(makeCloudGroup());
-    groups->addWidget(makeInterfaceGroup());
-    groups->addWidget(makeSystemGroup());
-    groups->addWidget(makeBackupGroup());
+    addCloudGroup(groups);
+    addInterfaceGroup(groups);
+    addSystemGroup(groups);
+    addBackupGroup(groups);
     groups->addStretch();
     alignForms(pane);
     auto *const area = new QScrollArea(this);
@@ -130,13 +133,12 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     area->setFrameShape(QFrame::NoFrame);
     area->setWidget(pane);
 
-    auto *const buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(pagestyle::button(tr("Re&vert"), "settingsRevertButton", this));
-    buttons->addWidget(pagestyle::button(tr("&Apply"), "settingsApplyButton", this));
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(area, 1);
-    layout->addLayout(buttons);
+    layout->addLayout(
+        pagestyle::row({pagestyle::button(tr("Re&vert"), "settingsRevertButton", this),
+                        pagestyle::button(tr("&Apply"), "settingsApplyButton", this)},
+                       Qt::AlignRight));
 
     QWidget *const editors[] = {m_interval, m_port, m_keepAlive, m_language, m_scanInterval};
     for (QWidget *const editor : editors) {
@@ -146,10 +148,9 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     QMetaObject::connectSlotsByName(this);
 }
 
-QGroupBox *SettingsPage::makeCloudGroup()
+void SettingsPage::addCloudGroup(QVBoxLayout *groups)
 {
-    auto *const group = new QGroupBox(tr("Cloud"), this);
-    QFormLayout *const form = makeForm(group);
+    QFormLayout *const form = addGroup(groups, tr("Cloud"));
     for (int i = 0; i < reportIntervals().size(); ++i) {
         m_interval->addItem(reportIntervalLabel(i));
     }
@@ -159,36 +160,32 @@ QGroupBox *SettingsPage::makeCloudGroup()
     addRow(form, tr("Host"), m_host, "host");
     addRow(form, tr("Port"), m_port, "port");
     addRow(form, tr("Keep-alive"), m_keepAlive, "keepAlive");
-    return group;
 }
 
-QGroupBox *SettingsPage::makeInterfaceGroup()
+void SettingsPage::addInterfaceGroup(QVBoxLayout *groups)
 {
-    auto *const group = new QGroupBox(tr("Interface"), this);
-    QFormLayout *const form = makeForm(group);
+    QFormLayout *const form = addGroup(groups, tr("Interface"));
     // Each language has its own name for itself, in every translation.
     m_language->addItems({QStringLiteral("English"), QStringLiteral("Русский")});
     addRow(form, tr("Language"), m_language, "language");
     addCheck(form, m_dark, "dark");
-    return group;
 }
 
-QGroupBox *SettingsPage::makeSystemGroup()
+void SettingsPage::addSystemGroup(QVBoxLayout *groups)
 {
-    auto *const group = new QGroupBox(tr("System"), this);
-    QFormLayout *const form = makeForm(group);
+    QFormLayout *const form = addGroup(groups, tr("System"));
     addCheck(form, m_startWithSession, "autostart");
     addCheck(form, m_startHidden, "startHidden");
     addCheck(form, m_closeToTray, "closeToTray");
     addCheck(form, m_autoScan, "autoScan");
     m_scanInterval->setToolTip(tr("Never more often than every 30 seconds"));
     addRow(form, tr("Time between two searches"), m_scanInterval, "scanInterval");
-    return group;
 }
 
-QGroupBox *SettingsPage::makeBackupGroup()
+void SettingsPage::addBackupGroup(QVBoxLayout *groups)
 {
     auto *const group = new QGroupBox(tr("Backup and log"), this);
+    groups->addWidget(group);
     auto *const row = new QHBoxLayout(group);
     row->addWidget(m_backupButton);
     row->addWidget(m_restoreButton);
@@ -196,7 +193,6 @@ QGroupBox *SettingsPage::makeBackupGroup()
         row->addWidget(pagestyle::button(tr("Open Log &Folder"), "settingsLogButton", this));
     }
     row->addStretch();
-    return group;
 }
 
 void SettingsPage::load()
@@ -293,13 +289,12 @@ void SettingsPage::exportTo(QString file)
         setTransferRunning(true);
         emit exportRequested(name);
     };
-    if (file.endsWith(QLatin1String(".bak"), Qt::CaseInsensitive)) {
-        start(file);
-        return;
+    const bool hasSuffix = file.endsWith(QLatin1String(".bak"), Qt::CaseInsensitive);
+    if (!hasSuffix) {
+        file += QLatin1String(".bak");
     }
     // The dialog checked for a file without the suffix.
-    file += QLatin1String(".bak");
-    if (QFileInfo::exists(file)) {
+    if (!hasSuffix && QFileInfo::exists(file)) {
         dialogs::ask(this, tr("Save As"),
                      tr("%1 already exists. Replace it?").arg(QFileInfo(file).fileName()),
                      [start, file] { start(file); });

@@ -6,11 +6,10 @@
 
 class QCheckBox;
 class QComboBox;
-class QFormLayout;
-class QGroupBox;
 class QLineEdit;
 class QPushButton;
 class QSpinBox;
+class QVBoxLayout;
 class ZUSettings;
 
 // The application's own settings, the backup, and a button for the log folder. Interface thread.
@@ -55,10 +54,10 @@ signals:
 private:
     void exportTo(QString file);
     void setTransferRunning(bool running);
-    QGroupBox *makeCloudGroup();
-    QGroupBox *makeInterfaceGroup();
-    QGroupBox *makeSystemGroup();
-    QGroupBox *makeBackupGroup();
+    void addCloudGroup(QVBoxLayout *groups);
+    void addInterfaceGroup(QVBoxLayout *groups);
+    void addSystemGroup(QVBoxLayout *groups);
+    void addBackupGroup(QVBoxLayout *groups);
 
     ZUSettings &m_settings;
     Autostart &m_autostart;

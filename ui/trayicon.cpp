@@ -13,8 +13,6 @@ TrayIcon::TrayIcon(QMenu &menu, QObject *parent)
     attempt();
 }
 
-TrayIcon::~TrayIcon() = default;
-
 void TrayIcon::attempt()
 {
     constexpr int maxRetries = 4;

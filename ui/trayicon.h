@@ -16,7 +16,6 @@ class TrayIcon : public QObject
 public:
     // `menu`: the icon's context menu; borrowed for life.
     explicit TrayIcon(QMenu &menu, QObject *parent = nullptr);
-    ~TrayIcon() override;
 
     bool isAvailable() const { return m_icon != nullptr; }
 
