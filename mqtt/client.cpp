@@ -8,10 +8,10 @@ namespace QMQTT {
 
 Client::Client(const QHostAddress &host, quint16 port, QObject *parent)
     : QObject(parent)
-    , d(new Session(this, new QTcpSocket(this)))
+    , d(new Session(this, m_settings, new QTcpSocket(this)))
 {
-    d->settings.hostName = host.toString();
-    d->settings.port = port;
+    m_settings.hostName = host.toString();
+    m_settings.port = port;
 }
 
 Client::Client(const QString &hostName, quint16 port, const QSslConfiguration &config,
@@ -34,9 +34,9 @@ Client::Client(const QString &hostName, quint16 port, const QSslConfiguration &c
                 socket->ignoreSslErrors(ignored);
                 d->forwardSslErrors(errors);
             });
-    d = std::make_unique<Session>(this, socket);
-    d->settings.hostName = hostName;
-    d->settings.port = port;
+    d = std::make_unique<Session>(this, m_settings, socket);
+    m_settings.hostName = hostName;
+    m_settings.port = port;
 }
 
 Client::~Client()
@@ -44,38 +44,6 @@ Client::~Client()
     d->shutDown();
 }
 
-QString Client::hostName() const
-{
-    return d->settings.hostName;
-}
-quint16 Client::port() const
-{
-    return d->settings.port;
-}
-QString Client::clientId() const
-{
-    return d->settings.clientId;
-}
-QString Client::username() const
-{
-    return d->settings.username;
-}
-QByteArray Client::password() const
-{
-    return d->settings.password;
-}
-MQTTVersion Client::version() const
-{
-    return d->settings.version;
-}
-quint16 Client::keepAlive() const
-{
-    return d->settings.keepAlive;
-}
-bool Client::cleanSession() const
-{
-    return d->settings.cleanSession;
-}
 bool Client::autoReconnect() const
 {
     return d->autoReconnect();
@@ -99,38 +67,6 @@ QSslConfiguration Client::sslConfiguration() const
     return socket != nullptr ? socket->sslConfiguration() : QSslConfiguration();
 }
 
-void Client::setHostName(const QString &hostName)
-{
-    d->settings.hostName = hostName;
-}
-void Client::setPort(quint16 port)
-{
-    d->settings.port = port;
-}
-void Client::setClientId(const QString &clientId)
-{
-    d->settings.clientId = clientId;
-}
-void Client::setUsername(const QString &username)
-{
-    d->settings.username = username;
-}
-void Client::setPassword(const QByteArray &password)
-{
-    d->settings.password = password;
-}
-void Client::setVersion(QMQTT::MQTTVersion version)
-{
-    d->settings.version = version;
-}
-void Client::setKeepAlive(quint16 seconds)
-{
-    d->settings.keepAlive = seconds;
-}
-void Client::setCleanSession(bool cleanSession)
-{
-    d->settings.cleanSession = cleanSession;
-}
 void Client::setAutoReconnect(bool autoReconnect)
 {
     d->setAutoReconnect(autoReconnect);
@@ -151,11 +87,11 @@ void Client::disconnectFromHost()
 }
 void Client::subscribe(const QString &topic, quint8 qos)
 {
-    d->subscribe(topic, qos);
+    d->sendRequest(PacketType::Subscribe, topic, qos);
 }
 void Client::unsubscribe(const QString &topic)
 {
-    d->unsubscribe(topic);
+    d->sendRequest(PacketType::Unsubscribe, topic);
 }
 quint16 Client::publish(const QMQTT::Message &message)
 {

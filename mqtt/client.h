@@ -8,6 +8,7 @@
 #include <QSslConfiguration>
 #include <QSslError>
 #include <QString>
+#include <QUuid>
 
 #include <memory>
 
@@ -54,6 +55,21 @@ enum ClientError {
     MqttNoPingResponse
 };
 
+// What a client uses at its next connection.
+struct Settings
+{
+    QString hostName;
+    quint16 port = 0;
+    // 22 characters: MQTT 3.1.0 allows 23.
+    QString clientId =
+        QLatin1String("qmqtt-") + QUuid::createUuid().toString(QUuid::Id128).left(16);
+    QString username;
+    QByteArray password;
+    MQTTVersion version = V3_1_0;
+    quint16 keepAlive = 300;
+    bool cleanSession = true;
+};
+
 // One connection to an MQTT broker. Lives on its owner's thread, with its socket (a child, the
 // same object for the client's life) and its timers; moveToThread() only while not connected.
 //
@@ -74,14 +90,14 @@ public:
     // Aborts the connection without a signal.
     ~Client() override;
 
-    QString hostName() const;
-    quint16 port() const;
-    QString clientId() const;
-    QString username() const;
-    QByteArray password() const;
-    MQTTVersion version() const;
-    quint16 keepAlive() const;
-    bool cleanSession() const;
+    QString hostName() const { return m_settings.hostName; }
+    quint16 port() const { return m_settings.port; }
+    QString clientId() const { return m_settings.clientId; }
+    QString username() const { return m_settings.username; }
+    QByteArray password() const { return m_settings.password; }
+    MQTTVersion version() const { return m_settings.version; }
+    quint16 keepAlive() const { return m_settings.keepAlive; }
+    bool cleanSession() const { return m_settings.cleanSession; }
     bool autoReconnect() const;
     int autoReconnectInterval() const;
     // Turns to disconnected as soon as disconnectFromHost() is called, before the socket closes.
@@ -93,15 +109,15 @@ public:
 
 public slots:
     // Host, port and the values that CONNECT carries take effect at the next connection.
-    void setHostName(const QString &hostName);
-    void setPort(quint16 port);
-    void setClientId(const QString &clientId);
+    void setHostName(const QString &hostName) { m_settings.hostName = hostName; }
+    void setPort(quint16 port) { m_settings.port = port; }
+    void setClientId(const QString &clientId) { m_settings.clientId = clientId; }
     // An empty name means none; the password is only sent with a name.
-    void setUsername(const QString &username);
-    void setPassword(const QByteArray &password);
-    void setVersion(QMQTT::MQTTVersion version);
-    void setKeepAlive(quint16 seconds); // 0: no pings
-    void setCleanSession(bool cleanSession);
+    void setUsername(const QString &username) { m_settings.username = username; }
+    void setPassword(const QByteArray &password) { m_settings.password = password; }
+    void setVersion(QMQTT::MQTTVersion version) { m_settings.version = version; }
+    void setKeepAlive(quint16 seconds) { m_settings.keepAlive = seconds; } // 0: no pings
+    void setCleanSession(bool cleanSession) { m_settings.cleanSession = cleanSession; }
     // When on, every end of a connection or attempt starts the reconnection timer: a disconnect
     // (also by disconnectFromHost()), a socket error, a rejecting CONNACK. Switching off stops it.
     void setAutoReconnect(bool autoReconnect);
@@ -142,6 +158,7 @@ signals:
 private:
     Q_DISABLE_COPY(Client)
 
+    Settings m_settings;
     std::unique_ptr<Session> d;
 };
 

@@ -45,7 +45,6 @@ void Outbox::write()
     if (used == 0) {
         return;
     }
-    m_written = true;
     if (used < minSharedSize) {
         m_device->write(m_data, used);
         return;
@@ -54,11 +53,6 @@ void Outbox::write()
     QByteArray chunk = std::exchange(m_chunk, QByteArray());
     chunk.resize(used);
     m_device->write(chunk);
-}
-
-bool Outbox::takeWritten()
-{
-    return std::exchange(m_written, false);
 }
 
 } // namespace QMQTT

@@ -16,6 +16,7 @@ public:
 
     explicit Outbox(QIODevice *device);
 
+    // False after reserve() and append(), until write() or clear().
     bool isEmpty() const { return m_used == 0; }
     // Returns `size` contiguous bytes (at most the capacity), which the caller fills before the
     // next call. Writes the collected bytes first if the room does not suffice.
@@ -36,8 +37,6 @@ public:
     // Writes all to the device.
     void write();
     void clear() { m_used = 0; }
-    // True if write() wrote anything since the last call.
-    [[nodiscard]] bool takeWritten();
 
 private:
     void allocate();
@@ -46,7 +45,6 @@ private:
     QByteArray m_chunk;
     char *m_data = nullptr; // into m_chunk; null while the device may share m_chunk
     int m_used = 0;
-    bool m_written = false;
 };
 
 } // namespace QMQTT

@@ -44,17 +44,13 @@ CharacterSet charactersOf(const QString &text)
 bool isValidFilter(const QString &filter)
 {
     const auto levels = QStringView(filter).split(u'/');
-    for (int i = 0; i < levels.size(); ++i) {
-        const QStringView level = levels[i];
-        const bool hash = level.contains(u'#');
-        if ((hash || level.contains(u'+')) && level.size() != 1) {
-            return false;
-        }
-        if (hash && i != levels.size() - 1) {
+    for (const QStringView level : levels) {
+        if (level.size() > 1 && (level.contains(u'#') || level.contains(u'+'))) {
             return false;
         }
     }
-    return !filter.isEmpty();
+    const int hash = filter.indexOf(QLatin1Char('#')); // allowed at the end only
+    return !filter.isEmpty() && (hash < 0 || hash == filter.size() - 1);
 }
 
 bool reject(const char *what)
@@ -140,23 +136,6 @@ void appendPacket(Outbox &out, PacketType type, uint flags, const QByteArray &bo
     out.append(body.constData(), body.size());
 }
 
-bool appendRequest(Outbox &out, PacketType type, quint16 id, const QString &filter,
-                   const QByteArray &options)
-{
-    QByteArray utf8;
-    if (!isValidFilter(filter)) {
-        return reject("a malformed topic filter");
-    }
-    if (!checkString(filter, charactersOf(filter), utf8)) {
-        return false;
-    }
-    QByteArray body;
-    body.append(static_cast<char>(id >> 8)).append(static_cast<char>(id));
-    appendField(body, filter.toUtf8());
-    appendPacket(out, type, 2, body + options);
-    return true;
-}
-
 } // namespace
 
 namespace packets {
@@ -233,18 +212,26 @@ bool appendPublish(Outbox &out, const Message &message, quint16 id)
     return true;
 }
 
-bool appendSubscribe(Outbox &out, quint16 id, const QString &filter, quint8 qos)
+bool appendRequest(Outbox &out, PacketType type, quint16 id, const QString &filter, quint8 qos)
 {
     if (qos > 2) {
         return reject("a subscription with a quality of service above 2");
     }
-    return appendRequest(out, PacketType::Subscribe, id, filter,
-                         QByteArray(1, static_cast<char>(qos)));
-}
-
-bool appendUnsubscribe(Outbox &out, quint16 id, const QString &filter)
-{
-    return appendRequest(out, PacketType::Unsubscribe, id, filter, {});
+    if (!isValidFilter(filter)) {
+        return reject("a malformed topic filter");
+    }
+    QByteArray utf8;
+    if (!checkString(filter, charactersOf(filter), utf8)) {
+        return false;
+    }
+    QByteArray body;
+    body.append(static_cast<char>(id >> 8)).append(static_cast<char>(id));
+    appendField(body, filter.toUtf8());
+    if (type == PacketType::Subscribe) {
+        body.append(static_cast<char>(qos));
+    }
+    appendPacket(out, type, 2, body);
+    return true;
 }
 
 void appendAcknowledgement(Outbox &out, PacketType type, quint16 id)

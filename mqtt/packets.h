@@ -26,18 +26,6 @@ enum class PacketType : quint8 {
     Disconnect
 };
 
-struct Settings
-{
-    QString hostName;
-    quint16 port = 0;
-    QString clientId;
-    QString username;
-    QByteArray password;
-    MQTTVersion version = V3_1_0;
-    quint16 keepAlive = 300;
-    bool cleanSession = true;
-};
-
 // Section 2.2.3: four bytes of seven bits.
 constexpr int maxRemainingLength = 268435455;
 
@@ -46,8 +34,9 @@ namespace packets {
 
 [[nodiscard]] bool appendConnect(Outbox &out, const Settings &settings);
 [[nodiscard]] bool appendPublish(Outbox &out, const Message &message, quint16 id);
-[[nodiscard]] bool appendSubscribe(Outbox &out, quint16 id, const QString &filter, quint8 qos);
-[[nodiscard]] bool appendUnsubscribe(Outbox &out, quint16 id, const QString &filter);
+// SUBSCRIBE, UNSUBSCRIBE; `qos` is for the first.
+[[nodiscard]] bool appendRequest(Outbox &out, PacketType type, quint16 id, const QString &filter,
+                                 quint8 qos);
 // PUBACK, PUBREC, PUBREL, PUBCOMP
 void appendAcknowledgement(Outbox &out, PacketType type, quint16 id);
 // PINGREQ, DISCONNECT

@@ -3,7 +3,6 @@
 #include "mqtt/log.h"
 
 #include <QSslSocket>
-#include <QUuid>
 #include <QtEndian>
 
 #include <chrono>
@@ -28,11 +27,6 @@ constexpr qint64 maxUnsent = qint64(16) * 1024 * 1024;
 // encrypted, which halves the cost of a long burst.
 constexpr qint64 flushThreshold = qint64(64) * 1024;
 constexpr qint64 socketReadBufferSize = qint64(1024) * 1024;
-
-quint16 int16At(const char *bytes)
-{
-    return qFromBigEndian<quint16>(bytes);
-}
 
 QTimer *makeSingleShotTimer(QObject *parent)
 {
@@ -68,17 +62,16 @@ private:
     QPointer<Client> m_client;
 };
 
-Session::Session(Client *client, QAbstractSocket *socket)
+Session::Session(Client *client, const Settings &settings, QAbstractSocket *socket)
     : q(client)
+    , m_settings(settings)
     , m_socket(socket)
+    , m_tls(qobject_cast<QSslSocket *>(socket))
     , m_reconnectTimer(makeSingleShotTimer(client))
     , m_deadlineTimer(makeSingleShotTimer(client))
     , m_keepAliveTimer(makeSingleShotTimer(client))
     , m_outbox(socket)
 {
-    // 22 characters: MQTT 3.1.0 allows 23.
-    settings.clientId =
-        QLatin1String("qmqtt-") + QUuid::createUuid().toString(QUuid::Id128).left(16);
     m_reconnectTimer->setInterval(defaultReconnectInterval);
     m_socket->setReadBufferSize(socketReadBufferSize);
 
@@ -97,9 +90,9 @@ Session::Session(Client *client, QAbstractSocket *socket)
     QObject::connect(m_socket, &QAbstractSocket::errorOccurred, q,
                      [this](QAbstractSocket::SocketError error) { socketFailed(error); });
     QObject::connect(m_socket, &QAbstractSocket::readyRead, q, [this] { readPackets(); });
-    if (auto *const tls = qobject_cast<QSslSocket *>(m_socket)) {
-        QObject::connect(tls, &QSslSocket::encrypted, q, [this] { sendConnect(); });
-        QObject::connect(tls, &QSslSocket::encryptedBytesWritten, q, resume);
+    if (m_tls != nullptr) {
+        QObject::connect(m_tls, &QSslSocket::encrypted, q, [this] { sendConnect(); });
+        QObject::connect(m_tls, &QSslSocket::encryptedBytesWritten, q, resume);
     } else {
         QObject::connect(m_socket, &QAbstractSocket::bytesWritten, q, resume);
     }
@@ -170,11 +163,11 @@ void Session::openSocket()
     m_readingPaused = false;
     m_deadlineTimer->stop(); // the close checks of the previous connection
     m_reader.reset();
-    m_keepAliveSeconds = settings.keepAlive;
-    if (auto *const tls = qobject_cast<QSslSocket *>(m_socket)) {
-        tls->connectToHostEncrypted(settings.hostName, settings.port);
+    m_keepAliveSeconds = m_settings.keepAlive;
+    if (m_tls != nullptr) {
+        m_tls->connectToHostEncrypted(m_settings.hostName, m_settings.port);
     } else {
-        m_socket->connectToHost(settings.hostName, settings.port);
+        m_socket->connectToHost(m_settings.hostName, m_settings.port);
     }
 }
 
@@ -251,7 +244,7 @@ void Session::socketConnected()
     }
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_deadlineTimer->start(connackTimeout);
-    if (qobject_cast<QSslSocket *>(m_socket) == nullptr) {
+    if (m_tls == nullptr) {
         sendConnect();
     }
 }
@@ -262,7 +255,7 @@ void Session::sendConnect()
     if (!m_socketInUse) {
         return;
     }
-    if (packets::appendConnect(m_outbox, settings)) {
+    if (packets::appendConnect(m_outbox, m_settings)) {
         flush();
     } else {
         fail(UnknownError);
@@ -350,8 +343,8 @@ void Session::keepAliveElapsed()
 
 void Session::flush()
 {
-    m_outbox.write();
-    if (m_outbox.takeWritten()) {
+    if (!m_outbox.isEmpty()) {
+        m_outbox.write();
         m_lastSent.start();
     }
 }
@@ -389,10 +382,7 @@ bool Session::flushLongBurst()
 
 qint64 Session::unsent() const
 {
-    return m_socket->bytesToWrite() +
-           (qobject_cast<QSslSocket *>(m_socket) != nullptr
-                ? static_cast<QSslSocket *>(m_socket)->encryptedBytesToWrite()
-                : 0);
+    return m_socket->bytesToWrite() + (m_tls != nullptr ? m_tls->encryptedBytesToWrite() : 0);
 }
 
 quint16 Session::freeId(quint16 wanted)
@@ -430,20 +420,13 @@ quint16 Session::publish(const Message &message)
     return id;
 }
 
-void Session::subscribe(const QString &filter, quint8 qos)
+void Session::sendRequest(PacketType type, const QString &filter, quint8 qos)
 {
     const quint16 id = isConnected() ? freeId() : quint16(0);
-    if (id != 0 && packets::appendSubscribe(m_outbox, id, filter, qos)) {
-        m_unacknowledged.insert(id, {PacketType::Suback, Message(id, filter, {})});
-        flushSoon();
-    }
-}
-
-void Session::unsubscribe(const QString &filter)
-{
-    const quint16 id = isConnected() ? freeId() : quint16(0);
-    if (id != 0 && packets::appendUnsubscribe(m_outbox, id, filter)) {
-        m_unacknowledged.insert(id, {PacketType::Unsuback, Message(id, filter, {})});
+    if (id != 0 && packets::appendRequest(m_outbox, type, id, filter, qos)) {
+        const bool subscribes = type == PacketType::Subscribe;
+        m_unacknowledged.insert(
+            id, {subscribes ? PacketType::Suback : PacketType::Unsuback, Message(id, filter, {})});
         flushSoon();
     }
 }
@@ -514,9 +497,9 @@ bool Session::handle(const Packet &packet)
 
 bool Session::handleConnack(const Packet &packet)
 {
-    const bool sessionPresent = settings.version == V3_1_1 && (packet.body[0] & 1) != 0;
+    const bool sessionPresent = m_settings.version == V3_1_1 && (packet.body[0] & 1) != 0;
     const auto code = static_cast<uchar>(packet.body[1]);
-    if (settings.version == V3_1_1 && (packet.body[0] & 0xfe) != 0) {
+    if (m_settings.version == V3_1_1 && (packet.body[0] & 0xfe) != 0) {
         return false; // reserved bits; 3.1.0 ignores the byte
     }
     if (code != 0) {
@@ -524,7 +507,7 @@ bool Session::handleConnack(const Packet &packet)
                        : UnknownError);
         return true;
     }
-    if (settings.cleanSession || !sessionPresent) {
+    if (m_settings.cleanSession || !sessionPresent) {
         m_unreleasedIds.clear();
     }
     m_deadlineTimer->stop();
@@ -539,7 +522,7 @@ bool Session::handleConnack(const Packet &packet)
 bool Session::handlePublish(const Packet &packet)
 {
     const auto qos = static_cast<quint8>((packet.flags >> 1) & 3);
-    const int topicSize = int16At(packet.body);
+    const int topicSize = qFromBigEndian<quint16>(packet.body);
     const int headSize = 2 + topicSize + (qos > 0 ? 2 : 0);
     QString topic;
     if (headSize > packet.size || !packets::decodeTopic(packet.body + 2, topicSize, topic)) {
@@ -547,7 +530,7 @@ bool Session::handlePublish(const Packet &packet)
     }
     quint16 id = 0;
     if (qos > 0) {
-        id = int16At(packet.body + 2 + topicSize);
+        id = qFromBigEndian<quint16>(packet.body + 2 + topicSize);
         if (id == 0) {
             return false;
         }
@@ -566,7 +549,7 @@ bool Session::handlePublish(const Packet &packet)
 
 bool Session::handleAcknowledgement(const Packet &packet)
 {
-    const quint16 id = int16At(packet.body);
+    const quint16 id = qFromBigEndian<quint16>(packet.body);
     if (packet.type == PacketType::Pubrel) {
         // Also for an unknown id: the broker may remember more of the session than we do.
         if (id != 0) {

@@ -12,6 +12,8 @@
 #include <QSet>
 #include <QTimer>
 
+class QSslSocket;
+
 namespace QMQTT {
 
 // The private part of a Client: opens and closes the socket, speaks the protocol and emits the
@@ -22,13 +24,12 @@ namespace QMQTT {
 class Session
 {
 public:
-    Session(Client *client, QAbstractSocket *socket);
+    // Borrows all three.
+    Session(Client *client, const Settings &settings, QAbstractSocket *socket);
     Q_DISABLE_COPY_MOVE(Session)
 
     // Closes the connection without signals of the client. No other call may follow.
     void shutDown();
-
-    Settings settings;
 
     ConnectionState state() const { return m_state; }
     bool isConnected() const
@@ -40,11 +41,11 @@ public:
     void setAutoReconnect(bool on);
     void setAutoReconnectInterval(int milliseconds);
 
-    // See Client; open() is its connectToHost(), close() its disconnectFromHost().
+    // See Client; open() is its connectToHost(), close() its disconnectFromHost(), and
+    // sendRequest() its subscribe() and unsubscribe().
     void open();
     void close();
-    void subscribe(const QString &filter, quint8 qos);
-    void unsubscribe(const QString &filter);
+    void sendRequest(PacketType type, const QString &filter, quint8 qos = 0);
     quint16 publish(const Message &message);
 
     void forwardSslErrors(const QList<QSslError> &errors);
@@ -87,7 +88,9 @@ private:
     quint16 freeId(quint16 wanted = 0);
 
     Client *const q;
+    const Settings &m_settings;
     QAbstractSocket *const m_socket;
+    QSslSocket *const m_tls; // the same socket; null without TLS
     QTimer *const m_reconnectTimer;
     QTimer *const m_deadlineTimer; // while connecting: for CONNACK; after close(): the close checks
     QTimer *const m_keepAliveTimer; // for the next PINGREQ, then for its PINGRESP
