@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <mutex>
 
 namespace {
@@ -83,10 +84,7 @@ DevicePool DevicePool::load(SettingsStore &store)
         pool.m_unreadableText = text;
     }
     const QJsonArray devices = list.toArray();
-    pool.m_devices.reserve(devices.size());
-    for (const QJsonValue &device : devices) {
-        pool.m_devices.append(device);
-    }
+    pool.m_devices = QVector<QJsonValue>(devices.begin(), devices.end());
     pool.reindex();
     return pool;
 }
@@ -263,9 +261,7 @@ void DevicePool::dropGatewayPlaceholders()
 QJsonObject DevicePool::toJson() const
 {
     QJsonArray devices;
-    for (const QJsonValue &device : m_devices) {
-        devices.append(device);
-    }
+    std::copy(m_devices.cbegin(), m_devices.cend(), std::back_inserter(devices));
     QJsonObject root = m_root;
     root[devicesMember] = devices;
     return root;

@@ -5,24 +5,14 @@
 #include <QByteArray>
 #include <QString>
 
+#include <type_traits>
+
 // Every key of the settings store with its type, default and unit. No other file spells a key.
 template <typename T>
 struct Key
 {
     const char *path;
-    T fallback;
-};
-template <>
-struct Key<QString>
-{
-    const char *path;
-    const char *fallback;
-};
-template <>
-struct Key<QByteArray>
-{
-    const char *path;
-    const char *fallback;
+    std::conditional_t<std::is_class_v<T>, const char *, T> fallback; // texts as literals
 };
 
 namespace keys {

@@ -26,10 +26,8 @@ const QVector<ReportInterval> &reportIntervals()
 int reportIntervalIndex(int seconds)
 {
     const QVector<ReportInterval> &all = reportIntervals();
-    const auto found =
-        std::find_if(all.begin(), all.end(),
-                     [seconds](const ReportInterval &choice) { return choice.seconds >= seconds; });
-    return found == all.end() ? all.size() - 1 : int(found - all.begin());
+    const auto isShorter = [](const ReportInterval &a, int b) { return a.seconds < b; };
+    return int(std::lower_bound(all.begin(), all.end() - 1, seconds, isShorter) - all.begin());
 }
 
 QString reportIntervalLabel(int index)

@@ -43,11 +43,3 @@ public:
     // Whether the window uses the dark theme.
     virtual bool isDark() const = 0;
 };
-
-// What ZUSettings::load() and ZUSettings::apply() do. Interface thread.
-namespace settingsform {
-
-void load(SettingsForm &page);
-[[nodiscard]] bool apply(SettingsForm &page);
-
-} // namespace settingsform

@@ -5,6 +5,8 @@
 
 #include <QMutex>
 
+#include <limits>
+
 namespace {
 
 // Held while QSettings reads or may write.
@@ -29,7 +31,7 @@ T converted(const QVariant &stored, const Key<T> &key, Convert convert)
     return value;
 }
 
-} // namespace
+// These convert a stored value; `ok` tells whether it has that type.
 
 bool storedBool(const QVariant &value, bool *ok)
 {
@@ -46,6 +48,8 @@ bool storedBool(const QVariant &value, bool *ok)
     return false;
 }
 
+// Joins a list with commas: QSettings reads a text with commas as a list, unless the user who
+// edited the file put it in quotes.
 QString storedText(const QVariant &value, bool *ok)
 {
     if (value.type() == QVariant::StringList) {
@@ -55,6 +59,18 @@ QString storedText(const QVariant &value, bool *ok)
     *ok = value.canConvert(QMetaType::QString);
     return value.toString();
 }
+
+// Rejects a number outside of Integer's range, which QVariant's own conversion would truncate.
+template <typename Integer>
+Integer storedInteger(const QVariant &value, bool *ok)
+{
+    const qint64 wide = value.toLongLong(ok);
+    *ok = *ok && wide >= std::numeric_limits<Integer>::min() &&
+          wide <= std::numeric_limits<Integer>::max();
+    return static_cast<Integer>(wide);
+}
+
+} // namespace
 
 QVariant storedPluginValue(const QVariant &value, const QString &type)
 {

@@ -6,8 +6,6 @@
 #include <QStringList>
 #include <QVariant>
 
-#include <limits>
-
 class QMutexLocker;
 
 // A short-lived view of the per-user settings, created for each use: all objects see at once what
@@ -97,21 +95,6 @@ private:
     Settings m_settings;
     bool m_changed = false;
 };
-
-// These convert a stored value; `ok` tells whether it has that type.
-bool storedBool(const QVariant &value, bool *ok);
-// Joins a list with commas: QSettings reads a text with commas as a list, unless the user who
-// edited the file put it in quotes.
-QString storedText(const QVariant &value, bool *ok);
-// Rejects a number outside of Integer's range, which QVariant's own conversion would truncate.
-template <typename Integer>
-Integer storedInteger(const QVariant &value, bool *ok)
-{
-    const qint64 wide = value.toLongLong(ok);
-    *ok = *ok && wide >= std::numeric_limits<Integer>::min() &&
-          wide <= std::numeric_limits<Integer>::max();
-    return static_cast<Integer>(wide);
-}
 
 // Converts a device type's setting to the type that its description names: "bool", "int", "float",
 // "string" or "list". Invalid when that fails. Returns `value` unchanged for an unknown type.

@@ -76,8 +76,8 @@ private slots:
         for (const auto &[key, value] : values) {
             QCOMPARE(QSettings().value(key), value);
         }
-        bool ok = false;
-        QCOMPARE(storedText(QSettings().value("Plugins/lamp/gaps"), &ok), QString(",a,"));
+        const QVariant gaps = QSettings().value("Plugins/lamp/gaps");
+        QCOMPARE(storedPluginValue(gaps, "list"), QVariant(",a,"));
         QVERIFY(ZUSettings().importAll(chunk(QString("System/Version"), QVariant("9"))));
         QSettings system(QSettings::NativeFormat, QSettings::SystemScope, "Corvalt", "KVG-Gate");
         system.setValue("Cloud/Host", "fallback.example"); // not a setting of the user
