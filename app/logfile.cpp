@@ -18,8 +18,8 @@ namespace {
 
 QtMessageHandler previousHandler = nullptr;
 std::mutex writeLock;
-const QString *openPath = nullptr; // null before LogFile::open()
-QByteArrayList earlyLines;         // written by LogFile::open()
+QString openPath;          // empty before LogFile::open()
+QByteArrayList earlyLines; // written by LogFile::open()
 constexpr int maxEarlyLines = 100;
 constexpr char initials[] = "DWCFI"; // of the levels, indexed by QtMsgType
 
@@ -45,17 +45,17 @@ QString escaped(const QString &text)
 void append(const QByteArray &line)
 {
     const std::lock_guard<std::mutex> lock(writeLock);
-    if (openPath == nullptr) {
+    if (openPath.isEmpty()) {
         if (earlyLines.size() < maxEarlyLines) {
             earlyLines.append(line);
         }
         return;
     }
-    QFile file(*openPath);
+    QFile file(openPath);
     if (file.size() + line.size() > LogFile::maxFileSize) {
-        const QString old = *openPath + ".1";
+        const QString old = openPath + ".1";
         QFile::remove(old);
-        if (!QFile::rename(*openPath, old)) {
+        if (!QFile::rename(openPath, old)) {
             file.resize(0); // Windows: another program has it open
         }
     }
@@ -85,7 +85,6 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 } // namespace
 
 LogFile::LogFile()
-    : m_path(folder() + "/kvg-gate.log")
 {
     previousHandler = qInstallMessageHandler(handleMessage);
 }
@@ -96,7 +95,7 @@ void LogFile::open()
     if (QDir().mkpath(folder())) {
         QFile::setPermissions(folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         const std::lock_guard<std::mutex> lock(writeLock);
-        openPath = &m_path;
+        openPath = folder() + "/kvg-gate.log";
         kept.swap(earlyLines);
     }
     qCInfo(lcApp).noquote() << QCoreApplication::applicationName()
@@ -111,7 +110,7 @@ LogFile::~LogFile()
 {
     qInstallMessageHandler(previousHandler);
     const std::lock_guard<std::mutex> lock(writeLock);
-    openPath = nullptr;
+    openPath.clear();
     earlyLines.clear();
 }
 

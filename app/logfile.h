@@ -26,7 +26,4 @@ public:
 
     static constexpr qint64 maxFileSize = 1024LL * 1024; // bytes
     static constexpr int maxTextLength = 2000;           // characters
-
-private:
-    const QString m_path;
 };

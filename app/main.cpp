@@ -36,15 +36,6 @@ void exitWithin(std::chrono::milliseconds limit, int exitCode)
     }).detach();
 }
 
-void settleLanguage(const QCommandLineParser &parser)
-{
-    std::optional<QString> language;
-    if (parser.isSet("lang")) {
-        language = parser.value("lang");
-    }
-    settleLanguage(parser.isSet("reset"), language);
-}
-
 int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
               const QuitSignals &quitSignals)
 {
@@ -118,7 +109,8 @@ int main(int argc, char *argv[])
     {
         sanitizeStoredSettings();
         IdentityChange::carryThrough();
-        settleLanguage(parser);
+        settleLanguage(parser.isSet("reset"),
+                       parser.isSet("lang") ? std::optional(parser.value("lang")) : std::nullopt);
         settleTheme(&parser, &keys::Dark);
         QMaterialIcon::instance().setDark(isDarkTheme());
         const Translations translations(storedLanguage());

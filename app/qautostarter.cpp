@@ -1,40 +1,41 @@
 #include "app/qautostarter.h"
 
+#include "app/platform/autostartentry.h"
+
 #include <QCoreApplication>
 
 namespace {
 
 QString ownCommand()
 {
-    return AutostartEntry::commandFor(QCoreApplication::applicationFilePath());
+    return autostartentry::commandFor(QCoreApplication::applicationFilePath());
 }
 
 } // namespace
 
 QAutoStarter::QAutoStarter(const QString &name, const QString & /*picture*/, QObject *parent)
     : QObject(parent)
-    , m_entry(name)
+    , m_name(name)
 {
 }
 
 bool QAutoStarter::autostartSet() const
 {
-    return m_entry.read() == ownCommand();
+    return autostartentry::read(m_name) == ownCommand();
 }
 
 void QAutoStarter::setAutostart(bool on)
 {
     if (on) {
-        m_entry.write(ownCommand());
-    } else if (!m_entry.read().isNull()) {
-        m_entry.remove();
+        autostartentry::write(m_name, ownCommand());
+    } else if (!autostartentry::read(m_name).isNull()) {
+        autostartentry::remove(m_name);
     }
 }
 
 void QAutoStarter::checkAutostart()
 {
-    const QString command = m_entry.read();
-    if (!command.isNull() && command != ownCommand()) {
-        m_entry.write(ownCommand());
+    if (!autostartentry::read(m_name).isNull() && !autostartSet()) {
+        setAutostart(true);
     }
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "app/platform/autostartentry.h"
 #include "settings/settingsform.h"
 
 #include <QObject>
+#include <QString>
 
 // Starts this executable with the user's session. Interface thread; failures are logged.
 class QAutoStarter : public QObject, public Autostart
@@ -22,5 +22,5 @@ public:
     Q_INVOKABLE void checkAutostart();
 
 private:
-    AutostartEntry m_entry;
+    const QString m_name; // of the entry
 };

@@ -1,7 +1,5 @@
 #include "app/sleeplistener.h"
 
-#include "app/platform/sleepsource.h"
-
 #include <QCoreApplication>
 #include <QPointer>
 
@@ -9,8 +7,6 @@ SleepListener::SleepListener(QObject *parent)
     : QObject(parent)
 {
 }
-
-SleepListener::~SleepListener() = default;
 
 SleepListener *SleepListener::instance()
 {
@@ -21,12 +17,15 @@ SleepListener *SleepListener::instance()
     return listener;
 }
 
-void SleepListener::install()
+void SleepListener::sleepChanged(bool begins)
 {
-    if (m_source) {
+    if (begins == m_sleeping) {
         return;
     }
-    m_source = std::make_unique<SleepSource>();
-    connect(m_source.get(), &SleepSource::aboutToSleep, this, &SleepListener::aboutToSleep);
-    connect(m_source.get(), &SleepSource::didWakeUp, this, &SleepListener::didWakeUp);
+    m_sleeping = begins;
+    if (begins) {
+        emit aboutToSleep();
+    } else {
+        emit didWakeUp();
+    }
 }

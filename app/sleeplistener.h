@@ -2,10 +2,6 @@
 
 #include <QObject>
 
-#include <memory>
-
-class SleepSource;
-
 // Signals that the computer is about to sleep and that it woke up. One object for the process, on
 // the main thread.
 class SleepListener : public QObject
@@ -15,11 +11,12 @@ class SleepListener : public QObject
 public:
     // Created at the first call as a child of the application object.
     static SleepListener *instance();
-    ~SleepListener() override;
 
 public slots:
-    // Connects to the system's notifications, if it has any. A second call does nothing.
+    // Connects to the system's notifications, if it has any. Call it once.
     void install();
+    // For the system's notifications; repeated ones are ignored.
+    void sleepChanged(bool begins);
 
 signals:
     void aboutToSleep();
@@ -28,5 +25,5 @@ signals:
 private:
     explicit SleepListener(QObject *parent);
 
-    std::unique_ptr<SleepSource> m_source;
+    bool m_sleeping = false;
 };

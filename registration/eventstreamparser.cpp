@@ -8,7 +8,6 @@
 namespace {
 
 constexpr int defaultRetry = 3000; // milliseconds
-constexpr int utf8Mib = 106;
 
 void append(QString &text, QStringView more)
 {
@@ -24,7 +23,7 @@ EventStreamParser::EventStreamParser()
 
 void EventStreamParser::reset()
 {
-    m_decoder.reset(QTextCodec::codecForMib(utf8Mib)->makeDecoder());
+    m_decoder.reset(QTextCodec::codecForName("UTF-8")->makeDecoder());
     m_text.clear();
     m_position = 0;
     m_line.clear();
@@ -94,12 +93,8 @@ bool EventStreamParser::parseLine(QStringView line, Event &event)
     if (colon == 0) {
         return false; // a comment line
     }
-    return colon < 0 ? parseField(line.trimmed(), QStringView(), event)
-                     : parseField(line.left(colon).trimmed(), line.mid(colon + 1).trimmed(), event);
-}
-
-bool EventStreamParser::parseField(QStringView name, QStringView value, Event &event)
-{
+    const QStringView name = (colon < 0 ? line : line.left(colon)).trimmed();
+    const QStringView value = colon < 0 ? QStringView() : line.mid(colon + 1).trimmed();
     if (name.isEmpty() && value.isEmpty()) {
         const QString type = std::exchange(m_type, QString());
         QString data = std::exchange(m_data, QString());

@@ -47,7 +47,6 @@ public:
 
 private:
     bool parseLine(QStringView line, Event &event);
-    bool parseField(QStringView name, QStringView value, Event &event);
 
     Limits m_limits;
     std::unique_ptr<QTextDecoder> m_decoder;

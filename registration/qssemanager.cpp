@@ -187,16 +187,6 @@ int QSSEManager::retry() const
     return m_parser.retry();
 }
 
-bool QSSEManager::isSilent() const
-{
-    return m_silent;
-}
-
-void QSSEManager::setSilent(bool on)
-{
-    m_silent = on;
-}
-
 void QSSEManager::close()
 {
     if (m_reply == nullptr) {

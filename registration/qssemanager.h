@@ -19,7 +19,8 @@ class QNetworkAccessManager;
 class QSSEManager : public QObject
 {
     Q_OBJECT
-    Q_PROPERTY(bool silent READ isSilent WRITE setSilent)
+    // Stored for the owner, not used by this class.
+    Q_PROPERTY(bool silent MEMBER m_silent)
 
 public:
     explicit QSSEManager(QObject *parent = nullptr);
@@ -38,9 +39,6 @@ public:
     void setLimits(const EventStreamParser::Limits &limits);
     // Milliseconds, from the stream; 3000 by default. Not used by this class.
     int retry() const;
-    // Stored for the owner, not used by this class.
-    bool isSilent() const;
-    void setSilent(bool on);
 
 signals:
     // Emitted after close() and sse_finished(), and after a violation of limits or redirects.

@@ -7,12 +7,20 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <utility>
+
 namespace {
 
-QJsonObject status(int code, const char *error)
-{
-    return {{"code", code}, {"error", QCoreApplication::translate("registrationdocument", error)}};
-}
+// Indexed by RegistrationFailure.
+constexpr std::pair<int, const char *> statuses[] = {
+    {409, QT_TRANSLATE_NOOP("registrationdocument", "Busy with another request")},
+    {400, QT_TRANSLATE_NOOP("registrationdocument", "No new devices to register")},
+    {400, QT_TRANSLATE_NOOP("registrationdocument",
+                            "Cannot establish a connection to the registrar service")},
+    {498, QT_TRANSLATE_NOOP("registrationdocument", "Reply processing error")},
+    {500, QT_TRANSLATE_NOOP("registrationdocument",
+                            "Connection to the registrar service was closed unexpectedly.")},
+};
 
 } // namespace
 
@@ -51,21 +59,6 @@ QString encodeRegistrationDocument(const QJsonObject &document)
 
 QJsonObject registrationStatus(RegistrationFailure failure)
 {
-    switch (failure) {
-    case RegistrationFailure::Busy:
-        return status(409, QT_TRANSLATE_NOOP("registrationdocument", "Busy with another request"));
-    case RegistrationFailure::NothingToRegister:
-        return status(400, QT_TRANSLATE_NOOP("registrationdocument", "No new devices to register"));
-    case RegistrationFailure::NoConnection:
-        return status(400,
-                      QT_TRANSLATE_NOOP("registrationdocument",
-                                        "Cannot establish a connection to the registrar service"));
-    case RegistrationFailure::BadReply:
-        return status(498, QT_TRANSLATE_NOOP("registrationdocument", "Reply processing error"));
-    case RegistrationFailure::StreamEnded:
-        return status(
-            500, QT_TRANSLATE_NOOP("registrationdocument",
-                                   "Connection to the registrar service was closed unexpectedly."));
-    }
-    return {};
+    const auto &[code, error] = statuses[static_cast<int>(failure)];
+    return {{"code", code}, {"error", QCoreApplication::translate("registrationdocument", error)}};
 }

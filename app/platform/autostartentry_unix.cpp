@@ -67,12 +67,7 @@ QHash<QString, QString> readEntry(const QString &path)
 
 } // namespace
 
-AutostartEntry::AutostartEntry(const QString &name)
-    : m_name(name)
-{
-}
-
-QString AutostartEntry::commandFor(const QString &executable)
+QString autostartentry::commandFor(const QString &executable)
 {
     QString quoted;
     for (const QChar c : executable) {
@@ -87,17 +82,17 @@ QString AutostartEntry::commandFor(const QString &executable)
     return '"' + quoted + '"';
 }
 
-QString AutostartEntry::read() const
+QString autostartentry::read(const QString &name)
 {
-    const QHash<QString, QString> entry = readEntry(pathOf(m_name));
+    const QHash<QString, QString> entry = readEntry(pathOf(name));
     const bool isDisabled = entry.value("Hidden") == QLatin1String("true") ||
                             entry.value("X-GNOME-Autostart-enabled") == QLatin1String("false");
     return isDisabled ? QString() : unescaped(entry.value("Exec"));
 }
 
-void AutostartEntry::write(const QString &command)
+void autostartentry::write(const QString &name, const QString &command)
 {
-    const QString path = pathOf(m_name);
+    const QString path = pathOf(name);
     const QString text = QStringLiteral("[Desktop Entry]\n"
                                         "Type=Application\n"
                                         "Name=%1\n"
@@ -116,9 +111,9 @@ void AutostartEntry::write(const QString &command)
     }
 }
 
-void AutostartEntry::remove()
+void autostartentry::remove(const QString &name)
 {
-    QFile file(pathOf(m_name));
+    QFile file(pathOf(name));
     if (file.exists() && !file.remove()) {
         qCWarning(lcApp).noquote()
             << "Cannot remove" << file.fileName() << "-" << file.errorString();

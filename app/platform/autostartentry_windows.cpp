@@ -26,37 +26,32 @@ public:
 
 } // namespace
 
-AutostartEntry::AutostartEntry(const QString &name)
-    : m_name(name)
-{
-}
-
-QString AutostartEntry::commandFor(const QString &executable)
+QString autostartentry::commandFor(const QString &executable)
 {
     return QStringLiteral("\"%1\"").arg(QDir::toNativeSeparators(executable));
 }
 
-QString AutostartEntry::read() const
+QString autostartentry::read(const QString &name)
 {
     const RunKey key;
-    if (!key.contains(m_name)) {
+    if (!key.contains(name)) {
         return {};
     }
     // A value of another type is an entry too, though Windows starts nothing by it.
-    const QString command = key.value(m_name).toString();
+    const QString command = key.value(name).toString();
     return command.isNull() ? QStringLiteral("") : command;
 }
 
-void AutostartEntry::write(const QString &command)
+void autostartentry::write(const QString &name, const QString &command)
 {
     RunKey key;
-    key.setValue(m_name, command);
+    key.setValue(name, command);
     key.flush();
 }
 
-void AutostartEntry::remove()
+void autostartentry::remove(const QString &name)
 {
     RunKey key;
-    key.remove(m_name);
+    key.remove(name);
     key.flush();
 }

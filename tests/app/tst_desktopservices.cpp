@@ -1,3 +1,4 @@
+#include "app/platform/autostartentry.h"
 #include "app/platform/systemtheme.h"
 #include "app/qautostarter.h"
 #include "app/sleeplistener.h"
@@ -96,9 +97,9 @@ private slots:
         starter.setAutostart(false);
         QVERIFY(!QFile::exists(m_entry));
 
-        const QString odd = AutostartEntry::commandFor("/a b/\"c\"/$d/`e`/f\\g/100%/\tKVG");
-        AutostartEntry("NimbraCloudGate").write(odd);
-        QCOMPARE(AutostartEntry("NimbraCloudGate").read(), odd);
+        const QString odd = autostartentry::commandFor("/a b/\"c\"/$d/`e`/f\\g/100%/\tKVG");
+        autostartentry::write("NimbraCloudGate", odd);
+        QCOMPARE(autostartentry::read("NimbraCloudGate"), odd);
         // The value escapes each backslash of the command once more.
         QVERIFY(readFile(m_entry).contains("\nExec=\"/a b/\\\\\"c\\\\\"/\\\\$d/\\\\`e\\\\`/"
                                            "f\\\\\\\\g/100%%/\\tKVG\"\n"));

@@ -1,3 +1,4 @@
+#include "app/platform/autostartentry.h"
 #include "app/platform/process.h"
 #include "app/platform/quitsignals.h"
 #include "app/platform/systemtheme.h"
@@ -61,9 +62,10 @@ private slots:
             starter.setAutostart(false);
             QCOMPARE(run.allKeys(), QStringList("Other"));
         }
-        AutostartEntry entry("Gate");
-        entry.write(AutostartEntry::commandFor("C:/Program Files/Шлюз & 100%/@KVG-Gate.exe"));
-        QCOMPARE(entry.read(), QString("\"C:\\Program Files\\Шлюз & 100%\\@KVG-Gate.exe\""));
+        autostartentry::write(
+            "Gate", autostartentry::commandFor("C:/Program Files/Шлюз & 100%/@KVG-Gate.exe"));
+        QCOMPARE(autostartentry::read("Gate"),
+                 QString("\"C:\\Program Files\\Шлюз & 100%\\@KVG-Gate.exe\""));
     }
 
     void theSessionEndsAfterTheApplication()

@@ -1,11 +1,11 @@
-#include "app/platform/sleepsource.h"
+#include "app/sleeplistener.h"
 
 #include "app/log.h"
 
 #include <QDBusConnection>
 
 // Connects to systemd-logind's signal. Qt accepts it only from the owner of that name on the bus.
-SleepSource::SleepSource()
+void SleepListener::install()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected() || !bus.connect("org.freedesktop.login1", "/org/freedesktop/login1",

@@ -1,4 +1,4 @@
-#include "app/platform/sleepsource.h"
+#include "app/sleeplistener.h"
 
 #include "app/platform/messagewindow_windows.h"
 
@@ -9,16 +9,16 @@ namespace {
 class PowerWindow : public QObject
 {
 public:
-    explicit PowerWindow(SleepSource *source)
-        : QObject(source)
-        , m_window([source](UINT message, WPARAM event) -> std::optional<LRESULT> {
+    explicit PowerWindow(SleepListener *listener)
+        : QObject(listener)
+        , m_window([listener](UINT message, WPARAM event) -> std::optional<LRESULT> {
             if (message != WM_POWERBROADCAST) {
                 return std::nullopt;
             }
             if (event == PBT_APMSUSPEND) {
-                source->sleepChanged(true);
+                listener->sleepChanged(true);
             } else if (event == PBT_APMRESUMEAUTOMATIC || event == PBT_APMRESUMESUSPEND) {
-                source->sleepChanged(false); // RESUMESUSPEND follows when the user is present
+                listener->sleepChanged(false); // RESUMESUSPEND follows when the user is present
             }
             return TRUE;
         })
@@ -38,7 +38,7 @@ private:
 
 } // namespace
 
-SleepSource::SleepSource()
+void SleepListener::install()
 {
     new PowerWindow(this);
 }
