@@ -360,11 +360,7 @@ void MainWindow::process_action(int action)
 {
     switch (action) {
     case A_VSWITCH:
-        if (isShown()) {
-            mhide();
-        } else {
-            bringUp();
-        }
+        isShown() ? mhide() : bringUp();
         break;
     case A_EXIT:
         quit();
@@ -382,11 +378,7 @@ void MainWindow::process_action(int action)
 
 void MainWindow::mhide()
 {
-    if (m_tray->isAvailable()) {
-        hide();
-    } else {
-        showMinimized();
-    }
+    m_tray->isAvailable() ? hide() : showMinimized();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
