@@ -12,8 +12,8 @@
 
 #include <optional>
 
-// The gateway and the devices that are attached at the moment: who they are, where they came from,
-// and what the device pool says of them. Lives on the runner's thread and owns the things.
+// The gateway and the devices that are attached at the moment: their records, where they came from,
+// and what the device pool has for them. Lives on the runner's thread and owns the things.
 //
 // Things are plugins' code: state(), setAlias(), setSettings() and deletion may end any of them.
 // So lists are copied before things are called, and isLive() is asked again after each call.

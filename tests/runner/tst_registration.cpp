@@ -67,7 +67,7 @@ private slots:
         SettingsStore().set(keys::KeepAlive, 30);
         m_runner->applyCloudSettings();
         QTRY_COMPARE(connected.size(), 3); // off and on again
-        QVERIFY(m_finished->isEmpty());    // no result for a connection that nobody asked for
+        QVERIFY(m_finished->isEmpty());    // this connection was no request
         m_runner->registrationState();
         QCOMPARE(next(ZugatewRunner::RegStatus).toInt(), int(ZugatewRunner::Complete));
         const DevicePool pool = DevicePool::read();
