@@ -1,6 +1,6 @@
 #include "runner/configurationbackup.h"
 
-#include "runner/identitychange.h"
+#include "cloud/credentialstore.h"
 #include "runner/livethings.h"
 #include "runner/log.h"
 #include "settings/privatefile.h"
@@ -71,8 +71,8 @@ QString ConfigurationBackup::open(const QString &path)
     case BackupContainer::None:
         break;
     }
-    const bool isUsable = m_chunks.isEmpty() || IdentityChange::isUsable(m_chunks.first());
-    return isUsable ? QString() : unusable(m_chunks.first());
+    return m_chunks.isEmpty() || isUsable(m_chunks.first()) ? QString()
+                                                            : unusable(m_chunks.first());
 }
 
 QString ConfigurationBackup::restore(LiveThings &things)
@@ -81,7 +81,7 @@ QString ConfigurationBackup::restore(LiveThings &things)
     for (const BackupContainer::Chunk &chunk : qAsConst(m_chunks)) {
         const QString oldSerial = gateway.serial();
         const QString oldId = gateway.cloudid();
-        if (!IdentityChange::storeChunk(gateway, chunk)) {
+        if (!storeChunk(gateway, chunk)) {
             return unusable(chunk);
         }
         ++m_restored;
@@ -102,4 +102,26 @@ QString ConfigurationBackup::unusable(const BackupContainer::Chunk &chunk) const
                 ? tr("Cannot restore settings from %1 - invalid data")
                 : tr("Cannot restore credentials from %1 - invalid data"))
         .arg(m_name);
+}
+
+bool ConfigurationBackup::isUsable(const BackupContainer::Chunk &chunk)
+{
+    switch (chunk.id) {
+    case BackupContainer::Settings:
+        return ZUSettings::canImport(chunk.data);
+    case BackupContainer::Certificate:
+        return CredentialStore::isCertificate(chunk.data);
+    default:
+        return CredentialStore::isKey(chunk.data);
+    }
+}
+
+bool ConfigurationBackup::storeChunk(GatewayThing &gateway, const BackupContainer::Chunk &chunk)
+{
+    if (chunk.id == BackupContainer::Settings) {
+        return ZUSettings().importAll(chunk.data);
+    }
+    const bool isKey = chunk.id == BackupContainer::PrivateKey;
+    return !chunk.data.isEmpty() && gateway.importCredentials(isKey ? QByteArray() : chunk.data,
+                                                              isKey ? chunk.data : QByteArray());
 }

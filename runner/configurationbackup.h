@@ -32,7 +32,14 @@ public:
     // Whether restore() has replaced anything.
     bool hasRestored() const { return m_restored > 0; }
 
+    // Replaces the settings, the certificate or the key by the chunk. False, with a log line, when
+    // its data are unusable or cannot be written.
+    [[nodiscard]] static bool storeChunk(GatewayThing &gateway,
+                                         const BackupContainer::Chunk &chunk);
+
 private:
+    // As far as that can be told without writing.
+    static bool isUsable(const BackupContainer::Chunk &chunk);
     QString unusable(const BackupContainer::Chunk &chunk) const;
 
     QString m_name; // of the file, for the user

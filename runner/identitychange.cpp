@@ -1,6 +1,5 @@
 #include "runner/identitychange.h"
 
-#include "cloud/credentialstore.h"
 #include "registration/registrationsession.h"
 #include "runner/cloudlink.h"
 #include "runner/configurationbackup.h"
@@ -123,32 +122,11 @@ void IdentityChange::carryThrough()
         QVector<BackupContainer::Chunk> chunks;
         const bool done =
             BackupContainer::unpack(change, chunks) == BackupContainer::None &&
-            std::all_of(chunks.cbegin(), chunks.cend(),
-                        [&gateway](const auto &chunk) { return storeChunk(gateway, chunk); });
+            std::all_of(chunks.cbegin(), chunks.cend(), [&gateway](const auto &chunk) {
+                return ConfigurationBackup::storeChunk(gateway, chunk);
+            });
         qCWarning(lcRunner) << "A restore was interrupted; it is"
                             << (done ? "completed now" : "incomplete: restore the backup again");
     }
     removePending();
-}
-
-bool IdentityChange::isUsable(const BackupContainer::Chunk &chunk)
-{
-    switch (chunk.id) {
-    case BackupContainer::Settings:
-        return ZUSettings::canImport(chunk.data);
-    case BackupContainer::Certificate:
-        return CredentialStore::isCertificate(chunk.data);
-    default:
-        return CredentialStore::isKey(chunk.data);
-    }
-}
-
-bool IdentityChange::storeChunk(GatewayThing &gateway, const BackupContainer::Chunk &chunk)
-{
-    if (chunk.id == BackupContainer::Settings) {
-        return ZUSettings().importAll(chunk.data);
-    }
-    const bool isKey = chunk.id == BackupContainer::PrivateKey;
-    return !chunk.data.isEmpty() && gateway.importCredentials(isKey ? QByteArray() : chunk.data,
-                                                              isKey ? chunk.data : QByteArray());
 }

@@ -1,11 +1,8 @@
 #pragma once
 
-#include "runner/backupcontainer.h"
-
 #include <QObject>
 
 class CloudLink;
-class GatewayThing;
 class LiveThings;
 class RegistrationSession;
 
@@ -33,12 +30,6 @@ public:
     // Completes what the last process began and did not end. To be called before anything else
     // reads the settings.
     static void carryThrough();
-    // Whether storeChunk() would succeed, as far as that can be told without writing.
-    static bool isUsable(const BackupContainer::Chunk &chunk);
-    // Replaces the settings, the certificate or the key by the chunk. False, with a log line, when
-    // its data are unusable or cannot be written.
-    [[nodiscard]] static bool storeChunk(GatewayThing &gateway,
-                                         const BackupContainer::Chunk &chunk);
 
 signals:
     // A registration that was under way was cancelled: its result would belong to the identity that
