@@ -12,8 +12,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// For the registrar's first answer, and for its word that a code expired. A connection that broke
-// without a sign ends here.
+// How long to wait for the first answer, and after a code's expiry. Also ends connections that
+// broke unnoticed.
 constexpr std::chrono::milliseconds answerTimeout = 120s;
 constexpr double maxCodeSeconds = 7 * 24 * 3600;
 

@@ -11,7 +11,7 @@ enum class RegistrationFailure;
 // come back. Lives on its owner's thread, where every call is made and every signal emitted.
 //
 // A session that began ends with exactly one resultReceived() or failed(), or silently by cancel()
-// or by a result that is no object.
+// or by a result that is no object. fail() is the owner's: it emits failed() besides.
 class RegistrationSession : public QObject
 {
     Q_OBJECT

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-// The container of a configuration backup: a formatVersion, a table of chunks and their data, all
+// The container of a configuration backup: a format version, a table of chunks and their data, all
 // numbers 32 bits wide and little-endian. Pure functions; any thread.
 class BackupContainer
 {

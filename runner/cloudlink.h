@@ -18,8 +18,7 @@ public:
     // Begins to connect, unless the gateway holds no credentials, is connected with the stored
     // settings already, or may not connect now. `firstrun`: see GatewayThing::connectToCloud().
     void start(bool firstrun);
-    // The same from the event loop: an earlier connection is ended in a local event loop, which
-    // must not run inside of a signal's handler.
+    // Queues start(), for handlers of signals: start() may run a local event loop.
     void startLater(bool firstrun);
     // Ends the connection in a local event loop, in which no request may connect.
     void end();

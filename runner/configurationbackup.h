@@ -10,8 +10,8 @@
 class GatewayThing;
 class LiveThings;
 
-// The backup of settings and credentials as a file, and the restore of one. The runner's thread.
-// Errors are returned as the user's sentence; the log says more.
+// The backup of settings and credentials as a file, and the restore of one. Lives on the runner's
+// thread. Errors are returned as the user's sentence; the log says more.
 class ConfigurationBackup
 {
     Q_DECLARE_TR_FUNCTIONS(ConfigurationBackup)

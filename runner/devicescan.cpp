@@ -90,7 +90,7 @@ void DeviceScan::scanPlugin(const LoadedPlugin &plugin)
     }
     const QHash<QString, QVariant> devices = plugin.type->discover();
     QStringList deviceKeys = devices.keys();
-    std::sort(deviceKeys.begin(), deviceKeys.end()); // or every start would show another order
+    std::sort(deviceKeys.begin(), deviceKeys.end()); // QHash has a random order
     for (const QString &key : qAsConst(deviceKeys)) {
         if (!m_scannedPlugins.contains(plugin.name)) {
             return; // disabled while the plugin ran an event loop

@@ -46,7 +46,7 @@ void writePending(const QByteArray &change)
 void removePending()
 {
     QFile file(path());
-    // A file that stays would undo, at the next start, what happens until then.
+    // If it stayed, the next start would apply the change again and overwrite later ones.
     if (file.exists() && !file.remove() && !file.resize(0)) {
         qCWarning(lcRunner).noquote() << "Cannot remove" << path() << "-" << file.errorString();
     }

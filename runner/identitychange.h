@@ -28,7 +28,7 @@ public:
     void restore(const QString &file);
 
     // Completes what the last process began and did not end. To be called before anything else
-    // reads the settings.
+    // reads the settings, and before the runner starts.
     static void carryThrough();
 
 signals:

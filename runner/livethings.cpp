@@ -98,6 +98,7 @@ void LiveThings::adopt(QAbstractThing *device, const Origin &origin, const Devic
     if (const auto entry = entryOf(device, pool)) {
         applyPoolEntry(device, *entry, Registration | Name);
     }
+    addIfRegistered(device); // a plugin may give its device an id
     emitFullState(device);
 }
 
@@ -105,17 +106,12 @@ void LiveThings::adopt(QAbstractThing *device, const Origin &origin, const Devic
 // with its registration id.
 void LiveThings::applyPoolEntry(QAbstractThing *thing, const PoolEntry &entry, int parts)
 {
-    const auto addIfRegistered = [this](QAbstractThing *device) {
-        if (!m_gateway.regid().isEmpty() && !device->regid().isEmpty()) {
-            m_gateway.addSibling(device); // emits the gateway's new state
-        }
-    };
     if ((parts & Registration) != 0) {
         thing->setRegid(entry.regid);
     }
     if (thing == &m_gateway) {
         if ((parts & Registration) != 0) {
-            forEachDevice(addIfRegistered);
+            forEachDevice([this](QAbstractThing *device) { addIfRegistered(device); });
         }
         // The user may have named an unregistered gateway after the pool was written.
         if ((parts & Name) != 0 && m_gateway.alias().isEmpty()) {
@@ -126,8 +122,15 @@ void LiveThings::applyPoolEntry(QAbstractThing *thing, const PoolEntry &entry, i
     if ((parts & Name) != 0) {
         thing->setAlias(entry.alias);
     }
-    if ((parts & Registration) != 0 && isLive(thing)) {
+    if ((parts & Registration) != 0) {
         addIfRegistered(thing);
+    }
+}
+
+void LiveThings::addIfRegistered(QAbstractThing *device)
+{
+    if (isLive(device) && !m_gateway.regid().isEmpty() && !device->regid().isEmpty()) {
+        m_gateway.addSibling(device); // emits the gateway's new state
     }
 }
 
@@ -353,18 +356,13 @@ void LiveThings::emitFullState(const QAbstractThing *thing)
 
 void LiveThings::emitStateChange(const QAbstractThing *thing, const QJsonObject &state)
 {
-    if (isLive(thing)) {
-        ThingState changed(thing, false);
-        changed.state = state;
-        emit thingChanged(changed);
-    }
+    ThingState changed(thing, false);
+    changed.state = state;
+    emit thingChanged(changed);
 }
 
 void LiveThings::emitSerialChange(const QAbstractThing *thing, const QString &oldSerial)
 {
-    if (!isLive(thing)) {
-        return;
-    }
     ThingState former(thing, false);
     former.shortid =
         thing->type() + QLatin1Char('_') + thing->version() + QLatin1Char('_') + oldSerial;

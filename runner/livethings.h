@@ -15,8 +15,8 @@
 // The gateway and the devices that are attached at the moment: their records, where they came from,
 // and what the device pool has for them. Lives on the runner's thread and owns the things.
 //
-// Things are plugins' code: state(), setAlias(), setSettings() and deletion may end any of them.
-// So lists are copied before things are called, and isLive() is asked again after each call.
+// Things are plugins' code: state(), claims(), setAlias(), setSettings() and applyUpdate() may end
+// any of them. Before such calls lists are copied, and after each isLive() is asked again.
 class LiveThings : public QObject
 {
     Q_OBJECT
@@ -30,7 +30,7 @@ public:
     };
 
     explicit LiveThings(QObject *parent = nullptr);
-    // Nothing is reported any more.
+    // Emits no signals.
     ~LiveThings() override;
 
     GatewayThing &gateway() { return m_gateway; }
@@ -39,7 +39,7 @@ public:
     const QList<QAbstractThing *> &devices() const { return m_devices; }
     // The gateway first.
     QList<QAbstractThing *> all();
-    // Calls `visit(QAbstractThing *)` for each device that is live by then.
+    // Calls `visit(QAbstractThing *)` for each device, unless an earlier call has ended it.
     template <typename Visitor>
     void forEachDevice(Visitor visit)
     {
@@ -72,9 +72,10 @@ public:
     void restoreGateway(const DevicePool &pool);
     // All things go on under the registration ids of the stored pool; their names stay. States that
     // wait for the cloud under other ids are dropped, and all of them when the gateway's id is not
-    // `oldGatewayId` any more.
+    // `oldGatewayId` any more. restoreNames() has to follow: it reports the things.
     void restoreRegistrations(const QString &oldGatewayId);
-    // Gives all things the names of the stored pool and reports them.
+    // Gives all things the names of the stored pool and reports them. A gateway that is not
+    // registered keeps the name that it has.
     void restoreNames();
     // Takes the registration ids from the devices whose cloud ids are not among these.
     void keepRegistered(const QSet<QString> &cloudids);
@@ -88,10 +89,10 @@ public:
     // Returns the user's sentence on a failure; empty on success.
     QString rename(const QString &sid, const QString &alias);
 
-    // Each does nothing for a thing that is not live.
+    // Does nothing for a thing that is not live.
     void emitFullState(const QAbstractThing *thing);
     void emitStateChange(const QAbstractThing *thing, const QJsonObject &state);
-    // The end of the record under the old serial, and the record under the present one.
+    // Reports the old serial as gone, then the thing under its present serial.
     void emitSerialChange(const QAbstractThing *thing, const QString &oldSerial);
 
 signals:
@@ -110,6 +111,7 @@ private:
     // What the pool has for a thing.
     std::optional<PoolEntry> entryOf(const QAbstractThing *thing, const DevicePool &pool) const;
     void applyPoolEntry(QAbstractThing *thing, const PoolEntry &entry, int parts);
+    void addIfRegistered(QAbstractThing *device);
     void writePool(const QList<QAbstractThing *> &things, const QJsonObject &registrations = {});
     std::optional<ThingState> recordOf(const QAbstractThing *thing) const;
     void emitGone(const QAbstractThing *thing);

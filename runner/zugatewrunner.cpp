@@ -207,10 +207,14 @@ void ZugatewRunner::reportRestore(const QString &error, bool hasChanged)
 // Unused by the runner itself, whose connections hold the thing.
 void ZugatewRunner::thing_stateChaged(const QJsonObject &state)
 {
-    m_things.emitStateChange(qobject_cast<QAbstractThing *>(sender()), state);
+    if (const auto *const thing = qobject_cast<QAbstractThing *>(sender())) {
+        m_things.emitStateChange(thing, state);
+    }
 }
 
 void ZugatewRunner::thing_serialChanged(const QString &old, const QString & /*current*/)
 {
-    m_things.emitSerialChange(qobject_cast<QAbstractThing *>(sender()), old);
+    if (const auto *const thing = qobject_cast<QAbstractThing *>(sender())) {
+        m_things.emitSerialChange(thing, old);
+    }
 }

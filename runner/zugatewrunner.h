@@ -49,7 +49,8 @@ public:
     Q_ENUM(RegState)
 
     explicit ZugatewRunner(QObject *parent = nullptr);
-    // Ends the cloud connection, and a registration that is under way. On the runner's own thread.
+    // Ends the cloud connection, and a registration that is under way. On the runner's own thread,
+    // before it is deleted there.
     void shutdown();
 
 signals:
@@ -67,7 +68,7 @@ public slots:
     // Asks every enabled device type for its devices and adopts those that are new.
     void rescan();
     // Applies the names of the stored pool to the things and reports every thing; writes no pool.
-    // No finished().
+    // See LiveThings::restoreNames(). No finished().
     void updatePool() { m_things.restoreNames(); }
     // Hands the stored settings to the things, and releases those of device types that are
     // disabled. No finished() of its own; a scan follows when a device type was enabled.
@@ -87,8 +88,8 @@ public slots:
     void cloudStatus();
     // Voids the registration of the gateway and of all things.
     void resetGateway() { m_identity.reset(); }
-    // Brings the live things in line with a pool that the user has edited; writes no pool, unless
-    // the gateway was forgotten, which ends as resetGateway(). No finished() of its own.
+    // Brings the live things in line with a pool that the user has edited; writes no pool. If
+    // the gateway was forgotten, the same as resetGateway(); else no finished().
     void resetDevPool();
     void releaseThings();
     void registrationState();

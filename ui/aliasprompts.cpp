@@ -3,7 +3,6 @@
 #include "ui/aliasrule.h"
 #include "ui/dialogs.h"
 
-#include <QDateTime>
 #include <QDialogButtonBox>
 #include <QInputDialog>
 #include <QLineEdit>
@@ -25,8 +24,8 @@ void disableOkForEmptyAlias(QInputDialog *prompt)
 
 QString randomAlias(const QString &type)
 {
-    QRandomGenerator random(static_cast<quint32>(QDateTime::currentMSecsSinceEpoch()));
-    const quint32 number = random.bounded(0x10000U, 0x100000U); // five hexadecimal digits
+    // Five hexadecimal digits.
+    const quint32 number = QRandomGenerator::global()->bounded(0x10000U, 0x100000U);
     return QStringLiteral("%1_%2").arg(type, QString::number(number, 16));
 }
 

@@ -42,11 +42,12 @@ void DeviceWindows::add(QObject *thui)
         !QMetaObject::invokeMethod(thui, "createWidget", Qt::DirectConnection,
                                    Q_RETURN_ARG(QWidget *, window), Q_ARG(QWidget *, nullptr)) ||
         window == nullptr) {
-        qCWarning(lcUi, "Device window rejected: createWidget() failed or %d windows are open",
+        qCWarning(lcUi, "Device window rejected: createWidget() failed or there are %d windows",
                   m_windows.size());
         return;
     }
-    owned.release()->setParent(window);
+    // After the window: its destructor may still use the object.
+    connect(window, &QObject::destroyed, [ui = QPointer<QObject>(owned.release())] { delete ui; });
     m_windows.append(window);
     emit windowAdded();
     if (!m_heldBack) {

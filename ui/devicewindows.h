@@ -16,7 +16,7 @@ public:
     ~DeviceWindows() override;
 
     // Takes ownership of a device's interface object (see AbstractThingType::create()) and shows
-    // the window that it makes, after holdBack() only with release(). An object that makes no
+    // the window that it makes; while held back, release() shows it. An object that makes no
     // window is deleted with a log line; null is ignored.
     void add(QObject *thui);
     // New windows stay hidden until release(): none must pop up over the splash screen or while
@@ -24,13 +24,13 @@ public:
     void holdBack() { m_heldBack = true; }
     // Shows every window, also those that the user closed.
     void showAll();
-    // Ends holdBack() and shows every window; does nothing when nothing is held back.
+    // Ends holdBack() and shows every window; does nothing without a holdBack() before it.
     void release();
 
 signals:
     void windowAdded();
 
 private:
-    QVector<QPointer<QWidget>> m_windows; // each owns its interface object
+    QVector<QPointer<QWidget>> m_windows; // with each, its interface object ends
     bool m_heldBack = false;
 };

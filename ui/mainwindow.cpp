@@ -124,7 +124,8 @@ void MainWindow::connectRunner()
     connect(&m_startup, &StartupChain::progress, this, &MainWindow::loadProgress);
     connect(&m_startup, &StartupChain::finished, this, &MainWindow::loadFinished);
 
-    // The runner lives on another thread, so these calls are queued, also before that runs.
+    // The runner lives on another thread, so these calls are queued, also before that thread
+    // starts.
     connect(&m_settings, &ZUSettings::unregDevices, runner, &Runner::resetGateway);
     connect(m_cloudPage, &CloudPage::resetRequested, runner, &Runner::resetGateway);
     connect(wizard, &Wizard::stateRequested, runner, &Runner::registrationState);
@@ -247,7 +248,9 @@ void MainWindow::runner_finished(int op, const QVariant &result)
     case ZugatewRunner::ProcReg:
         if (wizard->showResult(result.toJsonObject())) {
             showPage(P_STATE);
-            queue(&ZugatewRunner::cloudStatus);
+            if (!m_startup.isRunning()) { // it would take the result for its own
+                queue(&ZugatewRunner::cloudStatus);
+            }
         }
         break;
     case ZugatewRunner::Lsmod:
@@ -283,7 +286,7 @@ void MainWindow::runner_finished(int op, const QVariant &result)
     case ZugatewRunner::RegStatus:
         wizard->showState(result.toInt());
         break;
-    default: // Load and CConnect matter to the start-up alone
+    default: // the start-up alone uses Load and CConnect, nothing uses the rest
         break;
     }
     m_startup.advance(op, result);

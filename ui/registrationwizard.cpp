@@ -282,7 +282,7 @@ bool RegistrationWizard::showResult(const QJsonObject &result)
     return true;
 }
 
-// Without a cancellation, the next session would find the registrar busy with this one.
+// Without it, the runner would answer the next session with Busy.
 void RegistrationWizard::cancelSession()
 {
     m_cancelled = true;

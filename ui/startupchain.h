@@ -13,7 +13,7 @@ class StartupChain : public QObject
     Q_OBJECT
 
 public:
-    // Both are borrowed for life.
+    // Both must outlive the last call of run() or advance().
     StartupChain(ZugatewRunner &runner, ScanClock &scanClock);
 
     // Requests the first step and runs a local event loop until finished(), or until the

@@ -187,6 +187,9 @@ private slots:
         plug({"A"});
         QCOMPARE(thing("A")->cloudid(), QString("fake_1_A_1"));
         QVERIFY(gateway()->hasSibling("fake_1_A_1"));
+        m_runner->releaseThings(); // registered, but not in the cloud
+        m_runner->registrationState();
+        QCOMPARE(results(), (QStringList{"ThingsGone true", "RegStatus 1"}));
     }
 
     void aVoidRegistrationAddsNoSiblings()
