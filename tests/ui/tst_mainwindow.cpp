@@ -308,16 +308,19 @@ private slots:
         const QTemporaryDir folder;
         const QString file = folder.filePath("a.bak");
         QVERIFY(writeFile(file, "old"));
+        auto *const button = m_window->findChild<QPushButton *>("settingsBackupButton");
         for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
             QCOMPARE(readFile(file), QByteArray("old"));
-            m_window->findChild<QPushButton *>("settingsBackupButton")->click();
+            button->click();
             auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
             dialog->selectFile(folder.filePath("a"));
             static_cast<QDialog *>(dialog)->accept();
             QTRY_COMPARE(shows("box"), QString("a.bak already exists. Replace it?"));
             openBox()->button(answer)->click();
+            QCOMPARE(button->isEnabled(), answer == QMessageBox::No); // until it is written
         }
         QTRY_VERIFY(readFile(file) != "old");
+        QTRY_VERIFY(button->isEnabled());
         QCOMPARE(SettingsStore().value(keys::ExportDirectory), folder.path());
     }
 
