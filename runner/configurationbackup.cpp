@@ -84,7 +84,7 @@ QString ConfigurationBackup::restore(LiveThings &things)
         if (!storeChunk(gateway, chunk)) {
             return unusable(chunk);
         }
-        ++m_restored;
+        m_hasRestored = true;
         if (chunk.id == BackupContainer::Settings) {
             if (gateway.serial() != oldSerial) { // which the gateway reads from the settings
                 things.emitSerialChange(&gateway, oldSerial);

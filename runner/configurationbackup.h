@@ -30,7 +30,7 @@ public:
     // be replaced; the live things take over the restored ids. Empty when all were replaced.
     [[nodiscard]] QString restore(LiveThings &things);
     // Whether restore() has replaced anything.
-    bool hasRestored() const { return m_restored > 0; }
+    bool hasRestored() const { return m_hasRestored; }
 
     // Replaces the settings, the certificate or the key by the chunk. False, with a log line, when
     // its data are unusable or cannot be written.
@@ -45,5 +45,5 @@ private:
     QString m_name; // of the file, for the user
     QByteArray m_bytes;
     QVector<BackupContainer::Chunk> m_chunks;
-    int m_restored = 0; // chunks
+    bool m_hasRestored = false;
 };

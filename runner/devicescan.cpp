@@ -95,8 +95,7 @@ void DeviceScan::scanPlugin(const LoadedPlugin &plugin)
         if (!m_scannedPlugins.contains(plugin.name)) {
             return; // disabled while the plugin ran an event loop
         }
-        if (plugin.keyed != nullptr ? claimed.contains(key)
-                                    : isClaimed(*plugin.type, plugin.name, key)) {
+        if (plugin.keyed != nullptr ? claimed.contains(key) : isClaimed(plugin, key)) {
             continue;
         }
         QObject *ui = nullptr;
@@ -129,17 +128,17 @@ QSet<QString> DeviceScan::claimedKeys(const LoadedPlugin &plugin) const
     return keys;
 }
 
-bool DeviceScan::isClaimed(AbstractThingType &type, const QString &plugin, const QString &key) const
+bool DeviceScan::isClaimed(const LoadedPlugin &plugin, const QString &key) const
 {
     // Asked first, the device that was created for this key saves asking about every pair of key
     // and device.
-    const QAbstractThing *const likely = m_things.createdFor(plugin, key);
-    if (likely != nullptr && type.claims(key, likely)) {
+    const QAbstractThing *const likely = m_things.createdFor(plugin.name, key);
+    if (likely != nullptr && plugin.type->claims(key, likely)) {
         return true;
     }
     const QList<QAbstractThing *> devices = m_things.devices();
     return std::any_of(devices.cbegin(), devices.cend(), [&](const QAbstractThing *device) {
-        return device != likely && m_things.isLive(device) && type.claims(key, device);
+        return device != likely && m_things.isLive(device) && plugin.type->claims(key, device);
     });
 }
 

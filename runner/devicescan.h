@@ -8,7 +8,6 @@
 
 #include <optional>
 
-class AbstractThingType;
 class LiveThings;
 class PluginLoader;
 class QAbstractThing;
@@ -41,7 +40,7 @@ signals:
 private:
     void scanPlugin(const LoadedPlugin &plugin);
     QSet<QString> claimedKeys(const LoadedPlugin &plugin) const;
-    bool isClaimed(AbstractThingType &type, const QString &plugin, const QString &key) const;
+    bool isClaimed(const LoadedPlugin &plugin, const QString &key) const;
     QObject *prepareInterface(QObject *ui) const;
     const DevicePool &pool();
 

@@ -38,11 +38,6 @@ QAbstractThing *LiveThings::createdFor(const QString &plugin, const QString &key
     return m_deviceByPluginKey.value(plugin).value(key);
 }
 
-bool LiveThings::isFrom(const QAbstractThing *thing, const QString &plugin) const
-{
-    return m_records.value(thing).origin.plugin == plugin;
-}
-
 ThingStateList LiveThings::records()
 {
     ThingStateList list;
@@ -308,7 +303,7 @@ void LiveThings::release(QAbstractThing *device)
 void LiveThings::releaseFrom(const QString &plugin)
 {
     forEachDevice([&](QAbstractThing *device) {
-        if (isFrom(device, plugin)) {
+        if (m_records.value(device).origin.plugin == plugin) {
             release(device);
         }
     });

@@ -8,7 +8,9 @@
 #include <QJsonObject>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -53,7 +55,6 @@ public:
     bool isLive(const QObject *thing) const;
     // The live device that was created for the plugin's key; else null.
     QAbstractThing *createdFor(const QString &plugin, const QString &key) const;
-    bool isFrom(const QAbstractThing *thing, const QString &plugin) const;
     ThingStateList records();
     // Short ids of the things that have no name.
     QStringList unnamed();

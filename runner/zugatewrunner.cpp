@@ -49,6 +49,11 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     connect(&m_identity, &IdentityChange::restoreEnded, this, &ZugatewRunner::reportRestore);
 }
 
+ZugatewRunner::~ZugatewRunner()
+{
+    shutdown();
+}
+
 void ZugatewRunner::shutdown()
 {
     m_registration.cancel();

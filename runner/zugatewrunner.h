@@ -49,8 +49,10 @@ public:
     Q_ENUM(RegState)
 
     explicit ZugatewRunner(QObject *parent = nullptr);
-    // Ends the cloud connection, and a registration that is under way. On the runner's own thread,
-    // before it is deleted there.
+    // On the runner's own thread; shuts down first, while everything that a request needs is there.
+    ~ZugatewRunner() override;
+
+    // Ends the cloud connection, and a registration that is under way. On the runner's own thread.
     void shutdown();
 
 signals:

@@ -47,7 +47,8 @@ void DeviceWindows::add(QObject *thui)
         return;
     }
     // After the window: its destructor may still use the object.
-    connect(window, &QObject::destroyed, [ui = QPointer<QObject>(owned.release())] { delete ui; });
+    connect(window, &QObject::destroyed, this,
+            [ui = QPointer<QObject>(owned.release())] { delete ui; });
     m_windows.append(window);
     emit windowAdded();
     if (!m_heldBack) {
