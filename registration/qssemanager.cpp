@@ -141,10 +141,9 @@ bool QSSEManager::request(const QUrl &url)
     m_manager->setProxy(isUnencrypted(url) ? QNetworkProxy::NoProxy : QNetworkProxy::DefaultProxy);
 
     QNetworkRequest request(url);
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED // equal to NoLessSafeRedirectPolicy
-        request.setAttribute(QNetworkRequest::FollowRedirectsAttribute, true);
-    QT_WARNING_POP
+    // Qt's other policies have begun the next request when redirected() is emitted.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::UserVerifiedRedirectPolicy);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
                          QNetworkRequest::AlwaysNetwork);
     QSslConfiguration tls = request.sslConfiguration();
@@ -254,10 +253,17 @@ void QSSEManager::error(QNetworkReply::NetworkError code)
 
 void QSSEManager::redirected(const QUrl &url)
 {
-    if (m_reply != nullptr && !isTrustedAddress(url)) {
-        const SignalGuard guard(this);
-        fail("redirected to an address that is neither HTTPS nor this computer");
+    if (m_reply == nullptr) {
+        return;
     }
+    const bool lessSafe = isUnencrypted(url) && !isUnencrypted(m_reply->request().url());
+    if (isTrustedAddress(url) && !lessSafe) {
+        emit m_reply->redirectAllowed();
+        return;
+    }
+    const SignalGuard guard(this);
+    fail(lessSafe ? "redirected from HTTPS to HTTP"
+                  : "redirected to an address that is neither HTTPS nor this computer");
 }
 
 void QSSEManager::sse_finished()
