@@ -20,7 +20,10 @@ namespace keys {
 inline constexpr Key<int> ReportInterval{"Cloud/Interval", 300}; // seconds
 inline constexpr Key<QString> CloudHost{"Cloud/Host", defaults::CloudHost};
 inline constexpr Key<quint32> CloudPort{"Cloud/Port", 8883};
-inline constexpr Key<int> KeepAlive{"Cloud/KeepAlive", 300};   // seconds
+inline constexpr Key<int> KeepAlive{"Cloud/KeepAlive", 300}; // seconds
+// For administrators: what may wait for the cloud. Past it the oldest states are dropped.
+inline constexpr Key<int> QueueSize{"Cloud/QueueSize", 256};   // MiB
+inline constexpr Key<int> QueueDays{"Cloud/QueueDays", 7};     // 0: no limit
 inline constexpr Key<QString> CloudSerial{"Cloud/Serial", ""}; // empty: not registered
 
 // A locale name, or the QLocale::Language that the first start stores; read as a string.

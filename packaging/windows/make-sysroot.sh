@@ -50,6 +50,7 @@ need xz-utils xz
 need perl perl
 need make make
 need g++ gcc g++
+need tcl tclsh
 need binutils strip
 need util-linux flock
 need binutils-mingw-w64-x86-64 $target-ar $target-ld $target-strip $target-windres
@@ -177,6 +178,7 @@ CONF
     : >"$work/versions"
     : >"$work/notes"
     fetch openssl
+    fetch sqlite3
     fetch qtbase-opensource-src
 }
 
@@ -212,6 +214,19 @@ openssl() {
     private="C:/Program Files/KVG-Gate"
     clean make -j"$jobs" OPENSSLDIR="$private/ssl" ENGINESDIR="$private/ssl/engines" \
         MODULESDIR="$private/ssl/modules" build_libs
+}
+
+# Static: one file less that could be exchanged.
+sqlite() {
+    unpack sqlite3 "$work/sqlite"
+    cd "$work/sqlite"
+    clean ./configure --disable-tcl --disable-readline
+    clean make sqlite3.c
+    clean $target-gcc -O2 -DNDEBUG -DSQLITE_THREADSAFE=1 -DSQLITE_DQS=0 \
+        -DSQLITE_OMIT_LOAD_EXTENSION -DSQLITE_DEFAULT_MEMSTATUS=0 -DSQLITE_OMIT_DEPRECATED \
+        -DSQLITE_OMIT_SHARED_CACHE -c sqlite3.c -o sqlite3.obj
+    rm -f libsqlite3.a
+    clean $target-ar rcsD libsqlite3.a sqlite3.obj
 }
 
 qt() {
@@ -257,6 +272,9 @@ assemble() {
     cp libcrypto.dll.a libssl.dll.a "$root/lib/"
     mkdir "$root/include/openssl"
     cp include/openssl/*.h "$root/include/openssl/"
+
+    cp "$work/sqlite/libsqlite3.a" "$root/lib/"
+    cp "$work/sqlite/sqlite3.h" "$root/include/"
 
     for name in libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll; do
         file=$(runtime_file $name)
@@ -332,6 +350,7 @@ jobs=$(nproc)
 
 stage sources "fetching the sources"
 stage openssl "building OpenSSL"
+stage sqlite "building SQLite"
 stage qt "building Qt, which takes by far the longest"
 stage assemble "putting it together"
 while read -r note; do

@@ -320,6 +320,17 @@
     </message>
 </context>
 <context>
+    <name>Outbox</name>
+    <message>
+        <source>The file for waiting states cannot be used</source>
+        <translation>Файл для ожидающих состояний недоступен</translation>
+    </message>
+    <message>
+        <source>Waiting states cannot be written to the disk</source>
+        <translation>Ожидающие состояния не удаётся записать на диск</translation>
+    </message>
+</context>
+<context>
     <name>Plugins</name>
     <message>
         <source>Seconds between two measurements</source>

@@ -23,7 +23,7 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t cl
                                                                     timespec *now) noexcept
 {
     const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, now));
-    if (clock == CLOCK_MONOTONIC) {
+    if (clock == CLOCK_MONOTONIC || clock == CLOCK_BOOTTIME) {
         const std::chrono::nanoseconds moved = std::chrono::seconds(now->tv_sec) +
                                                std::chrono::nanoseconds(now->tv_nsec) +
                                                offset.load();
