@@ -3,11 +3,14 @@
 #include "cloud/log.h"
 #include "settings/privatefile.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QStandardPaths>
+
+#include <utility>
 
 namespace {
 
@@ -41,6 +44,29 @@ bool replaceFile(const QString &path, const QByteArray &text)
 QSslKey readKey(const QByteArray &pem)
 {
     return QSslKey(pem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey, CredentialStore::passPhrase());
+}
+
+char byteAt(const QByteArray &bytes, int at)
+{
+    return at < bytes.size() ? bytes.at(at) : '\0';
+}
+
+// Of an RSA key as PKCS #1 has it (RFC 8017, A.1.2): a sequence of the version, one byte, and the
+// modulus. What is no such key gives some other bytes.
+QByteArray modulus(const QByteArray &der)
+{
+    const auto valueAt = [&der](int at) { // of the object there
+        const int first = quint8(byteAt(der, at + 1));
+        const int lengthBytes = first > 0x80 ? first - 0x80 : 0;
+        int length = lengthBytes == 0 ? first : 0;
+        for (int i = 0; i < lengthBytes; ++i) {
+            length = (length << 8 | quint8(byteAt(der, at + 2 + i))) & 0xffffff;
+        }
+        return std::pair(at + 2 + lengthBytes, length);
+    };
+    const int version = valueAt(0).first;
+    const auto [begin, length] = valueAt(version + 3);
+    return der.mid(begin, length);
 }
 
 QByteArray encryptedPem(const QSslKey &key)
@@ -102,6 +128,48 @@ CredentialStore::SSLStatus CredentialStore::certStatus() const
 {
     return statusOf(certFilePath(),
                     [](const QByteArray &pem) { return QSslCertificate(pem, QSsl::Pem).isNull(); });
+}
+
+CredentialStore::Validity CredentialStore::validity() const
+{
+    const QSslCertificate own = certificate();
+    return own.isNull() ? Validity()
+                        : Validity{own.effectiveDate().toMSecsSinceEpoch(),
+                                   own.expiryDate().toMSecsSinceEpoch()};
+}
+
+ConnectionFailure CredentialStore::fault() const
+{
+    const auto failure = [](const char *cause, const char *cure = QT_TRANSLATE_NOOP(
+                                                   "CloudFailure", "register the gateway again")) {
+        return ConnectionFailure{QLatin1String(cause), {}, QLatin1String(cure)};
+    };
+    if (!QFile::exists(keyFilePath()) || !QFile::exists(certFilePath())) {
+        return failure(QT_TRANSLATE_NOOP("CloudFailure",
+                                         "the certificate or the key of this gateway is missing"));
+    }
+    const QSslKey ownKey = key();
+    const QSslCertificate own = certificate();
+    if (ownKey.isNull() || own.isNull()) {
+        return failure(QT_TRANSLATE_NOOP("CloudFailure",
+                                         "the certificate or the key of this gateway is damaged"));
+    }
+    if (!own.publicKey().toDer().contains(modulus(ownKey.toDer()))) {
+        return failure(QT_TRANSLATE_NOOP("CloudFailure", "the key belongs to another certificate"));
+    }
+    const QDateTime now = QDateTime::currentDateTime();
+    if (own.expiryDate() < now) {
+        return failure(
+            QT_TRANSLATE_NOOP("CloudFailure", "the certificate of this gateway has expired"),
+            QT_TRANSLATE_NOOP("CloudFailure", "check the date and the time of this computer, then "
+                                              "register the gateway again; all names stay"));
+    }
+    if (own.effectiveDate() > now) {
+        return failure(
+            QT_TRANSLATE_NOOP("CloudFailure", "the certificate of this gateway is not valid yet"),
+            QT_TRANSLATE_NOOP("CloudFailure", "check the date and the time of this computer"));
+    }
+    return {};
 }
 
 bool CredentialStore::storeIssuedCredentials(const QByteArray &certPem, const QByteArray &keyPem,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "cloud/connectionfailure.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QString>
@@ -33,6 +35,16 @@ public:
 
     SSLStatus keyStatus() const;
     SSLStatus certStatus() const;
+
+    // When the certificate is valid, in milliseconds since 1970; zeros when there is none.
+    struct Validity
+    {
+        qint64 from = 0;
+        qint64 until = 0;
+    };
+    Validity validity() const;
+    // Why no connection can be made with them; null when one can.
+    ConnectionFailure fault() const;
 
     // Writes both files, the key first. On failure `error` is a text for the user; a key that was
     // written already stays.

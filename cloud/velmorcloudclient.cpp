@@ -1,12 +1,12 @@
 #include "cloud/velmorcloudclient.h"
 
+#include "cloud/connectionfailure.h"
 #include "cloud/log.h"
 #include "cloud/topics.h"
-#include "settings/defaults.h"
+#include "settings/settingsstore.h"
 
 #include <QDateTime>
 #include <QEventLoop>
-#include <QFile>
 #include <QJsonDocument>
 #include <QMetaType>
 #include <QSslCertificate>
@@ -14,8 +14,12 @@
 #include <QSslError>
 #include <QSslKey>
 #include <QSslSocket>
+#include <QStandardPaths>
 #include <QTimer>
 
+#include <qmqtt.h>
+
+#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <utility>
@@ -29,7 +33,10 @@ namespace {
 constexpr int defaultKeepAlive = 120; // seconds
 constexpr std::chrono::milliseconds reconnectInterval = 10s;
 constexpr std::chrono::milliseconds stopCheckInterval = 250ms;
-constexpr int maxStopChecks = 11; // the first at once
+constexpr std::chrono::milliseconds confirmationTime = 1s;            // of the time that stop() has
+constexpr int maxStopChecks = 11;                                     // the first at once
+constexpr qint64 maxUnrequested = VelmorCloudClient::maxInFlight / 2; // bytes
+constexpr int maxQueueSize = 1024 * 1024;                             // MiB
 constexpr int maxCachedTopics = 50000;
 
 // The texts of QMQTT::ClientError 1 to 23. 1 and 15 (the proxy's) share a text.
@@ -60,7 +67,7 @@ const char *const errorTexts[] = {
     "temporary error",
 };
 
-QString textOf(QMQTT::ClientError error)
+QString shortText(QMQTT::ClientError error)
 {
     const int value = static_cast<int>(error);
     const bool known = value > 0 && value < static_cast<int>(std::size(errorTexts));
@@ -75,117 +82,6 @@ bool isFinalRejection(QMQTT::ClientError error)
            error == QMQTT::MqttBadUserNameOrPasswordError || error == QMQTT::MqttNotAuthorizedError;
 }
 
-const char registerAgain[] = "register the gateway again";
-const char checkClock[] = "check the date and the time of this computer";
-
-struct TlsAlert
-{
-    const char *name; // in OpenSSL's error text, after the word "alert"
-    const char *cause;
-    const char *cure;
-};
-constexpr char certificateRejected[] = "the cloud rejects the certificate of this gateway";
-constexpr char noCommonTls[] = "the cloud and this gateway have no TLS version or cipher in common";
-constexpr char checkProxy[] = "check for a proxy or a virus scanner in between";
-const TlsAlert tlsAlerts[] = {
-    {"certificate expired", "for the cloud the certificate of this gateway has expired",
-     "check the date and the time of this computer, then register the gateway again"},
-    {"certificate revoked", "the certificate of this gateway was revoked", registerAgain},
-    {"unknown ca", "the cloud does not know who issued the certificate of this gateway",
-     registerAgain},
-    {"bad certificate", certificateRejected, registerAgain},
-    {"certificate required", certificateRejected, registerAgain},
-    {"certificate unknown", certificateRejected, registerAgain},
-    {"unsupported certificate", certificateRejected, registerAgain},
-    {"access denied", certificateRejected, registerAgain},
-    {"decrypt error", certificateRejected, registerAgain},
-    {"protocol version", noCommonTls, checkProxy},
-    {"handshake failure", noCommonTls, checkProxy},
-    {"insufficient security", noCommonTls, checkProxy},
-};
-
-// For the log: the cause of a failure and what the user can do about it.
-QString explanation(QMQTT::ClientError error, const QString &detail)
-{
-    const QString format = QStringLiteral("%1: %2");
-    const int alert = detail.indexOf(QLatin1String(" alert "));
-    if (alert >= 0) {
-        for (const TlsAlert &known : tlsAlerts) {
-            if (detail.indexOf(QLatin1String(known.name), alert) >= 0) {
-                return format.arg(QLatin1String(known.cause), QLatin1String(known.cure));
-            }
-        }
-    }
-    switch (error) {
-    case QMQTT::SocketConnectionRefusedError:
-        return QStringLiteral("no server at that address, or a firewall blocks it: check the "
-                              "cloud's address and port in the settings, and the firewall");
-    case QMQTT::SocketHostNotFoundError:
-        return QStringLiteral("host name lookup failed: check the network and the cloud's address "
-                              "in the settings");
-    case QMQTT::SocketTimeoutError:
-    case QMQTT::SocketNetworkError:
-        return QStringLiteral("the cloud cannot be reached: check the network and the firewall");
-    case QMQTT::SocketRemoteHostClosedError:
-        return QStringLiteral("the cloud closed the connection; retrying");
-    case QMQTT::SocketSslHandshakeFailedError:
-    case QMQTT::SocketSslInternalError:
-        return QStringLiteral("TLS handshake failed: see the messages above");
-    case QMQTT::MqttUnacceptableProtocolVersionError:
-        return QStringLiteral("the cloud does not speak MQTT 3.1.1: check its address");
-    case QMQTT::MqttIdentifierRejectedError:
-    case QMQTT::MqttBadUserNameOrPasswordError:
-    case QMQTT::MqttNotAuthorizedError:
-        return format.arg("the cloud rejects the registration of this gateway",
-                          QLatin1String(registerAgain));
-    case QMQTT::MqttServerUnavailableError:
-        return QStringLiteral("the cloud is out of service; retrying");
-    case QMQTT::MqttNoPingResponse:
-        return QStringLiteral("the cloud does not answer pings; retrying");
-    default:
-        return QStringLiteral("retrying");
-    }
-}
-
-QString explanation(const QSslError &error)
-{
-    const char *cure = nullptr;
-    switch (error.error()) {
-    case QSslError::CertificateNotYetValid:
-    case QSslError::CertificateExpired:
-        cure = checkClock;
-        break;
-    case QSslError::HostNameMismatch:
-        cure = "check the cloud's address in the settings";
-        break;
-    default:
-        cure = "this build trusts another cloud, or the connection is intercepted";
-    }
-    return QStringLiteral("Broker certificate rejected: %1 - %2")
-        .arg(error.errorString(), QLatin1String(cure));
-}
-
-QList<QSslCertificate> trustedAuthorities()
-{
-    // Named after the compiled-in host, not the setting: the host that a user typed must not decide
-    // which authorities are trusted.
-    QFile file(QStringLiteral(":/cacerts/%1.ca").arg(QLatin1String(defaults::CloudHost)));
-    const QList<QSslCertificate> authorities =
-        file.open(QIODevice::ReadOnly) ? QSslCertificate::fromData(file.readAll(), QSsl::Pem)
-                                       : QList<QSslCertificate>();
-    if (authorities.isEmpty()) {
-        qCWarning(lcCloud) << "No trusted authority in" << file.fileName()
-                           << "- every broker certificate will be rejected";
-    }
-    return authorities;
-}
-
-qint64 memoryOf(const QMQTT::Message &message)
-{
-    constexpr qint64 overhead = 128; // message, list node and allocation: about 100 measured
-    return message.payload().size() + overhead;
-}
-
 } // namespace
 
 void registerCloudMetaTypes()
@@ -196,14 +92,25 @@ void registerCloudMetaTypes()
 
 VelmorCloudClient::VelmorCloudClient(QObject *parent)
     : QObject(parent)
+    , m_outbox(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
+                   QLatin1String("/outbox.db"),
+               this)
     , m_lastError(QStringLiteral("no error"))
 {
     registerCloudMetaTypes();
+    readLimits();
 }
 
 VelmorCloudClient::~VelmorCloudClient()
 {
     stop();
+}
+
+void VelmorCloudClient::readLimits()
+{
+    const SettingsStore store;
+    m_outbox.setLimits({qBound(1, store.value(keys::QueueSize), maxQueueSize) * 1024LL * 1024,
+                        std::chrono::hours(24) * qMax(0, store.value(keys::QueueDays))});
 }
 
 bool VelmorCloudClient::isConnected() const
@@ -217,36 +124,25 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
     while (m_client != nullptr) {
         stop(); // another start() may run in its event loop
     }
+    readLimits();
     if (clientId.isEmpty()) {
         m_lastError = QStringLiteral("clientid cannot be empty");
         return false;
     }
-    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-    tls.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    tls.setProtocol(QSsl::TlsV1_2OrLater);
-    tls.setCaCertificates(trustedAuthorities());
-
     const CredentialStore credentials;
-    const QSslKey key = credentials.key();
-    if (key.isNull()) {
+    const QSslConfiguration tls = cloudTls(credentials);
+    if (tls.privateKey().isNull()) {
         m_lastError = QStringLiteral("Key is missing / invalid");
         return false;
     }
-    const QSslCertificate certificate = credentials.certificate();
-    if (certificate.isNull()) {
+    if (tls.localCertificate().isNull()) {
         m_lastError = QStringLiteral("Certificate is missing / invalid");
         return false;
     }
-    const QDateTime now = QDateTime::currentDateTime();
-    if (certificate.expiryDate() < now || certificate.effectiveDate() > now) {
-        qCWarning(lcCloud).noquote() << "The certificate of this gateway is valid from"
-                                     << certificate.effectiveDate().toString(Qt::ISODate) << "to"
-                                     << certificate.expiryDate().toString(Qt::ISODate) << "-"
-                                     << checkClock << "or" << registerAgain;
+    const ConnectionFailure fault = credentials.fault();
+    if (!fault.isNull()) {
+        qCWarning(lcCloud).noquote() << fault.text();
     }
-    tls.setLocalCertificate(certificate);
-    tls.setPrivateKey(key);
-
     m_client = new QMQTT::Client(QStringLiteral("localhost"), port, tls, false, nullptr);
     m_client->setAutoReconnect(true);
     m_client->setAutoReconnectInterval(static_cast<int>(reconnectInterval.count()));
@@ -255,32 +151,34 @@ bool VelmorCloudClient::start(const QString &clientId, int keepAlive, const QStr
 
     connect(m_client, &QMQTT::Client::connected, this, &VelmorCloudClient::client_connected);
     connect(m_client, &QMQTT::Client::disconnected, this, &VelmorCloudClient::client_disconnected);
-    connect(m_client, &QMQTT::Client::error, this, &VelmorCloudClient::client_error);
+    connect(m_client, &QMQTT::Client::error, this, [this](int error) { client_error(error); });
     connect(m_client, &QMQTT::Client::subscribed, this, &VelmorCloudClient::client_subscribed);
     connect(m_client, &QMQTT::Client::unsubscribed, this, &VelmorCloudClient::client_unsubscribed);
+    connect(m_client, &QMQTT::Client::unsubscribed, this, &VelmorCloudClient::confirm);
     connect(m_client, &QMQTT::Client::published, this, &VelmorCloudClient::client_published);
     connect(m_client, &QMQTT::Client::received, this, &VelmorCloudClient::client_received);
     connect(m_client, &QMQTT::Client::sslErrors, this, [this](const QList<QSslError> &errors) {
         for (const QSslError &error : errors) {
-            logFailure(explanation(error));
+            logFailure(ConnectionFailure::of(error).text());
         }
+        m_failure = errors.isEmpty() ? m_failure : ConnectionFailure::of(errors.first());
+        m_hasTlsFailure = !errors.isEmpty();
     });
     m_socket = m_client->findChild<QSslSocket *>();
-    if (m_socket) {
-        connect(m_socket, &QSslSocket::encryptedBytesWritten, this,
-                &VelmorCloudClient::sendPending);
-    }
 
     m_client->setHostName(host);
     m_client->setPort(port);
     m_client->setKeepAlive(
         static_cast<quint16>(qBound(1, keepAlive > 0 ? keepAlive : defaultKeepAlive,
                                     int(std::numeric_limits<quint16>::max()))));
+    m_confirmationTopic = topics::state(clientId) + QLatin1String("/confirm");
     m_client->setClientId(clientId);
     m_client->setUsername(clientId);
     m_loggedFailures.clear();
+    m_failure = {};
     qCInfo(lcCloud).noquote() << "Connecting to" << host << port;
     m_client->connectToHost();
+    emit linkChanged();
     return true;
 }
 
@@ -289,17 +187,26 @@ void VelmorCloudClient::stop()
     if (m_client == nullptr) {
         return;
     }
-    // Clear the members first: the event loop below may run other slots, such as start().
+    if (isConnected() && m_unrequested.bytes > 0) {
+        requestConfirmation();
+    }
+    // Clear the members first: the event loops below may run other slots, such as start().
     QMQTT::Client *const client = std::exchange(m_client, nullptr);
     const QPointer<QSslSocket> socket = std::exchange(m_socket, nullptr);
     m_resubscribed = false;
+    m_subscriptions.clear();
+    m_stopping = true;
     client->disconnect(this);
+    const bool confirmed = awaitConfirmations(*client);
+    forgetInFlight();
+    m_stopping = false;
+    m_outbox.flush();
+    sendPending(); // a client that was started meanwhile
     if (socket) {
         socket->disconnect(this);
     }
     client->blockSignals(true);
     client->setAutoReconnect(false);
-    m_subscriptions.clear();
     if (socket && socket->state() != QAbstractSocket::UnconnectedState) {
         if (socket->state() == QAbstractSocket::ConnectedState) {
             client->disconnectFromHost();
@@ -309,7 +216,7 @@ void VelmorCloudClient::stop()
         const auto closed = [&socket] {
             return !socket || socket->state() == QAbstractSocket::UnconnectedState;
         };
-        int checks = 1;
+        int checks = confirmed ? 1 : 1 + confirmationTime / stopCheckInterval;
         while (!closed() && checks < maxStopChecks) {
             QEventLoop loop;
             QTimer::singleShot(stopCheckInterval, &loop, &QEventLoop::quit);
@@ -328,14 +235,35 @@ void VelmorCloudClient::stop()
     client->blockSignals(false);
     client->deleteLater();
     if (!isConnected()) {
+        setDisconnected(0ms);
         emit connectivityChanged(false);
     }
 }
 
+// For stop(): an answer that reaches a closed socket would reset the connection, and with it what
+// the broker has not read yet.
+bool VelmorCloudClient::awaitConfirmations(const QMQTT::Client &client)
+{
+    if (m_unconfirmed.empty() || !client.isConnectedToHost()) {
+        return true;
+    }
+    QEventLoop loop;
+    connect(&client, &QMQTT::Client::unsubscribed, this, &VelmorCloudClient::confirm);
+    connect(&client, &QMQTT::Client::unsubscribed, &loop, [this, &loop] {
+        if (m_unconfirmed.empty()) {
+            loop.quit();
+        }
+    });
+    connect(&client, &QMQTT::Client::disconnected, &loop, &QEventLoop::quit);
+    QTimer::singleShot(confirmationTime, &loop, &QEventLoop::quit);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    client.disconnect(this);
+    return m_unconfirmed.empty();
+}
+
 bool VelmorCloudClient::canSend() const
 {
-    return m_resubscribed && isConnected() &&
-           (!m_socket || m_socket->bytesToWrite() + m_socket->encryptedBytesToWrite() <= maxUnsent);
+    return m_resubscribed && !m_stopping && isConnected() && m_inFlight < maxInFlight;
 }
 
 void VelmorCloudClient::publish(const QString &tid, const QJsonObject &jdata)
@@ -349,13 +277,54 @@ void VelmorCloudClient::publish(const QString &tid, const QByteArray &payload)
     if (topic.isNull()) {
         return;
     }
-    const QMQTT::Message message(0, topic, payload, 0, false);
-    if (m_pending.empty() && !m_sendingPending && canSend()) {
-        m_client->publish(message);
+    if (sendsAtOnce()) {
+        send(topic, payload, false);
+        m_outbox.countDelivered();
     } else {
-        addPending(message);
+        m_outbox.append(tid, payload);
         sendPending();
     }
+}
+
+void VelmorCloudClient::send(const QString &topic, const QByteArray &payload, bool fromOutbox)
+{
+    const qint64 bytes = topic.size() + payload.size();
+    m_inFlight += bytes;
+    m_unrequested.bytes += bytes;
+    m_unrequested.fromOutbox += fromOutbox ? 1 : 0;
+    m_client->publish(QMQTT::Message(0, topic, payload, 0, false));
+    if (m_unrequested.bytes >= maxUnrequested) {
+        requestConfirmation();
+    }
+}
+
+// Quality of service 0 has no acknowledgement. But a broker answers a client's packets in their
+// order: its answer to UNSUBSCRIBE, here from a topic that nothing is subscribed to, tells that it
+// has read everything before.
+void VelmorCloudClient::requestConfirmation()
+{
+    m_unconfirmed.push_back(std::exchange(m_unrequested, {}));
+    m_client->unsubscribe(m_confirmationTopic);
+}
+
+void VelmorCloudClient::confirm(const QString &topic)
+{
+    if (topic == m_confirmationTopic && !m_unconfirmed.empty()) {
+        const Sent sent = m_unconfirmed.front();
+        m_unconfirmed.pop_front();
+        m_inFlight -= sent.bytes;
+        m_outbox.confirm(sent.fromOutbox);
+        sendPending();
+    }
+}
+
+// The connection is gone: what the broker has not confirmed waits again.
+void VelmorCloudClient::forgetInFlight()
+{
+    m_unconfirmed.clear();
+    m_unrequested = {};
+    m_inFlight = 0;
+    m_outbox.putBack();
 }
 
 QString VelmorCloudClient::stateTopic(const QString &tid)
@@ -374,35 +343,13 @@ QString VelmorCloudClient::stateTopic(const QString &tid)
     return *m_stateTopics.insert(tid, valid ? topics::state(tid) : QString());
 }
 
-void VelmorCloudClient::addPending(const QMQTT::Message &message)
-{
-    m_pending.push_back(message);
-    m_pendingBytes += memoryOf(message);
-    while (m_pendingBytes > maxPendingBytes && m_pending.size() > 1) {
-        m_pendingBytes -= memoryOf(m_pending.front());
-        m_pending.pop_front();
-        if (m_droppedCount++ == 0) {
-            qCWarning(lcCloud, "Pending list full: the oldest states are dropped");
-        }
-    }
-}
-
 void VelmorCloudClient::discardPending(const QSet<QString> &exceptOf)
 {
-    std::deque<QMQTT::Message> kept;
-    qint64 keptBytes = 0;
-    for (const QMQTT::Message &message : m_pending) {
-        if (exceptOf.contains(topics::idOfState(message.topic()))) {
-            kept.push_back(message);
-            keptBytes += memoryOf(message);
-        }
+    m_outbox.discard(exceptOf);
+    for (Sent &sent : m_unconfirmed) {
+        sent.fromOutbox = 0; // the outbox has given them up
     }
-    if (kept.size() < m_pending.size()) {
-        qCInfo(lcCloud, "Dropped %d pending states of an invalid registration",
-               static_cast<int>(m_pending.size() - kept.size()));
-        m_pending.swap(kept);
-        m_pendingBytes = keptBytes;
-    }
+    m_unrequested.fromOutbox = 0;
 }
 
 // A loop, because published() is emitted inside publish(): sending the next message from its
@@ -410,20 +357,17 @@ void VelmorCloudClient::discardPending(const QSet<QString> &exceptOf)
 // overtake the pending ones.
 void VelmorCloudClient::sendPending()
 {
-    if (m_sendingPending || m_pending.empty()) {
+    if (m_sendingPending || m_outbox.isEmpty()) {
         return;
     }
     m_sendingPending = true;
-    while (!m_pending.empty() && canSend()) {
-        const QMQTT::Message message = m_pending.front();
-        m_pending.pop_front();
-        m_pendingBytes -= memoryOf(message);
-        m_client->publish(message);
+    Outbox::Message message;
+    while (canSend() && m_outbox.take(message)) {
+        send(stateTopic(message.id), message.payload, true);
     }
     m_sendingPending = false;
-    if (m_pending.empty() && m_droppedCount > 0) {
-        qCWarning(lcCloud, "Dropped %lld states while they could not be sent", m_droppedCount);
-        m_droppedCount = 0;
+    if (m_unconfirmed.empty() && m_unrequested.fromOutbox > 0) {
+        requestConfirmation();
     }
 }
 
@@ -452,6 +396,10 @@ void VelmorCloudClient::client_connected()
 {
     m_loggedFailures.clear();
     qCInfo(lcCloud, "Connected to the broker");
+    m_failure = {};
+    m_connectedSince = QDateTime::currentMSecsSinceEpoch();
+    m_nextAttempt = 0;
+    emit linkChanged();
     const QPointer<QMQTT::Client> client = m_client;
     emit connectivityChanged(true);
     if (client.isNull() || client != m_client || !isConnected()) {
@@ -469,18 +417,25 @@ void VelmorCloudClient::client_disconnected()
 {
     if (std::exchange(m_resubscribed, false)) {
         qCInfo(lcCloud, "Disconnected from the broker");
+        forgetInFlight();
     }
+    setDisconnected(reconnectInterval);
     emit connectivityChanged(false);
 }
 
-void VelmorCloudClient::client_error(QMQTT::ClientError error)
+void VelmorCloudClient::client_error(int code)
 {
-    m_lastError = textOf(error);
+    const auto error = static_cast<QMQTT::ClientError>(code);
+    m_lastError = shortText(error);
     const QString detail = m_socket ? m_socket->errorString() : QString();
     const bool fromSocket = error < QMQTT::MqttUnacceptableProtocolVersionError;
+    const auto failure = ConnectionFailure::of(code, fromSocket ? detail : QString());
     logFailure(QStringLiteral("Cloud connection failed, code 0x%1 (%2) - %3")
-                   .arg(QString::number(error, 16), fromSocket ? detail : "MQTT",
-                        explanation(error, fromSocket ? detail : QString())));
+                   .arg(QString::number(error, 16), fromSocket ? detail : "MQTT", failure.text()));
+    if (!std::exchange(m_hasTlsFailure, false)) {
+        m_failure = failure;
+    }
+    setDisconnected(reconnectInterval);
     if (isFinalRejection(error)) {
         const QPointer<QMQTT::Client> rejected = m_client;
         QMetaObject::invokeMethod(
@@ -492,6 +447,15 @@ void VelmorCloudClient::client_error(QMQTT::ClientError error)
             },
             Qt::QueuedConnection);
     }
+}
+
+// `untilNextAttempt`: 0 for no attempt.
+void VelmorCloudClient::setDisconnected(std::chrono::milliseconds untilNextAttempt)
+{
+    m_connectedSince = 0;
+    m_nextAttempt =
+        untilNextAttempt > 0ms ? QDateTime::currentMSecsSinceEpoch() + untilNextAttempt.count() : 0;
+    emit linkChanged();
 }
 
 void VelmorCloudClient::logFailure(const QString &text)

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "cloud/connectionfailure.h"
 #include "cloud/credentialstore.h"
+#include "outbox/outbox.h"
 
 #include <QHash>
 #include <QJsonObject>
@@ -10,18 +12,19 @@
 #include <QString>
 #include <QStringList>
 
-#include <qmqtt.h>
-
 #include <deque>
 
 class QSslSocket;
+namespace QMQTT {
+class Client;
+class Message;
+} // namespace QMQTT
 
 // The gateway's one connection to the cloud: MQTT 3.1.1 over TLS with a client certificate.
 // Knows topics, not things. Lives on its owner's thread; every slot runs there.
 //
-// While there is no connection, or while it is stalled, published messages wait in a pending list,
-// which is sent oldest first as soon as possible. The list survives stop(); the subscriptions do
-// not.
+// What cannot be published at once waits in the outbox, which survives stop() and the process; the
+// subscriptions do not survive stop(). The outbox is sent oldest first, and nothing overtakes it.
 class VelmorCloudClient : public QObject
 {
     Q_OBJECT
@@ -36,21 +39,32 @@ public:
 
     bool isConnected() const;
     QString lastError() const { return m_lastError; }
-    int pendingCount() const { return static_cast<int>(m_pending.size()); }
+    // start() succeeded, and stop() did not follow.
+    bool isStarted() const { return m_client != nullptr; }
+    // Of the last attempt; null before it failed.
+    ConnectionFailure failure() const { return m_failure; }
+    // Dates in milliseconds since 1970; 0 when there is none.
+    qint64 connectedSince() const { return m_connectedSince; }
+    qint64 nextAttempt() const { return m_nextAttempt; }
+    Outbox &outbox() { return m_outbox; }
+    // Messages of the outbox that the broker has not confirmed.
+    int pendingCount() const { return static_cast<int>(m_outbox.waiting()); }
 
-    // Bytes. With more unsent in the socket, messages go to the pending list.
-    static constexpr qint64 maxUnsent = 1024LL * 1024;
-    // A larger pending list drops its oldest messages, with a log line: an outage of weeks must not
-    // fill the memory.
-    static constexpr qint64 maxPendingBytes = 512LL * 1024 * 1024;
+    // A state that is published now does not wait. outbox().changed() tells when this may be so
+    // again.
+    bool sendsAtOnce() const { return m_outbox.isEmpty() && canSend(); }
+
+    // Bytes. No more is handed to the connection than the broker has confirmed and this: what is in
+    // the buffers of sockets and kernels is lost when the broker dies.
+    static constexpr qint64 maxInFlight = 256LL * 1024;
 
 public slots:
     // Begins to connect; the outcome arrives as connectivityChanged(). Stops an existing connection
     // first. `keepAlive` in seconds; 120 if it is not positive. Reads the credential files. False,
     // with the reason in lastError(), if the id or the credentials are missing or invalid.
     bool start(const QString &clientId, int keepAlive, const QString &host, quint16 port);
-    // Ends the connection and forgets the subscriptions. Runs a local event loop for up to 2.5 s,
-    // until the socket has closed.
+    // Ends the connection and forgets the subscriptions. Runs local event loops for up to 2.5 s,
+    // until the broker has what was sent and the socket has closed.
     void stop();
 
     // Publishes a thing's state. A state whose id cannot be part of a topic is logged and dropped.
@@ -67,36 +81,58 @@ signals:
     void connectivityChanged(bool on);
     void messageReceived(const QString &tid, const QByteArray &data);
     void messagePublished(const QString &tid);
+    // What isConnected(), isStarted(), failure() or nextAttempt() return may have changed.
+    void linkChanged();
 
 private slots:
     void client_connected();
     void client_disconnected();
-    void client_error(QMQTT::ClientError error);
+    void client_error(int error); // QMQTT::ClientError
     void client_subscribed(const QString &topic);
     void client_unsubscribed(const QString &topic);
     void client_published(const QMQTT::Message &message);
     void client_received(const QMQTT::Message &message);
 
 private:
+    // Handed to the connection: bytes, and messages from the outbox.
+    struct Sent
+    {
+        qint64 bytes = 0;
+        qint64 fromOutbox = 0;
+    };
+
     bool canSend() const;
-    void addPending(const QMQTT::Message &message);
+    void send(const QString &topic, const QByteArray &payload, bool fromOutbox);
     void sendPending();
+    void requestConfirmation();
+    void confirm(const QString &topic);
+    bool awaitConfirmations(const QMQTT::Client &client);
+    void forgetInFlight();
+    void readLimits();
     QString stateTopic(const QString &tid);
     void logFailure(const QString &text);
+    void setDisconnected(std::chrono::milliseconds untilNextAttempt);
 
     QMQTT::Client *m_client = nullptr; // deleted (deferred) by stop()
     QSet<QString> m_subscriptions;
-    std::deque<QMQTT::Message> m_pending;
+    Outbox m_outbox;
     QString m_lastError;
+    ConnectionFailure m_failure;
+    bool m_hasTlsFailure = false; // tells more than the error that follows
+    qint64 m_connectedSince = 0;
+    qint64 m_nextAttempt = 0;
     // Since the last connection. Each is logged once: an attempt every ten seconds would push
     // everything else out of the log.
     QStringList m_loggedFailures;
 
     QPointer<QSslSocket> m_socket;
-    qint64 m_pendingBytes = 0;
-    qint64 m_droppedCount = 0;
-    bool m_resubscribed = false; // since the connection was made
+    QString m_confirmationTopic;
+    qint64 m_inFlight = 0;          // bytes
+    Sent m_unrequested;             // sent since the last request for a confirmation
+    std::deque<Sent> m_unconfirmed; // before each request that is under way
+    bool m_resubscribed = false;    // since the connection was made
     bool m_sendingPending = false;
+    bool m_stopping = false;               // the confirmations are those of the former connection
     QHash<QString, QString> m_stateTopics; // by thing id; null if the id is invalid
 };
 

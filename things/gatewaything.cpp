@@ -375,6 +375,11 @@ void GatewayThing::resetRegistration()
     discardPending();
 }
 
+void GatewayThing::flushPending()
+{
+    m_client->outbox().flush();
+}
+
 void GatewayThing::discardPending(const QSet<QString> &exceptOf)
 {
     m_client->discardPending(exceptOf);

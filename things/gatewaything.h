@@ -44,6 +44,10 @@ public:
     void setKeepAlive(int seconds) { m_keepAlive = seconds; }
 
     bool isConnected() const;
+    // To be watched, not called.
+    VelmorCloudClient &client() { return *m_client; }
+    // Writes what waits for the cloud to the disk.
+    void flushPending();
     // Registered, with valid credential files.
     bool holdsCredentials() const;
     // True if connectToCloud() would now use another client id, address or keep-alive than at its

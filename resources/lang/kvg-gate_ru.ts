@@ -40,6 +40,137 @@
     </message>
 </context>
 <context>
+    <name>CloudFailure</name>
+    <message>
+        <source>register the gateway again</source>
+        <translation>зарегистрируйте шлюз заново</translation>
+    </message>
+    <message>
+        <source>the certificate or the key of this gateway is missing</source>
+        <translation>сертификат или ключ этого шлюза отсутствует</translation>
+    </message>
+    <message>
+        <source>the certificate or the key of this gateway is damaged</source>
+        <translation>сертификат или ключ этого шлюза повреждён</translation>
+    </message>
+    <message>
+        <source>the key belongs to another certificate</source>
+        <translation>ключ принадлежит другому сертификату</translation>
+    </message>
+    <message>
+        <source>the certificate of this gateway has expired</source>
+        <translation>срок действия сертификата этого шлюза истёк</translation>
+    </message>
+    <message>
+        <source>the certificate of this gateway is not valid yet</source>
+        <translation>срок действия сертификата этого шлюза ещё не наступил</translation>
+    </message>
+    <message>
+        <source>check the date and the time of this computer</source>
+        <translation>проверьте дату и время на этом компьютере</translation>
+    </message>
+    <message>
+        <source>check the cloud&apos;s address in the settings</source>
+        <translation>проверьте адрес облака в настройках</translation>
+    </message>
+    <message>
+        <source>check the network and the firewall</source>
+        <translation>проверьте сеть и брандмауэр</translation>
+    </message>
+    <message>
+        <source>check for a proxy or a virus scanner in between</source>
+        <translation>проверьте, нет ли на пути прокси или антивируса</translation>
+    </message>
+    <message>
+        <source>retrying</source>
+        <translation>попытка будет повторена</translation>
+    </message>
+    <message>
+        <source>the cloud rejects the certificate of this gateway</source>
+        <translation>облако отклоняет сертификат этого шлюза</translation>
+    </message>
+    <message>
+        <source>the cloud and this gateway have no TLS version or cipher in common</source>
+        <translation>у облака и этого шлюза нет общей версии TLS или общего шифра</translation>
+    </message>
+    <message>
+        <source>the cloud rejects the registration of this gateway</source>
+        <translation>облако отклоняет регистрацию этого шлюза</translation>
+    </message>
+    <message>
+        <source>the cloud cannot be reached</source>
+        <translation>облако недоступно</translation>
+    </message>
+    <message>
+        <source>TLS handshake failed</source>
+        <translation>не удалось установить соединение TLS</translation>
+    </message>
+    <message>
+        <source>for the cloud the certificate of this gateway has expired</source>
+        <translation>облако считает сертификат этого шлюза просроченным</translation>
+    </message>
+    <message>
+        <source>the certificate of this gateway was revoked</source>
+        <translation>сертификат этого шлюза отозван</translation>
+    </message>
+    <message>
+        <source>the cloud does not know who issued the certificate of this gateway</source>
+        <translation>облаку неизвестно, кто выдал сертификат этого шлюза</translation>
+    </message>
+    <message>
+        <source>no server at that address, or a firewall blocks it</source>
+        <translation>по этому адресу нет сервера или его блокирует брандмауэр</translation>
+    </message>
+    <message>
+        <source>check the cloud&apos;s address and port in the settings, and the firewall</source>
+        <translation>проверьте адрес и порт облака в настройках и брандмауэр</translation>
+    </message>
+    <message>
+        <source>host name lookup failed</source>
+        <translation>не удалось найти адрес по имени</translation>
+    </message>
+    <message>
+        <source>check the network and the cloud&apos;s address in the settings</source>
+        <translation>проверьте сеть и адрес облака в настройках</translation>
+    </message>
+    <message>
+        <source>the cloud closed the connection</source>
+        <translation>облако закрыло соединение</translation>
+    </message>
+    <message>
+        <source>the cloud does not speak MQTT 3.1.1</source>
+        <translation>облако не поддерживает MQTT 3.1.1</translation>
+    </message>
+    <message>
+        <source>the cloud is out of service</source>
+        <translation>облако временно не работает</translation>
+    </message>
+    <message>
+        <source>the cloud does not answer pings</source>
+        <translation>облако не отвечает на проверку связи</translation>
+    </message>
+    <message>
+        <source>the connection failed</source>
+        <translation>не удалось установить соединение</translation>
+    </message>
+    <message>
+        <source>this build trusts another cloud, or the connection is intercepted</source>
+        <translation>эта сборка доверяет другому облаку, или соединение перехвачено</translation>
+    </message>
+    <message>
+        <source>Broker certificate rejected</source>
+        <translation>Сертификат брокера отклонён</translation>
+    </message>
+    <message>
+        <source>the server at that address does not speak TLS</source>
+        <translation>сервер по этому адресу не поддерживает TLS</translation>
+    </message>
+    <message>
+        <source>check the date and the time of this computer, then register the gateway again; all names stay</source>
+        <translation>проверьте дату и время на этом компьютере, затем зарегистрируйте шлюз заново; все имена сохранятся</translation>
+    </message>
+</context>
+<context>
     <name>CloudPage</name>
     <message>
         <source>Ok</source>

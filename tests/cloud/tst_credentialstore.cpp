@@ -56,6 +56,27 @@ private slots:
         }
     }
 
+    // Each row: certificate, key, and a word of the fault; none for a good pair.
+    void faultsOfTheStoredPairAreTold()
+    {
+        TestBroker authority;
+        const auto other = authority.issue("other");
+        const auto expired = authority.issue("gateway", -1);
+        const std::tuple<QByteArray, QByteArray, const char *> rows[] = {
+            {m_issued.cert, m_issued.key, ""},
+            {m_issued.cert, other.key, "another"},
+            {expired.cert, expired.key, "expired"}};
+        QVERIFY(m_store.fault().cause.contains("missing"));
+        for (const auto &[cert, key, word] : rows) {
+            QString error;
+            QVERIFY(m_store.storeIssuedCredentials(cert, key, error));
+            const QString cause = m_store.fault().cause;
+            QVERIFY2(*word ? cause.contains(word) : cause.isEmpty(), qPrintable(cause));
+        }
+        QVERIFY(writeFile(m_store.certFilePath(), "rubbish"));
+        QVERIFY(m_store.fault().cause.contains("damaged"));
+    }
+
 private:
     CredentialStore m_store;
     const TestBroker::Credentials m_issued = TestBroker().issue("gateway");

@@ -22,6 +22,7 @@ public:
 
     int connackCode = 0;
     int keepAlive = 0; // seconds, of the last CONNECT
+    int confirmed = 0; // requests for a confirmation that were answered
     QStringList seen;
     QPointer<QSslSocket> client;
 
@@ -92,6 +93,10 @@ private:
         case 8:
             seen << "subscribe " + text(body, 2);
             client->write(QByteArray("\x90\x03", 2) + body.left(2) + '\0');
+            break;
+        case 10: // UNSUBSCRIBE
+            ++confirmed;
+            client->write(QByteArray("\xb0\x02", 2) + body.left(2));
             break;
         case 12:
             client->write(QByteArray("\xd0\x00", 2)); // to a ping

@@ -3,7 +3,7 @@
 #include "tests/support/files.h"
 
 #include <QDeadlineTimer>
-#include <QTcpServer>
+#include <QRandomGenerator>
 #include <QTcpSocket>
 
 namespace {
@@ -31,7 +31,7 @@ QString TestBroker::caFile() const
     return authority + QLatin1String(".pem");
 }
 
-TestBroker::Credentials TestBroker::issue(const QString &commonName)
+TestBroker::Credentials TestBroker::issue(const QString &commonName, int days)
 {
     const QString key = m_dir.filePath("issued.key");
     const QString request = m_dir.filePath("issued.csr");
@@ -40,8 +40,8 @@ TestBroker::Credentials TestBroker::issue(const QString &commonName)
                   key, "-out", request}) ||
         !openssl({"x509", "-req", "-in", request, "-CA", caFile(), "-CAkey",
                   authority + QLatin1String(".key"), "-set_serial",
-                  QString::number(qHash(commonName) | 1U), "-days", "30", "-extfile", "/dev/stdin",
-                  "-out", cert},
+                  QString::number(qHash(commonName) | 1U), "-days", QString::number(days),
+                  "-extfile", "/dev/stdin", "-out", cert},
                  "subjectAltName=DNS:localhost,IP:127.0.0.1\n")) {
         return {};
     }
@@ -65,10 +65,9 @@ bool TestBroker::start()
         return false;
     }
     for (int attempt = 0; attempt < 5; ++attempt) {
-        QTcpServer reservation; // another process may take the port meanwhile: so retry
-        reservation.listen(QHostAddress::LocalHost);
-        m_port = reservation.serverPort();
-        reservation.close();
+        // Below the ports that systems give away: none gets it while the broker is down. Another
+        // process may have it already: so retry.
+        m_port = quint16(QRandomGenerator::system()->bounded(20000, 30000));
         const QStringList lines = {
             QStringLiteral("listener %1 127.0.0.1").arg(m_port),
             "user root", // else a broker started as root changes user and cannot read its files
@@ -79,20 +78,33 @@ bool TestBroker::start()
             "cafile " + caFile(),
             "certfile " + m_dir.filePath("broker.pem"),
             "keyfile " + m_dir.filePath("broker.key")};
-        const QString configuration = m_dir.filePath("mosquitto.conf");
-        writeFile(configuration, lines.join('\n').toUtf8() + '\n');
-        m_process.start(QStringLiteral(KVG_MOSQUITTO), {"-c", configuration});
-        const QDeadlineTimer deadline(10000);
-        while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
-            QTcpSocket probe;
-            probe.connectToHost("127.0.0.1", m_port);
-            // If another process took the port and answers, the broker ends.
-            if (probe.waitForConnected(1000) && !m_process.waitForFinished(50)) {
-                return true;
-            }
-            m_process.waitForFinished(20);
+        writeFile(m_dir.filePath("mosquitto.conf"), lines.join('\n').toUtf8() + '\n');
+        if (restart()) {
+            return true;
         }
-        qWarning().noquote() << "mosquitto did not start:" << m_process.readAll();
     }
     return false;
+}
+
+bool TestBroker::restart()
+{
+    m_process.start(QStringLiteral(KVG_MOSQUITTO), {"-c", m_dir.filePath("mosquitto.conf")});
+    const QDeadlineTimer deadline(10000);
+    while (m_process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
+        QTcpSocket probe;
+        probe.connectToHost("127.0.0.1", m_port);
+        // If another process took the port and answers, the broker ends.
+        if (probe.waitForConnected(1000) && !m_process.waitForFinished(50)) {
+            return true;
+        }
+        m_process.waitForFinished(20);
+    }
+    qWarning().noquote() << "mosquitto did not start:" << m_process.readAll();
+    return false;
+}
+
+void TestBroker::kill()
+{
+    m_process.kill();
+    m_process.waitForFinished();
 }
