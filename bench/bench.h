@@ -5,6 +5,8 @@
 
 #include <chrono>
 
+class VelmorCloudClient;
+
 // The loads of the benchmark program: each prints one line of JSON, from which bench.py makes the
 // table.
 namespace bench {
@@ -18,8 +20,11 @@ struct Broker
     QString keyFile;
 };
 
-int publishLines(const Broker &broker);            // each line of standard input is a payload
-int drainBacklog(const Broker &broker, int count); // publishes before it is connected
+int publishLines(const Broker &broker); // each line of standard input is a payload
+int streamInput(const Broker &broker);  // standard input over TLS alone, to any server
+int fillOutbox(int count);              // publishes without a connection
+int drainOutbox(const Broker &broker);  // what waits; payloads of updates are monotonic()
+int publishSteadily(const Broker &broker, int seconds); // offline without a broker's port
 int changeStates(const Broker &broker, int things, int changes);
 int subscribe(const Broker &broker, int count); // with libmosquitto
 int scan(int devices);
@@ -27,6 +32,10 @@ int parseStream(int megabytes);
 int parseLine(int kilobytes);
 
 void print(const QJsonObject &result);
+bool useCredentials(const Broker &broker);
+// Ends the connection and the program this long after no message is pending.
+void quitWhenSent(VelmorCloudClient &client, std::chrono::milliseconds delay = {});
+double monotonic(); // nanoseconds, the same clock for all processes
 
 class Stopwatch
 {

@@ -1,7 +1,7 @@
 """Runs the benchmarks and prints their table.
 
-usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, scan, stream, table,
-                                        start, idle
+usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, hang, scan, stream,
+                                        table, start, idle
 
 Programs that are compared run in turn, against the same broker. Wall time of a publication: from
 the start of the publisher to the last message at the subscriber. Processor time and peak memory are
@@ -14,12 +14,15 @@ import json
 import os
 import pathlib
 import resource
+import select
 import shutil
+import signal
 import socket
 import statistics
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tools" / "journey"))
@@ -27,9 +30,11 @@ from display import start_display
 
 MESSAGES = 200_000
 BACKLOG = 1_000_000
+BYTES_EACH = 200 + len("things/bench/state")
 LAMPS = 100
 SETTLED = 40  # seconds; a QThreadPool ends its idle threads after 30
 IDLE = 120  # seconds; two scans at the default interval
+MAX_WAIT = 120  # seconds, for the last message of a load
 SMALL_STACK = 512 * 1024  # bytes; recursion over a backlog would not fit
 
 
@@ -42,6 +47,24 @@ def heading(text, *columns):
     row(text, *columns)
 
 
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def await_port(port):
+    deadline = time.monotonic() + 10
+    while True:
+        try:
+            socket.create_connection(("127.0.0.1", port)).close()
+            return
+        except OSError:
+            if time.monotonic() > deadline:
+                raise
+            time.sleep(0.02)
+
+
 class Broker:
     """A mosquitto on a free loopback port, with TLS and client certificates required."""
 
@@ -50,9 +73,7 @@ class Broker:
         self.ca = authority / "authority.pem"
         self.cert, self.key = self._issue(authority, "client")
         cert, key = self._issue(authority, "broker")
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            self.port = probe.getsockname()[1]
+        self.port = free_port()
         configuration = folder / "mosquitto.conf"
         configuration.write_text(
             f"listener {self.port} 127.0.0.1\nuser root\nallow_anonymous true\n"
@@ -60,15 +81,7 @@ class Broker:
             "max_queued_messages 0\nset_tcp_nodelay true\nlog_type none\n")
         program = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
         self.process = subprocess.Popen([program, "-c", str(configuration)])
-        deadline = time.monotonic() + 10
-        while True:
-            try:
-                socket.create_connection(("127.0.0.1", self.port)).close()
-                return
-            except OSError:
-                if time.monotonic() > deadline:
-                    raise
-                time.sleep(0.02)
+        await_port(self.port)
 
     def _issue(self, authority, name):
         cert, key, request = (self.folder / f"{name}.{end}" for end in ("pem", "key", "csr"))
@@ -99,6 +112,7 @@ class Bench:
             self.environment[variable] = str(folder / variable.lower())
         self._broker = None
         self._desktop = []
+        self._sink = None
 
     @property
     def broker(self):
@@ -109,6 +123,9 @@ class Bench:
     def stop(self):
         if self._broker is not None:
             self._broker.stop()
+        if self._sink is not None:
+            self._sink.kill()
+            self._sink.wait()
         for program in reversed(self._desktop):
             program.stop()
 
@@ -135,6 +152,15 @@ class Bench:
                                 check=True, stdout=subprocess.PIPE).stdout
         return json.loads(output.splitlines()[-1])
 
+    def alone(self, command, _, stdin):
+        """Runs a publisher to its end; the result as that of watched()."""
+        start = time.monotonic()
+        publisher = subprocess.Popen(command, env=self.environment, stdin=stdin)
+        _, status, usage = os.wait4(publisher.pid, 0)
+        if status != 0:
+            sys.exit(f"{command[0]} failed: status {status}")
+        return time.monotonic() - start, usage, None, None
+
     def watched(self, command, count, stdin=None, limits=None):
         """Runs a publisher and the subscriber; wall time, usage and the output of both."""
         subscriber = subprocess.Popen(self.command("subscribe", count), stdout=subprocess.PIPE,
@@ -143,6 +169,9 @@ class Bench:
         start = time.monotonic()
         publisher = subprocess.Popen(command, env=self.environment, stdin=stdin,
                                      stdout=subprocess.PIPE, preexec_fn=limits)
+        if not select.select([subscriber.stdout], [], [], MAX_WAIT)[0]:
+            subscriber.kill()
+            sys.exit(f"{' '.join(command[:2])}: not all of its {count} messages arrived")
         received = json.loads(subscriber.stdout.readline())
         wall = time.monotonic() - start
         output = publisher.stdout.read()
@@ -153,18 +182,29 @@ class Bench:
             sys.exit(f"{command[0]}: {received['outOfOrder']} messages out of order")
         return wall, usage, received, output
 
+    def mosquitto_pub(self, topic):
+        return ["mosquitto_pub", "-l", "-h", "localhost", "-p", str(self.broker.port), "--cafile",
+                str(self.broker.ca), "--cert", str(self.broker.cert), "--key",
+                str(self.broker.key), "-t", topic]
+
     def publish(self, rounds=3):
         lines = self.folder / "lines"
         with open(lines, "w", encoding="ascii") as out:
             out.writelines(f"{i}".ljust(200, ".") + "\n" for i in range(MESSAGES))
-        peer = ["mosquitto_pub", "-l", "-h", "localhost", "-p", str(self.broker.port), "--cafile",
-                str(self.broker.ca), "--cert", str(self.broker.cert), "--key",
-                str(self.broker.key), "-t", "things/bench/state"]
-        figures = {"mosquitto_pub -l": [], "gateway's client": []}
+        peer = self.mosquitto_pub("things/bench/state")
+        sink_port = free_port()
+        sink = ["openssl", "s_server", "-quiet", "-accept", str(sink_port), "-cert",
+                self.broker.cert, "-key", self.broker.key]
+        self._sink = subprocess.Popen(sink, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.DEVNULL)
+        await_port(sink_port)
+        bare = self.command("tls") + ["--port", str(sink_port)]
+        figures = {"TLS alone, 16 KB a record": [], "mosquitto_pub -l": [], "gateway's client": []}
         for _ in range(rounds):
-            for name, command in zip(figures, (peer, self.command("publish"))):
+            for name, command in zip(figures, (bare, peer, self.command("publish"))):
                 with open(lines, "rb") as stdin:
-                    wall, usage, _, _ = self.watched(command, MESSAGES, stdin)
+                    run = self.alone if command is bare else self.watched
+                    wall, usage, _, _ = run(command, MESSAGES, stdin)
                 figures[name].append((wall, usage.ru_utime + usage.ru_stime,
                                       usage.ru_maxrss / 1024))
         heading(f"{MESSAGES} states of 200 bytes, TLS", "wall s", "processor s", "peak MB")
@@ -172,7 +212,8 @@ class Bench:
         for name, rows in figures.items():
             medians.append([statistics.median(column) for column in zip(*rows)])
             row(name, *(f"{value:.2f}" for value in medians[-1]))
-        row("ratio", *(f"{own / other:.2f}" for other, own in zip(*medians)))
+        row("ratio to mosquitto_pub", *(f"{own / other:.2f}" for other, own in zip(*medians[1:])))
+        row("ratio to TLS alone (aim: 3)", "", f"{medians[2][1] / medians[0][1]:.2f}")
         print(f"median of {rounds} rounds in turn; every message arrived, in order")
 
     def latency(self, changes=20_000):
@@ -181,14 +222,75 @@ class Bench:
         row(f"1000 things, {changes} changes",
             *(f"{received[name] * 1000:.2f}" for name in ("median", "p99", "longest")))
 
+    def empty_outbox(self):
+        shutil.rmtree(self.environment["XDG_DATA_HOME"], ignore_errors=True)
+
+    def send_updates(self, ended):
+        """Publishes the time every 50 ms until the event is set."""
+        peer = subprocess.Popen(self.mosquitto_pub("things/bench/update"), stdin=subprocess.PIPE,
+                                text=True)
+        while not ended.wait(0.05):
+            print(time.monotonic_ns(), file=peer.stdin, flush=True)
+        peer.communicate()
+
     def backlog(self):
         def small_stack():
             resource.setrlimit(resource.RLIMIT_STACK, (SMALL_STACK, SMALL_STACK))
-        _, _, _, output = self.watched(self.command("backlog", BACKLOG), BACKLOG, None, small_stack)
-        result = json.loads(output)
-        heading("backlog of pending messages", "drained s", "bytes each")
-        row(f"{BACKLOG} of 200 bytes", f"{result['seconds']:.2f}", result["bytesEach"])
+        self.empty_outbox()
+        share = self.run("steady", 10)["share"]
+        self.empty_outbox()
+        empty = self.run("drain", 0, broker=True)
+        filled = self.run("fill", BACKLOG)
+        if filled["waiting"] != BACKLOG:
+            sys.exit(f"{filled['waiting']} of {BACKLOG} states wait")
+        drained = threading.Event()
+        sender = threading.Thread(target=self.send_updates, args=[drained], daemon=True)
+        sender.start()
+        wall, _, _, output = self.watched(self.command("drain"), BACKLOG, None, small_stack)
+        drained.set()
+        sender.join()
+        full = json.loads(output)
+        heading("states of 200 bytes while offline", "measured", "aim")
+        row(f"{BACKLOG} at once, states/s", f"{BACKLOG / filled['seconds']:.0f}", "200000")
+        row("10000 states/s, share of a core", f"{share * 100:.1f} %")
+        heading(f"{BACKLOG} states wait", "none wait", "they wait", "difference", "aim")
+        for name, before, after in (("added, peak MB", filled["idle"], filled["peak"]),
+                                    ("sent, peak MB", empty["idle"], full["peak"])):
+            row(name, f"{before:.1f}", f"{after:.1f}", f"{after - before:.1f}", 32)
+        for name, aim in (("constructed", ""), ("connected", "1.00")):
+            row(f"start until {name}, s", f"{empty[name]:.2f}", f"{full[name]:.2f}",
+                f"{full[name] - empty[name]:.2f}", aim)
+        heading(f"{BACKLOG} states are sent", "all received s", "update ms", "longest ms", "aim")
+        row(f"{full['updates']} updates meanwhile", f"{wall:.2f}", f"{full['median'] * 1000:.1f}",
+            f"{full['worst'] * 1000:.1f}", 100)
         print(f"all arrived, in order, on a stack of {SMALL_STACK // 1024} KB")
+
+    def hang(self, rounds=3):
+        """A broker stops reading while 10000 states/s are published, and is killed."""
+        heading("the broker hangs 3 s, is killed", "states", "lost", "lost KB", "aim")
+        for _ in range(rounds):
+            self.empty_outbox()
+            subscriber = subprocess.Popen(self.command("subscribe"), stdout=subprocess.PIPE,
+                                          env=self.environment)
+            subscriber.stdout.readline()  # "subscribed"
+            publisher = subprocess.Popen(self.command("steady", 6), stdout=subprocess.PIPE,
+                                         env=self.environment)
+            time.sleep(2)
+            self.broker.process.send_signal(signal.SIGSTOP)
+            time.sleep(3)
+            self.broker.process.kill()
+            self.broker.stop()
+            self._broker = None
+            received = json.loads(subscriber.stdout.readline())
+            subscriber.wait()
+            published = json.loads(publisher.communicate()[0])
+            # What waits goes out through another process, to another broker.
+            _, _, late, _ = self.watched(self.command("drain"), published["waiting"])
+            if received["outOfOrder"] or late["next"] != published["published"]:
+                sys.exit(f"published {published}, received {received}, then {late}")
+            lost = max(0, late["first"] - received["next"])
+            row("10000 states/s", published["published"], lost,
+                f"{lost * BYTES_EACH / 1024:.0f}", 256)
 
     def scan(self):
         heading("lamps, all known and registered", "adoption s", "rescan s", "µs each")
@@ -291,8 +393,8 @@ def main():
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("names", nargs="*", metavar="NAME")
     options = parser.parse_args()
-    names = options.names or ["publish", "latency", "backlog", "scan", "stream", "table",
-                              "start", "idle"]
+    names = options.names or ["publish", "latency", "backlog", "hang", "scan", "stream",
+                              "table", "start", "idle"]
     with tempfile.TemporaryDirectory() as folder:
         bench = Bench(options.build.resolve(), pathlib.Path(folder))
         try:

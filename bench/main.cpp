@@ -30,7 +30,9 @@ int main(int argc, char *argv[])
                        {"cert", "Client certificate.", "file"},
                        {"key", "Client key.", "file"},
                        {"count", "Size of the load.", "count", "0"}});
-    parser.addPositionalArgument("load", "publish, backlog, states, subscribe, scan, stream, line");
+    parser.addPositionalArgument("load",
+                                 "publish, tls, fill, drain, steady, states, subscribe, scan, "
+                                 "stream, line");
     parser.process(app);
     const bench::Broker broker = {static_cast<quint16>(parser.value("port").toUInt()),
                                   parser.value("ca"), parser.value("cert"), parser.value("key")};
@@ -39,8 +41,17 @@ int main(int argc, char *argv[])
     if (load == "publish") {
         return bench::publishLines(broker);
     }
-    if (load == "backlog") {
-        return bench::drainBacklog(broker, count);
+    if (load == "tls") {
+        return bench::streamInput(broker);
+    }
+    if (load == "fill") {
+        return bench::fillOutbox(count);
+    }
+    if (load == "drain") {
+        return bench::drainOutbox(broker);
+    }
+    if (load == "steady") {
+        return bench::publishSteadily(broker, count);
     }
     if (load == "states") {
         return bench::changeStates(broker, 1000, count);

@@ -6,17 +6,24 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QSslSocket>
 #include <QTimer>
 
+#include <array>
+#include <cstdio>
 #include <ctime>
 #include <iostream>
 
 namespace {
 
-constexpr int maxBatch = 256; // messages in one pass of the event loop
+constexpr int maxBatch = 256;            // messages in one pass of the event loop
+constexpr std::size_t maxRecord = 16384; // bytes, of TLS
 
-bool useCredentials(const bench::Broker &broker)
+} // namespace
+
+bool bench::useCredentials(const Broker &broker)
 {
     QFile cert(broker.certFile);
     QFile key(broker.keyFile);
@@ -25,67 +32,58 @@ bool useCredentials(const bench::Broker &broker)
            CredentialStore().storeIssuedCredentials(cert.readAll(), key.readAll(), error);
 }
 
-qint64 residentBytes()
+void bench::quitWhenSent(VelmorCloudClient &client, std::chrono::milliseconds delay)
 {
-    QFile file("/proc/self/statm");
-    return file.open(QIODevice::ReadOnly) ? file.readAll().split(' ').value(1).toLongLong() * 4096
-                                          : 0;
+    auto *const timer = new QTimer(&client);
+    QObject::connect(timer, &QTimer::timeout, &client, [&client, timer, delay] {
+        if (client.pendingCount() == 0) {
+            timer->stop();
+            QTimer::singleShot(delay, &client, [&client] {
+                client.stop(); // sends what the socket has buffered
+                QCoreApplication::quit();
+            });
+        }
+    });
+    timer->start(1);
 }
 
-// Ends the connection and the program when no message is pending.
-class Departure : public QObject
+double bench::monotonic()
 {
-public:
-    explicit Departure(VelmorCloudClient &client)
-        : m_client(client)
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this] {
-            if (m_client.pendingCount() == 0) {
-                m_timer.stop();
-                m_client.stop(); // sends what the socket has buffered
-                QCoreApplication::quit();
-            }
-        });
-    }
-    void begin() { m_timer.start(1); }
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return double(now.tv_sec) * 1e9 + double(now.tv_nsec);
+}
 
-private:
-    VelmorCloudClient &m_client;
-    QTimer m_timer;
-};
-
-} // namespace
-
-// Publishes only while nothing is pending, as mosquitto_pub waits for its own writes.
+// Publishes only what goes out at once, as mosquitto_pub waits for its own writes.
 int bench::publishLines(const Broker &broker)
 {
     std::ios::sync_with_stdio(false);
     VelmorCloudClient client;
-    Departure departure(client);
     bool scheduled = false;
     bool ended = false;
     std::string line;
     const auto produce = [&] {
         scheduled = false;
-        for (int i = 0; i < maxBatch && client.pendingCount() == 0; ++i) {
+        for (int i = 0; i < maxBatch && !ended && client.sendsAtOnce(); ++i) {
             if (!std::getline(std::cin, line)) {
                 ended = true;
-                departure.begin();
-                return;
+                quitWhenSent(client);
+                break;
             }
             client.publish("bench", QByteArray(line.data(), static_cast<int>(line.size())));
         }
     };
     const auto schedule = [&] {
-        if (!scheduled && !ended && client.pendingCount() == 0) {
+        if (!scheduled && !ended && client.sendsAtOnce()) {
             scheduled = true;
             QMetaObject::invokeMethod(&client, produce, Qt::QueuedConnection);
         }
     };
     QObject::connect(&client, &VelmorCloudClient::messagePublished, &client, schedule);
+    QObject::connect(&client.outbox(), &Outbox::changed, &client, schedule);
     QObject::connect(&client, &VelmorCloudClient::connectivityChanged, &client, [&](bool on) {
-        if (on) {
-            schedule();
+        if (on) { // subscribed only after this signal
+            QMetaObject::invokeMethod(&client, schedule, Qt::QueuedConnection);
         }
     });
     if (!useCredentials(broker) || !client.start("bench", 60, "localhost", broker.port)) {
@@ -94,27 +92,27 @@ int bench::publishLines(const Broker &broker)
     return QCoreApplication::exec();
 }
 
-int bench::drainBacklog(const Broker &broker, int count)
+// The least that sending over TLS costs: whole records, and nothing but the socket.
+int bench::streamInput(const Broker &broker)
 {
-    VelmorCloudClient client;
-    Departure departure(client);
-    const qint64 before = residentBytes();
-    for (int i = 0; i < count; ++i) {
-        client.publish("bench", QByteArray::number(i).leftJustified(200, ' '));
-    }
-    const qint64 each = (residentBytes() - before) / count;
-    QObject::connect(&client, &VelmorCloudClient::connectivityChanged, &client, [&](bool on) {
-        if (on) {
-            departure.begin();
-        }
-    });
-    const Stopwatch stopwatch;
-    if (!useCredentials(broker) || !client.start("bench", 60, "localhost", broker.port)) {
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    tls.setCaCertificates(QSslCertificate::fromPath(broker.caFile));
+    QSslSocket socket;
+    socket.setSslConfiguration(tls);
+    socket.connectToHostEncrypted("localhost", broker.port);
+    if (!socket.waitForEncrypted()) {
         return 1;
     }
-    const int status = QCoreApplication::exec();
-    print({{"bytesEach", each}, {"seconds", stopwatch.seconds()}});
-    return status;
+    std::array<char, maxRecord> piece = {};
+    while (const std::size_t size = std::fread(piece.data(), 1, piece.size(), stdin)) {
+        socket.write(piece.data(), static_cast<qint64>(size));
+        if (!socket.waitForBytesWritten()) {
+            return 1;
+        }
+    }
+    socket.disconnectFromHost();
+    return socket.state() == QAbstractSocket::UnconnectedState || socket.waitForDisconnected() ? 0
+                                                                                               : 1;
 }
 
 int bench::changeStates(const Broker &broker, int count, int changes)
@@ -141,10 +139,7 @@ int bench::changeStates(const Broker &broker, int count, int changes)
     timer.setTimerType(Qt::PreciseTimer);
     QObject::connect(&timer, &QTimer::timeout, &gateway, [&] {
         for (int i = 0; i < 2 && changed < changes; ++i, ++changed) {
-            timespec now = {};
-            clock_gettime(CLOCK_MONOTONIC, &now);
-            things.at(changed % count)
-                ->change({{"t", double(now.tv_sec) * 1e9 + double(now.tv_nsec)}});
+            things.at(changed % count)->change({{"t", monotonic()}});
         }
         if (changed == changes) {
             timer.stop();

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 
 // Counts the delivered messages and checks their order, with another client library than the
 // gateway's. A payload begins with its sequence number, or is a JSON object {"t":…} with the
@@ -19,17 +18,11 @@ struct Received
     mosquitto *client = nullptr;
     int wanted = 0;
     int count = 0;
+    long first = 0;
     long expected = 0;
     long outOfOrder = 0;
     QVector<double> latencies; // seconds
 };
-
-double monotonic()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return double(now.tv_sec) * 1e9 + double(now.tv_nsec);
-}
 
 void onMessage(mosquitto * /*client*/, void *context, const mosquitto_message *message)
 {
@@ -39,10 +32,13 @@ void onMessage(mosquitto * /*client*/, void *context, const mosquitto_message *m
         return; // the gateway's own state
     }
     if (payload.startsWith("{\"t\":")) {
-        received.latencies.append((monotonic() - std::strtod(payload.constData() + 5, nullptr)) /
-                                  1e9);
+        received.latencies.append(
+            (bench::monotonic() - std::strtod(payload.constData() + 5, nullptr)) / 1e9);
     } else {
         const long place = std::strtol(payload.constData(), nullptr, 10);
+        if (received.count == 0) {
+            received.first = received.expected = place;
+        }
         received.outOfOrder += place == received.expected ? 0 : 1;
         received.expected = place + 1;
     }
@@ -55,6 +51,12 @@ void onSubscribe(mosquitto * /*client*/, void * /*context*/, int /*id*/, int /*c
                  const int * /*granted*/)
 {
     bench::print({{"subscribed", true}});
+}
+
+// The broker has ended.
+void onDisconnect(mosquitto *client, void * /*context*/, int /*reason*/)
+{
+    mosquitto_disconnect(client); // instead of connecting again
 }
 
 } // namespace
@@ -70,12 +72,16 @@ int bench::subscribe(const Broker &broker, int count)
                       broker.keyFile.toLocal8Bit().constData(), nullptr);
     mosquitto_message_callback_set(received.client, onMessage);
     mosquitto_subscribe_callback_set(received.client, onSubscribe);
+    mosquitto_disconnect_callback_set(received.client, onDisconnect);
     if (mosquitto_connect(received.client, "localhost", broker.port, 60) != MOSQ_ERR_SUCCESS) {
         return 1;
     }
     mosquitto_subscribe(received.client, nullptr, "things/+/state", 0);
     mosquitto_loop_forever(received.client, -1, 1);
-    QJsonObject result = {{"count", received.count}, {"outOfOrder", qint64(received.outOfOrder)}};
+    QJsonObject result = {{"count", received.count},
+                          {"first", qint64(received.first)},
+                          {"next", qint64(received.expected)},
+                          {"outOfOrder", qint64(received.outOfOrder)}};
     if (!received.latencies.isEmpty()) {
         std::sort(received.latencies.begin(), received.latencies.end());
         const int size = received.latencies.size();
