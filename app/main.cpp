@@ -8,6 +8,7 @@
 #include "app/theme.h"
 #include "runner/identitychange.h"
 #include "runner/metatypes.h"
+#include "runner/zugatewrunner.h"
 #include "settings/defaults.h"
 #include "settings/settingsfile.h"
 #include "ui/mainwindow.h"
@@ -45,6 +46,9 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
     sleep->install();
     MainWindow window(autostart, LogFile::folder());
     QObject::connect(&app, &QtDockedApplication::clickedOnDock, &window, &MainWindow::dockClicked);
+    ZugatewRunner *const runner = window.runner();
+    QObject::connect(sleep, &SleepListener::aboutToSleep, runner, &ZugatewRunner::flushPending);
+    QObject::connect(sleep, &SleepListener::didWakeUp, runner, &ZugatewRunner::reconnect);
     QObject::connect(sleep, &SleepListener::aboutToSleep, &window, &MainWindow::prepareSleep);
     QObject::connect(sleep, &SleepListener::didWakeUp, &window, &MainWindow::postWake);
     QObject::connect(&guard, &SingleAppHandler::incomingMessage, &window,

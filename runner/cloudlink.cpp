@@ -33,6 +33,13 @@ void CloudLink::startLater(bool firstrun)
         this, [this, firstrun] { start(firstrun); }, Qt::QueuedConnection);
 }
 
+void CloudLink::restart()
+{
+    if (mayConnect() && m_gateway.holdsCredentials()) {
+        m_gateway.connectToCloud(false);
+    }
+}
+
 void CloudLink::end()
 {
     const bool wasEnding = std::exchange(m_ending, true);

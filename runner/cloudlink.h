@@ -20,6 +20,8 @@ public:
     void start(bool firstrun);
     // Queues start(), for handlers of signals: start() may run a local event loop.
     void startLater(bool firstrun);
+    // Makes the connection anew, whatever its state.
+    void restart();
     // Ends the connection in a local event loop, in which no request may connect.
     void end();
     // As end(), for good.

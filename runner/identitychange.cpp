@@ -119,6 +119,7 @@ void IdentityChange::carryThrough()
         ZUSettings().resetRegistration();
         qCWarning(lcRunner, "A reset of the registration was interrupted; it is completed now");
     } else {
+        gateway.discardPending(); // of the identity before
         QVector<BackupContainer::Chunk> chunks;
         const bool done =
             BackupContainer::unpack(change, chunks) == BackupContainer::None &&

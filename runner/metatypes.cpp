@@ -1,6 +1,7 @@
 #include "runner/metatypes.h"
 
 #include "cloud/velmorcloudclient.h"
+#include "runner/linkstate.h"
 #include "things/thingstate.h"
 
 #include <QMetaType>
@@ -12,6 +13,7 @@ void registerMetaTypes()
         qRegisterMetaType<ThingState>("ThingState");
         // A list of a declared type: this makes it walkable as a sequence as well.
         qRegisterMetaType<ThingStateList>("ThingStateList");
+        qRegisterMetaType<LinkState>("LinkState");
         registerCloudMetaTypes();
         return true;
     }();

@@ -19,6 +19,7 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     , m_things(this)
     , m_scan(m_plugins, m_things, this)
     , m_link(m_things.gateway(), this)
+    , m_monitor(m_things.gateway(), this)
     , m_registrar(new QSSEManager(this))
     , m_registration(*m_registrar, this)
     , m_identity(m_things, m_link, m_registration, this)
@@ -30,6 +31,7 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
             &ZugatewRunner::connectivityChanged);
     connect(&m_things.gateway(), &GatewayThing::settingsChanged, this,
             [this] { emit finished(SetUpdate, QVariant()); });
+    connect(&m_monitor, &LinkMonitor::changed, this, &ZugatewRunner::linkStateChanged);
     connect(&m_scan, &DeviceScan::deviceCreated, this, &ZugatewRunner::deviceCreated);
     // finished(), not closed(), which does not follow when the server ends the stream.
     connect(m_registrar, &QSSEManager::finished, this, &ZugatewRunner::reg_closed);
@@ -43,6 +45,7 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     connect(&m_identity, &IdentityChange::registrationVoided, this,
             &ZugatewRunner::registrationVoided);
     connect(&m_identity, &IdentityChange::resetDone, this, [this] {
+        m_monitor.refresh();
         cloudStatus();
         emit finished(DUnreg, true);
     });
@@ -118,6 +121,7 @@ void ZugatewRunner::applyCloudSettings()
 void ZugatewRunner::connectToCloud(bool firstrun)
 {
     m_link.start(firstrun);
+    m_monitor.refresh();
     emit finished(CConnect, true);
 }
 

@@ -4,6 +4,7 @@
 #include "runner/cloudlink.h"
 #include "runner/devicescan.h"
 #include "runner/identitychange.h"
+#include "runner/linkmonitor.h"
 #include "runner/livethings.h"
 #include "runner/pluginloader.h"
 
@@ -64,6 +65,8 @@ signals:
     void deviceCreated(QObject *thui);
     // A reset or a restore ended a registration that was under way. It has no other result.
     void registrationVoided();
+    // At most twice a second.
+    void linkStateChanged(const LinkState &state);
 
 public slots:
     void loadPlugins();
@@ -86,6 +89,11 @@ public slots:
     void listThings();
     // `firstrun`: see GatewayThing::connectToCloud(). Never fails visibly.
     void connectToCloud(bool firstrun = false);
+    // Makes the cloud connection anew: the user is tired of waiting, or the computer woke up. No
+    // finished().
+    void reconnect() { m_link.restart(); }
+    // Writes what waits for the cloud to the disk. No finished().
+    void flushPending() { m_things.gateway().flushPending(); }
     void renameThing(const QString &sid, const QString &alias);
     void cloudStatus();
     // Voids the registration of the gateway and of all things.
@@ -118,6 +126,7 @@ private:
     LiveThings m_things;
     DeviceScan m_scan;
     CloudLink m_link;
+    LinkMonitor m_monitor;
     QSSEManager *m_registrar;
     RegistrationSession m_registration;
     IdentityChange m_identity;

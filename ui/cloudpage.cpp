@@ -2,13 +2,16 @@
 
 #include "settings/settingsstore.h"
 #include "ui/dialogs.h"
+#include "ui/linktext.h"
 #include "ui/pagestyle.h"
 #include "ui/registrationwizard.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qstatuslabel.h"
 
+#include <QDateTime>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -38,6 +41,17 @@ void showCredential(QStatusLabel *label, int state)
     }
 }
 
+QLabel *textLabel(const char *name, QWidget *parent)
+{
+    auto *const label = new QLabel(parent);
+    label->setObjectName(QLatin1String(name));
+    label->setTextFormat(Qt::PlainText); // parts come from the network
+    label->setWordWrap(true);
+    label->setContentsMargins(8, 2, 8, 2); // as status labels have
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
+}
+
 } // namespace
 
 CloudPage::CloudPage(QWidget *parent)
@@ -47,9 +61,14 @@ CloudPage::CloudPage(QWidget *parent)
     , m_serial(new QStatusLabel(this))
     , m_cert(new QStatusLabel(this))
     , m_key(new QStatusLabel(this))
+    , m_validity(new QStatusLabel(this))
+    , m_linkSummary(textLabel("linkSummary", this))
+    , m_ledger(textLabel("linkLedger", this))
+    , m_reconnectButton(pagestyle::button(tr("&Try Now"), "reconnectButton", this))
+    , m_clock(this)
 {
     auto *const status = new QGroupBox(tr("Status"), this);
-    auto *const form = new QFormLayout(status);
+    auto *const form = m_form = new QFormLayout(status);
     form->setLabelAlignment(Qt::AlignRight);
     const auto addRow = [form](const QString &label, QStatusLabel *value, const char *name) {
         value->setObjectName(QLatin1String(name));
@@ -58,12 +77,15 @@ CloudPage::CloudPage(QWidget *parent)
     };
     addRow(tr("Gateway:"), m_gateway, "gatewayStatus");
     addRow(tr("Connection:"), m_connection, "connectionStatus");
+    form->addRow(new QLabel(status), m_linkSummary);
+    form->addRow(tr("Messages:"), m_ledger);
     addRow(tr("Serial Number:"), m_serial, "gatewaySerial");
     addRow(tr("Certificate:"), m_cert, "certStatus");
     addRow(tr("Key:"), m_key, "keyStatus");
+    addRow(tr("Valid:"), m_validity, "certValidity");
     QPushButton *const resetButton =
         pagestyle::button(tr("&Reset Registration"), "settingsResetGWButton", status);
-    form->addRow(pagestyle::row({resetButton}, Qt::AlignRight));
+    form->addRow(pagestyle::row({m_reconnectButton, resetButton}, Qt::AlignRight));
 
     m_wizard = new RegistrationWizard(this); // after the button: tab order is creation order
     auto *const registration = new QGroupBox(tr("Registration"), this);
@@ -73,6 +95,10 @@ CloudPage::CloudPage(QWidget *parent)
     layout->addWidget(status);
     layout->addWidget(registration, 1);
 
+    connect(m_reconnectButton, &QPushButton::clicked, this, &CloudPage::reconnectRequested);
+    m_clock.setInterval(1000);
+    connect(&m_clock, &QTimer::timeout, this, &CloudPage::updateLink);
+    updateLink();
     showConnectivity(false);
     showStatus({{"gw", false}, {"key", 1}, {"cert", 1}}); // until the first result
     refresh();
@@ -100,6 +126,41 @@ void CloudPage::showConnectivity(bool connected)
 {
     m_connection->setText(connected ? tr("Connected") : tr("Disconnected"),
                           color(connected ? Role::Success : Role::Warning));
+}
+
+void CloudPage::showLink(const LinkState &state)
+{
+    m_link = state;
+    updateLink();
+}
+
+void CloudPage::updateLink()
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    m_linkSummary->setText(linktext::summary(m_link, now));
+    m_reconnectButton->setVisible(m_link.kind == LinkState::Waiting || m_link.nextAttempt > 0);
+    m_ledger->setText(linktext::ledger(m_link));
+    m_validity->setText(linktext::validity(m_link, now),
+                        linktext::isValidityWarning(m_link, now)
+                            ? color(Role::Warning)
+                            : palette().color(QPalette::WindowText));
+    for (QLabel *const value : {m_ledger, static_cast<QLabel *>(m_validity)}) {
+        value->setVisible(!value->text().isEmpty());
+        m_form->labelForField(value)->setVisible(!value->text().isEmpty());
+    }
+}
+
+void CloudPage::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    updateLink();
+    m_clock.start();
+}
+
+void CloudPage::hideEvent(QHideEvent *event)
+{
+    QWidget::hideEvent(event);
+    m_clock.stop();
 }
 
 void CloudPage::on_settingsResetGWButton_clicked()

@@ -1,8 +1,14 @@
 #pragma once
 
+#include "runner/linkstate.h"
+
 #include <QJsonObject>
+#include <QTimer>
 #include <QWidget>
 
+class QFormLayout;
+class QLabel;
+class QPushButton;
 class QStatusLabel;
 class RegistrationWizard;
 
@@ -22,18 +28,33 @@ public:
     // "gw", "key" and "cert" of the runner's CStatus.
     void showStatus(const QJsonObject &status);
     void showConnectivity(bool connected);
+    void showLink(const LinkState &state);
 
 public slots:
     void on_settingsResetGWButton_clicked();
 
 signals:
     void resetRequested();
+    void reconnectRequested();
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
 
 private:
+    void updateLink();
+
     RegistrationWizard *m_wizard;
+    QFormLayout *m_form;
     QStatusLabel *m_gateway;
     QStatusLabel *m_connection;
     QStatusLabel *m_serial;
     QStatusLabel *m_cert;
     QStatusLabel *m_key;
+    QStatusLabel *m_validity;
+    QLabel *m_linkSummary;
+    QLabel *m_ledger;
+    QPushButton *m_reconnectButton;
+    LinkState m_link;
+    QTimer m_clock; // of the relative times, while the page is shown
 };

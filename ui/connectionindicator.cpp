@@ -1,5 +1,9 @@
 #include "ui/connectionindicator.h"
 
+#include "ui/linktext.h"
+
+#include <QDateTime>
+
 using Role = QMaterialIcon::Color;
 
 ConnectionIndicator::ConnectionIndicator(QWidget *parent)
@@ -30,6 +34,18 @@ void ConnectionIndicator::showConnected(bool connected)
 void ConnectionIndicator::showState(const char *icon, Role color, const QString &text)
 {
     setIcon(QLatin1String(icon), color);
-    setToolTip(text);
     setAccessibleName(text);
+    m_text = text;
+    updateToolTip();
+}
+
+void ConnectionIndicator::showLink(const LinkState &state)
+{
+    m_headline = linktext::headline(state, QDateTime::currentMSecsSinceEpoch());
+    updateToolTip();
+}
+
+void ConnectionIndicator::updateToolTip()
+{
+    setToolTip(m_headline.isEmpty() ? m_text : m_text + QLatin1Char('\n') + m_headline);
 }

@@ -45,6 +45,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     showPage(P_STATE);
     m_tray = new TrayIcon(m_menu, this);
     connect(m_tray, &TrayIcon::activated, this, &MainWindow::trayActivated);
+    connect(runner(), &ZugatewRunner::linkStateChanged, m_tray, &TrayIcon::showLink);
     connect(m_tray, &TrayIcon::missing, this, [this] {
         if (!isVisible()) {
             showMinimized(); // the user has no other way to the window
@@ -119,6 +120,9 @@ void MainWindow::connectRunner()
     connect(runner, &Runner::finished, this, &MainWindow::runner_finished);
     connect(runner, &Runner::thingChanged, this, &MainWindow::thing_changed);
     connect(runner, &Runner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
+    connect(runner, &Runner::linkStateChanged, m_cloudPage, &CloudPage::showLink);
+    connect(runner, &Runner::linkStateChanged, m_indicator, &ConnectionIndicator::showLink);
+    connect(m_cloudPage, &CloudPage::reconnectRequested, runner, &Runner::reconnect);
     connect(runner, &Runner::deviceCreated, this, &MainWindow::deviceCreated);
     connect(runner, &Runner::registrationVoided, wizard, &Wizard::restart);
     connect(&m_startup, &StartupChain::progress, this, &MainWindow::loadProgress);

@@ -50,6 +50,8 @@ public:
 
     // Gives the window the size, position and tool bars that were stored.
     void restoreLayout();
+    // For signals of the system; valid until the window is deleted.
+    ZugatewRunner *runner() const { return m_runnerThread.runner(); }
 
 public slots:
     // Shows the splash screen and runs the start-up chain in a local event loop, then shows the
@@ -61,7 +63,7 @@ public slots:
     // Shows, raises and activates the window; during start-up, as soon as that has succeeded.
     void bringUp();
     void checkUpdate();
-    // Nothing to do: the cloud client notices a lost connection by itself.
+    // Nothing to do: main() connects the system's signals to the runner.
     void prepareSleep() {}
     void postWake() {}
     void dockClicked();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "ui/linknotices.h"
+
+#include <QColor>
 #include <QObject>
 #include <QSystemTrayIcon>
 
@@ -17,6 +20,10 @@ public:
     // `menu`: the icon's context menu; borrowed for life.
     explicit TrayIcon(QMenu &menu, QObject *parent = nullptr);
 
+    // Shows the link to the cloud by a mark on the icon, by the tool tip, and by balloons when
+    // there is something to do.
+    void showLink(const LinkState &state);
+
     bool isAvailable() const { return m_icon != nullptr; }
 
 signals:
@@ -26,8 +33,13 @@ signals:
 
 private:
     void attempt();
+    void showMark();
+    void showNotice(const QString &text, QSystemTrayIcon::MessageIcon icon);
 
     QMenu &m_menu;
     int m_retries = 0;
     std::unique_ptr<QSystemTrayIcon> m_icon;
+    QColor m_mark; // invalid: none
+    QString m_headline;
+    LinkNotices m_notices;
 };

@@ -244,6 +244,18 @@
         <source>The gateway registration will be voided. All the devices, gateway included, will need to be reregistered. Proceed?</source>
         <translation>Регистрация шлюза будет аннулирована. Все устройства, включая сам шлюз, придётся зарегистрировать заново. Продолжить?</translation>
     </message>
+    <message>
+        <source>&amp;Try Now</source>
+        <translation>&amp;Подключить сейчас</translation>
+    </message>
+    <message>
+        <source>Messages:</source>
+        <translation>Сообщения:</translation>
+    </message>
+    <message>
+        <source>Valid:</source>
+        <translation>Действителен:</translation>
+    </message>
 </context>
 <context>
     <name>ConfigurationBackup</name>
@@ -375,6 +387,88 @@
     <message>
         <source>There are no lamps. Their number is under Device settings.</source>
         <translation>Ламп нет. Их количество задаётся на странице «Настройки устройств».</translation>
+    </message>
+</context>
+<context>
+    <name>LinkNotices</name>
+    <message>
+        <source>The connection to the cloud is back.</source>
+        <translation>Связь с облаком восстановлена.</translation>
+    </message>
+    <message>
+        <source>The certificate of this gateway: %1. Register the gateway again on the Cloud page; all names stay.</source>
+        <translation>Сертификат этого шлюза: %1. Зарегистрируйте шлюз заново на странице облака; все имена сохранятся.</translation>
+    </message>
+    <message>
+        <source>The connection to the cloud is lost. %1</source>
+        <translation>Связь с облаком потеряна. %1</translation>
+    </message>
+</context>
+<context>
+    <name>LinkText</name>
+    <message>
+        <source>Register this gateway to connect it to the cloud.</source>
+        <translation>Зарегистрируйте этот шлюз, чтобы подключить его к облаку.</translation>
+    </message>
+    <message>
+        <source>Connected since %1.</source>
+        <translation>Подключён с %1.</translation>
+    </message>
+    <message>
+        <source>Connecting...</source>
+        <translation>Подключение...</translation>
+    </message>
+    <message>
+        <source>Next attempt in %1 s.</source>
+        <translation>Следующая попытка через %1 с.</translation>
+    </message>
+    <message>
+        <source>No further attempt is made.</source>
+        <translation>Новых попыток не будет.</translation>
+    </message>
+    <message>
+        <source>Not valid before %1</source>
+        <translation>С %1</translation>
+    </message>
+    <message>
+        <source>Expired on %1</source>
+        <translation>Истёк %1</translation>
+    </message>
+    <message>
+        <source>Until %1</source>
+        <translation>До %1</translation>
+    </message>
+    <message>
+        <source>%1 for want of room</source>
+        <translation>%1 из-за нехватки места</translation>
+    </message>
+    <message>
+        <source>%1 too old</source>
+        <translation>%1 устарели</translation>
+    </message>
+    <message>
+        <source>%1 of a void registration</source>
+        <translation>%1 от недействительной регистрации</translation>
+    </message>
+    <message>
+        <source>%1 damaged</source>
+        <translation>%1 повреждены</translation>
+    </message>
+    <message>
+        <source>%1 delivered, %2 dropped</source>
+        <translation>доставлено %1, потеряно %2</translation>
+    </message>
+    <message>
+        <source>Waiting: %1 since %2</source>
+        <translation>Ожидают: %1 с %2</translation>
+    </message>
+    <message>
+        <source>In this run: %1</source>
+        <translation>С запуска: %1</translation>
+    </message>
+    <message>
+        <source>Since %1: %2</source>
+        <translation>С %1: %2</translation>
     </message>
 </context>
 <context>
