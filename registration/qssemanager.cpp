@@ -53,19 +53,6 @@ const char *adviceFor(QNetworkReply::NetworkError error)
     }
 }
 
-bool isTrustedAddress(const QUrl &url)
-{
-    if (!url.isValid() || url.host().isEmpty()) {
-        return false;
-    }
-    if (!isUnencrypted(url)) {
-        return url.scheme() == QLatin1String("https");
-    }
-    const QHostAddress address(url.host());
-    return url.host() == QLatin1String("localhost") || address == QHostAddress::LocalHostIPv6 ||
-           address.isInSubnet(QHostAddress(QStringLiteral("127.0.0.0")), 8);
-}
-
 } // namespace
 
 // On the stack while a signal of the reply is handled.
@@ -179,6 +166,19 @@ bool QSSEManager::isOpen() const
 void QSSEManager::setLimits(const EventStreamParser::Limits &limits)
 {
     m_parser.setLimits(limits);
+}
+
+bool QSSEManager::isTrustedAddress(const QUrl &url)
+{
+    if (!url.isValid() || url.host().isEmpty()) {
+        return false;
+    }
+    if (!isUnencrypted(url)) {
+        return url.scheme() == QLatin1String("https");
+    }
+    const QHostAddress address(url.host());
+    return url.host() == QLatin1String("localhost") || address == QHostAddress::LocalHostIPv6 ||
+           address.isInSubnet(QHostAddress(QStringLiteral("127.0.0.0")), 8);
 }
 
 int QSSEManager::retry() const

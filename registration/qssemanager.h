@@ -37,6 +37,9 @@ public:
 
     // A stream that exceeds the limits fails. Takes effect at once.
     void setLimits(const EventStreamParser::Limits &limits);
+    // HTTPS, or HTTP to this computer: others could read the credentials.
+    static bool isTrustedAddress(const QUrl &url);
+
     // Milliseconds, from the stream; 3000 by default. Not used by this class.
     int retry() const;
 

@@ -1,5 +1,6 @@
 #include "runner/metatypes.h"
 
+#include "check/checkstep.h"
 #include "cloud/velmorcloudclient.h"
 #include "runner/linkstate.h"
 #include "things/thingstate.h"
@@ -14,6 +15,7 @@ void registerMetaTypes()
         // A list of a declared type: this makes it walkable as a sequence as well.
         qRegisterMetaType<ThingStateList>("ThingStateList");
         qRegisterMetaType<LinkState>("LinkState");
+        qRegisterMetaType<CheckStep>("CheckStep");
         registerCloudMetaTypes();
         return true;
     }();

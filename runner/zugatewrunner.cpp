@@ -20,6 +20,7 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
     , m_scan(m_plugins, m_things, this)
     , m_link(m_things.gateway(), this)
     , m_monitor(m_things.gateway(), this)
+    , m_check(m_things.gateway(), this)
     , m_registrar(new QSSEManager(this))
     , m_registration(*m_registrar, this)
     , m_identity(m_things, m_link, m_registration, this)
@@ -31,7 +32,7 @@ ZugatewRunner::ZugatewRunner(QObject *parent)
             &ZugatewRunner::connectivityChanged);
     connect(&m_things.gateway(), &GatewayThing::settingsChanged, this,
             [this] { emit finished(SetUpdate, QVariant()); });
-    connect(&m_monitor, &LinkMonitor::changed, this, &ZugatewRunner::linkStateChanged);
+    connect(&m_check, &ConnectionCheck::reconnectRequested, this, &ZugatewRunner::reconnect);
     connect(&m_scan, &DeviceScan::deviceCreated, this, &ZugatewRunner::deviceCreated);
     // finished(), not closed(), which does not follow when the server ends the stream.
     connect(m_registrar, &QSSEManager::finished, this, &ZugatewRunner::reg_closed);
@@ -59,6 +60,7 @@ ZugatewRunner::~ZugatewRunner()
 
 void ZugatewRunner::shutdown()
 {
+    m_check.cancel();
     m_registration.cancel();
     m_link.shutDown();
 }
@@ -76,6 +78,9 @@ void ZugatewRunner::finish(Operation op, const QString &error)
 void ZugatewRunner::loadPlugins()
 {
     m_plugins.load();
+    for (const LoadedPlugin &plugin : m_plugins.plugins()) {
+        m_check.addDeviceType(plugin.name, plugin.metadata["version"].toVariant().toString());
+    }
     emit finished(Load, true);
 }
 

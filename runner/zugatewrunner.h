@@ -1,5 +1,6 @@
 #pragma once
 
+#include "check/connectioncheck.h"
 #include "registration/registrationsession.h"
 #include "runner/cloudlink.h"
 #include "runner/devicescan.h"
@@ -56,6 +57,10 @@ public:
     // Ends the cloud connection, and a registration that is under way. On the runner's own thread.
     void shutdown();
 
+    // On the runner's thread: to be connected, not called.
+    LinkMonitor &linkMonitor() { return m_monitor; }
+    ConnectionCheck &connectionCheck() { return m_check; }
+
 signals:
     void finished(int op, const QVariant &result);
     void thingChanged(const ThingState &thing);
@@ -65,8 +70,6 @@ signals:
     void deviceCreated(QObject *thui);
     // A reset or a restore ended a registration that was under way. It has no other result.
     void registrationVoided();
-    // At most twice a second.
-    void linkStateChanged(const LinkState &state);
 
 public slots:
     void loadPlugins();
@@ -127,6 +130,7 @@ private:
     DeviceScan m_scan;
     CloudLink m_link;
     LinkMonitor m_monitor;
+    ConnectionCheck m_check;
     QSSEManager *m_registrar;
     RegistrationSession m_registration;
     IdentityChange m_identity;

@@ -85,7 +85,9 @@ CloudPage::CloudPage(QWidget *parent)
     addRow(tr("Valid:"), m_validity, "certValidity");
     QPushButton *const resetButton =
         pagestyle::button(tr("&Reset Registration"), "settingsResetGWButton", status);
-    form->addRow(pagestyle::row({m_reconnectButton, resetButton}, Qt::AlignRight));
+    QPushButton *const checkButton =
+        pagestyle::button(tr("C&heck Connection..."), "checkConnectionButton", status);
+    form->addRow(pagestyle::row({m_reconnectButton, checkButton, resetButton}, Qt::AlignRight));
 
     m_wizard = new RegistrationWizard(this); // after the button: tab order is creation order
     auto *const registration = new QGroupBox(tr("Registration"), this);
@@ -95,6 +97,7 @@ CloudPage::CloudPage(QWidget *parent)
     layout->addWidget(status);
     layout->addWidget(registration, 1);
 
+    connect(checkButton, &QPushButton::clicked, this, &CloudPage::checkRequested);
     connect(m_reconnectButton, &QPushButton::clicked, this, &CloudPage::reconnectRequested);
     m_clock.setInterval(1000);
     connect(&m_clock, &QTimer::timeout, this, &CloudPage::updateLink);

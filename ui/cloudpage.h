@@ -36,6 +36,7 @@ public slots:
 signals:
     void resetRequested();
     void reconnectRequested();
+    void checkRequested();
 
 protected:
     void showEvent(QShowEvent *event) override;

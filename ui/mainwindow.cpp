@@ -3,6 +3,7 @@
 #include "runner/zugatewrunner.h"
 #include "ui/aboutbox.h"
 #include "ui/cloudpage.h"
+#include "ui/connectioncheckdialog.h"
 #include "ui/connectionindicator.h"
 #include "ui/devicesettingspage.h"
 #include "ui/dialogs.h"
@@ -45,7 +46,7 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
     showPage(P_STATE);
     m_tray = new TrayIcon(m_menu, this);
     connect(m_tray, &TrayIcon::activated, this, &MainWindow::trayActivated);
-    connect(runner(), &ZugatewRunner::linkStateChanged, m_tray, &TrayIcon::showLink);
+    connect(&runner()->linkMonitor(), &LinkMonitor::changed, m_tray, &TrayIcon::showLink);
     connect(m_tray, &TrayIcon::missing, this, [this] {
         if (!isVisible()) {
             showMinimized(); // the user has no other way to the window
@@ -82,6 +83,9 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     for (const QAction *const action : m_navigation->actions()) {
         connect(action, &QAction::triggered, this, &MainWindow::sidePane_clicked);
     }
+    connect(m_cloudPage, &CloudPage::checkRequested, this, [this, logFolder] {
+        openConnectionCheck(runner()->connectionCheck(), logFolder, this);
+    });
     const RegistrationWizard *const wizard = m_cloudPage->wizard();
     connect(m_settingsPage, &SettingsPage::notice, statusBar(), &QStatusBar::showMessage);
     connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, statusBar(),
@@ -120,8 +124,9 @@ void MainWindow::connectRunner()
     connect(runner, &Runner::finished, this, &MainWindow::runner_finished);
     connect(runner, &Runner::thingChanged, this, &MainWindow::thing_changed);
     connect(runner, &Runner::connectivityChanged, this, &MainWindow::gw_connectivityChanged);
-    connect(runner, &Runner::linkStateChanged, m_cloudPage, &CloudPage::showLink);
-    connect(runner, &Runner::linkStateChanged, m_indicator, &ConnectionIndicator::showLink);
+    const LinkMonitor *const link = &runner->linkMonitor();
+    connect(link, &LinkMonitor::changed, m_cloudPage, &CloudPage::showLink);
+    connect(link, &LinkMonitor::changed, m_indicator, &ConnectionIndicator::showLink);
     connect(m_cloudPage, &CloudPage::reconnectRequested, runner, &Runner::reconnect);
     connect(runner, &Runner::deviceCreated, this, &MainWindow::deviceCreated);
     connect(runner, &Runner::registrationVoided, wizard, &Wizard::restart);

@@ -256,6 +256,10 @@
         <source>Valid:</source>
         <translation>Действителен:</translation>
     </message>
+    <message>
+        <source>C&amp;heck Connection...</source>
+        <translation>Проверить с&amp;вязь...</translation>
+    </message>
 </context>
 <context>
     <name>ConfigurationBackup</name>
@@ -282,6 +286,196 @@
     <message>
         <source>Cannot restore credentials from %1 - invalid data</source>
         <translation>Не удалось восстановить учётные данные из файла %1: недопустимые данные</translation>
+    </message>
+</context>
+<context>
+    <name>ConnectionCheck</name>
+    <message>
+        <source>Settings</source>
+        <translation>Настройки</translation>
+    </message>
+    <message>
+        <source>Host name</source>
+        <translation>Имя сервера</translation>
+    </message>
+    <message>
+        <source>Port</source>
+        <translation>Порт</translation>
+    </message>
+    <message>
+        <source>Encryption</source>
+        <translation>Шифрование</translation>
+    </message>
+    <message>
+        <source>Certificate and key</source>
+        <translation>Сертификат и ключ</translation>
+    </message>
+    <message>
+        <source>Sign-in</source>
+        <translation>Вход</translation>
+    </message>
+    <message>
+        <source>Registration server</source>
+        <translation>Сервер регистрации</translation>
+    </message>
+    <message>
+        <source>Clock</source>
+        <translation>Часы</translation>
+    </message>
+    <message>
+        <source>Data folder</source>
+        <translation>Папка данных</translation>
+    </message>
+    <message>
+        <source>No answer within ten seconds</source>
+        <translation>Нет ответа в течение десяти секунд</translation>
+    </message>
+    <message>
+        <source>Check the network and the firewall. If both are good, something else than the cloud answers at this address.</source>
+        <translation>Проверьте сеть и брандмауэр. Если с ними всё в порядке, по этому адресу отвечает не облако.</translation>
+    </message>
+    <message>
+        <source>Not checked, because an earlier step failed</source>
+        <translation>Не проверено, так как предыдущий шаг не удался</translation>
+    </message>
+    <message>
+        <source>Correct it in the settings</source>
+        <translation>Исправьте его в настройках</translation>
+    </message>
+    <message>
+        <source>The cloud&apos;s address is no host name</source>
+        <translation>Адрес облака не является именем сервера</translation>
+    </message>
+    <message>
+        <source>The cloud&apos;s port is not between 1 and 65535</source>
+        <translation>Порт облака не находится между 1 и 65535</translation>
+    </message>
+    <message>
+        <source>The registration server&apos;s address is neither HTTPS nor this computer</source>
+        <translation>Адрес сервера регистрации — не HTTPS и не этот компьютер</translation>
+    </message>
+    <message>
+        <source>Ask the administrator to correct it</source>
+        <translation>Попросите администратора исправить его</translation>
+    </message>
+    <message>
+        <source>Cloud: %1, port %2. Registration server: %3</source>
+        <translation>Облако: %1, порт %2. Сервер регистрации: %3</translation>
+    </message>
+    <message>
+        <source>%1, port %2 answers</source>
+        <translation>%1, порт %2 отвечает</translation>
+    </message>
+    <message>
+        <source>The broker&apos;s certificate is issued by %1 and valid until %2</source>
+        <translation>Сертификат брокера выдан %1 и действителен до %2</translation>
+    </message>
+    <message>
+        <source> (issued by %1)</source>
+        <translation> (выдан %1)</translation>
+    </message>
+    <message>
+        <source>This gateway is not registered</source>
+        <translation>Этот шлюз не зарегистрирован</translation>
+    </message>
+    <message>
+        <source>Issued by %1 and valid until %2</source>
+        <translation>Выдан %1, действителен до %2</translation>
+    </message>
+    <message>
+        <source>Connected since %1</source>
+        <translation>Подключён с %1</translation>
+    </message>
+    <message>
+        <source>Check the network, the firewall and the registration server&apos;s address. An open connection to the cloud works without this server.</source>
+        <translation>Проверьте сеть, брандмауэр и адрес сервера регистрации. Уже установленная связь с облаком работает и без этого сервера.</translation>
+    </message>
+    <message>
+        <source>%1 answers with the error %2</source>
+        <translation>%1 отвечает ошибкой %2</translation>
+    </message>
+    <message>
+        <source>It is out of service: try again later</source>
+        <translation>Он временно не работает: повторите попытку позже</translation>
+    </message>
+    <message>
+        <source>%1 answers</source>
+        <translation>%1 отвечает</translation>
+    </message>
+    <message>
+        <source>It is %1 here, %2 on the server</source>
+        <translation>Здесь %1, на сервере %2</translation>
+    </message>
+    <message>
+        <source>It is %1 here, before this version was made</source>
+        <translation>Здесь %1, раньше выпуска этой версии</translation>
+    </message>
+    <message>
+        <source>Set the date and the time of this computer: certificates are valid for a time</source>
+        <translation>Установите дату и время на этом компьютере: срок действия сертификатов ограничен</translation>
+    </message>
+    <message>
+        <source>It differs from the server&apos;s by %1 s</source>
+        <translation>Расхождение с часами сервера %1 с</translation>
+    </message>
+    <message>
+        <source>It is %1 here; no server told its time</source>
+        <translation>Здесь %1; ни один сервер не сообщил времени</translation>
+    </message>
+    <message>
+        <source>%1 cannot be written: %2</source>
+        <translation>Нет записи в %1: %2</translation>
+    </message>
+    <message>
+        <source>Check the rights of this folder and the room on the disk</source>
+        <translation>Проверьте права на эту папку и место на диске</translation>
+    </message>
+    <message>
+        <source>%1 MB are free, %2 may be needed for waiting states</source>
+        <translation>Свободно %1 МБ, а для ожидающих состояний может понадобиться %2</translation>
+    </message>
+    <message>
+        <source>Make room on the disk, or states may be lost while the cloud is away</source>
+        <translation>Освободите место на диске, иначе состояния могут пропасть, пока нет связи</translation>
+    </message>
+    <message>
+        <source>%1 can be written, %2 MB are free</source>
+        <translation>%1 доступна для записи, свободно %2 МБ</translation>
+    </message>
+    <message>
+        <source>The broker tells nothing without this gateway&apos;s certificate</source>
+        <translation>Без сертификата этого шлюза брокер ничего о себе не сообщает</translation>
+    </message>
+</context>
+<context>
+    <name>ConnectionCheckDialog</name>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>&amp;Копировать</translation>
+    </message>
+    <message>
+        <source>&amp;Save Report...</source>
+        <translation>&amp;Сохранить отчёт...</translation>
+    </message>
+    <message>
+        <source>Check &amp;Again</source>
+        <translation>Проверить сн&amp;ова</translation>
+    </message>
+    <message>
+        <source>Check Connection</source>
+        <translation>Проверка связи</translation>
+    </message>
+    <message>
+        <source>Save Report</source>
+        <translation>Сохранить отчёт</translation>
+    </message>
+    <message>
+        <source>Text files (*.txt)</source>
+        <translation>Текстовые файлы (*.txt)</translation>
+    </message>
+    <message>
+        <source>The report could not be saved: %1</source>
+        <translation>Не удалось сохранить отчёт: %1</translation>
     </message>
 </context>
 <context>

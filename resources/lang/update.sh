@@ -14,6 +14,6 @@ sed -n 's/.*"descr": *\("[^"]*"\).*/QT_TRANSLATE_NOOP("Plugins", \1);/p' plugins
     >"$descriptions"
 
 # Without line numbers, which would change with every edit of the sources.
-"$lupdate" app cloud outbox plugins registration runner settings things ui updates \
+"$lupdate" app check cloud outbox plugins registration runner settings things ui updates \
     "$descriptions" \
     -I . -no-obsolete -locations none -source-language en -target-language ru_RU -ts "$ts"

@@ -1,5 +1,6 @@
 """Starts the sandbox cloud, and plays the user in its portal."""
 
+import contextlib
 import json
 import queue
 import subprocess
@@ -10,13 +11,33 @@ import urllib.request
 from programs import JourneyError, Program
 
 
-def start_sandbox(build, authority, work, programs):
-    """Returns the addresses of the cloud, which keeps its data in the working folder."""
-    programs.append(Program(
-        "sandbox", [build / "bin" / "kvg-sandbox", "--authority", authority,
-                    "--dir", work / "cloud"], work / "sandbox.log", output=subprocess.PIPE))
-    cloud = json.loads(programs[-1].first_line())
-    return {**cloud, "base": cloud["portal"].rsplit("/", 1)[0]}
+class Sandbox:
+    """The sandbox cloud, which keeps its data in the working folder."""
+
+    def __init__(self, build, authority, work, programs):
+        self.command = [build / "bin" / "kvg-sandbox", "--authority", authority,
+                        "--dir", work / "cloud"]
+        self.log = work / "sandbox.log"
+        self.programs = programs
+        self.start()
+
+    def start(self, *options):
+        self.program = Program("sandbox", [*self.command, *options], self.log,
+                               output=subprocess.PIPE)
+        self.programs.append(self.program)
+        self.addresses = json.loads(self.program.first_line())
+        self.addresses["base"] = self.addresses["portal"].rsplit("/", 1)[0]
+
+    def stop(self):
+        if status := self.program.stop():
+            raise JourneyError(f"the sandbox ended with {status}")
+
+    @contextlib.contextmanager
+    def outage(self):
+        """Afterwards it is there again, under its old addresses."""
+        self.stop()
+        yield
+        self.start("--port", self.addresses["base"].rsplit(":", 1)[1])
 
 
 class Portal:

@@ -18,7 +18,7 @@ import signal
 import sys
 import tempfile
 
-from cloud import Portal, start_sandbox
+from cloud import Portal, Sandbox
 from display import start_display
 from programs import JourneyError, Program, say
 from screen import Screen
@@ -86,7 +86,8 @@ def hand_over(gateway, portal):
 
 def journey(options, build, work, sockets, programs, stack):
     has_display = os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY")
-    cloud = start_sandbox(build, (options.windows or build).resolve() / "authority", work, programs)
+    sandbox = Sandbox(build, (options.windows or build).resolve() / "authority", work, programs)
+    cloud = sandbox.addresses
     profile = work / "profile"
     environment = dict(os.environ)
     if options.windows:
@@ -125,15 +126,13 @@ def journey(options, build, work, sockets, programs, stack):
     screen = Screen(system.tree(), pictures)
     say("sandbox", f"portal {cloud['portal']}, broker port {cloud['broker']['port']}")
     try:
-        Tour(start_gateway, screen, Portal(cloud["portal"]), system, opened).play(
+        Tour(start_gateway, screen, Portal(cloud["portal"]), system, opened, sandbox).play(
             options.watch, SOURCE / "resources" / "lang" / "kvg-gate_ru.ts")
     except Exception:
         with contextlib.suppress(Exception):  # the display may be what failed
             screen.picture("failed")
         raise
-    status = programs[0].stop()
-    if status != 0:
-        raise JourneyError(f"the sandbox ended with {status}")
+    sandbox.stop()
     say("pictures", pictures)
 
 

@@ -36,12 +36,13 @@ class Tour:
     the file to which the browser's stand-in writes the addresses that the gateway opens.
     """
 
-    def __init__(self, start_gateway, screen, portal, system, opened):
+    def __init__(self, start_gateway, screen, portal, system, opened, sandbox):
         self.start_gateway = start_gateway
         self.screen = screen
         self.portal = portal
         self.opened = opened
         self.system = system
+        self.sandbox = sandbox
         self.gateway = None
         self.code = None
         self.look = "light-english"
@@ -61,6 +62,7 @@ class Tour:
         self.restore()
         self.close_and_wake()
         self.about()
+        self.outage()
         for look, theme, language in (("dark-english", True, False), ("dark-russian", False, True),
                                       ("light-russian", True, False)):
             self.change_look(look, theme, language)
@@ -336,6 +338,38 @@ class Tour:
     def about(self):
         self.choose_in_tray("Up", "Up")
         self.answer(TITLE, "about")
+
+    def check_connection(self, picture):
+        """Returns the report."""
+        self.screen.press("Check Connection...")
+        self.screen.find(BUTTON, "Check Again")
+        self.screen.activate(self.screen.find(DIALOG, "Check Connection"))
+        self.screen.picture(picture)
+        self.screen.press("Copy")
+        report = wait_for("report", lambda: "Qt 5" in self.screen.clipboard() and
+                          self.screen.clipboard())
+        self.screen.key("Escape")
+        self.screen.gone(DIALOG, "Check Connection")
+        marks = re.findall(r"^\[(.*?)\] (.*?):", report, re.MULTILINE)
+        say("checked", "; ".join(f"{name} {mark.strip()}" for mark, name in marks))
+        if re.search(rf"-----BEGIN|\b{self.code}\b", report):
+            raise JourneyError("a secret is in the report")
+        return {name: mark.strip() for mark, name in marks}
+
+    def outage(self):
+        """The portal is not read any more after this."""
+        self.screen.press("Cloud")
+        good = self.check_connection("check-connected")
+        if "FAIL" in good.values():
+            raise JourneyError(f"a check of a good connection failed: {good}")
+        with self.sandbox.outage():
+            wait_for("next attempt", lambda: self.screen.look(BUTTON, "Try Now"), 30)
+            self.screen.picture("offline")
+            if self.check_connection("check-offline")["Port"] != "FAIL":
+                raise JourneyError("the check does not see that the cloud is away")
+        self.screen.press("Try Now")
+        self.wait_for_connection()
+        self.screen.press("Devices")
 
     def change_look(self, look, theme, language):
         """On the settings page; takes effect at the next start."""

@@ -3,7 +3,9 @@
 #include "tools/sandbox/connection.h"
 #include "tools/sandbox/log.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
+#include <QLocale>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -33,6 +35,10 @@ WebServer::WebServer()
     set_tcp_nodelay(true);
     set_payload_max_length(maxBodySize);
     set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
+        response.set_header("Date", QLocale::c()
+                                        .toString(QDateTime::currentDateTimeUtc(),
+                                                  QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"))
+                                        .toStdString());
         return checkRequest(request, response);
     });
     set_error_handler([](const httplib::Request &, httplib::Response &response) {
