@@ -48,6 +48,20 @@ private slots:
         QVERIFY(m_finished->isEmpty());
     }
 
+    void theStateOfTheLinkFollowsRegistrationAndCredentials()
+    {
+        GatewayThing gateway;
+        LinkMonitor monitor(gateway);
+        LinkState state;
+        connect(&monitor, &LinkMonitor::changed, this, [&](const LinkState &now) { state = now; });
+        monitor.report();
+        QCOMPARE(state.kind, LinkState::NotRegistered);
+        gateway.setRegid("G");
+        monitor.refresh();
+        QTRY_COMPARE(state.kind, LinkState::Unusable); // without key and certificate
+        QVERIFY(state.failure.cause.contains("missing"));
+    }
+
     void aDeviceIsAdoptedOnceHoweverOftenItIsSeen()
     {
         plug({"A", "B", "broken1", "X=A"}); // A has two keys
