@@ -116,9 +116,11 @@ Outbox::~Outbox()
 void Outbox::setLimits(const Limits &limits)
 {
     m_limits = limits;
+    if (!m_file.isOpen() || !m_open.empty() || m_books.lastOpened == m_books.lastNumber) {
+        return; // the next write applies them
+    }
     const Books before = m_books;
-    if (m_file.isOpen() && m_open.empty() &&
-        !(m_file.begin(false) && dropExcess() && m_file.commit(state()))) {
+    if (!m_file.begin(false) || !dropExcess() || !m_file.commit(state())) {
         fail(before);
     }
 }

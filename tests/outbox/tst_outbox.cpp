@@ -188,6 +188,10 @@ private slots:
         outbox.flush();
         QCOMPARE(takeAll(outbox), (QStringList{"young x", "younger x"}));
         QCOMPARE(outbox.ledger().droppedFull + outbox.ledger().droppedOld, 1002LL);
+        outbox.putBack();
+        testclock::advance(9h);
+        outbox.setLimits({200LL * 1024, 10h}); // as at a start
+        QCOMPARE(takeAll(outbox), QStringList{"younger x"});
     }
 
     void agesCountTimeAndNotDates()
