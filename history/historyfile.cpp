@@ -1,0 +1,536 @@
+#include "history/historyfile.h"
+
+#include "history/log.h"
+#include "settings/privatefile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QtEndian>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+constexpr int applicationId = 0x4b564849; // marks the file as a history
+constexpr int schemaVersion = 1;
+constexpr int maxBusyTime = 200;                  // milliseconds; a virus scanner may look at it
+constexpr int maxRowSize = 64 * 1024 * 1024;      // bytes, of any text or blob
+constexpr qint64 maxUnfolded = 4LL * 1024 * 1024; // bytes; fold() needs about twice that in memory
+constexpr qint64 minUnusedPages = 256;            // that are worth giving back
+constexpr qint64 minute = 60'000;                 // milliseconds
+constexpr qint64 hour = 60 * minute;
+constexpr int hourBits = 24;
+constexpr qint64 hoursEnd = 1LL << hourBits;
+
+// The key of an hour of a series: an integer key, so that the rows of a series lie together.
+qint64 hourKey(quint32 series, qint64 hours)
+{
+    return (qint64(series) << hourBits) + qBound(qint64(0), hours, hoursEnd - 1);
+}
+
+void bindText(sqlite3_stmt *statement, int index, const QString &text)
+{
+    const QByteArray utf8 = text.toUtf8();
+    sqlite3_bind_text(statement, index, utf8.constData(), utf8.size(), SQLITE_TRANSIENT);
+}
+
+void bindBlob(sqlite3_stmt *statement, int index, const QByteArray &bytes)
+{
+    sqlite3_bind_blob(statement, index, bytes.constData(), bytes.size(), SQLITE_TRANSIENT);
+}
+
+QString textOf(sqlite3_stmt *statement, int column)
+{
+    const auto *const text = reinterpret_cast<const char *>(sqlite3_column_text(statement, column));
+    return QString::fromUtf8(text, sqlite3_column_bytes(statement, column));
+}
+
+QByteArray blobOf(sqlite3_stmt *statement, int column)
+{
+    const auto *const data = static_cast<const char *>(sqlite3_column_blob(statement, column));
+    return QByteArray(data, sqlite3_column_bytes(statement, column));
+}
+
+// In the row of a minute each entry follows the number of its series.
+void appendChange(QByteArray &row, quint32 series, qint64 minutes, const HistoryEntry &entry)
+{
+    const quint32 little = qToLittleEndian(series);
+    row.append(reinterpret_cast<const char *>(&little), sizeof little);
+    appendEntry(row, int(minutes % 60), entry);
+}
+
+// Calls `each(series, bytes, size, entry)`. Ignores what follows after a wrong byte.
+template <typename Call>
+void forEachChange(const QByteArray &row, qint64 minutes, const Call &each)
+{
+    const char *from = row.constData();
+    const char *const end = from + row.size();
+    while (end - from > qint64(sizeof(quint32))) {
+        const auto series = qFromLittleEndian<quint32>(from);
+        const char *const bytes = from += sizeof series;
+        int minuteOfHour = 0;
+        HistoryEntry entry;
+        if (!readEntry(from, end, minuteOfHour, entry) || minuteOfHour != minutes % 60) {
+            return;
+        }
+        each(series, bytes, int(from - bytes), entry);
+    }
+}
+
+void sortAndMerge(HistoryPoints &points)
+{
+    const auto isEarlier = [](const HistoryPoint &a, const HistoryPoint &b) {
+        return a.time < b.time;
+    };
+    std::stable_sort(points.begin(), points.end(), isEarlier);
+    auto last = points.begin();
+    for (auto point = points.begin(); point != points.end(); ++point) {
+        if (point == points.begin()) {
+            continue;
+        }
+        if (point->time == last->time) {
+            HistoryEntry sum{last->min, last->max, last->last};
+            sum.add({point->min, point->max, point->last});
+            *last = {last->time, sum.min, sum.max, sum.last};
+        } else {
+            *++last = *point;
+        }
+    }
+    points.erase(points.isEmpty() ? last : last + 1, points.end());
+}
+
+} // namespace
+
+void HistoryFile::Closer::operator()(sqlite3 *db) const
+{
+    sqlite3_close(db);
+}
+
+void HistoryFile::Closer::operator()(sqlite3_stmt *statement) const
+{
+    sqlite3_finalize(statement);
+}
+
+HistoryFile::HistoryFile(const QString &path)
+    : m_path(path)
+{
+}
+
+HistoryFile::~HistoryFile() = default;
+
+bool HistoryFile::check(int result, const char *what)
+{
+    if (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW) {
+        return true;
+    }
+    const int code = result & 0xff; // without SQLite's extension
+    m_damaged = m_damaged || code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
+    const QString failure =
+        QStringLiteral("Cannot %1 %2 - %3")
+            .arg(what, m_path, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
+    if (failure != m_failure) {
+        m_failure = failure;
+        qCWarning(lcHistory).noquote() << failure;
+    }
+    return false;
+}
+
+bool HistoryFile::run(const char *sql)
+{
+    return check(sqlite3_exec(m_db.get(), sql, nullptr, nullptr, nullptr), "use");
+}
+
+HistoryFile::Statement HistoryFile::prepare(const char *sql)
+{
+    sqlite3_stmt *statement = nullptr;
+    check(sqlite3_prepare_v2(m_db.get(), sql, -1, &statement, nullptr), "read");
+    return Statement(statement);
+}
+
+// A change; the statement can be used again.
+bool HistoryFile::step(const Statement &statement)
+{
+    const bool good = check(sqlite3_step(statement.get()), "write");
+    sqlite3_reset(statement.get());
+    return good;
+}
+
+// Whether there is another row.
+bool HistoryFile::next(const Statement &statement)
+{
+    const int result = sqlite3_step(statement.get());
+    return check(result, "read") && result == SQLITE_ROW;
+}
+
+// 0 on a failure.
+qint64 HistoryFile::number(const char *sql)
+{
+    const Statement select = prepare(sql);
+    return next(select) ? sqlite3_column_int64(select.get(), 0) : 0;
+}
+
+bool HistoryFile::transact(const std::function<bool()> &change)
+{
+    const bool good = run("BEGIN IMMEDIATE") && change() && !m_damaged && run("COMMIT");
+    if (good) {
+        m_failure.clear();
+    } else if (sqlite3_get_autocommit(m_db.get()) == 0) {
+        run("ROLLBACK");
+    }
+    return good;
+}
+
+bool HistoryFile::openExisting()
+{
+    return (m_db || QFileInfo::exists(m_path)) && open();
+}
+
+bool HistoryFile::open()
+{
+    if (m_damaged) {
+        setAside();
+    }
+    if (m_db) {
+        return true;
+    }
+    const bool isNew = !QFileInfo::exists(m_path) || QFileInfo(m_path).size() == 0;
+    QString error;
+    QDir().mkpath(QFileInfo(m_path).path());
+    if ((isNew && !replacePrivateFile(m_path, QByteArray(), error)) || !isRegularFile(m_path)) {
+        qCWarning(lcHistory).noquote() << "Cannot create" << m_path << "-" << error;
+        return false;
+    }
+    sqlite3 *db = nullptr;
+    const int result = sqlite3_open_v2(m_path.toUtf8().constData(), &db,
+                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    m_db.reset(db);
+    sqlite3_busy_timeout(db, maxBusyTime);
+    sqlite3_limit(db, SQLITE_LIMIT_LENGTH, maxRowSize);
+    // Exclusive: no other process may have it, and SQLite needs no shared memory. The journal keeps
+    // the file whole after a loss of power, which may cost the last minutes. Names are overwritten.
+    bool good = check(result, "open") &&
+                run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_size_limit = 4194304;"
+                    "PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF;"
+                    "PRAGMA secure_delete = ON; PRAGMA synchronous = NORMAL;");
+    if (good && isNew) {
+        good = run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; BEGIN;"
+                   // `value`: the last one that was folded; none in a gap.
+                   "CREATE TABLE series(id INTEGER PRIMARY KEY, device TEXT NOT NULL, "
+                   "member TEXT NOT NULL, value REAL, UNIQUE(device, member));"
+                   "CREATE TABLE minute(number INTEGER PRIMARY KEY, minute INTEGER NOT NULL, "
+                   "data BLOB NOT NULL);"
+                   "CREATE TABLE hour(key INTEGER PRIMARY KEY, data BLOB NOT NULL);"
+                   // `written`: the last minute; 0 when no series is open.
+                   "CREATE TABLE state(written INTEGER NOT NULL);"
+                   "INSERT INTO state VALUES(0); PRAGMA application_id = 1263945801;"
+                   "PRAGMA user_version = 1; COMMIT;");
+    } else if (good) {
+        good = run("PRAGMA journal_mode = WAL");
+        if (good && (number("PRAGMA application_id") != applicationId ||
+                     number("PRAGMA user_version") != schemaVersion ||
+                     number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
+                            "name IN ('series', 'minute', 'hour', 'state')") != 4 ||
+                     number("SELECT count(*) FROM state") != 1)) {
+            qCWarning(lcHistory).noquote() << m_path << "is no history of this version";
+            m_damaged = true;
+            good = false;
+        }
+    }
+    if (good) {
+        return true;
+    }
+    if (!m_damaged || isNew) {
+        m_db.reset();
+        return false;
+    }
+    setAside();
+    return !m_damaged && open();
+}
+
+void HistoryFile::setAside()
+{
+    m_db.reset();
+    const QString aside = m_path + QLatin1String(".damaged");
+    QFile::remove(aside);
+    for (const char *const suffix : {"-wal", "-shm", "-journal"}) {
+        QFile::remove(m_path + QLatin1String(suffix));
+    }
+    if (QFile::rename(m_path, aside)) {
+        qCWarning(lcHistory).noquote() << "Set aside the damaged" << m_path << "as" << aside;
+        m_damaged = false;
+    }
+}
+
+bool HistoryFile::endOpenSeries(qint64 minutes)
+{
+    if (!openExisting() || !fold()) {
+        return false;
+    }
+    const qint64 written = number("SELECT written FROM state");
+    if (written <= 0 || written >= hoursEnd * 60) {
+        return true;
+    }
+    const qint64 end = qMin(written + 1, minutes);
+    QByteArray row;
+    const Statement select = prepare("SELECT id FROM series WHERE value IS NOT NULL");
+    while (next(select)) {
+        appendChange(row, quint32(sqlite3_column_int64(select.get(), 0)), end, {});
+    }
+    return transact([&] {
+        const Statement insert = prepare("INSERT INTO minute(minute, data) VALUES(?, ?)");
+        sqlite3_bind_int64(insert.get(), 1, end);
+        bindBlob(insert.get(), 2, row);
+        return step(insert) && run("UPDATE state SET written = 0");
+    });
+}
+
+// 0 if there is none.
+quint32 HistoryFile::seriesId(const Statement &select, const QString &device, const QString &member)
+{
+    bindText(select.get(), 1, device);
+    bindText(select.get(), 2, member);
+    const qint64 id = next(select) ? sqlite3_column_int64(select.get(), 0) : 0;
+    sqlite3_reset(select.get());
+    return id > 0 && id <= std::numeric_limits<quint32>::max() ? quint32(id) : 0;
+}
+
+namespace {
+constexpr char selectId[] = "SELECT id FROM series WHERE device = ? AND member = ?";
+}
+
+bool HistoryFile::write(qint64 minutes, const QVector<Change> &changes)
+{
+    if (!open()) {
+        return false;
+    }
+    QByteArray row;
+    const bool good = transact([&] {
+        const Statement select = prepare(selectId);
+        const Statement create = prepare("INSERT INTO series(device, member) VALUES(?, ?)");
+        for (const Change &change : changes) {
+            quint32 id = seriesId(select, change.device, change.member);
+            if (id == 0) {
+                bindText(create.get(), 1, change.device);
+                bindText(create.get(), 2, change.member);
+                if (!step(create)) {
+                    return false;
+                }
+                id = quint32(sqlite3_last_insert_rowid(m_db.get()));
+            }
+            appendChange(row, id, minutes, change.entry);
+        }
+        const Statement insert = prepare("INSERT INTO minute(minute, data) VALUES(?, ?)");
+        sqlite3_bind_int64(insert.get(), 1, minutes);
+        bindBlob(insert.get(), 2, row);
+        const Statement update = prepare("UPDATE state SET written = ?");
+        sqlite3_bind_int64(update.get(), 1, minutes);
+        return step(insert) && step(update);
+    });
+    m_unfolded += good ? row.size() : 0;
+    if (m_unfolded > maxUnfolded) {
+        fold();
+    }
+    return good;
+}
+
+bool HistoryFile::setEnded()
+{
+    return openExisting() && transact([this] { return run("UPDATE state SET written = 0"); });
+}
+
+bool HistoryFile::fold()
+{
+    m_unfolded = 0; // after a failure, it is tried again after as many bytes
+    return openExisting() && transact([this] {
+               std::map<qint64, QByteArray> bytesByKey;
+               const Statement rows = prepare("SELECT minute, data FROM minute ORDER BY number");
+               while (next(rows)) {
+                   const qint64 minutes = sqlite3_column_int64(rows.get(), 0);
+                   if (minutes < 0 || minutes >= hoursEnd * 60) {
+                       continue;
+                   }
+                   forEachChange(
+                       blobOf(rows.get(), 1), minutes,
+                       [&](quint32 series, const char *bytes, int size, const HistoryEntry &) {
+                           bytesByKey[hourKey(series, minutes / 60)].append(bytes, size);
+                       });
+               }
+               const Statement update = prepare("UPDATE series SET value = ? WHERE id = ?");
+               const Statement select = prepare("SELECT data FROM hour WHERE key = ?");
+               const Statement replace = prepare("REPLACE INTO hour VALUES(?, ?)");
+               for (const auto &[key, bytes] : bytesByKey) {
+                   HistoryHour entries;
+                   sqlite3_bind_int64(select.get(), 1, key);
+                   if (next(select)) {
+                       const QByteArray stored = blobOf(select.get(), 0);
+                       entries.add(stored.constData(), stored.size());
+                   }
+                   sqlite3_reset(select.get());
+                   entries.add(bytes.constData(), bytes.size());
+                   int last = 59;
+                   while (!entries.used.test(std::size_t(last))) {
+                       --last;
+                   }
+                   sqlite3_bind_double(update.get(), 1, entries.entries[std::size_t(last)].last);
+                   sqlite3_bind_int64(update.get(), 2, key >> hourBits);
+                   if (!step(update)) {
+                       return false;
+                   }
+                   if (sqlite3_changes(m_db.get()) == 0) {
+                       continue; // a series that there is not
+                   }
+                   sqlite3_bind_int64(replace.get(), 1, key);
+                   bindBlob(replace.get(), 2, entries.bytes());
+                   if (!step(replace)) {
+                       return false;
+                   }
+               }
+               return run("DELETE FROM minute");
+           });
+}
+
+qint64 HistoryFile::usedBytes()
+{
+    return (number("PRAGMA page_count") - number("PRAGMA freelist_count")) *
+           number("PRAGMA page_size");
+}
+
+bool HistoryFile::dropBefore(qint64 hours)
+{
+    // By series: the condition on the key finds the rows without a look at all of them.
+    const Statement remove =
+        prepare("DELETE FROM hour WHERE key IN (SELECT hour.key FROM series CROSS JOIN hour "
+                "ON hour.key >= series.id << 24 AND hour.key < (series.id << 24) + ?)");
+    sqlite3_bind_int64(remove.get(), 1, qBound(qint64(0), hours, hoursEnd));
+    return step(remove);
+}
+
+bool HistoryFile::prune(qint64 hours, const Limits &limits)
+{
+    if (!openExisting()) {
+        return false;
+    }
+    const qint64 maxUsed = limits.size / 10 * 9; // the rest is for what comes within an hour
+    const bool good = transact([&] {
+        qint64 oldest = hours - limits.days * 24;
+        bool isDropped = dropBefore(oldest);
+        while (isDropped && usedBytes() > maxUsed && oldest <= hours) {
+            oldest += 12;
+            isDropped = dropBefore(oldest);
+        }
+        return isDropped &&
+               run("DELETE FROM series WHERE NOT EXISTS (SELECT 1 FROM hour WHERE "
+                   "hour.key >= series.id << 24 AND hour.key < (series.id + 1) << 24)");
+    });
+    return good &&
+           (number("PRAGMA freelist_count") < minUnusedPages || run("PRAGMA incremental_vacuum"));
+}
+
+bool HistoryFile::forget(const QStringList &devices)
+{
+    QFile::remove(m_path + QLatin1String(".damaged"));
+    return openExisting() && fold() && transact([&] { // after fold() no minute names a series
+               const Statement hours = prepare(
+                   "DELETE FROM hour WHERE key IN (SELECT hour.key FROM series CROSS JOIN hour "
+                   "ON hour.key >= series.id << 24 AND hour.key < (series.id + 1) << 24 "
+                   "WHERE series.device = ?)");
+               const Statement series = prepare("DELETE FROM series WHERE device = ?");
+               return std::all_of(devices.begin(), devices.end(), [&](const QString &device) {
+                   bindText(hours.get(), 1, device);
+                   bindText(series.get(), 1, device);
+                   return step(hours) && step(series);
+               });
+           }) &&
+           run("PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
+QVector<QString> HistoryFile::members(const QString &device)
+{
+    QVector<QString> members;
+    if (openExisting()) {
+        const Statement select = prepare("SELECT member FROM series WHERE device = ?");
+        bindText(select.get(), 1, device);
+        while (next(select)) {
+            members.append(textOf(select.get(), 0));
+        }
+    }
+    return members;
+}
+
+bool HistoryFile::forEachMember(const std::function<bool(const HistoryMember &)> &each)
+{
+    if (!openExisting()) {
+        return !QFileInfo::exists(m_path);
+    }
+    const Statement select = prepare("SELECT device, member FROM series ORDER BY device, member");
+    while (next(select)) {
+        if (!each({textOf(select.get(), 0), textOf(select.get(), 1)})) {
+            return false;
+        }
+    }
+    return !m_damaged;
+}
+
+QVector<HistoryPoints> HistoryFile::points(const QVector<HistoryMember> &members, qint64 from,
+                                           qint64 to)
+{
+    QVector<HistoryPoints> points(members.size());
+    if (members.isEmpty() || !openExisting()) {
+        return points;
+    }
+    const Statement ids = prepare(selectId);
+    const Statement previous = prepare("SELECT max(key) FROM hour WHERE key >= ? AND key < ?");
+    const Statement hours =
+        prepare("SELECT key, data FROM hour WHERE key BETWEEN ? AND ? ORDER BY key");
+    QHash<quint32, int> indexById;
+    for (int i = 0; i < members.size(); ++i) {
+        const quint32 id = seriesId(ids, members.at(i).device, members.at(i).member);
+        if (id == 0) {
+            continue;
+        }
+        indexById.insert(id, i);
+        // Also the hour before, whose last value held when the first of these began.
+        sqlite3_bind_int64(previous.get(), 1, hourKey(id, 0));
+        sqlite3_bind_int64(previous.get(), 2, hourKey(id, from / hour));
+        const qint64 first = next(previous) ? sqlite3_column_int64(previous.get(), 0) : 0;
+        sqlite3_reset(previous.get());
+        sqlite3_bind_int64(hours.get(), 1, first > 0 ? first : hourKey(id, from / hour));
+        sqlite3_bind_int64(hours.get(), 2, hourKey(id, to / hour));
+        while (next(hours)) {
+            const qint64 begin = (sqlite3_column_int64(hours.get(), 0) & (hoursEnd - 1)) * hour;
+            const QByteArray bytes = blobOf(hours.get(), 1);
+            HistoryHour entries;
+            entries.add(bytes.constData(), bytes.size());
+            for (std::size_t m = 0; m < entries.entries.size(); ++m) {
+                if (entries.used.test(m)) {
+                    const HistoryEntry &entry = entries.entries[m];
+                    points[i].append(
+                        {begin + qint64(m) * minute, entry.min, entry.max, entry.last});
+                }
+            }
+        }
+        sqlite3_reset(hours.get());
+    }
+    const Statement minutes = prepare("SELECT minute, data FROM minute ORDER BY number");
+    while (!indexById.isEmpty() && next(minutes)) {
+        const qint64 time = sqlite3_column_int64(minutes.get(), 0);
+        if (time < 0 || time >= hoursEnd * 60) {
+            continue;
+        }
+        forEachChange(
+            blobOf(minutes.get(), 1), time,
+            [&](quint32 series, const char *, int, const HistoryEntry &entry) {
+                const auto found = indexById.constFind(series);
+                if (found != indexById.constEnd()) {
+                    points[*found].append({time * minute, entry.min, entry.max, entry.last});
+                }
+            });
+    }
+    std::for_each(points.begin(), points.end(), sortAndMerge);
+    return points;
+}
