@@ -47,11 +47,26 @@ QByteArray csvNumber(double value)
                : QString::number(value, 'g', QLocale::FloatingPointShortest).toLatin1();
 }
 
-QByteArray csvTime(qint64 time)
+// The local time as text. Asks for its offset once for each quarter of an hour: that takes longest.
+class CsvTime
 {
-    const QDateTime local = QDateTime::fromMSecsSinceEpoch(time);
-    return local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODateWithMs).toLatin1();
-}
+public:
+    QByteArray operator()(qint64 time)
+    {
+        if (time / quarter != m_quarter) {
+            m_quarter = time / quarter;
+            m_offset = QDateTime::fromMSecsSinceEpoch(time).offsetFromUtc();
+        }
+        return QDateTime::fromMSecsSinceEpoch(time, Qt::OffsetFromUTC, m_offset)
+            .toString(Qt::ISODateWithMs)
+            .toLatin1();
+    }
+
+private:
+    static constexpr qint64 quarter = 15 * minute;
+    qint64 m_quarter = -1;
+    int m_offset = 0; // seconds
+};
 
 } // namespace
 
@@ -233,6 +248,7 @@ void History::exportCsv(const QString &file, const QVector<HistoryMember> &membe
         QSaveFile out(file);
         bool isWritten = out.open(QIODevice::WriteOnly) &&
                          out.write("time,device,member,minimum,maximum,last\n") > 0;
+        CsvTime csvTime;
         const auto write = [&](const HistoryMember &member, const HistorySamples &newest) {
             const HistoryPoints stored = m_file.points({member}, from, to).value(0);
             const QByteArray names = ',' + csvText(member.device) + ',' + csvText(member.member);
@@ -289,7 +305,11 @@ void History::advance()
 // The computer slept, or its clock was put forward.
 void History::skipTo(qint64 now)
 {
-    m_now = (m_now / second + 1) * second; // keeps the samples of this second
+    const qint64 gap = (m_now / second + 1) * second; // keeps the samples of this second
+    if (gap / minute != m_now / minute) {
+        closeMinute();
+    }
+    m_now = gap;
     std::vector<std::pair<Series *, double>> known;
     for (auto &device : m_devices) {
         for (Series &series : device.second.series) {

@@ -128,16 +128,24 @@ bool HistoryFile::check(int result, const char *what)
     if (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW) {
         return true;
     }
+    // All statements fit a sound file: other tables, or contradictions in it, are damage too, and
+    // so is a mark that it must not be written.
+    constexpr std::array damages = {SQLITE_CORRUPT, SQLITE_NOTADB,   SQLITE_ERROR,
+                                    SQLITE_TOOBIG,  SQLITE_MISMATCH, SQLITE_CONSTRAINT};
     const int code = result & 0xff; // without SQLite's extension
-    m_damaged = m_damaged || code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
-    const QString failure =
-        QStringLiteral("Cannot %1 %2 - %3")
-            .arg(what, m_path, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
+    m_damaged = m_damaged || std::find(damages.begin(), damages.end(), code) != damages.end() ||
+                (code == SQLITE_READONLY && QFileInfo(m_path).isWritable());
+    logFailure(what, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
+    return false;
+}
+
+void HistoryFile::logFailure(const char *what, const QString &reason)
+{
+    const QString failure = QStringLiteral("Cannot %1 %2 - %3").arg(what, m_path, reason);
     if (failure != m_failure) {
         m_failure = failure;
         qCWarning(lcHistory).noquote() << failure;
     }
-    return false;
 }
 
 bool HistoryFile::run(const char *sql)
@@ -201,8 +209,12 @@ bool HistoryFile::open()
     const bool isNew = !QFileInfo::exists(m_path) || QFileInfo(m_path).size() == 0;
     QString error;
     QDir().mkpath(QFileInfo(m_path).path());
-    if ((isNew && !replacePrivateFile(m_path, QByteArray(), error)) || !isRegularFile(m_path)) {
-        qCWarning(lcHistory).noquote() << "Cannot create" << m_path << "-" << error;
+    if (isNew && !replacePrivateFile(m_path, QByteArray(), error)) {
+        logFailure("create", error);
+        return false;
+    }
+    if (!isRegularFile(m_path)) {
+        logFailure("open", QStringLiteral("not a regular file"));
         return false;
     }
     sqlite3 *db = nullptr;
@@ -235,6 +247,7 @@ bool HistoryFile::open()
                      number("PRAGMA user_version") != schemaVersion ||
                      number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
                             "name IN ('series', 'minute', 'hour', 'state')") != 4 ||
+                     number("SELECT count(*) FROM sqlite_master") != 5 ||
                      number("SELECT count(*) FROM state") != 1)) {
             qCWarning(lcHistory).noquote() << m_path << "is no history of this version";
             m_damaged = true;
@@ -275,7 +288,7 @@ bool HistoryFile::endOpenSeries(qint64 minutes)
     if (written <= 0 || written >= hoursEnd * 60) {
         return true;
     }
-    const qint64 end = qMin(written + 1, minutes);
+    const qint64 end = written == minutes ? minutes : written + 1;
     QByteArray row;
     const Statement select = prepare("SELECT id FROM series WHERE value IS NOT NULL");
     while (next(select)) {
@@ -417,12 +430,13 @@ bool HistoryFile::prune(qint64 hours, const Limits &limits)
     }
     const qint64 maxUsed = limits.size / 10 * 9; // the rest is for what comes within an hour
     const bool good = transact([&] {
-        qint64 oldest = hours - limits.days * 24;
-        bool isDropped = dropBefore(oldest);
-        while (isDropped && usedBytes() > maxUsed && oldest <= hours) {
-            oldest += 12;
-            isDropped = dropBefore(oldest);
+        bool isDropped = dropBefore(hours - limits.days * 24);
+        // Half a day each time. A sound file needs no hundred, and other files need not be kept.
+        for (int i = 0; isDropped && i < 100 && usedBytes() > maxUsed; ++i) {
+            isDropped = dropBefore(12 + number("SELECT min((SELECT min(key) FROM hour WHERE "
+                                               "key >= id << 24) & 16777215) FROM series"));
         }
+        isDropped = isDropped && (usedBytes() <= maxUsed || run("DELETE FROM hour"));
         return isDropped &&
                run("DELETE FROM series WHERE NOT EXISTS (SELECT 1 FROM hour WHERE "
                    "hour.key >= series.id << 24 AND hour.key < (series.id + 1) << 24)");

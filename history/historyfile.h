@@ -52,6 +52,7 @@ public:
     bool fold();
     // Drops what is older than the limit, or more than it, oldest first.
     bool prune(qint64 hour, const Limits &limits);
+    // Neither the file nor a damaged one that was set aside holds the devices' names afterwards.
     bool forget(const QStringList &devices);
 
     QVector<QString> members(const QString &device);
@@ -70,6 +71,7 @@ private:
     using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
     bool check(int result, const char *what);
+    void logFailure(const char *what, const QString &reason);
     bool run(const char *sql);
     Statement prepare(const char *sql);
     bool step(const Statement &statement);
