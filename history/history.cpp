@@ -82,7 +82,7 @@ History::History(const QString &file, QObject *parent, Clock clock)
     m_timer.setTimerType(Qt::VeryCoarseTimer);
     m_timer.start(int(minute));
     connect(&m_timer, &QTimer::timeout, this, &History::advance);
-    runOnWorker([this, now = m_now, limits = m_limits.file] {
+    m_worker.start([this, now = m_now, limits = m_limits.file] {
         m_file.endOpenSeries(now / minute);
         m_file.prune(now / hour, limits);
     });
@@ -91,7 +91,7 @@ History::History(const QString &file, QObject *parent, Clock clock)
 History::~History()
 {
     setEnabled(false);
-    runOnWorker([this] { m_file.setEnded(); });
+    m_worker.start([this] { m_file.setEnded(); });
     m_ending = true;
     m_worker.waitForDone();
 }
@@ -107,18 +107,14 @@ void History::setLimits(const Limits &limits)
     m_limits = limits;
     m_memoryThreshold = limits.memory;
     keepWithinMemory();
-    runOnWorker([this, now = m_now, file = limits.file] { m_file.prune(now / hour, file); });
+    m_worker.start([this, now = m_now, file = limits.file] { m_file.prune(now / hour, file); });
 }
 
 void History::setEnabled(bool enabled)
 {
     advance();
     if (m_enabled && !enabled) {
-        for (auto &device : m_devices) {
-            for (Series &series : device.second.series) {
-                take(series, HistoryEntry::unknown);
-            }
-        }
+        forEachSeries([this](Series &series) { take(series, HistoryEntry::unknown); });
         closeMinute();
         m_devices.clear();
         m_memory = 0;
@@ -169,7 +165,7 @@ void History::forget(const QStringList &devices)
             m_devices.erase(known);
         }
     }
-    runOnWorker([this, devices] { m_file.forget(devices); });
+    m_worker.start([this, devices] { m_file.forget(devices); });
 }
 
 void History::lookAt(const QString &device)
@@ -197,7 +193,7 @@ void History::members(const QString &device, QObject *context,
             names.append(series.member);
         }
     }
-    runOnWorker([this, device, names, context = QPointer<QObject>(context), ready] {
+    m_worker.start([this, device, names, context = QPointer<QObject>(context), ready] {
         QVector<QString> all = names + m_file.members(device);
         std::sort(all.begin(), all.end());
         all.erase(std::unique(all.begin(), all.end()), all.end());
@@ -210,10 +206,10 @@ void History::fetch(const QVector<HistoryMember> &members, qint64 from, qint64 t
                     const std::function<void(const QVector<HistoryPoints> &)> &ready)
 {
     advance();
-    from = qBound(qint64(0), from, m_now);
+    from = qMax(qint64(0), from);
     to = qMin(to, m_now);
-    runOnWorker([this, members, samples = samplesOf(members), from, to, maxPoints,
-                 context = QPointer<QObject>(context), ready] {
+    m_worker.start([this, members, samples = samplesOf(members), from, to, maxPoints,
+                    context = QPointer<QObject>(context), ready] {
         QVector<HistoryMember> stored; // of which the samples do not tell everything
         for (int i = 0; i < members.size(); ++i) {
             if (samples[i].empty() || samples[i].front().time > from) {
@@ -241,10 +237,10 @@ void History::exportCsv(const QString &file, const QVector<HistoryMember> &membe
 {
     advance();
     closeMinute(); // what changes in the rest of this minute is added to it
-    from = qBound(qint64(0), from, m_now);
+    from = qMax(qint64(0), from);
     to = qMin(to, m_now);
-    runOnWorker([this, file, members, samples = samplesOf(members), from, to,
-                 context = QPointer<QObject>(context), done] {
+    m_worker.start([this, file, members, samples = samplesOf(members), from, to,
+                    context = QPointer<QObject>(context), done] {
         QSaveFile out(file);
         bool isWritten = out.open(QIODevice::WriteOnly) &&
                          out.write("time,device,member,minimum,maximum,last\n") > 0;
@@ -295,7 +291,7 @@ void History::advance()
         m_now = now;
     }
     if (m_now / hour != before / hour) {
-        runOnWorker([this, hours = m_now / hour, limits = m_limits.file] {
+        m_worker.start([this, hours = m_now / hour, limits = m_limits.file] {
             m_file.fold();
             m_file.prune(hours, limits);
         });
@@ -311,14 +307,12 @@ void History::skipTo(qint64 now)
     }
     m_now = gap;
     std::vector<std::pair<Series *, double>> known;
-    for (auto &device : m_devices) {
-        for (Series &series : device.second.series) {
-            if (!std::isnan(series.value)) {
-                known.emplace_back(&series, series.value);
-                take(series, HistoryEntry::unknown);
-            }
+    forEachSeries([&](Series &series) {
+        if (!std::isnan(series.value)) {
+            known.emplace_back(&series, series.value);
+            take(series, HistoryEntry::unknown);
         }
-    }
+    });
     closeMinute(); // leaves these series in place
     m_now = now;
     for (const auto &[series, value] : known) {
@@ -331,16 +325,14 @@ void History::stepBack(qint64 now)
 {
     closeMinute();
     m_now = now;
-    for (auto &device : m_devices) {
-        for (Series &series : device.second.series) {
-            const qint64 before = bytesOf(series.samples);
-            series.samples.erase(
-                std::upper_bound(series.samples.begin(), series.samples.end(), now, isLater),
-                series.samples.end());
-            m_memory += bytesOf(series.samples) - before;
-            appendSample(series, series.value);
-        }
-    }
+    forEachSeries([&](Series &series) {
+        HistorySamples &samples = series.samples;
+        const qint64 before = bytesOf(samples);
+        samples.erase(std::upper_bound(samples.begin(), samples.end(), now, isLater),
+                      samples.end());
+        m_memory += bytesOf(samples) - before;
+        appendSample(series, series.value);
+    });
     rewriteAll();
 }
 
@@ -367,7 +359,7 @@ void History::closeMinute()
         device = isPast ? m_devices.erase(device) : std::next(device);
     }
     if (!changes.isEmpty()) {
-        runOnWorker([this, minutes = m_now / minute, changes] {
+        m_worker.start([this, minutes = m_now / minute, changes] {
             if (!m_file.write(minutes, changes)) {
                 QMetaObject::invokeMethod(this, &History::rewriteAll, Qt::QueuedConnection);
             }
@@ -378,14 +370,12 @@ void History::closeMinute()
 // Lets the next minute tell all values: the file misses some.
 void History::rewriteAll()
 {
-    for (auto &device : m_devices) {
-        for (Series &series : device.second.series) {
-            if (!series.hasChanged) {
-                series.entry = {series.value, series.value, series.value};
-                series.hasChanged = true;
-            }
+    forEachSeries([](Series &series) {
+        if (!series.hasChanged) {
+            series.entry = {series.value, series.value, series.value};
+            series.hasChanged = true;
         }
-    }
+    });
 }
 
 // False, with a part of the state applied, if its keys are not those of the shape.
@@ -560,11 +550,6 @@ std::vector<HistorySamples> History::samplesOf(const QVector<HistoryMember> &mem
         samples.push_back(series ? series->samples : HistorySamples());
     }
     return samples;
-}
-
-void History::runOnWorker(std::function<void()> job)
-{
-    m_worker.start(std::move(job));
 }
 
 // From the worker.

@@ -12,6 +12,7 @@
 #include <QThreadPool>
 #include <QTimer>
 
+#include <algorithm>
 #include <atomic>
 #include <bitset>
 #include <functional>
@@ -49,7 +50,7 @@ public:
 
     void setLimits(const Limits &limits);
     // On at first. Off: records nothing and drops what is in memory; what is stored stays until it
-    // is too old.
+    // is too old. After it is on again, nothing is known of a device until its next state.
     void setEnabled(bool enabled);
 
     // The whole state of a device: of a member that is missing, or neither a number nor a boolean,
@@ -107,6 +108,14 @@ private:
 
     using Used = std::bitset<64>; // by the index of a series
 
+    template <typename Call>
+    void forEachSeries(const Call &call)
+    {
+        for (auto &device : m_devices) {
+            std::for_each(device.second.series.begin(), device.second.series.end(), call);
+        }
+    }
+
     void advance();
     void stepBack(qint64 now);
     void skipTo(qint64 now);
@@ -122,7 +131,6 @@ private:
     const Series *find(const HistoryMember &member) const;
     std::vector<HistorySamples> samplesOf(const QVector<HistoryMember> &members) const;
 
-    void runOnWorker(std::function<void()> job);
     void answer(const QPointer<QObject> &context, const std::function<void()> &call);
 
     const Clock m_clock;
