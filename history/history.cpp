@@ -23,7 +23,7 @@ constexpr int maxNameLength = 128;
 
 qint64 bytesOf(const HistorySamples &samples)
 {
-    return qint64(samples.capacity() * sizeof(HistorySample));
+    return qint64(samples.capacity()) * qint64(sizeof(HistorySample));
 }
 
 bool isLater(qint64 time, const HistorySample &sample)

@@ -44,7 +44,7 @@ bool readEntry(const char *&from, const char *end, int &minute, HistoryEntry &en
     }
     const int head = uchar(*from++);
     const int size = head & floats ? sizeof(float) : sizeof(double);
-    const int count = head & threeValues ? 3 : 1;
+    const std::ptrdiff_t count = head & threeValues ? 3 : 1;
     minute = head & minuteBits;
     if (minute >= 60 || end - from < size * count) {
         return false;

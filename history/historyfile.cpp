@@ -82,17 +82,21 @@ void forEachChange(const QByteArray &row, qint64 minutes, const Call &each)
     }
 }
 
+// Later entries of the same minute, and minutes that came again after the clock was put back.
 void sortAndMerge(HistoryPoints &points)
 {
+    const auto disorder = std::adjacent_find(
+        points.begin(), points.end(),
+        [](const HistoryPoint &a, const HistoryPoint &b) { return a.time >= b.time; });
+    if (disorder == points.end()) {
+        return;
+    }
     const auto isEarlier = [](const HistoryPoint &a, const HistoryPoint &b) {
         return a.time < b.time;
     };
     std::stable_sort(points.begin(), points.end(), isEarlier);
     auto last = points.begin();
-    for (auto point = points.begin(); point != points.end(); ++point) {
-        if (point == points.begin()) {
-            continue;
-        }
+    for (auto point = last + 1; point != points.end(); ++point) {
         if (point->time == last->time) {
             HistoryEntry sum{last->min, last->max, last->last};
             sum.add({point->min, point->max, point->last});
@@ -101,7 +105,7 @@ void sortAndMerge(HistoryPoints &points)
             *++last = *point;
         }
     }
-    points.erase(points.isEmpty() ? last : last + 1, points.end());
+    points.erase(last + 1, points.end());
 }
 
 } // namespace
@@ -430,7 +434,7 @@ bool HistoryFile::prune(qint64 hours, const Limits &limits)
     }
     const qint64 maxUsed = limits.size / 10 * 9; // the rest is for what comes within an hour
     const bool good = transact([&] {
-        bool isDropped = dropBefore(hours - limits.days * 24);
+        bool isDropped = dropBefore(hours - limits.days * 24LL);
         // Half a day each time. A sound file needs no hundred, and other files need not be kept.
         for (int i = 0; isDropped && i < 100 && usedBytes() > maxUsed; ++i) {
             isDropped = dropBefore(12 + number("SELECT min((SELECT min(key) FROM hour WHERE "

@@ -28,14 +28,12 @@ template <typename Result, typename Request>
 Result waitFor(const Request &request)
 {
     Result result;
-    bool isReady = false;
+    QEventLoop loop;
     request([&](const Result &answer) {
         result = answer;
-        isReady = true;
+        loop.quit();
     });
-    while (!isReady) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
+    loop.exec();
     return result;
 }
 
@@ -268,7 +266,7 @@ private slots:
             m_history->record("d", {{"x", i}});
         }
         open();
-        QCOMPARE(fetch(*m_history, {"old", "x"}).first().time, now - 30 * 24 * hour);
+        QCOMPARE(fetch(*m_history, {"old", "x"}).first().time, now - 30 * (24 * hour));
         m_history->setLimits({16'000'000, {300'000, 30}});
         for (int i = 0; i < 10'000; ++i, now += minute) {
             QJsonObject state;
@@ -294,7 +292,7 @@ private slots:
         }
         m_history = nullptr;
         const QByteArray sound = readFile(m_path);
-        for (int round = 0; round < 80; ++round) {
+        for (int round = 0; round < 40; ++round) {
             m_history = nullptr;
             QByteArray bytes = sound;
             for (int i = 1 << random() % 8; i > 0 && round % 2 == 0; --i) {
