@@ -194,7 +194,10 @@ void History::members(const QString &device, QObject *context,
         }
     }
     m_worker.start([this, device, names, context = QPointer<QObject>(context), ready] {
-        QVector<QString> all = names + m_file.members(device);
+        QVector<QString> all = names;
+        for (const HistoryMember &stored : m_file.members(device)) {
+            all.append(stored.member);
+        }
         std::sort(all.begin(), all.end());
         all.erase(std::unique(all.begin(), all.end()), all.end());
         answer(context, [ready, all] { ready(all); });
@@ -245,25 +248,22 @@ void History::exportCsv(const QString &file, const QVector<HistoryMember> &membe
         bool isWritten = out.open(QIODevice::WriteOnly) &&
                          out.write("time,device,member,minimum,maximum,last\n") > 0;
         CsvTime csvTime;
-        const auto write = [&](const HistoryMember &member, const HistorySamples &newest) {
-            const HistoryPoints stored = m_file.points({member}, from, to).value(0);
-            const QByteArray names = ',' + csvText(member.device) + ',' + csvText(member.member);
-            for (const HistoryPoint &point : clipPoints(joinPoints(stored, newest), from, to)) {
+        const bool isEverything = members.isEmpty();
+        if (isEverything) {
+            m_file.fold(); // otherwise the rows of minutes would be searched for each member
+        }
+        const QVector<HistoryMember> all = isEverything ? m_file.members() : members;
+        for (int i = 0; i < all.size() && isWritten && !m_ending; ++i) {
+            HistoryPoints points = m_file.points({all.at(i)}, from, to).value(0);
+            points = joinPoints(points, isEverything ? HistorySamples() : samples[i]);
+            const QByteArray names =
+                ',' + csvText(all.at(i).device) + ',' + csvText(all.at(i).member) + ',';
+            for (const HistoryPoint &point : clipPoints(points, from, to)) {
                 isWritten =
                     isWritten &&
-                    out.write(csvTime(point.time) + names + ',' + csvNumber(point.min) + ',' +
+                    out.write(csvTime(point.time) + names + csvNumber(point.min) + ',' +
                               csvNumber(point.max) + ',' + csvNumber(point.last) + '\n') > 0;
             }
-            return isWritten && !m_ending;
-        };
-        if (members.isEmpty()) {
-            m_file.fold(); // otherwise the rows of minutes would be searched for each member
-            isWritten = m_file.forEachMember([&](const HistoryMember &member) {
-                return write(member, {});
-            }) && isWritten;
-        }
-        for (int i = 0; i < members.size(); ++i) {
-            write(members.at(i), samples[i]);
         }
         isWritten = isWritten && !m_ending && out.commit();
         answer(context,

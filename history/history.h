@@ -71,7 +71,7 @@ public:
     void fetch(const QVector<HistoryMember> &members, qint64 from, qint64 to, int maxPoints,
                QObject *context,
                const std::function<void(const QVector<HistoryPoints> &)> &ready) override;
-    // Named members: as fetch(). Everything: by the minute.
+    // Named members: as fetch(). Everything: by the minute. What cannot be read is missing.
     void exportCsv(const QString &file, const QVector<HistoryMember> &members, qint64 from,
                    qint64 to, QObject *context,
                    const std::function<void(const QString &)> &done) override;

@@ -112,7 +112,7 @@ void sortAndMerge(HistoryPoints &points)
 
 void HistoryFile::Closer::operator()(sqlite3 *db) const
 {
-    sqlite3_close(db);
+    sqlite3_close_v2(db); // after the last statement
 }
 
 void HistoryFile::Closer::operator()(sqlite3_stmt *statement) const
@@ -467,31 +467,21 @@ bool HistoryFile::forget(const QStringList &devices)
            run("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
-QVector<QString> HistoryFile::members(const QString &device)
+QVector<HistoryMember> HistoryFile::members(const QString &device)
 {
-    QVector<QString> members;
+    QVector<HistoryMember> members;
     if (openExisting()) {
-        const Statement select = prepare("SELECT member FROM series WHERE device = ?");
-        bindText(select.get(), 1, device);
+        const Statement select = prepare(
+            device.isNull() ? "SELECT device, member FROM series ORDER BY device, member"
+                            : "SELECT device, member FROM series WHERE device = ? ORDER BY member");
+        if (!device.isNull()) {
+            bindText(select.get(), 1, device);
+        }
         while (next(select)) {
-            members.append(textOf(select.get(), 0));
+            members.append({textOf(select.get(), 0), textOf(select.get(), 1)});
         }
     }
     return members;
-}
-
-bool HistoryFile::forEachMember(const std::function<bool(const HistoryMember &)> &each)
-{
-    if (!openExisting()) {
-        return !QFileInfo::exists(m_path);
-    }
-    const Statement select = prepare("SELECT device, member FROM series ORDER BY device, member");
-    while (next(select)) {
-        if (!each({textOf(select.get(), 0), textOf(select.get(), 1)})) {
-            return false;
-        }
-    }
-    return !m_damaged;
 }
 
 QVector<HistoryPoints> HistoryFile::points(const QVector<HistoryMember> &members, qint64 from,

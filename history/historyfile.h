@@ -55,9 +55,8 @@ public:
     // Neither the file nor a damaged one that was set aside holds the devices' names afterwards.
     bool forget(const QStringList &devices);
 
-    QVector<QString> members(const QString &device);
-    // Of all devices, in their order. False as soon as `each` is.
-    bool forEachMember(const std::function<bool(const HistoryMember &)> &each);
+    // Of the device, or of all if it is null; in the order of device and member.
+    QVector<HistoryMember> members(const QString &device = QString());
     // The points of each member, by the minute, in the order of time: from the last one before
     // `from` to `to`.
     QVector<HistoryPoints> points(const QVector<HistoryMember> &members, qint64 from, qint64 to);
