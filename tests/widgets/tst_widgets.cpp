@@ -95,6 +95,14 @@ private slots:
                 QCOMPARE(legibleBackground(color, window) == window,
                          contrastRatio(color, window) >= 4.5);
                 QVERIFY(contrastRatio(legibleForeground(color, window), window) >= 4.5);
+                // A dot has the colour in its middle, and at its rim what it stands out from.
+                QPalette palette(window, window);
+                palette.setColor(QPalette::Base, dark ? QColor(25, 25, 25) : Qt::white);
+                const QImage dot = statusDot(color, 16, 2, palette).toImage();
+                QCOMPARE(dot.pixelColor(16, 16), color);
+                const QColor rim =
+                    dot.pixelColor(2, 16).alpha() > 0 ? dot.pixelColor(2, 16) : window;
+                QVERIFY(contrastRatio(color, rim) >= 3);
             }
         }
         icons.setDark(false);

@@ -1,5 +1,8 @@
 #include "ui/widgets/contrast.h"
 
+#include <QPainter>
+#include <QPalette>
+
 #include <algorithm>
 #include <cmath>
 
@@ -16,6 +19,8 @@ double luminance(const QColor &color)
 }
 
 constexpr double minContrast = 4.5;
+constexpr double minMarkContrast = 3;
+const QRgb darkGround = qRgb(0x10, 0x10, 0x10);
 
 } // namespace
 
@@ -39,5 +44,34 @@ QColor legibleForeground(const QColor &foreground, const QColor &background)
 
 QColor legibleBackground(const QColor &foreground, const QColor &usual)
 {
-    return contrastRatio(foreground, usual) >= minContrast ? usual : QColor(0x10, 0x10, 0x10);
+    return contrastRatio(foreground, usual) >= minContrast ? usual : QColor(darkGround);
+}
+
+void paintStatusGround(QPainter &painter, const QRectF &rect, const QColor &color,
+                       const QPalette &palette)
+{
+    const double contrast = std::min(contrastRatio(color, palette.color(QPalette::Window)),
+                                     contrastRatio(color, palette.color(QPalette::Base)));
+    if (contrast < minMarkContrast) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(darkGround));
+        painter.drawEllipse(rect);
+    }
+}
+
+QPixmap statusDot(const QColor &color, int side, qreal ratio, const QPalette &palette)
+{
+    QPixmap dot(QSize(1, 1) * qRound(side * ratio));
+    dot.setDevicePixelRatio(ratio);
+    dot.fill(Qt::transparent);
+    const QRectF square(0, 0, dot.width() / ratio, dot.height() / ratio);
+    QPainter painter(&dot);
+    paintStatusGround(painter, square, color, palette);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    const qreal rim = square.width() / 5; // wide enough to be seen
+    painter.drawEllipse(square.adjusted(rim, rim, -rim, -rim));
+    return dot;
 }

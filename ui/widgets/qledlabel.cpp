@@ -1,5 +1,9 @@
 #include "ui/widgets/qledlabel.h"
 
+#include "ui/widgets/contrast.h"
+
+#include <QPainter>
+
 QLedLabel::QLedLabel(QWidget *parent)
     : QLabel(parent)
 {
@@ -30,5 +34,15 @@ int QLedLabel::side() const
 
 void QLedLabel::draw()
 {
-    setPixmap(QMaterialIcon::instance().pixmap(m_name, side(), m_color, devicePixelRatioF()));
+    const QMaterialIcon &icons = QMaterialIcon::instance();
+    const QPixmap icon = icons.pixmap(m_name, side(), m_color, devicePixelRatioF());
+    QPixmap light(icon.size());
+    light.setDevicePixelRatio(icon.devicePixelRatioF());
+    light.fill(Qt::transparent);
+    QPainter painter(&light);
+    paintStatusGround(painter, QRectF(QPointF(), QSizeF(icon.size()) / icon.devicePixelRatioF()),
+                      icons.color(m_color), palette());
+    painter.drawPixmap(0, 0, icon);
+    painter.end();
+    setPixmap(light);
 }
