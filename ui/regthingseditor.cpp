@@ -9,6 +9,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -41,6 +42,13 @@ RegThingsEditor::RegThingsEditor(QWidget *parent)
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     pagestyle::styleTable(m_table);
     QHeaderView *const header = m_table->horizontalHeader();
+
+    const QKeySequence deleteKey(Qt::Key_Delete);
+    auto *const shortcut = new QShortcut(deleteKey, m_table);
+    shortcut->setContext(Qt::WidgetShortcut);
+    connect(shortcut, &QShortcut::activated, m_forgetButton, &QPushButton::click);
+    m_forgetButton->setToolTip(QStringLiteral("%1 (%2)").arg(
+        m_forgetButton->accessibleName(), deleteKey.toString(QKeySequence::NativeText)));
 
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(m_table, 1);
@@ -117,4 +125,5 @@ void RegThingsEditor::forget(const QSet<QString> &keys)
     }
     updateView();
     emit modified();
+    emit forgotten(keys.values());
 }

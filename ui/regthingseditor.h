@@ -27,6 +27,8 @@ public slots:
 signals:
     // The stored pool has changed.
     void modified();
+    // Follows modified(), with the short ids of the devices that were removed.
+    void forgotten(const QStringList &shortids);
 
 private:
     void updateView();

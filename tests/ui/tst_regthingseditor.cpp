@@ -50,6 +50,7 @@ private slots:
         const QAbstractItemModelTester tester(m_table->model());
         auto *const button = m_editor->findChild<QPushButton *>("forgetButton");
         const QSignalSpy modified(m_editor.get(), &RegThingsEditor::modified);
+        const QSignalSpy forgotten(m_editor.get(), &RegThingsEditor::forgotten);
         QVERIFY(!button->isEnabled());
         m_table->selectRow(1);
         m_table->selectRow(3);
@@ -57,11 +58,21 @@ private slots:
         storeEntry("s5", "found");
         button->click();
         QCOMPARE(modified.size(), 1);
+        QStringList ids = forgotten.value(0).value(0).toStringList();
+        ids.sort();
+        QCOMPARE(ids, QStringList({"lamp_1_s1", "lamp_1_s3"}));
         QCOMPARE(storedEntries(), QString("s0= s2=newer s4= s5=found"));
         QCOMPARE(serial(2), QString("s4"));
         QCOMPARE(serial(3), QString());
         m_editor->sync();
         QCOMPARE(serial(3), QString("s5"));
+        m_editor->show();
+        m_editor->activateWindow();
+        m_table->setFocus();
+        QTRY_VERIFY(m_table->hasFocus());
+        m_table->selectRow(0);
+        QTest::keyClick(m_table, Qt::Key_Delete);
+        QCOMPARE(serial(0), QString("s2"));
     }
 
     void forgettingRegisteredDevicesIsConfirmedOnce()
