@@ -103,6 +103,7 @@ private slots:
                 const QColor rim =
                     dot.pixelColor(2, 16).alpha() > 0 ? dot.pixelColor(2, 16) : window;
                 QVERIFY(contrastRatio(color, rim) >= 3);
+                QVERIFY(contrastRatio(color, statusGround) >= 4.5);
             }
         }
         icons.setDark(false);

@@ -20,7 +20,6 @@ double luminance(const QColor &color)
 
 constexpr double minContrast = 4.5;
 constexpr double minMarkContrast = 3;
-const QRgb darkGround = qRgb(0x10, 0x10, 0x10);
 
 } // namespace
 
@@ -44,7 +43,7 @@ QColor legibleForeground(const QColor &foreground, const QColor &background)
 
 QColor legibleBackground(const QColor &foreground, const QColor &usual)
 {
-    return contrastRatio(foreground, usual) >= minContrast ? usual : QColor(darkGround);
+    return contrastRatio(foreground, usual) >= minContrast ? usual : QColor(statusGround);
 }
 
 void paintStatusGround(QPainter &painter, const QRectF &rect, const QColor &color,
@@ -55,7 +54,7 @@ void paintStatusGround(QPainter &painter, const QRectF &rect, const QColor &colo
     if (contrast < minMarkContrast) {
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(darkGround));
+        painter.setBrush(QColor(statusGround));
         painter.drawEllipse(rect);
     }
 }

@@ -12,6 +12,9 @@ double contrastRatio(const QColor &foreground, const QColor &background);
 // `foreground`, or a lighter or darker tone of it that is legible on `background`.
 QColor legibleForeground(const QColor &foreground, const QColor &background);
 
+// The dark ground on which each of the theme's status colours is legible.
+constexpr QRgb statusGround = qRgb(0x10, 0x10, 0x10);
+
 // The background for text in one of the theme's status colours, which are fixed: `usual`, or one
 // that is dark enough for all of them where the text would be illegible.
 QColor legibleBackground(const QColor &foreground, const QColor &usual);

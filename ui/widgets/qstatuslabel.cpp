@@ -2,6 +2,7 @@
 
 #include "ui/widgets/contrast.h"
 
+#include <QGuiApplication>
 #include <QPainter>
 #include <QPalette>
 
@@ -25,13 +26,12 @@ void QStatusLabel::setText(const QString &text, const QColor &color)
 
 void QStatusLabel::paintEvent(QPaintEvent *event)
 {
-    const QColor usual = palette().color(QPalette::Window);
-    const QColor background = legibleBackground(palette().color(QPalette::WindowText), usual);
-    if (background != usual && !text().isEmpty()) {
+    const QColor plain = QGuiApplication::palette().color(QPalette::WindowText);
+    if (palette().color(QPalette::WindowText) != plain && !text().isEmpty()) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(background);
+        painter.setBrush(QColor(statusGround));
         painter.drawRoundedRect(rect(), 4, 4);
     }
     QLabel::paintEvent(event);

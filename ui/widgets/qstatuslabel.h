@@ -2,8 +2,9 @@
 
 #include <QLabel>
 
-// A label for states: plain text, never HTML, in a colour of its own, on a dark background where
-// the window's would make it illegible. Interface thread.
+// A label for states: plain text, never HTML. In a status colour it is a chip on a dark ground,
+// alike in both themes; in the palette's own colour it stands without one, its text at the same
+// place. Interface thread.
 class QStatusLabel : public QLabel
 {
     Q_OBJECT
