@@ -264,6 +264,7 @@ void deviceforms::build(QWidget &container, const QJsonObject &descriptions)
         return;
     }
     auto *const layout = new QVBoxLayout(&container);
+    layout->setContentsMargins(0, 0, 0, 0); // the page has margins
     for (auto it = descriptions.begin(); it != descriptions.end(); ++it) {
         const QJsonArray settings = it.value().toObject()["settings"].toArray();
         if (!settings.isEmpty() && isKeyPart(it.key())) {

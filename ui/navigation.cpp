@@ -9,6 +9,7 @@
 #include <QActionGroup>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QStyle>
 #include <QToolBar>
 #include <QToolButton>
 
@@ -39,8 +40,8 @@ Navigation::Navigation(QMainWindow &window, QWidget *pages, QMenu &menu,
     : QObject(&window)
     , m_title(new QLabel)
 {
-    makeDock(window, pages);
     makeToolBar(window, menu, deviceWindows);
+    makeDock(window, pages);
 }
 
 void Navigation::makeDock(QMainWindow &window, QWidget *pages)
@@ -50,7 +51,10 @@ void Navigation::makeDock(QMainWindow &window, QWidget *pages)
     layout->addWidget(pages);
     window.setCentralWidget(centre);
     auto *const dock = new QToolDock(centre, QToolDock::Left);
-    const auto leaveRoom = [layout](int extent) { layout->setContentsMargins(extent, 0, 0, 0); };
+    const auto leaveRoom = [this, layout](int extent) {
+        layout->setContentsMargins(extent, 0, 0, 0);
+        alignTitle(extent);
+    };
 
     const QMaterialIcon &icons = QMaterialIcon::instance();
     auto *const group = new QActionGroup(this);
@@ -91,7 +95,6 @@ void Navigation::makeToolBar(QMainWindow &window, QMenu &menu, DeviceWindows &de
     QFont font = m_title->font();
     font.setPointSizeF(font.pointSizeF() * 1.4);
     m_title->setFont(font);
-    m_title->setMargin(6);
     bar->addWidget(m_title);
     auto *const gap = new QWidget(bar);
     gap->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
@@ -117,6 +120,15 @@ void Navigation::makeToolBar(QMainWindow &window, QMenu &menu, DeviceWindows &de
     for (QToolButton *const button : buttons) {
         button->setFocusPolicy(Qt::TabFocus);
     }
+}
+
+// The title begins where the page's content does.
+void Navigation::alignTitle(int extent)
+{
+    const QWidget *const bar = m_title->parentWidget();
+    const int margin = bar->style()->pixelMetric(QStyle::PM_LayoutLeftMargin);
+    m_title->setContentsMargins(qMax(0, extent + margin - bar->layout()->contentsMargins().left()),
+                                6, 6, 6);
 }
 
 int Navigation::pageOf(int data)

@@ -33,6 +33,7 @@ public:
     void setScanning(bool on);
 
 private:
+    void alignTitle(int extent);
     void makeDock(QMainWindow &window, QWidget *pages);
     void makeToolBar(QMainWindow &window, QMenu &menu, DeviceWindows &deviceWindows);
 

@@ -7,6 +7,7 @@
 #include "ui/widgets/qtooldock.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QToolButton>
@@ -123,6 +124,49 @@ private slots:
         buttons[1]->click();
         QCOMPARE(triggered, QList<QVariantList>{{1}});
         QTRY_COMPARE(dock.findChildren<QToolButton *>().size(), 1);
+    }
+
+    void dockHasWordsWhereTheyFitAndFocusMovesNothing()
+    {
+        QWidget parent;
+        QActionGroup group(&parent);
+        QToolDock dock(&parent, QToolDock::Left);
+        for (const char *const text : {"Devices", "Cloud", "Search", "Settings of devices",
+                                       "Abcdefghijklmnopqrstuvwxyz", "Known devices"}) {
+            dock.addAction(group.addAction(text));
+            dock.actions().constLast()->setCheckable(true);
+        }
+        const auto buttons = dock.findChildren<QToolButton *>();
+        parent.show();
+        parent.resize(2000, 2000);
+        QTRY_COMPARE(buttons[0]->toolButtonStyle(), Qt::ToolButtonTextUnderIcon);
+        QCoreApplication::processEvents();
+        const QSize needed(dock.extent() * 6, dock.height() + 12);
+        const std::tuple<QSize, bool> sizes[] = {{needed, true},
+                                                 {needed - QSize(1, 0), false},
+                                                 {QSize(2000, needed.height() - 1), false},
+                                                 {QSize(2000, 100), false},
+                                                 {QSize(2000, 2000), true}};
+        for (const auto &[size, words] : sizes) {
+            parent.resize(size);
+            QTRY_COMPARE(buttons[0]->toolButtonStyle() == Qt::ToolButtonTextUnderIcon, words);
+            QCoreApplication::processEvents();
+            for (QToolButton *const button : buttons) { // the buttons' texts are set anew
+                button->click();
+                QCoreApplication::processEvents();
+                QCOMPARE(button->toolButtonStyle() == Qt::ToolButtonTextUnderIcon, words);
+            }
+            QVERIFY(parent.rect().contains(dock.geometry()));
+        }
+        parent.activateWindow();
+        const QList<QRect> before{buttons[1]->geometry(), dock.geometry()};
+        const QSize hint = buttons[1]->sizeHint();
+        buttons[1]->setFocus();
+        QTRY_VERIFY(buttons[1]->hasFocus());
+        buttons[1]->click(); // the button forgets its size
+        QCoreApplication::processEvents();
+        QCOMPARE(buttons[1]->sizeHint(), hint);
+        QCOMPARE((QList<QRect>{buttons[1]->geometry(), dock.geometry()}), before);
     }
 };
 

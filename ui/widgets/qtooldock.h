@@ -7,9 +7,9 @@ class QBoxLayout;
 class QToolButton;
 
 // A bar of buttons that floats over the middle of one side of its parent and follows the parent's
-// size. Interface thread.
-// QWidget::addAction() adds a button that is bound to the action: icon, tooltip, text for screen
-// readers, checked, enabled and visible follow it. Actions are not owned; removing or
+// size: the buttons have words under their icons where the parent is large enough. Interface
+// thread. QWidget::addAction() adds a button that is bound to the action: icon, tooltip, text for
+// screen readers, checked, enabled and visible follow it. Actions are not owned; removing or
 // deleting one deletes its button. Icons are those of QMaterialIcon in Base and Checked: the
 // constructor chooses a background on which they are legible.
 class QToolDock : public QWidget
@@ -45,6 +45,7 @@ protected:
 private:
     void addButton(QAction *action);
     void updateButton(QAction *action);
+    bool fitsWords(const QSize &space);
     void reposition();
 
     Side m_side;
@@ -52,4 +53,6 @@ private:
     QHash<QAction *, QToolButton *> m_buttons;
     int m_nextIndex = 0;
     int m_extent = 0;
+    bool m_hasWords = false;
+    QSize m_sizeWithWords; // invalid until measured
 };
