@@ -1,5 +1,6 @@
 #include "ui/cloudpage.h"
 
+#include "settings/devicepool.h"
 #include "settings/settingsstore.h"
 #include "ui/dialogs.h"
 #include "ui/linktext.h"
@@ -83,13 +84,13 @@ CloudPage::CloudPage(QWidget *parent)
     addRow(tr("Certificate:"), m_cert, "certStatus");
     addRow(tr("Key:"), m_key, "keyStatus");
     addRow(tr("Valid:"), m_validity, "certValidity");
-    QPushButton *const resetButton =
-        pagestyle::button(tr("&Reset Registration"), "settingsResetGWButton", status);
+    // The buttons are made in their tab order, and the wizard after them.
     QPushButton *const checkButton =
         pagestyle::button(tr("C&heck Connection..."), "checkConnectionButton", status);
-    form->addRow(pagestyle::row({m_reconnectButton, checkButton, resetButton}, Qt::AlignRight));
+    m_resetButton = pagestyle::button(tr("&Reset Registration"), "settingsResetGWButton", status);
+    form->addRow(pagestyle::row({m_reconnectButton, checkButton, m_resetButton}, Qt::AlignRight));
 
-    m_wizard = new RegistrationWizard(this); // after the button: tab order is creation order
+    m_wizard = new RegistrationWizard(this);
     auto *const registration = new QGroupBox(tr("Registration"), this);
     auto *const inner = new QVBoxLayout(registration);
     inner->addWidget(m_wizard);
@@ -114,6 +115,7 @@ void CloudPage::refresh()
     m_serial->setText(serial.isEmpty() ? tr("Not registered") : serial,
                       palette().color(QPalette::WindowText));
     m_wizard->refresh();
+    updateResetButton();
 }
 
 void CloudPage::showStatus(const QJsonObject &status)
@@ -123,6 +125,18 @@ void CloudPage::showStatus(const QJsonObject &status)
                        color(registered ? Role::Success : Role::Warning));
     showCredential(m_key, status[QLatin1String("key")].toInt(-1));
     showCredential(m_cert, status[QLatin1String("cert")].toInt(-1));
+    const int missing = 1;
+    m_hasIdentity = registered || status[QLatin1String("key")] != missing ||
+                    status[QLatin1String("cert")] != missing;
+    updateResetButton();
+}
+
+// A registration that was interrupted may have left any part of the identity.
+void CloudPage::updateResetButton()
+{
+    m_resetButton->setEnabled(m_hasIdentity ||
+                              !SettingsStore().value(keys::CloudSerial).isEmpty() ||
+                              !DevicePool::read().cloudids().isEmpty());
 }
 
 void CloudPage::showConnectivity(bool connected)

@@ -44,6 +44,7 @@ protected:
 
 private:
     void updateLink();
+    void updateResetButton();
 
     RegistrationWizard *m_wizard;
     QFormLayout *m_form;
@@ -56,6 +57,8 @@ private:
     QLabel *m_linkSummary;
     QLabel *m_ledger;
     QPushButton *m_reconnectButton;
+    QPushButton *m_resetButton;
+    bool m_hasIdentity = false; // by the runner's last status
     LinkState m_link;
     QTimer m_clock; // of the relative times, while the page is shown
 };

@@ -9,6 +9,7 @@
 #include "ui/dialogs.h"
 #include "ui/log.h"
 #include "ui/navigation.h"
+#include "ui/pagestyle.h"
 #include "ui/registrationwizard.h"
 #include "ui/regthingseditor.h"
 #include "ui/settingspage.h"
@@ -357,7 +358,7 @@ void MainWindow::showPage(Pages page)
         m_registryPage->sync();
     }
     m_pages->setCurrentIndex(page);
-    m_pages->currentWidget()->setFocus(); // so that Tab enters the page
+    pagestyle::focusFirst(m_pages->currentWidget());
     m_navigation->setPage(page);
 }
 

@@ -4,6 +4,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QTableView>
 
 QLabel *pagestyle::hint(const QString &text, QWidget *parent)
@@ -47,4 +48,18 @@ QHBoxLayout *pagestyle::row(std::initializer_list<QWidget *> widgets, Qt::Alignm
     }
     row->insertStretch(side == Qt::AlignRight ? 0 : -1);
     return row;
+}
+
+void pagestyle::focusFirst(QWidget *page)
+{
+    const auto canShowFocus = [page](const QWidget *widget) {
+        return page->isAncestorOf(widget) && (widget->focusPolicy() & Qt::TabFocus) &&
+               widget->isEnabled() && widget->isVisibleTo(page) &&
+               qobject_cast<const QScrollArea *>(widget) == nullptr;
+    };
+    QWidget *widget = page->nextInFocusChain();
+    while (widget != page && !canShowFocus(widget)) {
+        widget = widget->nextInFocusChain();
+    }
+    widget->setFocus(Qt::ShortcutFocusReason); // with this reason, widgets show that they have it
 }

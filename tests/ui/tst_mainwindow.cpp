@@ -16,6 +16,7 @@
 #include <QCheckBox>
 #include <QFileDialog>
 #include <QJsonArray>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -25,6 +26,7 @@
 #include <QSpinBox>
 #include <QSplashScreen>
 #include <QStatusBar>
+#include <QToolBar>
 #include <QWheelEvent>
 
 using namespace std::chrono_literals;
@@ -158,10 +160,6 @@ private slots:
 
     void theStatesOfConnectionAndCredentialsAreShown()
     {
-        const auto report = [this](bool registered, int key, int cert) {
-            const QJsonObject status{{"gw", registered}, {"key", key}, {"cert", cert}};
-            m_window->runner_finished(ZugatewRunner::CStatus, status);
-        };
         compare({"indicator=Cloud connection is not configured"});
         report(true, 0, 2);
         compare({"indicator=Disconnected from the cloud", "keyStatus=Ok", "certStatus=Corrupt"});
@@ -326,8 +324,15 @@ private slots:
 
     void theRegistrationIsVoidedOnlyOnYes()
     {
+        auto *const button = m_window->findChild<QPushButton *>("settingsResetGWButton");
+        QVERIFY(!button->isEnabled());
+        report(false, 1, 2); // the rest of a registration that was interrupted
+        QVERIFY(button->isEnabled());
+        report(false, 1, 1);
+        QVERIFY(!button->isEnabled());
         SettingsStore().set(keys::CloudSerial, QString("serial"));
-        m_window->findChild<QPushButton *>("settingsResetGWButton")->click();
+        dockAction(1)->trigger();
+        button->click();
         QCOMPARE(openBox()->defaultButton(), openBox()->button(QMessageBox::No));
         openBox()->button(QMessageBox::No)->click();
         settle();
@@ -337,6 +342,27 @@ private slots:
         m_window->runner_finished(ZugatewRunner::DUnreg, true);
         QCOMPARE(shows("regSteps"), QString("0"));
         QVERIFY(!m_window->findChild<QPushButton *>("cloudGetCodeButton")->isEnabled());
+    }
+
+    void aPageStandsBelowItsTitleAndTakesTheFocus()
+    {
+        m_window->show();
+        m_window->activateWindow();
+        m_window->runner_finished(ZugatewRunner::Lsthings,
+                                  QVariant::fromValue(ThingStateList{ThingState()}));
+        const auto *const title = m_window->findChild<QToolBar *>()->findChild<QLabel *>();
+        const auto *const table = m_window->findChild<QWidget *>("things");
+        for (const int width : {1280, 640}) {
+            m_window->resize(width, 700);
+            QTRY_COMPARE(title->mapTo(m_window.get(), title->contentsRect().topLeft()).x(),
+                         table->mapTo(m_window.get(), QPoint()).x());
+        }
+        const QMap<int, QString> first{
+            {0, "things"}, {1, "checkConnectionButton"}, {4, "interval"}};
+        for (auto it = first.begin(); it != first.end(); ++it) {
+            dockAction(it.key())->trigger();
+            QTRY_COMPARE(m_window->focusWidget()->objectName(), it.value());
+        }
     }
 
     void cloudSettingsAreAppliedOnlyWhenTheyChanged()
@@ -390,6 +416,12 @@ private:
                 QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
             }
         });
+    }
+    // The state of the gateway's registration, as the runner reports it.
+    void report(bool registered, int key, int cert)
+    {
+        const QJsonObject status{{"gw", registered}, {"key", key}, {"cert", cert}};
+        m_window->runner_finished(ZugatewRunner::CStatus, status);
     }
     // The runner answers in order: the end of this scan follows all earlier results.
     void settle() const
