@@ -132,6 +132,10 @@ CredentialStore::SSLStatus CredentialStore::certStatus() const
 
 CredentialStore::Validity CredentialStore::validity() const
 {
+    // Also an empty QSslCertificate initialises OpenSSL.
+    if (!QFile::exists(certFilePath())) {
+        return {};
+    }
     const QSslCertificate own = certificate();
     return own.isNull() ? Validity()
                         : Validity{own.effectiveDate().toMSecsSinceEpoch(),
