@@ -176,7 +176,9 @@ void MainWindow::runInitSequence()
 {
     // Unlike QIcon, QPixmap does not choose the larger picture by itself.
     const QString density = qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
-    QSplashScreen splash(QPixmap(QStringLiteral(":/images/splash%1.png").arg(density)));
+    const QImage picture(QStringLiteral(":/images/splash%1.png").arg(density));
+    // A file that QPixmap reads itself stays in QPixmapCache.
+    QSplashScreen splash(QPixmap::fromImage(picture));
     splash.show();
     connect(this, &MainWindow::loadProgress, &splash,
             [&splash](int total, int completed, const QString &statusMsg) {
