@@ -2,41 +2,21 @@
 
 #include "ui/widgets/qfonticonengine.h"
 
-#include <QFile>
 #include <QFontDatabase>
+#include <QResource>
 
 namespace {
 
-constexpr int maxLineLength = 256;
-constexpr int maxGlyphs = 20000;
-
-QString familyOf(const QString &fontFile)
+// Not copied if the resource is stored uncompressed.
+QByteArray contents(const char *file)
 {
-    const int id = QFontDatabase::addApplicationFont(fontFile);
-    return QFontDatabase::applicationFontFamilies(id).value(0);
+    return QResource(QLatin1String(file)).uncompressedData();
 }
 
-// One line for each glyph, "name hexadecimal-code-point"; other lines are ignored.
-QHash<QString, QString> readCodepoints(const QString &fileName)
+QString familyOf(const QByteArray &font)
 {
-    QHash<QString, QString> glyphs;
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return glyphs;
-    }
-    while (glyphs.size() < maxGlyphs) {
-        const QByteArray line = file.readLine(maxLineLength);
-        if (line.isNull()) {
-            break;
-        }
-        const QList<QByteArray> parts = line.trimmed().split(' ');
-        bool ok = false;
-        const uint code = parts.value(1).toUInt(&ok, 16);
-        if (ok && code <= QChar::LastValidCodePoint && !QChar::isSurrogate(code)) {
-            glyphs.insert(QString::fromUtf8(parts.first()), QString::fromUcs4(&code, 1));
-        }
-    }
-    return glyphs;
+    const int id = QFontDatabase::addApplicationFontFromData(font);
+    return QFontDatabase::applicationFontFamilies(id).value(0);
 }
 
 } // namespace
@@ -48,8 +28,8 @@ QMaterialIcon &QMaterialIcon::instance()
 }
 
 QMaterialIcon::QMaterialIcon()
-    : m_family(familyOf(QStringLiteral(":/qtmf/src_v70/MaterialIcons-Regular.ttf")))
-    , m_glyphs(readCodepoints(QStringLiteral(":/qtmf/src_v70/codepoints")))
+    : m_family(familyOf(contents(":/qtmf/src_v70/MaterialIcons-Regular.ttf")))
+    , m_codepoints(contents(":/qtmf/src_v70/codepoints"))
 {
 }
 
@@ -95,8 +75,28 @@ QPixmap QMaterialIcon::pixmap(const QString &name, int size, Color color, qreal 
     return pixmap;
 }
 
+// The table has one line for each glyph, "name hexadecimal-code-point". It is searched for the few
+// names that are used: a hash of its two thousand would take 280 KB.
+QString QMaterialIcon::glyph(const QString &name) const
+{
+    const QByteArray start = name.toUtf8() + ' ';
+    int at = m_codepoints.indexOf(start);
+    while (at > 0 && m_codepoints.at(at - 1) != '\n') {
+        at = m_codepoints.indexOf(start, at + 1);
+    }
+    if (name.isEmpty() || at < 0) {
+        return {};
+    }
+    at += start.size();
+    const QByteArray code = m_codepoints.mid(at, m_codepoints.indexOf('\n', at) - at);
+    bool ok = false;
+    const uint point = code.trimmed().toUInt(&ok, 16);
+    const bool isValid = ok && point <= QChar::LastValidCodePoint && !QChar::isSurrogate(point);
+    return isValid ? QString::fromUcs4(&point, 1) : QString();
+}
+
 // Without the icon font, another font would draw the glyph as a box.
 QString QMaterialIcon::drawable(const QString &name) const
 {
-    return m_family.isEmpty() ? QString() : m_glyphs.value(name);
+    return m_family.isEmpty() ? QString() : glyph(name);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <QByteArray>
 #include <QColor>
-#include <QHash>
 #include <QIcon>
 #include <QPixmap>
 #include <QString>
@@ -31,7 +31,7 @@ public:
     QPixmap pixmap(const QString &name, int size, Color color, qreal ratio = 1) const;
 
     // The glyph as text in the icon font; empty for a name that is not in the table.
-    QString glyph(const QString &name) const { return m_glyphs.value(name); }
+    QString glyph(const QString &name) const;
 
 private:
     QMaterialIcon();
@@ -39,6 +39,6 @@ private:
     QString drawable(const QString &name) const;
 
     QString m_family;
-    QHash<QString, QString> m_glyphs;
+    QByteArray m_codepoints;
     bool m_dark = false;
 };
