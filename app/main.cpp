@@ -17,6 +17,8 @@
 
 #include <QCommandLineParser>
 #include <QIcon>
+#include <QImageReader>
+#include <QPixmap>
 
 #include <chrono>
 #include <cstdlib>
@@ -35,6 +37,19 @@ void exitWithin(std::chrono::milliseconds limit, int exitCode)
         std::this_thread::sleep_for(limit);
         std::_Exit(exitCode);
     }).detach();
+}
+
+// Without the picture of 256 pixels: no list of windows shows it, and it takes 256 KB.
+QIcon windowIcon()
+{
+    QIcon icon;
+    QImageReader reader(QStringLiteral("://kvg-gate.ico"));
+    for (int i = 0; i < reader.imageCount(); ++i) {
+        if (reader.jumpToImage(i) && reader.size().width() <= 128) {
+            icon.addPixmap(QPixmap::fromImage(reader.read()));
+        }
+    }
+    return icon;
 }
 
 int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
@@ -79,7 +94,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setOrganizationName("Corvalt");
     QCoreApplication::setApplicationName("KVG-Gate");
     QCoreApplication::setApplicationVersion(QString::fromLatin1(defaults::Version));
-    QGuiApplication::setWindowIcon(QIcon("://kvg-gate.ico"));
+    QGuiApplication::setWindowIcon(windowIcon());
     QGuiApplication::setDesktopFileName("kvg-gate");
     QCoreApplication::addLibraryPath(QCoreApplication::applicationDirPath());
     QGuiApplication::setQuitOnLastWindowClosed(false);

@@ -32,7 +32,7 @@ void TrayIcon::attempt()
         }
         return;
     }
-    m_icon = std::make_unique<QSystemTrayIcon>(QIcon(QStringLiteral(":/kvg-gate.ico")));
+    m_icon = std::make_unique<QSystemTrayIcon>();
     m_icon->setContextMenu(&m_menu);
     connect(m_icon.get(), &QSystemTrayIcon::activated, this, &TrayIcon::activated);
     showMark();
