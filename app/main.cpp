@@ -19,6 +19,7 @@
 #include <QIcon>
 #include <QImageReader>
 #include <QPixmap>
+#include <QTimer>
 
 #include <chrono>
 #include <cstdlib>
@@ -75,6 +76,8 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
                          }
                      });
     QObject::connect(&quitSignals, &QuitSignals::quitRequested, &window, &MainWindow::quit);
+    // Later than the end of the start-up: tray icon and first states come after it.
+    QTimer::singleShot(5s, &window, &releaseFreeMemory);
     window.restoreLayout();
     QMetaObject::invokeMethod(&window, "runInitSequence", Qt::AutoConnection);
     return QCoreApplication::exec();

@@ -25,3 +25,5 @@ void prepareProcess()
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     }
 }
+
+void releaseFreeMemory() {} // the heap of Windows does so by itself
