@@ -7,7 +7,6 @@
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QRandomGenerator>
 
 namespace {
 
@@ -22,13 +21,6 @@ void disableOkForEmptyAlias(QInputDialog *prompt)
                      [ok](const QString &text) { ok->setDisabled(cleanAlias(text).isEmpty()); });
 }
 
-QString randomAlias(const QString &type)
-{
-    // Five hexadecimal digits.
-    const quint32 number = QRandomGenerator::global()->bounded(0x10000U, 0x100000U);
-    return QStringLiteral("%1_%2").arg(type, QString::number(number, 16));
-}
-
 } // namespace
 
 AliasPrompts::AliasPrompts(QWidget *window)
@@ -37,10 +29,11 @@ AliasPrompts::AliasPrompts(QWidget *window)
 {
 }
 
-void AliasPrompts::ask(const QStringList &things)
+void AliasPrompts::ask(const QStringList &things, const QHash<QString, QString> &proposals)
 {
     cancel();
     m_remaining = things;
+    m_proposals = proposals;
     askNext();
 }
 
@@ -61,15 +54,14 @@ void AliasPrompts::askNext()
         return;
     }
     const QString thing = m_remaining.takeFirst();
-    const QString type = thing.section(QLatin1Char('_'), 0, 0);
-    const QString serial = thing.section(QLatin1Char('_'), 2);
+    const QString type = typeOfShortId(thing);
     m_prompt = new QInputDialog(m_window->window());
     m_prompt->setWindowTitle(tr("Thing Name"));
     m_prompt->setLabelText(
         tr("Please fill the alias for<br><b>%1 / %2</b><br>Note: the alias must be unique among "
            "all the devices registered to your account.")
-            .arg(type.toHtmlEscaped(), serial.toHtmlEscaped()));
-    m_prompt->setTextValue(randomAlias(type));
+            .arg(type.toHtmlEscaped(), serialOfShortId(thing).toHtmlEscaped()));
+    m_prompt->setTextValue(m_proposals.value(thing, randomAlias(type)));
     disableOkForEmptyAlias(m_prompt);
     connect(m_prompt, &QInputDialog::finished, this, [this, thing](int result) {
         const QString alias = cleanAlias(m_prompt->textValue());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -7,7 +8,7 @@
 class QInputDialog;
 class QWidget;
 
-// Asks the user for the aliases of several things, one prompt after the other, each with a random
+// Asks the user for the aliases of several things, one prompt after the other, each with a
 // proposal. Interface thread.
 class AliasPrompts : public QObject
 {
@@ -18,7 +19,8 @@ public:
     explicit AliasPrompts(QWidget *window);
 
     // Asks for the things with these short ids, instead of those that remain from the last call.
-    void ask(const QStringList &things);
+    // `proposals`: short id to alias; random where there is none.
+    void ask(const QStringList &things, const QHash<QString, QString> &proposals);
     // Closes the prompt and emits nothing.
     void cancel();
 
@@ -32,5 +34,6 @@ private:
 
     QWidget *m_window;
     QStringList m_remaining;
+    QHash<QString, QString> m_proposals;
     QPointer<QInputDialog> m_prompt;
 };

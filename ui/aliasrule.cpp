@@ -1,5 +1,7 @@
 #include "ui/aliasrule.h"
 
+#include <QRandomGenerator>
+
 QString cleanAlias(const QString &text)
 {
     QString clean;
@@ -16,4 +18,21 @@ QString cleanAlias(const QString &text)
         clean.chop(1);
     }
     return clean.trimmed();
+}
+
+QString randomAlias(const QString &type)
+{
+    const quint32 number = QRandomGenerator::global()->bounded(0x10000U, 0x100000U);
+    const QString suffix = QLatin1Char('_') + QString::number(number, 16);
+    return cleanAlias(type).left(maxAliasLength - suffix.size()) + suffix;
+}
+
+QString typeOfShortId(const QString &sid)
+{
+    return sid.section(QLatin1Char('_'), 0, 0);
+}
+
+QString serialOfShortId(const QString &sid)
+{
+    return sid.section(QLatin1Char('_'), 2);
 }

@@ -5,12 +5,13 @@
 #include "ui/aliasprompts.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
+#include "ui/unnamedthings.h"
 #include "ui/widgets/qcountdownlcd.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
-#include <QGridLayout>
 #include <QGuiApplication>
+#include <QHeaderView>
 #include <QJsonArray>
 #include <QLCDNumber>
 #include <QLabel>
@@ -18,6 +19,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QTableView>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -47,16 +49,45 @@ std::optional<int> toCount(const QJsonValue &value)
     return fits ? std::optional(static_cast<int>(number)) : std::nullopt;
 }
 
+// In groups of two or three digits, to be read out.
+QString grouped(QString digits)
+{
+    int left = digits.size();
+    for (int groups = (left + 2) / 3; groups > 1; --groups) {
+        left -= left / groups;
+        digits.insert(left, QLatin1Char(' '));
+    }
+    return digits;
+}
+
+void showNumber(QLCDNumber *display, const QString &text, QSize digit)
+{
+    display->setDigitCount(text.size());
+    display->setFixedSize(digit.width() * text.size(), digit.height());
+    display->display(text);
+}
+
 } // namespace
 
 RegistrationWizard::RegistrationWizard(QWidget *parent)
     : QWidget(parent)
     , m_prompts(new AliasPrompts(this))
+    , m_unnamed(new UnnamedThings(this))
     , m_stepLabel(new QLabel(this))
     , m_steps(new QStackedWidget(this))
+    , m_explanation(
+          new QLabel(tr("If all things have names, registration process will begin right away. "
+                        "Please be ready to fill in the code from the next window into the "
+                        "corresponding field in the Nimbra Cloud."),
+                     this))
+    , m_names(new QTableView(this))
+    , m_useNamesButton(pagestyle::button(tr("&Use These Names"), "cloudUseNamesButton", this))
     , m_startButton(pagestyle::button(tr("&Start"), "cloudGetCodeButton", this))
+    , m_portalButton(pagestyle::button(tr("&Open in browser"), "cloudPortalButton", this))
+    , m_progress(new QProgressBar(this))
     , m_copyButton(pagestyle::button(tr("&Copy to Clipboard"), "cloudCodeCopyButton", this))
-    , m_code(new QLCDNumber(10, this))
+    , m_codePortalButton(pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", this))
+    , m_code(new QLCDNumber(this))
     , m_expiry(new QLabel(tr("Expires in:"), this))
     , m_countdown(new QCountDownLCD(this))
     , m_results(new QListWidget(this))
@@ -97,28 +128,39 @@ QVBoxLayout *RegistrationWizard::addPage()
 
 void RegistrationWizard::addStartPage()
 {
-    auto *const text =
-        new QLabel(tr("If all things have names, registration process will begin right away. "
-                      "Please be ready to fill in the code from the next window into the "
-                      "corresponding field in the Nimbra Cloud."),
-                   this);
-    text->setWordWrap(true);
+    m_explanation->setWordWrap(true);
+    m_names->setObjectName("unnamedThings");
+    m_names->setAccessibleName(tr("Things without a name"));
+    m_names->setModel(m_unnamed);
+    m_names->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::SelectedClicked |
+                             QAbstractItemView::EditKeyPressed | QAbstractItemView::AnyKeyPressed);
+    m_names->setSelectionMode(QAbstractItemView::SingleSelection);
+    pagestyle::styleTable(m_names);
+    m_names->horizontalHeader()->setMaximumSectionSize(-1); // so that the names can fill the rest
+    m_names->horizontalHeader()->setStretchLastSection(true);
+    m_names->setMinimumHeight(m_names->fontMetrics().height() * 8);
     QVBoxLayout *const column = addPage();
-    column->addWidget(text);
-    column->addLayout(pagestyle::row({m_startButton}, Qt::AlignLeft));
+    column->addWidget(m_explanation);
+    column->addWidget(m_names, 1);
+    column->addLayout(
+        pagestyle::row({m_useNamesButton, m_startButton, m_portalButton}, Qt::AlignLeft));
     column->addStretch();
+    connect(m_useNamesButton, &QPushButton::clicked, this, &RegistrationWizard::useProposals);
+    connect(m_portalButton, &QPushButton::clicked, this,
+            &RegistrationWizard::on_cloudOpenKVGButton_clicked);
+    m_portalButton->hide();
+    showUnnamed({});
 }
 
 void RegistrationWizard::addWaitPage()
 {
-    auto *const bar = new QProgressBar(this);
-    bar->setRange(0, 0); // busy, without a percentage
-    bar->setTextVisible(false);
-    bar->setMaximumWidth(bar->fontMetrics().averageCharWidth() * 40);
-    bar->setAccessibleName(tr("Connecting..."));
+    m_progress->setRange(0, 0); // busy, without a percentage
+    m_progress->setTextVisible(false);
+    m_progress->setMaximumWidth(m_progress->fontMetrics().averageCharWidth() * 40);
+    m_progress->setAccessibleName(tr("Connecting..."));
     QVBoxLayout *const column = addPage();
     column->addWidget(new QLabel(tr("Connecting..."), this));
-    column->addWidget(bar);
+    column->addWidget(m_progress);
     QPushButton *const cancelButton = pagestyle::button(tr("C&ancel"), "cloudCancelButton", this);
     connect(cancelButton, &QPushButton::clicked, this, &RegistrationWizard::cancelSession);
     column->addLayout(pagestyle::row({cancelButton}, Qt::AlignLeft));
@@ -127,30 +169,20 @@ void RegistrationWizard::addWaitPage()
 
 void RegistrationWizard::addCodePage()
 {
-    // The numbers get no accessible names, which screen readers would read instead.
     m_code->setObjectName("cloudCode");
     m_code->setSegmentStyle(QLCDNumber::Flat);
     m_code->setFrameShape(QFrame::NoFrame);
-    m_code->setFixedSize(360, 56);
+    // The countdown gets no accessible name, which screen readers would read instead.
     m_countdown->setObjectName("cloudCountdown");
-    m_countdown->setFixedSize(180, 28);
     m_expiry->setBuddy(m_countdown);
-    // Both displays have ten digits and show their number at the right.
-    auto *const display = new QGridLayout;
-    display->addWidget(m_code, 0, 0, 1, 2);
-    display->addWidget(m_expiry, 1, 0);
-    display->addWidget(m_countdown, 1, 1, Qt::AlignRight);
-    auto *const displayRow = new QHBoxLayout;
-    displayRow->addLayout(display);
-    displayRow->addStretch();
-    QPushButton *const portalButton =
-        pagestyle::button(tr("&Open in browser"), "cloudOpenKVGButton", this);
     QPushButton *const againButton =
         pagestyle::button(tr("&New Session"), "cloudExpiredButton", this);
     connect(againButton, &QPushButton::clicked, this, &RegistrationWizard::cancelSession);
     QVBoxLayout *const column = addPage();
-    column->addLayout(displayRow);
-    column->addLayout(pagestyle::row({m_copyButton, portalButton, againButton}, Qt::AlignLeft));
+    column->addLayout(pagestyle::row({m_code}, Qt::AlignLeft));
+    column->addLayout(pagestyle::row({m_expiry, m_countdown}, Qt::AlignLeft));
+    column->addLayout(
+        pagestyle::row({m_copyButton, m_codePortalButton, againButton}, Qt::AlignLeft));
     column->addStretch();
 }
 
@@ -173,6 +205,8 @@ void RegistrationWizard::setStep(RegSteps step)
     m_stepLabel->setText(labels[step]);
     m_code->setEnabled(true); // the code of the former session may have expired
     m_copyButton->setEnabled(true);
+    m_codePortalButton->setEnabled(true);
+    m_progress->setVisible(step == R_CONN);
     if (step == R_SERIAL) {
         m_prompts->cancel();
         m_results->clear();
@@ -194,6 +228,21 @@ void RegistrationWizard::clearResults()
     m_results->clear();
 }
 
+void RegistrationWizard::showUnnamed(const QStringList &sids)
+{
+    m_unnamed->show(sids);
+    m_names->setHidden(sids.isEmpty());
+    m_useNamesButton->setHidden(sids.isEmpty());
+}
+
+void RegistrationWizard::useProposals()
+{
+    const QHash<QString, QString> proposals = m_unnamed->proposals();
+    for (auto it = proposals.cbegin(); it != proposals.cend(); ++it) {
+        emit renameRequested(it.key(), it.value());
+    }
+}
+
 void RegistrationWizard::showState(int state)
 {
     // The user may have gone to the next step before the answer came.
@@ -204,12 +253,16 @@ void RegistrationWizard::showState(int state)
     m_stepLabel->setText(complete ? tr("Your registration process is complete")
                                   : tr("Step 1. Fill in the thing names"));
     m_startButton->setDisabled(complete);
+    m_startButton->setHidden(complete);
+    m_explanation->setHidden(complete);
+    m_portalButton->setVisible(complete);
 }
 
 void RegistrationWizard::askForAliases(const QStringList &things)
 {
     if (!m_cancelled) {
-        m_prompts->ask(things);
+        m_progress->setHidden(!things.isEmpty()); // nothing runs while the user is asked
+        m_prompts->ask(things, m_unnamed->proposals());
     }
 }
 
@@ -231,11 +284,14 @@ void RegistrationWizard::showCode(const QJsonObject &code)
         return;
     }
     setStep(R_CODE);
-    m_code->display(*number);
+    const QString digits = QString::number(*number);
+    showNumber(m_code, grouped(digits), {28, 56});
+    m_code->setAccessibleName(digits); // the display's own value is 0 for grouped digits
     // Without a timeout, the code is valid until the registrar ends the session.
     m_expiry->setVisible(seconds.has_value());
     m_countdown->setVisible(seconds.has_value());
     if (seconds) {
+        showNumber(m_countdown, QString::number(*seconds), {14, 28});
         m_countdown->start(*seconds);
     }
 }
@@ -244,6 +300,7 @@ void RegistrationWizard::showExpired()
 {
     m_stepLabel->setText(tr("The code has expired. Begin a new session for another one."));
     m_copyButton->setEnabled(false);
+    m_codePortalButton->setEnabled(false);
     m_code->setEnabled(false);
 }
 
@@ -299,7 +356,7 @@ void RegistrationWizard::on_cloudGetCodeButton_clicked()
 
 void RegistrationWizard::on_cloudCodeCopyButton_clicked()
 {
-    QGuiApplication::clipboard()->setText(QString::number(m_code->intValue()));
+    QGuiApplication::clipboard()->setText(m_code->accessibleName());
     emit notice(tr("Code copied to clipboard"), copiedNotice);
 }
 

@@ -7,10 +7,13 @@ class QCountDownLCD;
 class QLabel;
 class QLCDNumber;
 class QListWidget;
+class QProgressBar;
 class QPushButton;
 class QStackedWidget;
+class QTableView;
 class QVBoxLayout;
 class AliasPrompts;
+class UnnamedThings;
 
 // The steps of a registration, from the aliases of the things to the list of what was registered.
 // Its signals are requests to the runner, whose results come by methods. Interface thread.
@@ -29,6 +32,8 @@ public:
     // On the first step, asks for the state again: there may be new devices.
     void refresh();
     void clearResults();
+    // Lists on the first step the things without an alias, by their short ids.
+    void showUnnamed(const QStringList &sids);
 
     // Results of the runner.
     void showState(int state); // ZugatewRunner::RegState
@@ -61,12 +66,20 @@ private:
     void setStep(RegSteps step);
     void showExpired();
     void cancelSession();
+    void useProposals();
 
     AliasPrompts *m_prompts;
+    UnnamedThings *m_unnamed;
     QLabel *m_stepLabel;
     QStackedWidget *m_steps;
+    QLabel *m_explanation;
+    QTableView *m_names;
+    QPushButton *m_useNamesButton;
     QPushButton *m_startButton;
+    QPushButton *m_portalButton; // of the first step
+    QProgressBar *m_progress;
     QPushButton *m_copyButton;
+    QPushButton *m_codePortalButton;
     QLCDNumber *m_code;
     QLabel *m_expiry;
     QCountDownLCD *m_countdown;

@@ -2,6 +2,7 @@
 #include "settings/settingsstore.h"
 #include "tests/support/testclock.h"
 #include "tests/support/widgettestmain.h"
+#include "ui/aliasrule.h"
 #include "ui/registrationwizard.h"
 #include "ui/widgets/qcountdownlcd.h"
 
@@ -11,8 +12,10 @@
 #include <QJsonArray>
 #include <QLabel>
 #include <QListWidget>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QTableView>
 
 using Wizard = RegistrationWizard;
 
@@ -45,26 +48,69 @@ private slots:
         prompt()->reject(); // the others are not asked for
         m_wizard->showState(0);
         m_wizard->showState(ZugatewRunner::Complete);
-        QVERIFY(!button("cloudGetCodeButton")->isEnabled());
+        QVERIFY(button("cloudGetCodeButton")->isHidden());
+        m_wizard->on_cloudGetCodeButton_clicked();
+        QVERIFY(!m_wizard->findChild<QProgressBar *>()->isHidden());
         m_wizard->askForAliases({"c_1_C"});
+        QVERIFY(m_wizard->findChild<QProgressBar *>()->isHidden()); // nothing is connecting
         const QString proposal = prompt()->textValue();
         QVERIFY(QRegularExpression("^c_[0-9a-f]+$").match(proposal).hasMatch());
         prompt()->accept();
-        QCOMPARE(m_emitted, QStringList({"a_1_A=desk", "b_1_<i>B_2=desk", "state?",
+        QCOMPARE(m_emitted, QStringList({"a_1_A=desk", "b_1_<i>B_2=desk", "state?", "register",
                                          "c_1_C=" + proposal, "register"}));
         m_wizard->showState(0); // a late answer must not relabel a later step
         QCOMPARE(label(), QString("Step 2. Connecting to the cloud"));
     }
 
+    void unnamedThingsAreListedWithProposals()
+    {
+        auto *const table = m_wizard->findChild<QTableView *>("unnamedThings");
+        QAbstractItemModel &names = *table->model();
+        const auto alias = [&names](int row) { return names.index(row, 2).data().toString(); };
+        const auto edit = [&names](int row, const QString &text) {
+            return names.setData(names.index(row, 2), text, Qt::EditRole);
+        };
+        QVERIFY(table->isHidden() && button("cloudUseNamesButton")->isHidden());
+        QStringList sids;
+        QSet<QString> proposals;
+        const QString longType(200, 'x');
+        for (int i = 0; i < 10000; ++i) {
+            sids += QString("%1_1_%2").arg(i == 0 ? longType : "lamp").arg(i);
+        }
+        m_wizard->showUnnamed(sids);
+        for (int row = 0; row < sids.size(); ++row) {
+            QCOMPARE(alias(row), cleanAlias(alias(row)));
+            proposals += alias(row);
+        }
+        QCOMPARE(proposals.size(), sids.size());
+        QVERIFY(edit(1, " Kitchen\n lamp ") && !edit(2, "Kitchen lamp") && !edit(2, " "));
+        const QString other = alias(3);
+        m_wizard->showUnnamed({"new_1_A_b", "lamp_1_3", "lamp_1_1"});
+        QCOMPARE(QStringList({alias(0), alias(1)}), QStringList({"Kitchen lamp", other}));
+        QCOMPARE(names.index(2, 1).data().toString(), QString("A_b"));
+        button("cloudUseNamesButton")->click();
+        m_emitted.sort();
+        QCOMPARE(m_emitted, QStringList({"lamp_1_1=Kitchen lamp", "lamp_1_3=" + other,
+                                         "new_1_A_b=" + alias(2)}));
+        m_wizard->askForAliases({"lamp_1_1"});
+        QCOMPARE(prompt()->textValue(), QString("Kitchen lamp"));
+        m_wizard->showUnnamed({});
+        QVERIFY(table->isHidden() && names.rowCount() == 0);
+    }
+
     void codesAreShownAndCopied()
     {
-        const std::pair<QJsonObject, QString> rows[] = {
-            {{{"value", 2147483647}}, "2147483647"},
-            {{{"value", 42}, {"code", 7}, {"timeout", 60}}, "42"},
-            {{{"code", "0042"}, {"timeout", -1}}, "42"},
-            {{{"value", 2}, {"timeout", "soon"}}, "2"}};
-        for (const auto &[code, copied] : rows) {
+        const std::tuple<QJsonObject, QString, int> rows[] = {
+            {{{"value", 2147483647}}, "2147483647", 13}, // 214 748 36 47
+            {{{"value", 351890}}, "351890", 7},
+            {{{"value", 42}, {"code", 7}, {"timeout", 60}}, "42", 2},
+            {{{"code", "0042"}, {"timeout", -1}}, "42", 2},
+            {{{"value", 2}, {"timeout", "soon"}}, "2", 1}};
+        for (const auto &[code, copied, width] : rows) {
             m_wizard->showCode(code);
+            const auto *const display = m_wizard->findChild<QLCDNumber *>("cloudCode");
+            QCOMPARE(display->digitCount(), width);
+            QCOMPARE(display->accessibleName(), copied);
             QCOMPARE(step(), int(Wizard::R_CODE));
             const bool isTimed = code["timeout"] == 60;
             QCOMPARE(countdown()->isRunning(), isTimed);
@@ -82,6 +128,7 @@ private slots:
         testclock::advance(std::chrono::milliseconds(1100));
         QTRY_VERIFY(label().startsWith("The code has expired"));
         QVERIFY(!button("cloudCodeCopyButton")->isEnabled());
+        QVERIFY(!button("cloudOpenKVGButton")->isEnabled());
         button("cloudExpiredButton")->click();
         // Cancelled, or the next session would find the registrar busy.
         QCOMPARE(m_emitted, QStringList({"cancel", "state?"}));
