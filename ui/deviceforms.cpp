@@ -275,20 +275,29 @@ void deviceforms::build(QWidget &container, const QJsonObject &descriptions)
     alignLabelsAndSetTabOrder(container);
 }
 
-bool deviceforms::write(const QWidget &container)
+QVector<QWidget *> deviceforms::editors(const QWidget &container)
 {
-    SettingsStore store;
+    QVector<QWidget *> editors;
     const auto forms = container.findChildren<QGroupBox *>(QString(), Qt::FindDirectChildrenOnly);
     for (const QGroupBox *const form : forms) {
         // Direct children only: a spin box has a line edit of its own.
         const auto widgets = form->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
-        for (const QWidget *const widget : widgets) {
-            // A label has no user property.
-            const QMetaProperty shown = widget->metaObject()->userProperty();
-            if (shown.isValid()) {
-                store.setPluginValue(form->objectName(), widget->objectName(), shown.read(widget));
+        for (QWidget *const widget : widgets) {
+            if (widget->metaObject()->userProperty().isValid()) { // a label has none
+                editors.append(widget);
             }
         }
+    }
+    return editors;
+}
+
+bool deviceforms::write(const QWidget &container)
+{
+    SettingsStore store;
+    const QVector<QWidget *> widgets = editors(container);
+    for (const QWidget *const widget : widgets) {
+        store.setPluginValue(widget->parent()->objectName(), widget->objectName(),
+                             widget->metaObject()->userProperty().read(widget));
     }
     return store.flush();
 }

@@ -3,6 +3,7 @@
 #include "ui/deviceforms.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
+#include "ui/unsavedchanges.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -12,6 +13,7 @@
 
 DeviceSettingsPage::DeviceSettingsPage(QWidget *parent)
     : QWidget(parent)
+    , m_changes(new UnsavedChanges(this))
     , m_area(new QScrollArea(this))
     , m_hint(pagestyle::hint(tr("No device type has settings."), this))
     , m_readButton(pagestyle::button(tr("&Read"), "deviceConfigsReadButton", this))
@@ -26,6 +28,13 @@ DeviceSettingsPage::DeviceSettingsPage(QWidget *parent)
     layout->addWidget(m_area, 1);
     layout->addWidget(m_hint, 1);
     layout->addLayout(pagestyle::row({m_readButton, m_writeButton}, Qt::AlignRight));
+    using Page = DeviceSettingsPage;
+    connect(m_changes, &UnsavedChanges::existChanged, m_readButton, &QWidget::setEnabled);
+    connect(m_changes, &UnsavedChanges::existChanged, m_writeButton, &QWidget::setEnabled);
+    connect(m_changes, &UnsavedChanges::saveRequested, this,
+            &Page::on_deviceConfigsWriteButton_clicked);
+    connect(m_changes, &UnsavedChanges::discardRequested, this,
+            &Page::on_deviceConfigsReadButton_clicked);
     QMetaObject::connectSlotsByName(this);
     showPlugins({});
 }
@@ -41,13 +50,12 @@ void DeviceSettingsPage::on_deviceConfigsReadButton_clicked()
     const int position = m_area->verticalScrollBar()->value();
     auto *const forms = new QWidget(m_area);
     deviceforms::build(*forms, m_plugins);
+    m_changes->watch(deviceforms::editors(*forms));
     m_area->setWidget(forms); // deletes the former ones
     m_area->verticalScrollBar()->setValue(position);
     const bool any = forms->findChild<QWidget *>() != nullptr;
     m_area->setVisible(any);
     m_hint->setVisible(!any);
-    m_readButton->setEnabled(any);
-    m_writeButton->setEnabled(any);
 }
 
 void DeviceSettingsPage::on_deviceConfigsWriteButton_clicked()
@@ -55,6 +63,7 @@ void DeviceSettingsPage::on_deviceConfigsWriteButton_clicked()
     const bool saved = deviceforms::write(*m_area->widget());
     emit stored();
     if (saved) {
+        m_changes->markStored();
         emit notice(tr("Device settings saved"), 2000);
     } else {
         dialogs::showSaveFailed(this);

@@ -6,6 +6,7 @@
 class QLabel;
 class QPushButton;
 class QScrollArea;
+class UnsavedChanges;
 
 // The settings of the device types, in forms that the types describe. Interface thread.
 class DeviceSettingsPage : public QWidget
@@ -30,6 +31,7 @@ signals:
 
 private:
     QJsonObject m_plugins;
+    UnsavedChanges *m_changes;
     QScrollArea *m_area;
     QLabel *m_hint;
     QPushButton *m_readButton;

@@ -15,6 +15,7 @@
 #include "ui/settingspage.h"
 #include "ui/statepage.h"
 #include "ui/trayicon.h"
+#include "ui/unsavedchanges.h"
 #include "updates/cvupdater.h"
 
 #include <QAction>
@@ -347,9 +348,13 @@ void MainWindow::sidePane_clicked()
     const int number = action != nullptr ? action->data().toInt() : 0;
     if (number == Navigation::scanData) {
         m_scanClock.scan();
-    } else {
-        showPage(static_cast<Pages>(Navigation::pageOf(number)));
+        return;
     }
+    const auto page = static_cast<Pages>(Navigation::pageOf(number));
+    const auto show = [this, page] { showPage(page); };
+    const int current = m_pages->currentIndex();
+    m_navigation->setPage(current); // the user may stay
+    page == current ? show() : UnsavedChanges::askBeforeLeaving(m_pages->currentWidget(), show);
 }
 
 void MainWindow::showPage(Pages page)

@@ -5,6 +5,7 @@
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
 #include "ui/scanclock.h"
+#include "ui/unsavedchanges.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/wheelguard.h"
 
@@ -106,6 +107,7 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     , m_settings(settings)
     , m_autostart(autostart)
     , m_logFolder(logFolder)
+    , m_changes(new UnsavedChanges(this))
     , m_interval(new QComboBox(this))
     , m_host(new QLineEdit(this))
     , m_port(makeSpinBox(1, 65535, QString(), this))
@@ -135,15 +137,23 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
 
     auto *const layout = new QVBoxLayout(this);
     layout->addWidget(area, 1);
-    layout->addLayout(
-        pagestyle::row({pagestyle::button(tr("Re&vert"), "settingsRevertButton", this),
-                        pagestyle::button(tr("&Apply"), "settingsApplyButton", this)},
-                       Qt::AlignRight));
+    QPushButton *const revertButton =
+        pagestyle::button(tr("Re&vert"), "settingsRevertButton", this);
+    QPushButton *const applyButton = pagestyle::button(tr("&Apply"), "settingsApplyButton", this);
+    layout->addLayout(pagestyle::row({revertButton, applyButton}, Qt::AlignRight));
 
     QWidget *const editors[] = {m_interval, m_port, m_keepAlive, m_language, m_scanInterval};
     for (QWidget *const editor : editors) {
         guardFromWheel(editor);
     }
+    using Page = SettingsPage;
+    connect(m_changes, &UnsavedChanges::existChanged, revertButton, &QWidget::setEnabled);
+    connect(m_changes, &UnsavedChanges::existChanged, applyButton, &QWidget::setEnabled);
+    connect(m_changes, &UnsavedChanges::saveRequested, this, &Page::on_settingsApplyButton_clicked);
+    connect(m_changes, &UnsavedChanges::discardRequested, this, &Page::load);
+    m_changes->watch({m_interval, m_host, m_port, m_keepAlive, m_language, m_dark,
+                      m_startWithSession, m_startHidden, m_closeToTray, m_autoScan,
+                      m_scanInterval});
     connect(m_autoScan, &QCheckBox::toggled, m_scanInterval, &QWidget::setEnabled);
     QMetaObject::connectSlotsByName(this);
 }
@@ -231,6 +241,7 @@ void SettingsPage::show(const SettingsValues &values)
     m_scanInterval->setValue(values.scanInterval);
     m_scanInterval->setEnabled(values.autoScan);
     m_dark->setChecked(values.dark);
+    m_changes->markStored();
 }
 
 void SettingsPage::warn(const QString &title, const QString &text)
@@ -252,6 +263,7 @@ void SettingsPage::on_settingsApplyButton_clicked()
         emit cloudSettingsChanged();
     }
     if (saved) {
+        m_changes->markStored();
         emit notice(tr("Settings saved"), savedNotice);
     } else {
         dialogs::showSaveFailed(this);

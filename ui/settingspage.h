@@ -10,6 +10,7 @@ class QLineEdit;
 class QPushButton;
 class QSpinBox;
 class QVBoxLayout;
+class UnsavedChanges;
 class ZUSettings;
 
 // The application's own settings, the backup, and a button for the log folder. Interface thread.
@@ -62,6 +63,7 @@ private:
     ZUSettings &m_settings;
     Autostart &m_autostart;
     const QString m_logFolder;
+    UnsavedChanges *m_changes;
     QComboBox *m_interval;
     QLineEdit *m_host;
     QSpinBox *m_port;

@@ -4,6 +4,7 @@
 #include "tests/support/files.h"
 #include "tests/support/testclock.h"
 #include "tests/support/widgettestmain.h"
+#include "tests/support/writefault.h"
 #include "tests/ui/fakeinterface.h"
 #include "ui/mainwindow.h"
 #include "ui/navigation.h"
@@ -378,11 +379,66 @@ private slots:
         QCOMPARE(changed.size(), 1);
     }
 
+    void unsavedChangesAreSavedOrDiscardedBeforeLeaving()
+    {
+        struct Row
+        {
+            int action, page;
+            QString editor, apply, revert;
+        };
+        m_window->runner_finished(4, m_plugins);
+        for (const Row &row :
+             {Row{4, 1, "keepAlive", "settingsApplyButton", "settingsRevertButton"},
+              Row{3, 2, "n", "deviceConfigsWriteButton", "deviceConfigsReadButton"}}) {
+            const auto enabled = [this, row] {
+                const auto isEnabled = [this](const QString &name) {
+                    return m_window->findChild<QPushButton *>(name)->isEnabled();
+                };
+                return isEnabled(row.apply) && isEnabled(row.revert);
+            };
+            const auto edit = [this, row](int value) {
+                m_window->findChild<QSpinBox *>(row.editor)->setValue(value);
+            };
+            const auto leave = [this](QMessageBox::StandardButton answer) {
+                dockAction(0)->trigger();
+                dockAction(5)->trigger(); // asked once
+                QVERIFY(openBox());
+                openBox()->button(answer)->click();
+                QCoreApplication::processEvents();
+            };
+            const QString page = QString("page=%1").arg(row.page);
+            dockAction(row.action)->trigger();
+            edit(5);
+            m_window->findChild<QPushButton *>(row.apply)->click();
+            edit(7);
+            QVERIFY(enabled());
+            edit(5);
+            QVERIFY(!enabled());
+            edit(7);
+            dockAction(row.action)->trigger();
+            QVERIFY(!openBox());
+            leave(QMessageBox::Cancel);
+            compare({page, row.editor + "=7", "box="});
+            QVERIFY(dockAction(row.action)->isChecked());
+            leave(QMessageBox::Discard);
+            compare({"page=0", row.editor + "=5"});
+            dockAction(row.action)->trigger();
+            edit(8);
+            {
+                const auto fault = settingsFault();
+                leave(QMessageBox::Save);
+                compare({page, "title=KVG-Gate"}); // which says that it was not saved
+            }
+            delete openBox();
+            leave(QMessageBox::Save);
+            compare({"page=0", row.editor + "=8"});
+            QVERIFY(!enabled());
+        }
+    }
+
     void scrollingChangesNoSetting()
     {
-        const QJsonObject number{{"name", "n"}, {"type", "int"}, {"min", 0}, {"max", 9}};
-        const QJsonObject lamp{{"settings", QJsonArray{number}}};
-        m_window->runner_finished(4, QJsonObject{{"lamp", lamp}});
+        m_window->runner_finished(4, m_plugins);
         for (const char *const name :
              {"n", "interval", "port", "keepAlive", "language", "scanInterval"}) {
             auto *const editor = m_window->findChild<QWidget *>(name);
@@ -473,6 +529,9 @@ private:
         return "?";
     }
 
+    const QJsonObject m_plugins{
+        {"lamp", QJsonObject{{"settings", QJsonArray{QJsonObject{
+                                              {"name", "n"}, {"type", "int"}, {"max", 9}}}}}}};
     FakeAutostart m_autostart;
     std::unique_ptr<MainWindow> m_window;
     QStringList m_steps; // the progress of the start-up
