@@ -22,7 +22,6 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
-#include <QSplashScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
 
@@ -36,10 +35,6 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
 {
     setObjectName("MainWindow");
     setWindowTitle(QStringLiteral("KVG-Gate"));
-    const bool wanted = m_settings.store().value(keys::Autostart);
-    if (!wanted || !autostart.autostartSet()) {
-        autostart.setAutostart(wanted);
-    }
     makePages(autostart, logFolder);
     connectRunner();
     m_updater = makeUpdater(m_settings.store().value(keys::UpdateFeed));
@@ -77,9 +72,8 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     m_deviceSettingsPage = new DeviceSettingsPage(m_pages);
     m_cloudPage = new CloudPage(m_pages);
     m_registryPage = new RegThingsEditor(m_pages);
-    QWidget *const pages[] = {m_statePage, m_settingsPage, m_deviceSettingsPage, m_cloudPage,
-                              m_registryPage};
-    for (QWidget *const page : pages) {
+    for (QWidget *const page : std::initializer_list<QWidget *>{
+             m_statePage, m_settingsPage, m_deviceSettingsPage, m_cloudPage, m_registryPage}) {
         m_pages->addWidget(page);
     }
     for (const QAction *const action : m_navigation->actions()) {
@@ -175,18 +169,8 @@ void MainWindow::restoreLayout()
 
 void MainWindow::runInitSequence()
 {
-    // Unlike QIcon, QPixmap does not choose the larger picture by itself.
-    const QString density = qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
-    const QImage picture(QStringLiteral(":/images/splash%1.png").arg(density));
-    // A file that QPixmap reads itself stays in QPixmapCache.
-    QSplashScreen splash(QPixmap::fromImage(picture));
+    StartupSplash splash(m_startup);
     splash.show();
-    connect(this, &MainWindow::loadProgress, &splash,
-            [&splash](int total, int completed, const QString &statusMsg) {
-                splash.showMessage(
-                    QStringLiteral("%1/%2 %3").arg(completed).arg(total).arg(statusMsg),
-                    Qt::AlignBottom | Qt::AlignHCenter, Qt::white);
-            });
     m_deviceWindows.holdBack();
     if (!m_startup.run() && !m_exitCode) {
         m_exitCode = 1;
@@ -210,7 +194,6 @@ void MainWindow::showAfterStartup(QSplashScreen &splash)
         return;
     }
     show();
-    disconnect(this, &MainWindow::loadProgress, &splash, nullptr);
     splash.finish(this);
     bringUp();
 }

@@ -122,6 +122,10 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     , m_backupButton(pagestyle::button(tr("&Backup…"), "settingsBackupButton", this))
     , m_restoreButton(pagestyle::button(tr("L&oad Backup…"), "settingsRestoreButton", this))
 {
+    const bool wanted = m_settings.store().value(keys::Autostart);
+    if (!wanted || !m_autostart.autostartSet()) {
+        m_autostart.setAutostart(wanted);
+    }
     auto *const pane = new QWidget(this);
     auto *const groups = new QVBoxLayout(pane);
     addCloudGroup(groups);

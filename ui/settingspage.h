@@ -19,8 +19,8 @@ class SettingsPage : public QWidget, public SettingsForm
     Q_OBJECT
 
 public:
-    // `settings` and `autostart` are borrowed for life. `logFolder`: what a button opens; no
-    // button when it is empty.
+    // `settings` and `autostart` are borrowed for life; the latter is brought in line with the
+    // stored setting. `logFolder`: what a button opens; no button when it is empty.
     SettingsPage(ZUSettings &settings, Autostart &autostart, const QString &logFolder,
                  QWidget *parent = nullptr);
 

@@ -4,7 +4,9 @@
 #include "ui/log.h"
 #include "ui/scanclock.h"
 
+#include <QApplication>
 #include <QEventLoop>
+#include <QPixmap>
 #include <QVariant>
 
 StartupChain::StartupChain(ZugatewRunner &runner, ScanClock &scanClock)
@@ -70,4 +72,17 @@ void StartupChain::advance(int op, const QVariant &result)
     default:
         break;
     }
+}
+
+StartupSplash::StartupSplash(const StartupChain &chain)
+{
+    // Unlike QIcon, QPixmap does not choose the larger picture by itself.
+    const QString density = qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString();
+    // A file that QPixmap reads itself stays in QPixmapCache.
+    setPixmap(QPixmap::fromImage(QImage(QStringLiteral(":/images/splash%1.png").arg(density))));
+    connect(&chain, &StartupChain::progress, this,
+            [this](int total, int completed, const QString &text) {
+                showMessage(QStringLiteral("%1/%2 %3").arg(completed).arg(total).arg(text),
+                            Qt::AlignBottom | Qt::AlignHCenter, Qt::white);
+            });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QSplashScreen>
 
 class QVariant;
 class ScanClock;
@@ -34,4 +35,11 @@ private:
     ZugatewRunner &m_runner;
     ScanClock &m_scanClock;
     bool m_running = false;
+};
+
+// Shows the progress of the start-up. Interface thread.
+class StartupSplash : public QSplashScreen
+{
+public:
+    explicit StartupSplash(const StartupChain &chain);
 };
