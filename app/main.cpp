@@ -19,6 +19,7 @@
 #include <QIcon>
 #include <QImageReader>
 #include <QPixmap>
+#include <QProcess>
 #include <QTimer>
 
 #include <chrono>
@@ -73,6 +74,8 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
                              window.bringUp();
                          } else if (message == QLatin1String("quit")) {
                              window.quit();
+                         } else if (message == QLatin1String("restart")) {
+                             window.restart();
                          }
                      });
     QObject::connect(&quitSignals, &QuitSignals::quitRequested, &window, &MainWindow::quit);
@@ -88,6 +91,10 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
 int main(int argc, char *argv[])
 {
     prepareProcess();
+    QStringList arguments; // with those that the application object removes
+    for (int i = 1; i < argc; ++i) {
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    }
     // Milliseconds. After the first registration Qt would poll the network interfaces every ten
     // seconds; the gateway does not use the result.
     qputenv("QT_BEARER_POLL_TIMEOUT", QByteArray("86400000"));
@@ -114,30 +121,47 @@ int main(int argc, char *argv[])
     QCommandLineOption quit("quit", "End the running instance.");
     quit.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(quit);
+    // Of an instance that another one starts in its place: the first has done these already.
+    QCommandLineOption restarted("restarted", "Ignore --reset and --lang.");
+    restarted.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(restarted);
     parser.process(app);
 
-    LogFile log;
-    SingleAppHandler guard;
+    std::optional<LogFile> log(std::in_place);
+    std::optional<SingleAppHandler> guard(std::in_place);
     if (parser.isSet(quit)) {
-        guard.sendMessage("quit");
+        guard->sendMessage("quit");
         return 0;
     }
-    if (!guard.isFirstInstance()) {
-        guard.sendMessage("show");
+    if (!guard->isFirstInstance()) {
+        guard->sendMessage("show");
         return 0;
     }
-    log.open();
+    log->open();
     int exitCode = 0;
     {
         sanitizeStoredSettings();
         IdentityChange::carryThrough();
-        settleLanguage(parser.isSet("reset"),
-                       parser.isSet("lang") ? std::optional(parser.value("lang")) : std::nullopt);
+        const bool isRestart = parser.isSet(restarted);
+        settleLanguage(parser.isSet("reset") && !isRestart,
+                       parser.isSet("lang") && !isRestart ? std::optional(parser.value("lang"))
+                                                          : std::nullopt);
         settleTheme(&parser, &keys::Dark);
         QMaterialIcon::instance().setDark(isDarkTheme());
         const Translations translations(storedLanguage());
         const QuitSignals quitSignals;
-        exitCode = runWindow(app, guard, quitSignals);
+        exitCode = runWindow(app, *guard, quitSignals);
+    }
+    if (exitCode == MainWindow::restartCode) {
+        exitCode = 0;
+        guard.reset(); // the next instance needs its lock, and the log file
+        log.reset();
+        if (!parser.isSet(restarted)) {
+            arguments.append("--restarted");
+        }
+        if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments)) {
+            qWarning("Cannot start the program again");
+        }
     }
     exitWithin(500ms, exitCode);
     return exitCode;

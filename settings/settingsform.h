@@ -37,7 +37,7 @@ public:
 
     virtual SettingsValues values() const = 0;
     virtual void show(const SettingsValues &values) = 0;
-    // Shows a warning box with an OK button.
+    // Shows a warning box about what takes effect at the next start.
     virtual void warn(const QString &title, const QString &text) = 0;
     virtual Autostart &autostart() = 0;
     // Whether the window uses the dark theme.

@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QPushButton>
 #include <QQueue>
 #include <QVariant>
 
@@ -73,6 +74,20 @@ bool isAlreadyShown(const QWidget *window, const QString &text)
     return false;
 }
 
+// A message with an OK button, to be queued; null when it is not to be shown.
+QMessageBox *makeMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title,
+                         const QString &text)
+{
+    QWidget *const window = parent->window();
+    if (isAlreadyShown(window, text) || DialogQueue::of(window).size() >= maxQueued) {
+        return nullptr;
+    }
+    QMessageBox *const box = makeBox(parent, icon, title, text);
+    box->setDefaultButton(box->addButton(QMessageBox::Ok));
+    box->setEscapeButton(box->defaultButton());
+    return box;
+}
+
 } // namespace
 
 void dialogs::enqueue(QDialog *dialog)
@@ -86,14 +101,22 @@ void dialogs::enqueue(QDialog *dialog)
 void dialogs::showMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title,
                           const QString &text, Qt::TextFormat format)
 {
-    QWidget *const window = parent->window();
-    if (isAlreadyShown(window, text) || DialogQueue::of(window).size() >= maxQueued) {
-        return;
+    if (QMessageBox *const box = makeMessage(parent, icon, title, text)) {
+        box->setTextFormat(format);
+        enqueue(box);
     }
-    QMessageBox *const box = makeBox(parent, icon, title, text);
-    box->setTextFormat(format);
-    box->addButton(QMessageBox::Ok);
-    enqueue(box);
+}
+
+void dialogs::showMessageWithAction(QWidget *parent, QMessageBox::Icon icon, const QString &title,
+                                    const QString &text, const QString &button,
+                                    const std::function<void()> &action)
+{
+    if (QMessageBox *const box = makeMessage(parent, icon, title, text)) {
+        box->setTextFormat(Qt::PlainText);
+        QObject::connect(box->addButton(button, QMessageBox::ActionRole), &QPushButton::clicked,
+                         parent, action);
+        enqueue(box);
+    }
 }
 
 void dialogs::showSaveFailed(QWidget *parent)

@@ -22,6 +22,12 @@ void enqueue(QDialog *dialog);
 void showMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text,
                  Qt::TextFormat format = Qt::PlainText);
 
+// As showMessage(), with a second button that calls `action`, unless `parent` has been deleted by
+// then. OK is the default.
+void showMessageWithAction(QWidget *parent, QMessageBox::Icon icon, const QString &title,
+                           const QString &text, const QString &button,
+                           const std::function<void()> &action);
+
 // Says that the settings could not be saved, and where.
 void showSaveFailed(QWidget *parent);
 

@@ -87,6 +87,7 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, statusBar(),
             &QStatusBar::showMessage);
     connect(wizard, &RegistrationWizard::notice, statusBar(), &QStatusBar::showMessage);
+    connect(m_settingsPage, &SettingsPage::restartRequested, this, &MainWindow::restart);
     connect(m_settingsPage, &SettingsPage::applied, &m_scanClock, &ScanClock::arm);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
     connect(wizard, &RegistrationWizard::renameRequested, this, &MainWindow::thing_renamereq);
@@ -198,10 +199,10 @@ void MainWindow::showAfterStartup(QSplashScreen &splash)
     bringUp();
 }
 
-void MainWindow::quit()
+void MainWindow::exitWith(int code)
 {
-    m_exitCode = 0;
-    QCoreApplication::exit(0); // also ends the start-up's local event loop
+    m_exitCode = code;
+    QCoreApplication::exit(code); // also ends the start-up's local event loop
 }
 
 void MainWindow::bringUp()

@@ -43,6 +43,8 @@ public:
     enum Actions { A_RESCAN, A_EXIT, A_VSWITCH, A_ABOUT, A_HIDE, A_UPDCHK };
     Q_ENUM(Actions)
 
+    static constexpr int restartCode = 1000;
+
     // `autostart` is borrowed for life. `logFolder`: what a button of the settings page opens.
     MainWindow(Autostart &autostart, const QString &logFolder, QWidget *parent = nullptr);
     // Stores the layout, ends the cloud connection and waits for the runner.
@@ -59,7 +61,9 @@ public slots:
     // user quits meanwhile, with 0. Both happen as soon as the main event loop runs.
     void runInitSequence();
     // Exits the application with 0, also during start-up.
-    void quit();
+    void quit() { exitWith(0); }
+    // Exits it with restartCode, for main() to start it again.
+    void restart() { exitWith(restartCode); }
     // Shows, raises and activates the window; during start-up, as soon as that has succeeded.
     void bringUp();
     void checkUpdate();
@@ -90,6 +94,7 @@ private:
     void connectRunner();
     void showAfterStartup(QSplashScreen &splash);
     void showPage(Pages page);
+    void exitWith(int code);
     bool isShown() const { return isVisible() && !isMinimized(); }
     void showImported(bool done);
     void queue(void (ZugatewRunner::*slot)());

@@ -250,7 +250,14 @@ void SettingsPage::show(const SettingsValues &values)
 
 void SettingsPage::warn(const QString &title, const QString &text)
 {
-    dialogs::showMessage(this, QMessageBox::Warning, title, text);
+    showRestartNotice(QMessageBox::Warning, title, text);
+}
+
+void SettingsPage::showRestartNotice(QMessageBox::Icon icon, const QString &title,
+                                     const QString &text)
+{
+    dialogs::showMessageWithAction(this, icon, title, text, tr("Restart &Now"),
+                                   [this] { emit restartRequested(); });
 }
 
 bool SettingsPage::isDark() const
@@ -347,10 +354,9 @@ void SettingsPage::showImported(bool done)
         return;
     }
     load();
-    dialogs::showMessage(
-        this, QMessageBox::Information, tr("Import"),
-        tr("Configuration has been restored from a backup. Restart the application as "
-           "soon as possible."));
+    showRestartNotice(QMessageBox::Information, tr("Import"),
+                      tr("Configuration has been restored from a backup. Restart the application "
+                         "as soon as possible."));
 }
 
 void SettingsPage::on_settingsLogButton_clicked()

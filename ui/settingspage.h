@@ -2,6 +2,7 @@
 
 #include "settings/settingsform.h"
 
+#include <QMessageBox>
 #include <QWidget>
 
 class QCheckBox;
@@ -51,8 +52,11 @@ signals:
     void exportRequested(const QString &file);
     void importRequested(const QString &file);
     void notice(const QString &text, int milliseconds);
+    void restartRequested();
 
 private:
+    // Tells what takes effect at the next start, and offers to restart.
+    void showRestartNotice(QMessageBox::Icon icon, const QString &title, const QString &text);
     void exportTo(QString file);
     void setTransferRunning(bool running);
     void addCloudGroup(QVBoxLayout *groups);

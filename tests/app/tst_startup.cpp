@@ -28,6 +28,8 @@ private slots:
         qputenv("ASAN_OPTIONS", "detect_leaks=0"); // Qt's platform plugin leaks
     }
     void init() { QSettings().clear(); }
+    // A detached instance of a test that failed.
+    void cleanupTestCase() { SingleAppHandler().sendMessage("quit"); }
 
     void theLanguageIsStored()
     {
@@ -83,6 +85,24 @@ private slots:
         QCOMPARE(QSettings().value("Cloud/Serial").toString(), QString("S"));
     }
 
+    void aRestartedGatewayKeepsItsSettings()
+    {
+        QDir(LogFile::folder()).removeRecursively();
+        QProcess first; // the second writes to its pipes
+        QVERIFY(start(first, {"-rl", "ru", "--ignore-dark"}));
+        QCOMPARE(storedLanguage(), QString::number(QLocale::system().language()));
+        QSettings().setValue("UI/Language", "pt_BR"); // as the settings page would
+        for (int starts = 2; starts < 4; ++starts) {
+            SingleAppHandler().sendMessage("restart");
+            QTRY_COMPARE_WITH_TIMEOUT(logged("Ready"), starts, 20000);
+            QVERIFY(exitsCleanly(first));
+        }
+        QCOMPARE(storedLanguage(), QString("pt_BR"));
+        QCOMPARE(run({"--quit"}), QString());
+        QTRY_VERIFY(SingleAppHandler().isFirstInstance()); // it has ended
+        QCOMPARE(logged("starts with"), 3);
+    }
+
     // The quit message arrives in the nested event loop of the start-up.
     void aGatewayThatIsStartingCanBeQuit()
     {
@@ -102,6 +122,10 @@ private:
         gateway.start(KVG_GATE, m_platform + arguments);
         QByteArray output;
         return QTest::qWaitFor([&] { return (output += gateway.readAll()).contains(sign); }, 20000);
+    }
+    static int logged(const char *text)
+    {
+        return readFile(LogFile::folder() + "/kvg-gate.log").count(text);
     }
     static bool exitsCleanly(QProcess &gateway)
     {

@@ -302,6 +302,22 @@ private slots:
         QCOMPARE(execStatus(), 0);
     }
 
+    void whatNeedsARestartOffersIt()
+    {
+        m_window->runner_finished(ZugatewRunner::SImport, true);
+        QCOMPARE(shows("title"), QString("Import"));
+        QTest::keyClick(openBox(), Qt::Key_Escape);
+        m_window->findChild<QCheckBox *>("dark")->click();
+        m_window->findChild<SettingsPage *>()->on_settingsApplyButton_clicked();
+        QTRY_COMPARE(shows("title"), QString("Theme"));
+        for (QAbstractButton *const button : openBox()->buttons()) {
+            if (openBox()->buttonRole(button) == QMessageBox::ActionRole) {
+                QTimer::singleShot(0, button, &QAbstractButton::click);
+            }
+        }
+        QCOMPARE(execStatus(), MainWindow::restartCode);
+    }
+
     void anExistingBackupIsReplacedOnlyOnYes()
     {
         const QTemporaryDir folder;
