@@ -1,9 +1,12 @@
 #include "runner/configurationbackup.h"
 
 #include "cloud/credentialstore.h"
+#include "runner/backupsummary.h"
 #include "runner/livethings.h"
 #include "runner/log.h"
+#include "settings/devicepool.h"
 #include "settings/privatefile.h"
+#include "settings/settingsstream.h"
 #include "settings/zusettings.h"
 
 #include <QDataStream>
@@ -24,6 +27,26 @@ std::optional<QByteArray> readBounded(const QString &path)
     }
     const QByteArray bytes = file.read(BackupContainer::maxSize + 1LL);
     return file.error() == QFile::NoError ? std::optional(bytes) : std::nullopt;
+}
+
+void summarize(const QVariantMap &settings, const GatewayThing &present, BackupSummary &summary)
+{
+    const auto text = [&settings](const Key<QString> &key) {
+        return settings.value(QLatin1String(key.path)).toString();
+    };
+    summary.version = text(keys::StoredVersion);
+    const DevicePool pool = DevicePool::parse(text(keys::DevicePool));
+    for (int i = 0; i < pool.size(); ++i) {
+        summary.devices += pool.at(i).type == present.type() ? 0 : 1;
+    }
+    const QString serial = text(keys::CloudSerial);
+    const int gateway = pool.indexOfGateway(present.type(), present.version(), serial);
+    const PoolEntry entry = gateway < 0 ? PoolEntry() : pool.at(gateway);
+    summary.alias = entry.alias;
+    if (!serial.isEmpty() && !entry.regid.isEmpty()) {
+        const bool isPresent = serial == present.serial() && entry.regid == present.regid();
+        summary.registration = isPresent ? BackupSummary::Present : BackupSummary::Other;
+    }
 }
 
 } // namespace
@@ -73,6 +96,28 @@ QString ConfigurationBackup::open(const QString &path)
     }
     return m_chunks.isEmpty() || isUsable(m_chunks.first()) ? QString()
                                                             : unusable(m_chunks.first());
+}
+
+QString ConfigurationBackup::inspect(const QString &path, const GatewayThing &present,
+                                     BackupSummary &summary)
+{
+    const QString error = open(path);
+    if (!error.isEmpty()) {
+        return error;
+    }
+    summary.file = path;
+    summary.fileTime = QFileInfo(path).lastModified();
+    for (const BackupContainer::Chunk &chunk : qAsConst(m_chunks)) {
+        if (!isUsable(chunk)) {
+            return unusable(chunk);
+        }
+        if (chunk.id == BackupContainer::Settings) {
+            summarize(*settingsstream::parse(chunk.data), present, summary);
+        }
+        summary.hasCertificate |= chunk.id == BackupContainer::Certificate;
+        summary.hasKey |= chunk.id == BackupContainer::PrivateKey;
+    }
+    return {};
 }
 
 QString ConfigurationBackup::restore(LiveThings &things)

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QVector>
 
+struct BackupSummary;
 class GatewayThing;
 class LiveThings;
 
@@ -24,6 +25,9 @@ public:
     // Reads a backup and checks it as far as that is possible without replacing anything. Empty on
     // success.
     [[nodiscard]] QString open(const QString &path);
+    // As open(), but checks every chunk and fills `summary`. `present`: the running gateway.
+    [[nodiscard]] QString inspect(const QString &path, const GatewayThing &present,
+                                  BackupSummary &summary);
     // The whole file.
     const QByteArray &bytes() const { return m_bytes; }
     // Replaces settings, certificate and key in the order of the file, up to the first that cannot

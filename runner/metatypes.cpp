@@ -2,6 +2,7 @@
 
 #include "check/checkstep.h"
 #include "cloud/velmorcloudclient.h"
+#include "runner/backupsummary.h"
 #include "runner/linkstate.h"
 #include "things/thingstate.h"
 
@@ -15,6 +16,7 @@ void registerMetaTypes()
         // A list of a declared type: this makes it walkable as a sequence as well.
         qRegisterMetaType<ThingStateList>("ThingStateList");
         qRegisterMetaType<LinkState>("LinkState");
+        qRegisterMetaType<BackupSummary>("BackupSummary");
         qRegisterMetaType<CheckStep>("CheckStep");
         registerCloudMetaTypes();
         return true;

@@ -209,6 +209,17 @@ void ZugatewRunner::exportSettings(const QString &file)
     finish(SExport, ConfigurationBackup::write(file, m_things.gateway()));
 }
 
+void ZugatewRunner::inspectBackup(const QString &file)
+{
+    BackupSummary summary;
+    const QString error = ConfigurationBackup().inspect(file, m_things.gateway(), summary);
+    if (error.isEmpty()) {
+        emit backupInspected(summary);
+    } else {
+        finish(SImport, error);
+    }
+}
+
 void ZugatewRunner::reportRestore(const QString &error, bool hasChanged)
 {
     finish(SImport, error);

@@ -2,6 +2,7 @@
 
 #include "check/connectioncheck.h"
 #include "registration/registrationsession.h"
+#include "runner/backupsummary.h"
 #include "runner/cloudlink.h"
 #include "runner/devicescan.h"
 #include "runner/identitychange.h"
@@ -68,6 +69,7 @@ signals:
     // A device came with an object for the user interface (see AbstractThingType::create()); null
     // when it has none. The receiver on the interface thread owns it.
     void deviceCreated(QObject *thui);
+    void backupInspected(const BackupSummary &summary);
     // A reset or a restore ended a registration that was under way. It has no other result.
     void registrationVoided();
 
@@ -106,6 +108,8 @@ public slots:
     void resetDevPool();
     void releaseThings();
     void registrationState();
+    // Replaces nothing. backupInspected() follows, or a failed SImport.
+    void inspectBackup(const QString &file);
     // See ConfigurationBackup. What was restored before a failure stays.
     void exportSettings(const QString &file);
     void importSettings(const QString &file) { m_identity.restore(file); }

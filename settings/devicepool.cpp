@@ -83,10 +83,22 @@ DevicePool DevicePool::load(SettingsStore &store)
                   "The device pool has no list of devices; the next write keeps a copy of it");
         pool.m_unreadableText = text;
     }
-    const QJsonArray devices = list.toArray();
-    pool.m_devices = QVector<QJsonValue>(devices.begin(), devices.end());
-    pool.reindex();
+    pool.setDevices(list.toArray());
     return pool;
+}
+
+DevicePool DevicePool::parse(const QString &text)
+{
+    DevicePool pool;
+    pool.m_root = QJsonDocument::fromJson(text.toLatin1()).object();
+    pool.setDevices(pool.m_root.take(devicesMember).toArray());
+    return pool;
+}
+
+void DevicePool::setDevices(const QJsonArray &devices)
+{
+    m_devices = QVector<QJsonValue>(devices.begin(), devices.end());
+    reindex();
 }
 
 DevicePool DevicePool::read()

@@ -10,6 +10,7 @@
 
 #include <functional>
 
+class QJsonArray;
 class SettingsStore;
 
 // One known device as the pool keeps it.
@@ -41,6 +42,8 @@ public:
     // The stored pool; stores the running version. An unreadable pool is read as empty, with a log
     // line, and the next write keeps its text under keys::UnreadablePool.
     static DevicePool read();
+    // The pool of a text that is not stored here; empty when it is invalid.
+    static DevicePool parse(const QString &text);
     // Reads the pool, calls `change` and writes the pool. Other threads' calls wait meanwhile.
     static void update(const std::function<void(DevicePool &)> &change);
 
@@ -80,6 +83,7 @@ public:
 private:
     static DevicePool load(SettingsStore &store);
     void save(SettingsStore &store);
+    void setDevices(const QJsonArray &devices);
     void reindex();
 
     QJsonObject m_root;        // everything but "devices"

@@ -144,6 +144,8 @@ void MainWindow::connectRunner()
     connect(m_settingsPage, &SettingsPage::cloudSettingsChanged, runner,
             &Runner::applyCloudSettings);
     connect(m_settingsPage, &SettingsPage::exportRequested, runner, &Runner::exportSettings);
+    connect(m_settingsPage, &SettingsPage::inspectRequested, runner, &Runner::inspectBackup);
+    connect(runner, &Runner::backupInspected, m_settingsPage, &SettingsPage::confirmImport);
     connect(m_settingsPage, &SettingsPage::importRequested, runner, &Runner::importSettings);
     connect(&m_scanClock, &ScanClock::scanRequested, runner, &Runner::rescan);
     connect(&m_scanClock, &ScanClock::scanningChanged, m_navigation, &Navigation::setScanning);

@@ -1,7 +1,9 @@
 #include "ui/settingspage.h"
 
+#include "runner/backupsummary.h"
 #include "settings/reportintervals.h"
 #include "settings/zusettings.h"
+#include "ui/aliasrule.h"
 #include "ui/dialogs.h"
 #include "ui/pagestyle.h"
 #include "ui/scanclock.h"
@@ -11,6 +13,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDate>
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
@@ -97,6 +100,39 @@ QFileDialog *makeDialog(QWidget *parent, const QString &title)
     const QString stored = SettingsStore().value(keys::ExportDirectory);
     return new QFileDialog(parent->window(), title, stored.isEmpty() ? QDir::homePath() : stored,
                            SettingsPage::tr("Backup files (*.bak)"));
+}
+
+QString summaryText(const BackupSummary &backup)
+{
+    // The file's texts must not look like lines of the summary.
+    const auto line = [](const QString &text) {
+        return dialogs::shortened(cleanAlias(text.left(2 * maxAliasLength)));
+    };
+    const QString registrations[] = {SettingsPage::tr("Registration: none"),
+                                     SettingsPage::tr("Registration: the one in use"),
+                                     SettingsPage::tr("Registration: not the one in use")};
+    const QString credentials[] = {SettingsPage::tr("Credentials: none"),
+                                   SettingsPage::tr("Credentials: incomplete"),
+                                   SettingsPage::tr("Credentials: certificate and key")};
+    const int parts = int(backup.hasCertificate) + int(backup.hasKey);
+    const QStringList lines{
+        line(QFileInfo(backup.file).fileName()),
+        SettingsPage::tr("Saved: %1 (date of the file)")
+            .arg(QLocale().toString(backup.fileTime, QLocale::ShortFormat)),
+        SettingsPage::tr("Version: %1").arg(line(backup.version)),
+        SettingsPage::tr("Gateway: %1").arg(line(backup.alias)),
+        SettingsPage::tr("Devices: %1").arg(backup.devices),
+        registrations[backup.registration],
+        credentials[parts],
+        QString(),
+        parts == 0
+            ? SettingsPage::tr("This replaces all settings, the names of the devices and the "
+                               "registration. Certificate and key stay as they are. Proceed?")
+            : SettingsPage::tr(
+                  "This replaces all settings, the names of the devices, the registration "
+                  "and the credentials. Proceed?"),
+    };
+    return lines.join(QLatin1Char('\n'));
 }
 
 } // namespace
@@ -292,15 +328,26 @@ void SettingsPage::on_settingsRestoreButton_clicked()
     dialog->setFileMode(QFileDialog::ExistingFile);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString &file) {
         setTransferRunning(true);
-        emit importRequested(file);
+        emit inspectRequested(file);
     });
     dialogs::enqueue(dialog);
+}
+
+void SettingsPage::confirmImport(const BackupSummary &backup)
+{
+    setTransferRunning(false);
+    dialogs::ask(this, tr("Restore Backup"), summaryText(backup), [this, file = backup.file] {
+        setTransferRunning(true);
+        emit importRequested(file);
+    });
 }
 
 void SettingsPage::on_settingsBackupButton_clicked()
 {
     QFileDialog *const dialog = makeDialog(this, tr("Save As"));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->selectFile(
+        QStringLiteral("kvg-gate-%1.bak").arg(QDate::currentDate().toString(Qt::ISODate)));
     connect(dialog, &QFileDialog::fileSelected, this, &SettingsPage::exportTo);
     dialogs::enqueue(dialog);
 }

@@ -13,6 +13,7 @@ class QSpinBox;
 class QVBoxLayout;
 class UnsavedChanges;
 class ZUSettings;
+struct BackupSummary;
 
 // The application's own settings, the backup, and a button for the log folder. Interface thread.
 class SettingsPage : public QWidget, public SettingsForm
@@ -27,6 +28,8 @@ public:
 
     // Shows what is stored; edits are discarded.
     void load();
+    // Says what the file holds, and asks whether to restore it.
+    void confirmImport(const BackupSummary &backup);
     // Results of the runner's backup and restore.
     void showExported(bool done);
     void showImported(bool done);
@@ -50,6 +53,8 @@ signals:
     // Follows applied() when report interval, keep-alive or the broker's address changed.
     void cloudSettingsChanged();
     void exportRequested(const QString &file);
+    // confirmImport() or showImported(false) is the answer.
+    void inspectRequested(const QString &file);
     void importRequested(const QString &file);
     void notice(const QString &text, int milliseconds);
     void restartRequested();

@@ -106,6 +106,37 @@ private slots:
         QCOMPARE(client->pendingCount(), 1); // the same identity
     }
 
+    void aFileIsInspectedWithoutReplacingAnything()
+    {
+        const auto inspected = [this] {
+            m_runner->inspectBackup(m_file);
+            return m_inspected;
+        };
+        connect(m_runner.get(), &ZugatewRunner::backupInspected, this,
+                [this](const BackupSummary &summary) { m_inspected = summary; });
+        m_runner->exportSettings(m_file);
+        QVERIFY(inspected().registration == BackupSummary::None && !m_inspected.hasKey);
+        QString error;
+        QVERIFY(CredentialStore().storeIssuedCredentials(m_issued.cert, m_issued.key, error));
+        putInPool("G", "1");
+        m_runner->exportSettings(m_file);
+        m_runner->importSettings(m_file); // the live gateway takes over the registration
+        QCOMPARE(inspected().registration, BackupSummary::Present);
+        QVERIFY(m_inspected.hasCertificate && m_inspected.hasKey);
+        QCOMPARE(m_inspected.alias, QString("Home"));
+        QCOMPARE(m_inspected.devices, 1);
+        QCOMPARE(m_inspected.version, QString(defaults::Version));
+        SettingsStore().set(keys::CloudSerial, QString("T"));
+        QCOMPARE(inspected().registration, BackupSummary::Other);
+        results();
+        writeFile(m_file, readFile(m_file).chopped(1)); // of the key
+        m_runner->inspectBackup(m_file);
+        QCOMPARE(results(), (QStringList{"Error Cannot restore credentials from a %1.bak - "
+                                         "invalid data",
+                                         "SImport false"}));
+        QCOMPARE(SettingsStore().value(keys::CloudSerial), QString("T"));
+    }
+
     void anInterruptedChangeIsCarriedThrough()
     {
         const auto shows = [](const QString &serial, const QString &regid, int status) {
@@ -225,6 +256,7 @@ private:
     const TestBroker::Credentials m_issued = TestBroker().issue("gateway");
     std::unique_ptr<ZugatewRunner> m_runner;
     std::unique_ptr<QSignalSpy> m_finished;
+    BackupSummary m_inspected;
 };
 
 KVG_TEST_MAIN(TestBackup)

@@ -1,4 +1,5 @@
 #include "runner/zugatewrunner.h"
+#include "settings/devicepool.h"
 #include "settings/settingsstore.h"
 #include "settings/windowlayout.h"
 #include "tests/support/files.h"
@@ -300,6 +301,41 @@ private slots:
         SettingsStore().set(keys::CloseToTray, false);
         QVERIFY(m_window->close());
         QCOMPARE(execStatus(), 0);
+    }
+
+    void aBackupIsLoadedOnlyOnYes()
+    {
+        const QTemporaryDir folder;
+        const QString file = folder.filePath("a.bak");
+        auto *const page = m_window->findChild<SettingsPage *>();
+        auto *const button = page->findChild<QPushButton *>("settingsRestoreButton");
+        DevicePool::update([](DevicePool &pool) {
+            pool.put({"gateway", "200", "?", "", "Home\nDevices: 7"});
+            pool.put({"lamp", "1", "A", "", "Lamp"});
+        });
+        emit page->exportRequested(file);
+        QTRY_COMPARE(shows("title"), QString("Backup"));
+        openBox()->close();
+        SettingsStore().set(keys::KeepAlive, 77);
+        for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
+            button->click();
+            QTRY_VERIFY(QApplication::activeModalWidget());
+            auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+            dialog->selectFile(file);
+            static_cast<QDialog *>(dialog)->accept();
+            QTRY_COMPARE(shows("title"), QString("Restore Backup"));
+            const QString text = shows("box");
+            for (const QString part : {"a.bak\n", "Gateway: Home Devices: 7\n", "\nDevices: 1\n",
+                                       "\nRegistration: none\nCredentials: none\n"}) {
+                QVERIFY2(text.contains(part), qPrintable(text));
+            }
+            QCOMPARE(openBox()->defaultButton(), openBox()->button(QMessageBox::No));
+            QCOMPARE(SettingsStore().value(keys::KeepAlive), 77);
+            openBox()->button(answer)->click();
+            QCOMPARE(button->isEnabled(), answer == QMessageBox::No); // until it is restored
+        }
+        QTRY_COMPARE(shows("title"), QString("Import"));
+        QCOMPARE(SettingsStore().value(keys::KeepAlive), keys::KeepAlive.fallback);
     }
 
     void whatNeedsARestartOffersIt()

@@ -286,6 +286,7 @@ class Tour:
         self.screen.press("Settings")
         self.screen.press(button)
         self.screen.activate_titled(title)
+        self.screen.key("ctrl+a")  # the proposed name
         self.screen.type(self.system.backup_name)
         self.screen.picture(title)
         self.screen.key("Return")
@@ -308,6 +309,7 @@ class Tour:
 
     def restore(self):
         self.choose_file("Load Backup", "Load Backup")
+        self.answer("Restore Backup", "restore-question", "alt+y")
         self.answer("Import", "backup-loaded")
         self.restart()
         self.wait_for_registration("Yes", 5)
