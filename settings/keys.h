@@ -29,6 +29,7 @@ inline constexpr Key<QString> CloudSerial{"Cloud/Serial", ""}; // empty: not reg
 // A locale name, or the QLocale::Language that the first start stores; read as a string.
 inline constexpr Key<QString> Language{"UI/Language", "en"};
 inline constexpr Key<bool> Dark{"UI/Dark", false};
+inline constexpr Key<bool> TrayNoticeShown{"UI/TrayNoticeShown", false};
 inline constexpr Key<QByteArray> PageGeometry{"UI/Geom", ""};
 inline constexpr Key<QByteArray> PageState{"UI/State", ""};
 

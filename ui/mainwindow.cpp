@@ -303,11 +303,6 @@ void MainWindow::showImported(bool done)
     queue(&ZugatewRunner::cloudStatus);
 }
 
-void MainWindow::deviceCreated(QObject *thui)
-{
-    m_deviceWindows.add(thui);
-}
-
 void MainWindow::thing_changed(const ThingState &thing)
 {
     m_statePage->showThing(thing);
@@ -395,6 +390,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
     if (m_settings.store().value(keys::CloseToTray)) {
         event->ignore();
         mhide();
+        m_tray->showClosed();
     } else {
         QMetaObject::invokeMethod(this, &MainWindow::quit, Qt::QueuedConnection);
     }

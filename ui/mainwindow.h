@@ -72,7 +72,7 @@ public slots:
     void postWake() {}
     void dockClicked();
     void runner_finished(int op, const QVariant &result);
-    void deviceCreated(QObject *thui);
+    void deviceCreated(QObject *thui) { m_deviceWindows.add(thui); }
     void thing_changed(const ThingState &thing);
     void thing_renamereq(const QString &sid, const QString &alias);
     void gw_connectivityChanged(bool connected);

@@ -1,6 +1,7 @@
 #include "ui/trayicon.h"
 
 #include "settings/defaults.h"
+#include "settings/settingsstore.h"
 #include "ui/linktext.h"
 #include "ui/widgets/qmaterialicon.h"
 
@@ -73,6 +74,18 @@ void TrayIcon::showMark()
     m_icon->setIcon(picture);
     m_icon->setToolTip(QLatin1String("KVG-Gate v") + QLatin1String(defaults::Version) +
                        (m_headline.isEmpty() ? QString() : QLatin1Char('\n') + m_headline));
+}
+
+void TrayIcon::showClosed()
+{
+    SettingsStore store;
+    if (m_icon && !store.value(keys::TrayNoticeShown)) {
+        showNotice(
+            tr("The gateway keeps running here. Click on the icon to open the window; Exit in "
+               "its menu ends the program."),
+            QSystemTrayIcon::Information);
+        store.set(keys::TrayNoticeShown, true);
+    }
 }
 
 void TrayIcon::showNotice(const QString &text, QSystemTrayIcon::MessageIcon icon)

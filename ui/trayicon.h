@@ -25,6 +25,8 @@ public:
     void showLink(const LinkState &state);
 
     bool isAvailable() const { return m_icon != nullptr; }
+    // Says, once in the life of the settings, where the closed window is. Needs the icon.
+    void showClosed();
 
 signals:
     // The last attempt has failed.

@@ -290,6 +290,7 @@ private slots:
         m_window->show();
         QVERIFY(!m_window->close());
         QVERIFY(m_window->isMinimized()); // there is no tray here
+        QVERIFY(!SettingsStore().value(keys::TrayNoticeShown));
         m_window->bringUp();
         QVERIFY(m_window->isVisible() && !m_window->isMinimized());
         for (const auto reason : {QSystemTrayIcon::DoubleClick, QSystemTrayIcon::Trigger}) {

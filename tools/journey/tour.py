@@ -324,6 +324,8 @@ class Tour:
         self.screen.key("alt+F4")
         wait_for("empty screen", lambda: not self.screen.top(TITLE))
         self.screen.picture("closed-to-tray")
+        wait_for("notice of the tray",
+                 lambda: self.system.stored("UI", "TrayNoticeShown") == "true")
         say("closed", "to the tray")
         second = self.start_gateway()
         status = second.wait(15)
