@@ -84,6 +84,8 @@ def main():
                 needed = FOREIGN[header]
             elif header.startswith("openssl/"):
                 needed = "OpenSSL::Crypto"
+            elif header.startswith("qwt_"):
+                needed = "Qwt::Qwt"
             else:
                 needed = qt_module(header, qt_include)
             if needed is not None and needed not in uses[target]:
