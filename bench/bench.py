@@ -1,7 +1,7 @@
 """Runs the benchmarks and prints their table.
 
 usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, hang, scan, stream,
-                                        table, start, idle
+                                        table, plot, start, idle
 
 Programs that are compared run in turn, against the same broker. Wall time of a publication: from
 the start of the publisher to the last message at the subscriber. Processor time and peak memory are
@@ -322,6 +322,15 @@ class Bench:
             row("from another thread", result["updates"], f"{result['share'] * 100:.1f} %",
                 f"{result['longest'] * 1000:.1f}")
 
+    def plot(self, rounds=3):
+        command = [self.program + "-window", "plot"]
+        heading("plot of 43200 points", "first ms", "of it drawing", "second ms", "of it drawing")
+        for _ in range(rounds):
+            result = json.loads(subprocess.run(command, env=self.display(), check=True,
+                                               stdout=subprocess.PIPE).stdout)
+            row("from open to painted", *(f"{result[name] * 1000:.0f}" for name in
+                ("first", "firstDrawing", "second", "secondDrawing")))
+
     def hidden(self, program):
         """Starts a program in the tray; returns it and the seconds until it prints "Ready"."""
         start = time.monotonic()
@@ -394,7 +403,7 @@ def main():
     parser.add_argument("names", nargs="*", metavar="NAME")
     options = parser.parse_args()
     names = options.names or ["publish", "latency", "backlog", "hang", "scan", "stream",
-                              "table", "start", "idle"]
+                              "table", "plot", "start", "idle"]
     with tempfile.TemporaryDirectory() as folder:
         bench = Bench(options.build.resolve(), pathlib.Path(folder))
         try:

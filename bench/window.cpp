@@ -1,8 +1,11 @@
-// The benchmarks that need a display: the table of states under load, and a minimal program in the
-// tray, to compare the gateway's memory with.
+// The benchmarks that need a display: the table of states under load, a plot of a month, and a
+// minimal program in the tray, to compare the gateway's memory with.
 
+#include "history/historysource.h"
+#include "plot/plotlibrary.h"
 #include "runner/metatypes.h"
 #include "things/thingstate.h"
+#include "ui/plotwindows.h"
 #include "ui/statepage.h"
 
 #include <QApplication>
@@ -14,8 +17,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <functional>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -26,6 +31,7 @@ constexpr int rows = 10000;
 constexpr int updatesEachSecond = 10000;
 constexpr int warmUp = 1; // seconds
 constexpr int measured = 10;
+constexpr int minutes = 30 * 24 * 60;
 
 QString shortid(int row)
 {
@@ -117,6 +123,83 @@ int fillTable()
     return 0;
 }
 
+// As many points as a month has minutes, whatever range and number is asked for.
+class Month : public HistorySource
+{
+public:
+    void members(const QString & /*device*/, QObject * /*context*/,
+                 const std::function<void(const QVector<QString> &)> & /*ready*/) override
+    {
+    }
+    void fetch(const QVector<HistoryMember> & /*members*/, qint64 from, qint64 to,
+               int /*maxPoints*/, QObject *context,
+               const std::function<void(const QVector<HistoryPoints> &)> &ready) override
+    {
+        HistoryPoints points;
+        for (int minute = 0; minute <= minutes; ++minute) {
+            const double value = 20 + 5 * std::sin(minute / 229.0) + minute % 7;
+            points.append({from + (to - from) * minute / minutes, value - 1, value + 1, value});
+        }
+        QTimer::singleShot(0, context, [this, ready, points] {
+            m_drawing.start();
+            ready({points});
+        });
+    }
+    void exportCsv(const QString & /*file*/, const QVector<HistoryMember> & /*members*/,
+                   qint64 /*from*/, qint64 /*to*/, QObject * /*context*/,
+                   const std::function<void(const QString &)> & /*done*/) override
+    {
+    }
+    const QElapsedTimer &drawing() const { return m_drawing; }
+
+private:
+    QElapsedTimer m_drawing; // since the points were there
+};
+
+// Ends the event loop after the first paint event with points.
+class PaintWatch : public QObject
+{
+public:
+    explicit PaintWatch(const Month &month)
+        : m_month(month)
+    {
+    }
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && m_month.drawing().isValid() &&
+            watched->inherits("QwtPlotCanvas")) {
+            QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+        }
+        return false;
+    }
+
+private:
+    const Month &m_month;
+};
+
+int plot()
+{
+    PlotWindows windows(QCoreApplication::applicationDirPath());
+    QJsonObject result;
+    QWidget parent;
+    for (const char *const run : {"first", "second"}) {
+        Month month;
+        PaintWatch watch(month);
+        qApp->installEventFilter(&watch);
+        QElapsedTimer opening;
+        opening.start();
+        windows.open(month, {QLatin1String(run), "Lamp", {{"t", "Temperature", "K", true}}},
+                     &parent);
+        QCoreApplication::exec();
+        result[QLatin1String(run)] = static_cast<double>(opening.nsecsElapsed()) / 1e9;
+        result[run + QLatin1String("Drawing")] =
+            static_cast<double>(month.drawing().nsecsElapsed()) / 1e9;
+        delete parent.findChild<QWidget *>();
+    }
+    std::printf("%s\n", QJsonDocument(result).toJson(QJsonDocument::Compact).constData());
+    return 0;
+}
+
 int idle()
 {
     QApplication::setQuitOnLastWindowClosed(false);
@@ -139,5 +222,8 @@ int main(int argc, char *argv[])
 {
     registerMetaTypes();
     QApplication app(argc, argv);
-    return app.arguments().value(1) == QLatin1String("table") ? fillTable() : idle();
+    const QString load = app.arguments().value(1);
+    return load == QLatin1String("table")  ? fillTable()
+           : load == QLatin1String("plot") ? plot()
+                                           : idle();
 }
