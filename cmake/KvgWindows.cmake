@@ -1,8 +1,8 @@
 # The DLLs and plugins that the program for Windows needs, and how Linux runs it.
 
 set(_sysroot ${KVG_WINDOWS_SYSROOT})
-foreach(_name IN ITEMS Qt5Core Qt5Gui Qt5Network Qt5Widgets libcrypto-3-x64 libgcc_s_seh-1 libssl-3-x64
-                       libstdc++-6 libwinpthread-1)
+foreach(_name IN ITEMS Qt5Core Qt5Gui Qt5Network Qt5Widgets libcrypto-3-x64 libgcc_s_seh-1 libqwt-qt5
+                       libssl-3-x64 libstdc++-6 libwinpthread-1)
   list(APPEND KVG_RUNTIME_LIBRARIES ${_sysroot}/bin/${_name}.dll)
 endforeach()
 set(KVG_RUNTIME_PLUGINS platforms/qwindows styles/qwindowsvistastyle imageformats/qico)

@@ -1,5 +1,5 @@
 # The toolchain for 64-bit Windows on Debian: MinGW-w64 with POSIX threads. KVG_WINDOWS_SYSROOT is a
-# folder with Qt and OpenSSL.
+# folder with Qt, Qwt and OpenSSL.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)

@@ -45,6 +45,7 @@ void showAboutBox(QWidget *parent)
     const QString libraries =
         link("https://www.qt.io", QLatin1String("Qt ") + QLatin1String(qVersion())) +
         QLatin1String("<br>") + link("https://github.com/emqx/qmqtt", QStringLiteral("qmqtt")) +
+        QLatin1String("<br>") + link("https://qwt.sourceforge.io", QStringLiteral("Qwt")) +
         QLatin1String("<br>") + link("https://github.com/libusb/hidapi", QStringLiteral("hidapi")) +
         QLatin1String("<br>") + sslLine();
     const QString table =

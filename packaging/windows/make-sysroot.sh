@@ -1,7 +1,7 @@
 #!/bin/sh
 # make-sysroot.sh OUTPUT_DIR
 #
-# Builds Qt and OpenSSL for 64-bit Windows (KVG_WINDOWS_SYSROOT of cmake/windows.cmake) from the
+# Builds Qt, Qwt and OpenSSL for 64-bit Windows (KVG_WINDOWS_SYSROOT of cmake/windows.cmake) from the
 # source packages of the running Debian. Needs no root and leaves apt's configuration and state.
 # OUTPUT_DIR appears when it is complete; it may be moved. If it exists already, nothing is done:
 # remove it to build newer sources. OUTPUT_DIR.work holds finished stages and logs of an incomplete
@@ -49,6 +49,7 @@ need patch patch
 need xz-utils xz
 need perl perl
 need make make
+need cmake cmake
 need g++ gcc g++
 need tcl tclsh
 need binutils strip
@@ -180,6 +181,7 @@ CONF
     fetch openssl
     fetch sqlite3
     fetch qtbase-opensource-src
+    fetch qwt
 }
 
 # fetch PACKAGE: the newest version. Some mirrors list a security update but lack its files: then the
@@ -245,6 +247,30 @@ qt() {
     clean make install
 }
 
+# Qwt's own qmake project has no option to leave out only the widgets that need SVG and OpenGL.
+qwt() {
+    unpack qwt "$work/qwt"
+    cd "$work/qwt"
+    cat >CMakeLists.txt <<'PROJECT'
+cmake_minimum_required(VERSION 3.25)
+project(qwt LANGUAGES CXX)
+set(CMAKE_AUTOMOC ON)
+find_package(Qt5 5.15 REQUIRED COMPONENTS Concurrent PrintSupport Widgets)
+file(GLOB sources src/qwt*.cpp)
+# Plots alone: without OpenGL, SVG, dials and sliders.
+list(FILTER sources EXCLUDE REGEX
+     "qwt_(abstract_(scale|slider)\\.|analog_|arrow_|compass|counter|dial|knob|plot_glcanvas|plot_svgitem|slider|thermo|wheel)")
+add_library(qwt-qt5 SHARED ${sources})
+target_compile_definitions(qwt-qt5 PRIVATE QWT_DLL QWT_MAKEDLL QWT_NO_OPENGL QWT_NO_SVG)
+target_link_libraries(qwt-qt5 PRIVATE Qt5::Concurrent Qt5::PrintSupport Qt5::Widgets)
+PROJECT
+    clean cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Windows \
+        -DCMAKE_SYSTEM_PROCESSOR=x86_64 -DCMAKE_CXX_COMPILER=$target-g++ \
+        -DCMAKE_RC_COMPILER=$target-windres -DCMAKE_PREFIX_PATH="$work/prefix" \
+        -DCMAKE_FIND_ROOT_PATH="$work/prefix" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY
+    clean cmake --build build -j"$jobs"
+}
+
 # runtime_file NAME: a DLL of the compiler that programs need at run time.
 runtime_file() {
     file=$($target-g++-posix -print-file-name="$1")
@@ -276,6 +302,11 @@ assemble() {
     cp "$work/sqlite/libsqlite3.a" "$root/lib/"
     cp "$work/sqlite/sqlite3.h" "$root/include/"
 
+    cp "$work/qwt/build/libqwt-qt5.dll" "$root/bin/"
+    cp "$work/qwt/build/libqwt-qt5.dll.a" "$root/lib/"
+    mkdir "$root/include/qwt"
+    cp "$work"/qwt/src/qwt*.h "$root/include/qwt/"
+
     for name in libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll; do
         file=$(runtime_file $name)
         cp "$file" "$root/bin/"
@@ -295,9 +326,10 @@ assemble() {
 
 # licences DIR: the licence texts of the DLLs, and the versions of their sources.
 licences() {
-    mkdir -p "$1/openssl" "$1/qt/3rdparty" "$1/runtime" "$1/common"
+    mkdir -p "$1/openssl" "$1/qwt" "$1/qt/3rdparty" "$1/runtime" "$1/common"
     cp "$work/openssl/LICENSE.txt" "$1/openssl/"
     cp "$work/openssl/debian/copyright" "$1/openssl/debian-copyright"
+    cp "$work/qwt/COPYING" "$1/qwt/"
     cp "$work"/qtbase/LICENSE.*GPL* "$1/qt/"
     cp "$work/qtbase/debian/copyright" "$1/qt/debian-copyright"
     # All third-party code in Qt, whether Windows uses it or not.
@@ -352,6 +384,7 @@ stage sources "fetching the sources"
 stage openssl "building OpenSSL"
 stage sqlite "building SQLite"
 stage qt "building Qt, which takes by far the longest"
+stage qwt "building Qwt"
 stage assemble "putting it together"
 while read -r note; do
     say "note: $note"

@@ -24,8 +24,9 @@ WINDOWS = frozenset(f"{name}.dll" for name in """
     shlwapi urlmon user32 userenv uxtheme version wininet winhttp winmm wintrust ws2_32 wtsapi32
     """.split())
 
-# Loaded by name at run time: OpenSSL by Qt Network, and WinSparkle by the updater.
-LOADED = frozenset(["libssl-3-x64.dll", "winsparkle.dll"])
+# Loaded by name at run time: OpenSSL by Qt Network, the plots by the window, and WinSparkle by the
+# updater.
+LOADED = frozenset(["kvg_plot.dll", "libssl-3-x64.dll", "winsparkle.dll"])
 
 
 def imports(objdump, file):
