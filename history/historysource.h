@@ -14,7 +14,9 @@ struct HistoryPoint
     qint64 time; // milliseconds since 1970
     double min;
     double max;
-    double last; // NaN: from here on, nothing is known
+    // NaN: at the end of the stretch nothing is known; where nothing was known before either, min
+    // and max are NaN, too.
+    double last;
 };
 using HistoryPoints = QVector<HistoryPoint>;
 

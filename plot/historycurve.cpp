@@ -21,9 +21,15 @@ QString number(double value)
                                  : QLocale().toString(value, 'f', 0);
 }
 
+// Something is known of the stretch that begins there; merged points may end without a value.
 bool isKnown(const HistoryPoint &point)
 {
-    return std::isfinite(point.min) && std::isfinite(point.max) && std::isfinite(point.last);
+    return std::isfinite(point.min) && std::isfinite(point.max);
+}
+
+double valueOf(const HistoryPoint &point)
+{
+    return std::isfinite(point.last) ? point.last : point.max;
 }
 
 } // namespace
@@ -48,12 +54,13 @@ HistoryCurve::HistoryCurve(const QString &title, const QString &unit, const QCol
     for (const HistoryPoint &point : m_points) {
         const auto time = double(point.time);
         if (isKnown(point)) {
-            samples.append({time, point.last});
-            min = std::min({min, point.min, point.last});
-            max = std::max({max, point.max, point.last});
-            m_switch = m_switch && (point.last == 0 || point.last == 1);
+            const double value = valueOf(point);
+            samples.append({time, value});
+            min = std::min({min, point.min, value});
+            max = std::max({max, point.max, value});
+            m_switch = m_switch && (value == 0 || value == 1);
         } else if (former != nullptr && isKnown(*former)) {
-            samples.append({time, former->last}); // it held until here
+            samples.append({time, valueOf(*former)}); // it held until here
             samples.append({time, std::numeric_limits<double>::quiet_NaN()});
         }
         former = &point;
@@ -87,7 +94,7 @@ QString HistoryCurve::textAt(double time) const
         return QCoreApplication::translate("HistoryCurve", "not known");
     }
     const HistoryPoint &point = *std::prev(next);
-    QString text = number(point.last);
+    QString text = number(valueOf(point));
     if (point.min < point.max) {
         text += QStringLiteral(" (%1 ... %2)").arg(number(point.min), number(point.max));
     }

@@ -45,7 +45,7 @@ public:
         if (time.time() == QTime(0, 0)) {
             return plain(QLocale().toString(time.date(), QStringLiteral("d MMM")));
         }
-        QString format = QLocale().timeFormat(QLocale::ShortFormat);
+        QString format = QLocale().timeFormat(QLocale::ShortFormat).remove(QLatin1String(":ss"));
         if (time.time().second() != 0) {
             format.replace(QLatin1String("mm"), QLatin1String("mm:ss"));
         }
@@ -210,7 +210,8 @@ bool HistoryPlot::eventFilter(QObject *watched, QEvent *event)
             break;
         case QEvent::Wheel: {
             const auto *const wheel = static_cast<QWheelEvent *>(event);
-            const int turned = wheel->angleDelta().y(); // 120 for each notch
+            // 120 for each notch; some wheels send many notches at once.
+            const int turned = qBound(-1200, wheel->angleDelta().y(), 1200);
             if (turned != 0) {
                 zoom(std::pow(wheelZoom, -turned / 120.0), timeAt(wheel->position().toPoint().x()));
             }

@@ -170,6 +170,9 @@ PlotWindow::PlotWindow(HistorySource &history, const PlotSubject &subject, QWidg
                 addMember({name, name, {}});
             }
         }
+        if (!m_rows.isEmpty() && members(true).isEmpty()) {
+            check(0, true);
+        }
         redraw();
     });
     setRange({now() - day, now(), true});

@@ -175,12 +175,15 @@ private slots:
     void nothingIsDrawnWhereNothingIsKnown()
     {
         const qint64 from = QDateTime::currentMSecsSinceEpoch() - 24 * hour;
-        QWidget *const window = open(m_two, {{{from, 0, 0, unknown},
-                                              {from + 6 * hour, 1, 1, 1},
-                                              {from + 7 * hour, 5, 5, 5},
-                                              {from + 12 * hour, 0, 0, unknown},
-                                              {from + 18 * hour, 3, 3, 3},
-                                              {from + 24 * hour, 3, 3, 3}}});
+        QWidget *const window =
+            open(m_two, {{{from, unknown, unknown, unknown},
+                          {from + 6 * hour, 1, 1, 1},
+                          {from + 7 * hour, 5, 5, 5},
+                          {from + 12 * hour, unknown, unknown, unknown},
+                          {from + 15 * hour, 2, 2, unknown}, // merged: known for a while
+                          {from + 16 * hour, unknown, unknown, unknown},
+                          {from + 18 * hour, 3, 3, 3},
+                          {from + 24 * hour, 3, 3, 3}}});
         QVERIFY(window != nullptr);
         const QImage image = canvasOf(window)->grab().toImage();
         const auto drawn = [&](double first, double last, int rows) {
@@ -193,7 +196,9 @@ private slots:
         QVERIFY(drawn(6, 7, all) > 0);
         QCOMPARE(drawn(6, 7, all / 2), 0);  // a value holds
         QVERIFY(drawn(8, 12, all / 2) > 0); // until another one is known
-        QCOMPARE(drawn(12, 18, all), 0);
+        QCOMPARE(drawn(12, 15, all), 0);
+        QVERIFY(drawn(15, 16, all) > 0);
+        QCOMPARE(drawn(16, 18, all), 0);
         QVERIFY(drawn(18, 24, all) > 0);
     }
 
