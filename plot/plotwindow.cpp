@@ -26,12 +26,11 @@ constexpr int listWidth = 240; // pixels
 constexpr int maxShown = 8;
 constexpr int maxTitle = 60; // characters
 constexpr int maxUnit = 12;
-constexpr int maxFormerRanges = 100;
 constexpr qint64 second = 1000; // milliseconds
 constexpr qint64 hour = 3600 * second;
 constexpr qint64 day = 24 * hour;
 constexpr qint64 minSpan = 10 * second;
-constexpr qint64 maxSpan = 20 * 365 * day;
+constexpr qint64 maxSpan = 7305 * day; // twenty years
 
 // Distinct to most colour-blind eyes, and of enough contrast with the canvas of each theme.
 const char *const inksOnLight[maxShown] = {"#0072b2", "#c44e00", "#00805a", "#8e44ad",
