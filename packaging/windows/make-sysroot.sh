@@ -1,8 +1,8 @@
 #!/bin/sh
 # make-sysroot.sh OUTPUT_DIR
 #
-# Builds Qt, Qwt and OpenSSL for 64-bit Windows (KVG_WINDOWS_SYSROOT of cmake/windows.cmake) from the
-# source packages of the running Debian. Needs no root and leaves apt's configuration and state.
+# Builds Qt, Qwt and OpenSSL for 64-bit Windows (KVG_WINDOWS_SYSROOT of cmake/windows.cmake) from
+# the source packages of the running Debian. Needs no root and leaves apt's configuration and state.
 # OUTPUT_DIR appears when it is complete; it may be moved. If it exists already, nothing is done:
 # remove it to build newer sources. OUTPUT_DIR.work holds finished stages and logs of an incomplete
 # build, and the next call continues there.
