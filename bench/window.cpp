@@ -166,8 +166,9 @@ public:
     }
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint && m_month.drawing().isValid() &&
+        if (event->type() == QEvent::Paint && m_month.drawing().isValid() && !m_painted &&
             watched->inherits("QwtPlotCanvas")) {
+            m_painted = true;
             QTimer::singleShot(0, qApp, &QCoreApplication::quit);
         }
         return false;
@@ -175,6 +176,7 @@ public:
 
 private:
     const Month &m_month;
+    bool m_painted = false;
 };
 
 int plot()
