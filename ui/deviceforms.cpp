@@ -1,6 +1,7 @@
 #include "ui/deviceforms.h"
 
 #include "settings/settingsstore.h"
+#include "ui/devicewords.h"
 #include "ui/log.h"
 #include "ui/widgets/wheelguard.h"
 
@@ -155,12 +156,6 @@ bool isKeyPart(const QString &name)
            !name.contains(QLatin1Char('\\'));
 }
 
-// The translations include the descriptions of the device types that come with the gateway.
-QString translated(const QString &description)
-{
-    return QCoreApplication::translate("Plugins", description.toUtf8().constData());
-}
-
 // QLabel and QGroupBox would take a single ampersand for a mnemonic.
 QString escapeAmpersands(QString text)
 {
@@ -182,10 +177,24 @@ void addRow(QGridLayout &grid, int row, const QString &description, QWidget *edi
     grid.addWidget(editor, row, 1, 1, wide ? 2 : 1);
 }
 
-QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QWidget &container)
+// Numbers only: a list or a text has its unit in the values.
+void showUnit(QWidget *editor, const QString &unit)
 {
-    auto *const box = new QGroupBox(escapeAmpersands(type), &container);
+    const QString suffix = unit.isEmpty() ? QString() : QChar(0xa0) + unit;
+    if (auto *const number = qobject_cast<QSpinBox *>(editor)) {
+        number->setSuffix(suffix);
+    } else if (auto *const real = qobject_cast<QDoubleSpinBox *>(editor)) {
+        real->setSuffix(suffix);
+    }
+}
+
+QGroupBox *makeForm(const QString &type, const QJsonObject &description, QWidget &container)
+{
+    const QJsonArray settings = description["settings"].toArray();
+    const QString title = DeviceWords::translated(description["title"]);
+    auto *const box = new QGroupBox(escapeAmpersands(title.isEmpty() ? type : title), &container);
     box->setObjectName(type);
+    box->setToolTip(DeviceWords::translated(description["descr"]).toHtmlEscaped());
     auto *const grid = new QGridLayout(box);
     grid->setColumnMinimumWidth(1, box->fontMetrics().averageCharWidth() * 18);
     grid->setColumnStretch(2, 1);
@@ -220,9 +229,9 @@ QGroupBox *makeForm(const QString &type, const QJsonArray &settings, QWidget &co
         }
         names.insert(name);
         editor->setObjectName(name);
-        const QString description =
-            translated(setting["descr"].toString().left(maxTextLength).simplified());
-        addRow(*grid, row, description.isEmpty() ? name : description, editor);
+        showUnit(editor, DeviceWords::translated(setting["unit"]));
+        const QString label = DeviceWords::translated(setting["descr"]);
+        addRow(*grid, row, label.isEmpty() ? name : label, editor);
     }
     return box;
 }
@@ -266,9 +275,9 @@ void deviceforms::build(QWidget &container, const QJsonObject &descriptions)
     auto *const layout = new QVBoxLayout(&container);
     layout->setContentsMargins(0, 0, 0, 0); // the page has margins
     for (auto it = descriptions.begin(); it != descriptions.end(); ++it) {
-        const QJsonArray settings = it.value().toObject()["settings"].toArray();
-        if (!settings.isEmpty() && isKeyPart(it.key())) {
-            layout->addWidget(makeForm(it.key(), settings, container));
+        const QJsonObject description = it.value().toObject();
+        if (!description["settings"].toArray().isEmpty() && isKeyPart(it.key())) {
+            layout->addWidget(makeForm(it.key(), description, container));
         }
     }
     layout->addStretch();

@@ -10,10 +10,10 @@ lupdate=${LUPDATE:-$(qtpaths --binaries-dir 2>/dev/null || echo /usr/lib/qt5/bin
 # lupdate does not read the JSON files in which device types describe their settings.
 descriptions=$(mktemp --suffix=.cpp)
 trap 'rm -f -- "$descriptions"' EXIT
-sed -n 's/.*"descr": *\("[^"]*"\).*/QT_TRANSLATE_NOOP("Plugins", \1);/p' plugins/*/*.json* \
-    >"$descriptions"
+grep -Eoh '"(descr|title|unit)": *"[^"]*"' plugins/*/*.json* |
+    sed 's/^[^:]*: *\(.*\)/QT_TRANSLATE_NOOP("Plugins", \1);/' >"$descriptions"
 
 # Without line numbers, which would change with every edit of the sources.
-"$lupdate" app check cloud outbox plugins registration runner settings things ui updates \
-    "$descriptions" \
+"$lupdate" app check cloud history outbox plot plugins registration runner settings things ui \
+    updates "$descriptions" \
     -I . -no-obsolete -locations none -source-language en -target-language ru_RU -ts "$ts"
