@@ -35,7 +35,7 @@ public:
     using Clock = qint64 (*)(); // milliseconds since 1970; it may jump
     struct Limits
     {
-        qint64 memory = 16'000'000; // bytes; the newest sample of each member is kept beyond it
+        qint64 memory = 16000000; // bytes; the newest sample of each member is kept beyond it
         HistoryFile::Limits file;
     };
 

@@ -26,7 +26,7 @@ class HistoryFile
 public:
     struct Limits
     {
-        qint64 size = 100'000'000; // bytes
+        qint64 size = 100000000; // bytes
         int days = 30;
     };
     // Of a member in a minute.

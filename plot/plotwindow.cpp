@@ -130,9 +130,9 @@ PlotWindow::PlotWindow(HistorySource &history, const PlotSubject &subject, QWidg
     splitter->setSizes({listWidth, width() - listWidth});
 
     auto *const menu = new QMenu(this);
-    QAction *const shown = menu->addAction(tr("What Is &Shown"));
-    QAction *const device = menu->addAction(tr("This &Device"));
-    QAction *const everything = menu->addAction(tr("&Everything"));
+    QAction *const shown = menu->addAction(tr("What &Is Shown"));
+    QAction *const device = menu->addAction(tr("This De&vice"));
+    QAction *const everything = menu->addAction(tr("Every&thing"));
     m_export->setMenu(menu);
     connect(menu, &QMenu::aboutToShow, this, [this, shown, device] {
         shown->setEnabled(!members(true).isEmpty());
@@ -174,7 +174,7 @@ PlotWindow::PlotWindow(HistorySource &history, const PlotSubject &subject, QWidg
         }
         redraw();
     });
-    setRange({now() - day, now(), true});
+    setRange({now() - hour, now(), true});
     redraw();
 }
 

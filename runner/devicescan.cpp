@@ -105,7 +105,7 @@ void DeviceScan::scanPlugin(const LoadedPlugin &plugin)
             delete ui;
             continue;
         }
-        ui = prepareInterface(ui);
+        ui = prepareInterface(ui, device->shortid());
         claimed.insert(key);
         m_things.adopt(device, {plugin.name, key}, pool());
         emit deviceCreated(ui);
@@ -144,7 +144,7 @@ bool DeviceScan::isClaimed(const LoadedPlugin &plugin, const QString &key) const
 
 // A widget can neither be created on this thread nor moved away from it, so plugins hand out plain
 // objects that create their widget later, on the interface thread.
-QObject *DeviceScan::prepareInterface(QObject *ui) const
+QObject *DeviceScan::prepareInterface(QObject *ui, const QString &shortid) const
 {
     if (ui == nullptr) {
         return nullptr;
@@ -156,6 +156,7 @@ QObject *DeviceScan::prepareInterface(QObject *ui) const
         return nullptr;
     }
     ui->setParent(nullptr);
+    ui->setProperty("shortid", shortid);
     ui->moveToThread(QCoreApplication::instance()->thread());
     return ui;
 }

@@ -41,7 +41,7 @@ private:
     void scanPlugin(const LoadedPlugin &plugin);
     QSet<QString> claimedKeys(const LoadedPlugin &plugin) const;
     bool isClaimed(const LoadedPlugin &plugin, const QString &key) const;
-    QObject *prepareInterface(QObject *ui) const;
+    QObject *prepareInterface(QObject *ui, const QString &shortid) const;
     const DevicePool &pool();
 
     const PluginLoader &m_plugins;

@@ -30,6 +30,11 @@ inline constexpr Key<QString> CloudSerial{"Cloud/Serial", ""}; // empty: not reg
 inline constexpr Key<QString> Language{"UI/Language", "en"};
 inline constexpr Key<bool> Dark{"UI/Dark", false};
 inline constexpr Key<bool> TrayNoticeShown{"UI/TrayNoticeShown", false};
+// "column:width" of each column of the state table, from left to right.
+inline constexpr Key<QString> StateColumns{"UI/StateColumns", ""};
+inline constexpr Key<bool> ShowAbsent{"UI/ShowAbsent", false};
+inline constexpr Key<bool> DevicePane{"UI/DevicePane", true};
+inline constexpr Key<int> DevicePaneSize{"UI/DevicePaneSize", 290}; // pixels
 inline constexpr Key<QByteArray> PageGeometry{"UI/Geom", ""};
 inline constexpr Key<QByteArray> PageState{"UI/State", ""};
 
@@ -39,6 +44,7 @@ inline constexpr Key<bool> CloseToTray{"System/CloseToTray", true};
 inline constexpr Key<bool> StartHidden{"System/StartHidden", false};
 inline constexpr Key<bool> AutoScan{"System/AutoScan", true};
 inline constexpr Key<int> ScanInterval{"System/ScanInterval", 1}; // minutes
+inline constexpr Key<bool> KeepHistory{"System/History", true};
 inline constexpr Key<bool> Autostart{"System/Autostart", false};
 inline constexpr Key<QString> ExportDirectory{"System/ExportDirectory", ""}; // empty: home
 inline constexpr Key<QString> StoredVersion{"System/Version", defaults::Version};

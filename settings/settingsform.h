@@ -27,6 +27,7 @@ struct SettingsValues
     bool autoScan = false;
     int scanInterval = 0; // minutes
     bool dark = false;
+    bool keepHistory = false;
 };
 
 // The settings page without its widgets. Interface thread.

@@ -63,6 +63,7 @@ void ZUSettings::load(SettingsForm &page) const
     values.startHidden = store.value(keys::StartHidden);
     values.autoScan = store.value(keys::AutoScan);
     values.scanInterval = store.value(keys::ScanInterval);
+    values.keepHistory = store.value(keys::KeepHistory);
     values.dark = storedDark(store, page);
     page.show(values);
 }
@@ -92,6 +93,7 @@ bool ZUSettings::apply(SettingsForm &page)
     store.set(keys::StartHidden, values.startHidden);
     store.set(keys::AutoScan, values.autoScan);
     store.set(keys::ScanInterval, values.scanInterval);
+    store.set(keys::KeepHistory, values.keepHistory);
 
     if (values.dark != storedDark(store, page)) {
         page.warn(tr("Theme"),

@@ -2,13 +2,15 @@
 
 #include "ui/log.h"
 
+#include <QScreen>
 #include <QWidget>
 
 #include <memory>
 
 namespace {
 
-constexpr int maxWindows = 100; // plugins decide how many there are
+constexpr int maxWindows = 100;          // plugins decide how many there are
+constexpr char idProperty[] = "shortid"; // as DeviceScan sets it at the interface object
 
 void bringUp(QWidget *window)
 {
@@ -49,6 +51,7 @@ void DeviceWindows::add(QObject *thui)
     // After the window: its destructor may still use the object.
     connect(window, &QObject::destroyed, this,
             [ui = QPointer<QObject>(owned.release())] { delete ui; });
+    window->setProperty(idProperty, thui->property(idProperty));
     m_windows.append(window);
     emit windowAdded();
     if (!m_heldBack) {
@@ -56,10 +59,45 @@ void DeviceWindows::add(QObject *thui)
     }
 }
 
-void DeviceWindows::release()
+void DeviceWindows::release(const QWidget &main)
 {
-    if (m_heldBack) {
-        showAll();
+    if (!m_heldBack) {
+        return;
+    }
+    m_heldBack = false;
+    for (const QPointer<QWidget> &window : qAsConst(m_windows)) {
+        if (window) {
+            const QRect frame = main.frameGeometry();
+            if (main.screen()->availableGeometry().right() - frame.right() >= window->width()) {
+                window->move(frame.topRight() + QPoint(1, 0));
+            }
+            window->setAttribute(Qt::WA_ShowWithoutActivating);
+            window->show();
+            window->setAttribute(Qt::WA_ShowWithoutActivating, false);
+        }
+    }
+}
+
+QWidget *DeviceWindows::windowOf(const QString &shortid) const
+{
+    const QString type = shortid.section(QLatin1Char('_'), 0, 0) + QLatin1Char('_');
+    QWidget *found = nullptr;
+    for (const QPointer<QWidget> &window : m_windows) {
+        const QString id = window ? window->property(idProperty).toString() : QString();
+        if (id == shortid) {
+            return window;
+        }
+        if (id.startsWith(type)) {
+            found = window;
+        }
+    }
+    return found;
+}
+
+void DeviceWindows::show(const QString &shortid)
+{
+    if (QWidget *const window = windowOf(shortid)) {
+        bringUp(window);
     }
 }
 

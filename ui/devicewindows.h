@@ -24,13 +24,20 @@ public:
     void holdBack() { m_heldBack = true; }
     // Shows every window, also those that the user closed.
     void showAll();
-    // Ends holdBack() and shows every window; does nothing without a holdBack() before it.
-    void release();
+    // Ends holdBack() and shows every window beside `main`, which keeps the focus; does nothing
+    // without a holdBack() before it.
+    void release(const QWidget &main);
+    // Whether the device, or another one of its type, has brought a window along.
+    bool has(const QString &shortid) const { return windowOf(shortid) != nullptr; }
+    // Shows and activates that window.
+    void show(const QString &shortid);
 
 signals:
     void windowAdded();
 
 private:
+    QWidget *windowOf(const QString &shortid) const;
+
     QVector<QPointer<QWidget>> m_windows; // with each, its interface object ends
     bool m_heldBack = false;
 };

@@ -63,11 +63,12 @@ MainWindow::~MainWindow()
     m_settings.store().set(keys::WindowState, saveState());
     m_settings.store().set(keys::WindowGeometry, saveGeometry());
     m_runnerThread.stop();
+    delete takeCentralWidget(); // the pages use the members
 }
 
 void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
 {
-    m_statePage = new StatePage(m_pages);
+    m_statePage = new StatePage(m_history, m_deviceWindows, m_pages);
     m_settingsPage = new SettingsPage(m_settings, autostart, logFolder, m_pages);
     m_deviceSettingsPage = new DeviceSettingsPage(m_pages);
     m_cloudPage = new CloudPage(m_pages);
@@ -82,14 +83,18 @@ void MainWindow::makePages(Autostart &autostart, const QString &logFolder)
     connect(m_cloudPage, &CloudPage::checkRequested, this, [this, logFolder] {
         openConnectionCheck(runner()->connectionCheck(), logFolder, this);
     });
-    const RegistrationWizard *const wizard = m_cloudPage->wizard();
+    RegistrationWizard *const wizard = m_cloudPage->wizard();
     connect(m_settingsPage, &SettingsPage::notice, statusBar(), &QStatusBar::showMessage);
     connect(m_deviceSettingsPage, &DeviceSettingsPage::notice, statusBar(),
             &QStatusBar::showMessage);
     connect(wizard, &RegistrationWizard::notice, statusBar(), &QStatusBar::showMessage);
     connect(m_settingsPage, &SettingsPage::restartRequested, this, &MainWindow::restart);
     connect(m_settingsPage, &SettingsPage::applied, &m_scanClock, &ScanClock::arm);
+    connect(m_settingsPage, &SettingsPage::applied, m_statePage, &StatePage::applySettings);
     connect(m_statePage, &StatePage::renameRequested, this, &MainWindow::thing_renamereq);
+    connect(m_statePage, &StatePage::registrationRequested, this, [this] { showPage(P_CLOUD); });
+    connect(m_statePage, &StatePage::unnamedChanged, wizard, &RegistrationWizard::showUnnamed);
+    connect(m_registryPage, &RegThingsEditor::forgotten, &m_history, &History::forget);
     connect(wizard, &RegistrationWizard::renameRequested, this, &MainWindow::thing_renamereq);
 }
 
@@ -215,7 +220,7 @@ void MainWindow::bringUp()
     }
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
-    m_deviceWindows.release();
+    m_deviceWindows.release(*this);
     raise();
     activateWindow();
 }
@@ -254,6 +259,7 @@ void MainWindow::runner_finished(int op, const QVariant &result)
         break;
     case ZugatewRunner::Lsmod:
         m_deviceSettingsPage->showPlugins(result.toJsonObject());
+        m_statePage->showPlugins(result.toJsonObject());
         break;
     case ZugatewRunner::Lsthings:
         m_statePage->showThings(result.value<ThingStateList>());

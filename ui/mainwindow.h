@@ -1,5 +1,6 @@
 #pragma once
 
+#include "history/history.h"
 #include "runner/runnerthread.h"
 #include "settings/settingsform.h"
 #include "settings/zusettings.h"
@@ -104,6 +105,7 @@ private:
     ScanClock m_scanClock;
     StartupChain m_startup{*m_runnerThread.runner(), m_scanClock};
     DeviceWindows m_deviceWindows;
+    History m_history{History::defaultFile()};
     QMenu m_menu;
     std::unique_ptr<CVUpdater> m_updater; // null on platforms without one
     TrayIcon *m_tray = nullptr;

@@ -57,7 +57,7 @@ void pagestyle::focusFirst(QWidget *page)
                widget->isEnabled() && widget->isVisibleTo(page) &&
                qobject_cast<const QScrollArea *>(widget) == nullptr;
     };
-    QWidget *widget = page->nextInFocusChain();
+    QWidget *widget = page->focusProxy() ? page->focusProxy() : page->nextInFocusChain();
     while (widget != page && !canShowFocus(widget)) {
         widget = widget->nextInFocusChain();
     }

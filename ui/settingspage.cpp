@@ -155,6 +155,7 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     , m_closeToTray(new QCheckBox(tr("&Closing the window leaves the program in the tray"), this))
     , m_autoScan(new QCheckBox(tr("&Look for devices regularly"), this))
     , m_scanInterval(makeSpinBox(0, ScanClock::maxPeriod.count(), tr(" min"), this))
+    , m_keepHistory(new QCheckBox(tr("&Keep a history of values for 30 days"), this))
     , m_backupButton(pagestyle::button(tr("&Backup…"), "settingsBackupButton", this))
     , m_restoreButton(pagestyle::button(tr("L&oad Backup…"), "settingsRestoreButton", this))
 {
@@ -164,6 +165,7 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     }
     auto *const pane = new QWidget(this);
     auto *const groups = new QVBoxLayout(pane);
+    groups->setContentsMargins(0, 0, 0, 0); // the page has its own
     addCloudGroup(groups);
     addInterfaceGroup(groups);
     addSystemGroup(groups);
@@ -192,8 +194,8 @@ SettingsPage::SettingsPage(ZUSettings &settings, Autostart &autostart, const QSt
     connect(m_changes, &UnsavedChanges::saveRequested, this, &Page::on_settingsApplyButton_clicked);
     connect(m_changes, &UnsavedChanges::discardRequested, this, &Page::load);
     m_changes->watch({m_interval, m_host, m_port, m_keepAlive, m_language, m_dark,
-                      m_startWithSession, m_startHidden, m_closeToTray, m_autoScan,
-                      m_scanInterval});
+                      m_startWithSession, m_startHidden, m_closeToTray, m_autoScan, m_scanInterval,
+                      m_keepHistory});
     connect(m_autoScan, &QCheckBox::toggled, m_scanInterval, &QWidget::setEnabled);
     QMetaObject::connectSlotsByName(this);
 }
@@ -230,6 +232,8 @@ void SettingsPage::addSystemGroup(QVBoxLayout *groups)
     addCheck(form, m_autoScan, "autoScan");
     m_scanInterval->setToolTip(tr("Never more often than every 30 seconds"));
     addRow(form, tr("Time between two searches"), m_scanInterval, "scanInterval");
+    m_keepHistory->setToolTip(tr("On this computer only, for the curves of the devices"));
+    addCheck(form, m_keepHistory, "keepHistory");
 }
 
 void SettingsPage::addBackupGroup(QVBoxLayout *groups)
@@ -264,6 +268,7 @@ SettingsValues SettingsPage::values() const
     values.autoScan = m_autoScan->isChecked();
     values.scanInterval = m_scanInterval->value();
     values.dark = m_dark->isChecked();
+    values.keepHistory = m_keepHistory->isChecked();
     return values;
 }
 
@@ -281,6 +286,7 @@ void SettingsPage::show(const SettingsValues &values)
     m_scanInterval->setValue(values.scanInterval);
     m_scanInterval->setEnabled(values.autoScan);
     m_dark->setChecked(values.dark);
+    m_keepHistory->setChecked(values.keepHistory);
     m_changes->markStored();
 }
 

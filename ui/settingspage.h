@@ -84,6 +84,7 @@ private:
     QCheckBox *m_closeToTray;
     QCheckBox *m_autoScan;
     QSpinBox *m_scanInterval;
+    QCheckBox *m_keepHistory;
     QPushButton *m_backupButton;
     QPushButton *m_restoreButton;
 };

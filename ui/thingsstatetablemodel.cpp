@@ -5,6 +5,7 @@
 #include "ui/widgets/qmaterialicon.h"
 
 #include <QColor>
+#include <QDateTime>
 #include <QTextDocument>
 #include <QVector>
 
@@ -119,9 +120,16 @@ bool ThingsStateTableModel::setData(const QModelIndex &index, const QVariant &va
     return true;
 }
 
+int ThingsStateTableModel::rowOf(const QString &shortid) const
+{
+    const Row *const row = m_byShortid.value(shortid);
+    return row == nullptr ? -1 : row->index;
+}
+
 void ThingsStateTableModel::append(const ThingState &thing)
 {
-    m_rows.push_back(std::make_unique<Row>(Row{thing, int(m_rows.size())}));
+    m_rows.push_back(
+        std::make_unique<Row>(Row{thing, int(m_rows.size()), QDateTime::currentMSecsSinceEpoch()}));
     m_byShortid.insert(thing.shortid, m_rows.back().get());
 }
 
@@ -139,6 +147,9 @@ void ThingsStateTableModel::update(const ThingState &state)
     ColumnSet columns;
     columns[ColAlias] = row->thing.alias != state.alias;
     columns[ColState] = row->thing.state != state.state;
+    if (columns[ColState]) {
+        row->changed = QDateTime::currentMSecsSinceEpoch();
+    }
     columns[ColCloud] = row->thing.regid != state.regid || row->thing.gone != state.gone;
     row->thing = state;
     if (columns.any()) {

@@ -38,6 +38,12 @@ public:
     // Removes all rows, then inserts these; of several records of one thing the last counts.
     void replaceAll(const ThingStateList &list);
 
+    const ThingState &thing(int row) const { return m_rows[size_t(row)]->thing; }
+    // When the state was reported that the row shows; milliseconds since 1970.
+    qint64 lastChange(int row) const { return m_rows[size_t(row)]->changed; }
+    // -1 for an unknown thing.
+    int rowOf(const QString &shortid) const;
+
 signals:
     void renameRequested(const QString &sid, const QString &alias);
 
@@ -46,6 +52,7 @@ private:
     {
         ThingState thing;
         int index;
+        qint64 changed; // milliseconds since 1970
     };
     using ColumnSet = std::bitset<ColumnCount>;
 

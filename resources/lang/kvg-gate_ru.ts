@@ -494,6 +494,84 @@
     </message>
 </context>
 <context>
+    <name>DeviceListModel</name>
+    <message>
+        <source>Double-click or press F2 to give it a name</source>
+        <translation>Дважды щёлкните или нажмите F2, чтобы дать имя</translation>
+    </message>
+    <message>
+        <source>not here</source>
+        <translation>не подключено</translation>
+    </message>
+</context>
+<context>
+    <name>DevicePane</name>
+    <message>
+        <source>Select a device to see what it reports.</source>
+        <translation>Выберите устройство, чтобы увидеть, что оно сообщает.</translation>
+    </message>
+    <message>
+        <source>&amp;History…</source>
+        <translation>&amp;История…</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Закрыть</translation>
+    </message>
+    <message>
+        <source>Close the details</source>
+        <translation>Закрыть сведения</translation>
+    </message>
+    <message>
+        <source>State</source>
+        <translation>Состояние</translation>
+    </message>
+    <message>
+        <source>Member</source>
+        <translation>Величина</translation>
+    </message>
+    <message>
+        <source>Value</source>
+        <translation>Значение</translation>
+    </message>
+    <message>
+        <source>Recent</source>
+        <translation>Недавно</translation>
+    </message>
+    <message>
+        <source>Kind:</source>
+        <translation>Вид:</translation>
+    </message>
+    <message>
+        <source>Identifier:</source>
+        <translation>Идентификатор:</translation>
+    </message>
+    <message>
+        <source>Cloud:</source>
+        <translation>Облако:</translation>
+    </message>
+    <message>
+        <source>Last change:</source>
+        <translation>Изменено:</translation>
+    </message>
+    <message>
+        <source>(no name)</source>
+        <translation>(без имени)</translation>
+    </message>
+    <message>
+        <source>not registered</source>
+        <translation>не зарегистрировано</translation>
+    </message>
+    <message>
+        <source>registered</source>
+        <translation>зарегистрировано</translation>
+    </message>
+    <message>
+        <source>unknown</source>
+        <translation>неизвестно</translation>
+    </message>
+</context>
+<context>
     <name>DeviceSettingsPage</name>
     <message>
         <source>No device type has settings.</source>
@@ -518,6 +596,46 @@
     <message>
         <source>Device settings saved</source>
         <translation>Настройки устройств сохранены</translation>
+    </message>
+</context>
+<context>
+    <name>DeviceTable</name>
+    <message>
+        <source>name it…</source>
+        <translation>назовите…</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Устройства</translation>
+    </message>
+</context>
+<context>
+    <name>DeviceWords</name>
+    <message>
+        <source>Gateway</source>
+        <translation>Шлюз</translation>
+    </message>
+    <message>
+        <source>yes</source>
+        <translation>да</translation>
+    </message>
+    <message>
+        <source>no</source>
+        <translation>нет</translation>
+    </message>
+</context>
+<context>
+    <name>History</name>
+    <message>
+        <source>Cannot write to %1</source>
+        <translation>Не удаётся записать %1</translation>
+    </message>
+</context>
+<context>
+    <name>HistoryCurve</name>
+    <message>
+        <source>not known</source>
+        <translation>неизвестно</translation>
     </message>
 </context>
 <context>
@@ -750,38 +868,216 @@
     </message>
 </context>
 <context>
-    <name>Plugins</name>
+    <name>PlotWindow</name>
     <message>
-        <source>Seconds between two measurements</source>
-        <translation>Интервал между измерениями, с</translation>
+        <source>History of %1</source>
+        <translation>История: %1</translation>
     </message>
+    <message>
+        <source>Values to show</source>
+        <translation>Показываемые величины</translation>
+    </message>
+    <message>
+        <source>Plot of %1</source>
+        <translation>График: %1</translation>
+    </message>
+    <message>
+        <source>&amp;Hour</source>
+        <translation>&amp;Час</translation>
+    </message>
+    <message>
+        <source>&amp;Day</source>
+        <translation>&amp;День</translation>
+    </message>
+    <message>
+        <source>&amp;Week</source>
+        <translation>&amp;Неделя</translation>
+    </message>
+    <message>
+        <source>&amp;Month</source>
+        <translation>&amp;Месяц</translation>
+    </message>
+    <message>
+        <source>&amp;Back</source>
+        <translation>Н&amp;азад</translation>
+    </message>
+    <message>
+        <source>&amp;Save Picture...</source>
+        <translation>&amp;Сохранить рисунок...</translation>
+    </message>
+    <message>
+        <source>&amp;Export...</source>
+        <translation>&amp;Экспорт...</translation>
+    </message>
+    <message>
+        <source>Nothing was recorded yet.</source>
+        <translation>Пока ничего не записано.</translation>
+    </message>
+    <message>
+        <source>* has a scale of its own</source>
+        <translation>* имеет собственную шкалу</translation>
+    </message>
+    <message>
+        <source>At most %1 at once.</source>
+        <translation>Не больше %1 одновременно.</translation>
+    </message>
+    <message>
+        <source>Save Picture</source>
+        <translation>Сохранение рисунка</translation>
+    </message>
+    <message>
+        <source>Pictures (*.png)</source>
+        <translation>Рисунки (*.png)</translation>
+    </message>
+    <message>
+        <source>The picture could not be saved: %1</source>
+        <translation>Не удалось сохранить рисунок: %1</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Экспорт</translation>
+    </message>
+    <message>
+        <source>Tables (*.csv)</source>
+        <translation>Таблицы (*.csv)</translation>
+    </message>
+    <message>
+        <source>What &amp;Is Shown</source>
+        <translation>То, что &amp;показано</translation>
+    </message>
+    <message>
+        <source>This De&amp;vice</source>
+        <translation>Это &amp;устройство</translation>
+    </message>
+    <message>
+        <source>Every&amp;thing</source>
+        <translation>&amp;Всё</translation>
+    </message>
+</context>
+<context>
+    <name>PlotWindows</name>
+    <message>
+        <source>History</source>
+        <translation>История</translation>
+    </message>
+    <message>
+        <source>The plot cannot be shown, because a part of the program is missing. Install the program again. (%1)</source>
+        <translation>График нельзя показать: не хватает части программы. Установите программу заново. (%1)</translation>
+    </message>
+</context>
+<context>
+    <name>Plugins</name>
     <message>
         <source>Folder on the disk to watch</source>
         <translation>Папка на контролируемом диске</translation>
-    </message>
-    <message>
-        <source>Warn from this processor load in percent</source>
-        <translation>Порог загрузки процессора, %</translation>
-    </message>
-    <message>
-        <source>Warn from this much memory used in percent</source>
-        <translation>Порог использования памяти, %</translation>
-    </message>
-    <message>
-        <source>Warn from this much disk space used in percent</source>
-        <translation>Порог заполнения диска, %</translation>
     </message>
     <message>
         <source>Number of lamps</source>
         <translation>Количество ламп</translation>
     </message>
     <message>
-        <source>Seconds between two changes by themselves, 0 for none</source>
-        <translation>Автопереключение, с (0&#xa0;—&#xa0;нет)</translation>
-    </message>
-    <message>
         <source>New lamps are on</source>
         <translation>Новые лампы включены</translation>
+    </message>
+    <message>
+        <source>Computer</source>
+        <translation>Компьютер</translation>
+    </message>
+    <message>
+        <source>This computer itself: load, memory and disk</source>
+        <translation>Сам этот компьютер: загрузка, память и диск</translation>
+    </message>
+    <message>
+        <source>Processor</source>
+        <translation>Процессор</translation>
+    </message>
+    <message>
+        <source>%</source>
+        <translation>%</translation>
+    </message>
+    <message>
+        <source>Memory</source>
+        <translation>Память</translation>
+    </message>
+    <message>
+        <source>Memory used</source>
+        <translation>Память занята</translation>
+    </message>
+    <message>
+        <source>MiB</source>
+        <translation>МиБ</translation>
+    </message>
+    <message>
+        <source>Memory total</source>
+        <translation>Память всего</translation>
+    </message>
+    <message>
+        <source>Disk</source>
+        <translation>Диск</translation>
+    </message>
+    <message>
+        <source>Disk folder</source>
+        <translation>Папка диска</translation>
+    </message>
+    <message>
+        <source>Disk free</source>
+        <translation>Диск свободно</translation>
+    </message>
+    <message>
+        <source>Disk total</source>
+        <translation>Диск всего</translation>
+    </message>
+    <message>
+        <source>Running for</source>
+        <translation>Работает</translation>
+    </message>
+    <message>
+        <source>s</source>
+        <translation>с</translation>
+    </message>
+    <message>
+        <source>Warnings</source>
+        <translation>Предупреждения</translation>
+    </message>
+    <message>
+        <source>Time between two measurements</source>
+        <translation>Время между измерениями</translation>
+    </message>
+    <message>
+        <source>Warn from this processor load</source>
+        <translation>Предупреждать при загрузке процессора от</translation>
+    </message>
+    <message>
+        <source>Warn from this much memory used</source>
+        <translation>Предупреждать при занятой памяти от</translation>
+    </message>
+    <message>
+        <source>Warn from this much disk space used</source>
+        <translation>Предупреждать при занятом месте на диске от</translation>
+    </message>
+    <message>
+        <source>Virtual lamp</source>
+        <translation>Виртуальная лампа</translation>
+    </message>
+    <message>
+        <source>Lamps that do not exist, to try things with</source>
+        <translation>Лампы, которых нет: чтобы всё попробовать</translation>
+    </message>
+    <message>
+        <source>On</source>
+        <translation>Включена</translation>
+    </message>
+    <message>
+        <source>Brightness</source>
+        <translation>Яркость</translation>
+    </message>
+    <message>
+        <source>Colour</source>
+        <translation>Цвет</translation>
+    </message>
+    <message>
+        <source>Time between two changes by themselves, 0 for none</source>
+        <translation>Время между самостоятельными изменениями, 0 — без них</translation>
     </message>
 </context>
 <context>
@@ -910,6 +1206,14 @@ A device that is forgotten loses its name and its registration, and the cloud he
     <message>
         <source>The cloud sent a code that cannot be used.</source>
         <translation>Облако прислало непригодный код.</translation>
+    </message>
+    <message>
+        <source>&amp;Use These Names</source>
+        <translation>&amp;Использовать эти имена</translation>
+    </message>
+    <message>
+        <source>Things without a name</source>
+        <translation>Устройства без имени</translation>
     </message>
 </context>
 <context>
@@ -1109,6 +1413,70 @@ A device that is forgotten loses its name and its registration, and the cloud he
         <source>The log is in %1</source>
         <translation>Журнал находится в папке %1</translation>
     </message>
+    <message>
+        <source>Registration: none</source>
+        <translation>Регистрация: нет</translation>
+    </message>
+    <message>
+        <source>Registration: the one in use</source>
+        <translation>Регистрация: та же, что используется сейчас</translation>
+    </message>
+    <message>
+        <source>Registration: not the one in use</source>
+        <translation>Регистрация: не та, что используется сейчас</translation>
+    </message>
+    <message>
+        <source>Credentials: none</source>
+        <translation>Сертификат и ключ: нет</translation>
+    </message>
+    <message>
+        <source>Credentials: incomplete</source>
+        <translation>Сертификат и ключ: неполные</translation>
+    </message>
+    <message>
+        <source>Credentials: certificate and key</source>
+        <translation>Сертификат и ключ: есть</translation>
+    </message>
+    <message>
+        <source>Saved: %1 (date of the file)</source>
+        <translation>Сохранено: %1 (дата файла)</translation>
+    </message>
+    <message>
+        <source>Version: %1</source>
+        <translation>Версия: %1</translation>
+    </message>
+    <message>
+        <source>Gateway: %1</source>
+        <translation>Шлюз: %1</translation>
+    </message>
+    <message>
+        <source>Devices: %1</source>
+        <translation>Устройств: %1</translation>
+    </message>
+    <message>
+        <source>This replaces all settings, the names of the devices and the registration. Certificate and key stay as they are. Proceed?</source>
+        <translation>Все настройки, имена устройств и регистрация будут заменены. Сертификат и ключ останутся прежними. Продолжить?</translation>
+    </message>
+    <message>
+        <source>This replaces all settings, the names of the devices, the registration and the credentials. Proceed?</source>
+        <translation>Все настройки, имена устройств, регистрация, сертификат и ключ будут заменены. Продолжить?</translation>
+    </message>
+    <message>
+        <source>&amp;Keep a history of values for 30 days</source>
+        <translation>&amp;Хранить историю значений 30 дней</translation>
+    </message>
+    <message>
+        <source>On this computer only, for the curves of the devices</source>
+        <translation>Только на этом компьютере, для графиков устройств</translation>
+    </message>
+    <message>
+        <source>Restart &amp;Now</source>
+        <translation>Перезапустить се&amp;йчас</translation>
+    </message>
+    <message>
+        <source>Restore Backup</source>
+        <translation>Восстановление из резервной копии</translation>
+    </message>
 </context>
 <context>
     <name>StartupChain</name>
@@ -1140,16 +1508,76 @@ A device that is forgotten loses its name and its registration, and the cloud he
 <context>
     <name>StatePage</name>
     <message>
-        <source>Devices</source>
-        <translation>Устройства</translation>
-    </message>
-    <message>
         <source>Looking for devices…</source>
         <translation>Идёт поиск устройств…</translation>
     </message>
     <message>
         <source>No devices found yet. Attach a device and press Rescan, or switch on its type under Device settings.</source>
         <translation>Устройства пока не найдены. Подключите устройство и нажмите «Найти устройства» или включите его тип на странице «Настройки устройств».</translation>
+    </message>
+    <message>
+        <source>Show &amp;absent devices</source>
+        <translation>Показывать &amp;отсутствующие</translation>
+    </message>
+    <message>
+        <source>Filter (Ctrl+F)</source>
+        <translation>Фильтр (Ctrl+F)</translation>
+    </message>
+    <message>
+        <source>Filter</source>
+        <translation>Фильтр</translation>
+    </message>
+    <message>
+        <source>Also list known devices that are not attached now</source>
+        <translation>Показывать и известные устройства, которые сейчас не подключены</translation>
+    </message>
+    <message>
+        <source>Details of the selected device</source>
+        <translation>Сведения о выбранном устройстве</translation>
+    </message>
+    <message>
+        <source>&amp;Register…</source>
+        <translation>&amp;Зарегистрировать…</translation>
+    </message>
+    <message>
+        <source>This gateway is not registered yet</source>
+        <translation>Этот шлюз ещё не зарегистрирован</translation>
+    </message>
+    <message>
+        <source>1 device is not registered yet</source>
+        <translation>1 устройство ещё не зарегистрировано</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n devices are not registered yet</source>
+        <translation>
+            <numerusform>%n устройство ещё не зарегистрировано</numerusform>
+            <numerusform>%n устройства ещё не зарегистрированы</numerusform>
+            <numerusform>%n устройств ещё не зарегистрировано</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>No device matches the filter.</source>
+        <translation>Фильтру не соответствует ни одно устройство.</translation>
+    </message>
+    <message>
+        <source>Copy &amp;State</source>
+        <translation>Копировать &amp;состояние</translation>
+    </message>
+    <message>
+        <source>Copy &amp;Identifier</source>
+        <translation>Копировать и&amp;дентификатор</translation>
+    </message>
+    <message>
+        <source>Show &amp;Window</source>
+        <translation>Показать о&amp;кно</translation>
+    </message>
+    <message>
+        <source>&amp;History…</source>
+        <translation>&amp;История…</translation>
+    </message>
+    <message>
+        <source>Re&amp;name</source>
+        <translation>&amp;Переименовать</translation>
     </message>
 </context>
 <context>
@@ -1200,6 +1628,39 @@ A device that is forgotten loses its name and its registration, and the cloud he
     <message>
         <source>Yes</source>
         <translation>Есть</translation>
+    </message>
+</context>
+<context>
+    <name>TrayIcon</name>
+    <message>
+        <source>The gateway keeps running here. Click on the icon to open the window; Exit in its menu ends the program.</source>
+        <translation>Шлюз продолжает работать здесь. Щёлкните значок, чтобы открыть окно; «Выход» в его меню завершает программу.</translation>
+    </message>
+</context>
+<context>
+    <name>UnnamedThings</name>
+    <message>
+        <source>Type</source>
+        <translation>Тип</translation>
+    </message>
+    <message>
+        <source>Serial</source>
+        <translation>Серийный номер</translation>
+    </message>
+    <message>
+        <source>Proposed name</source>
+        <translation>Предлагаемое имя</translation>
+    </message>
+</context>
+<context>
+    <name>UnsavedChanges</name>
+    <message>
+        <source>Unsaved Changes</source>
+        <translation>Несохранённые изменения</translation>
+    </message>
+    <message>
+        <source>The changes on this page are not saved. Save them?</source>
+        <translation>Изменения на этой странице не сохранены. Сохранить их?</translation>
     </message>
 </context>
 <context>

@@ -42,7 +42,7 @@ private slots:
         QCOMPARE(page.warnings, QStringList{"Language"});
         QCOMPARE(QSettings().value("UI/Language").toString(), QString("en"));
         QCOMPARE(QSettings().value("Cloud/Interval").toInt(), 300);
-        const SettingsValues values = {6, "h", 1, 2, 1, true, false, true, false, 9, true};
+        const SettingsValues values = {6, "h", 1, 2, 1, true, false, true, false, 9, true, false};
         page.shown = values;
         for (int round = 0; round < 2; ++round) {
             QVERIFY(ZUSettings().apply(page));
@@ -53,7 +53,7 @@ private slots:
             QVERIFY(shown.intervalIndex == 6 && shown.host == "h" && shown.port == 1);
             QVERIFY(shown.keepAlive == 2 && shown.languageIndex == 1 && shown.scanInterval == 9);
             QVERIFY(shown.autostart && shown.startHidden && shown.dark);
-            QVERIFY(!shown.closeToTray && !shown.autoScan);
+            QVERIFY(!shown.closeToTray && !shown.autoScan && !shown.keepHistory);
         }
         page.entry = false; // another program removed it
         ZUSettings().load(page);

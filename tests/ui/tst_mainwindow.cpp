@@ -100,7 +100,7 @@ private slots:
             QVERIFY(splash.isNull());
             QCOMPARE(m_window->isVisible(), how != "hidden");
             QCOMPARE(topLevel("deviceWindow")->isVisible(), how != "hidden");
-            QCOMPARE(shows("things"), QString("gateway"));
+            QCOMPARE(shows("things"), QString("Gateway"));
             QTRY_COMPARE(shows("regStepLabel"), firstStep);
             m_window->dockClicked();
             QVERIFY(m_window->isVisible());
@@ -136,7 +136,7 @@ private slots:
             {Runner::ProcReg, QJsonObject{{"error", "x"}}, {"regSteps=0", "page=3"}},
             {Runner::DUnreg,
              true,
-             {"regSteps=0", "regStepLabel=" + firstStep, "things=gateway", "progress="}},
+             {"regSteps=0", "regStepLabel=" + firstStep, "things=Gateway", "progress="}},
             {Runner::SExport, true, {"message=Configuration saved", "title=Backup"}},
             {Runner::SExport, false, {"message=Backup could not be saved", "title="}},
             {Runner::SImport, true, {"message=", "keepAlive=77", "title=Import"}},

@@ -52,6 +52,8 @@ class Tour:
         self.first_look()
         self.register()
         self.watch_states(watch)
+        self.look_at_device()
+        self.sort_and_filter()
         self.update_from_portal()
         self.rename_in_place()
         self.add_lamp()
@@ -223,12 +225,40 @@ class Tour:
         wait_for("live state", lambda: self.state_of("This computer") != before)
         self.screen.picture("live-states")
 
+    def look_at_device(self):
+        self.screen.click(self.screen.cell("Devices", self.row_of("This computer")[0], TYPE))
+        wait_for("details", lambda: "Processor" in self.screen.texts(("table cell", "tree item")))
+        self.screen.picture("details")
+        self.screen.press("History…")
+        title = "History of This computer"
+        self.screen.activate(self.window(title))
+        self.screen.picture("history")
+        self.screen.key("alt+F4")
+        wait_for("end of the history", lambda: not self.screen.top(title))
+        say("history", "of this computer")
+
+    def sort_and_filter(self):
+        def click_header():  # the tree has no lasting object for it
+            grid = self.screen.find(("table",), "Devices")
+            self.screen.click_at(grid.cell(0, SERIAL).box.x + 10, grid.box.y + 10, "click", 1)
+        click_header()
+        wait_for("order", lambda: self.rows(5)[0][SERIAL] == "0001")
+        self.screen.fill("Filter", "0002")
+        self.rows(1)
+        self.screen.picture("filtered")
+        self.screen.fill("Filter", "\b")
+        click_header()
+        wait_for("reverse order", lambda: self.rows(5)[-1][SERIAL] == "0001")
+        self.screen.picture("sorted")
+        click_header()
+        say("sorted", "by serial number, filtered, and as before")
+
     def update_from_portal(self):
         lamp = self.portal.things()["Lamp 1"]
         self.portal.post("/api/update", {"id": lamp,
                                          "update": {"color": "#4caf50", "brightness": 42}})
         say("update", f"sent to {lamp} from the portal")
-        wait_for("update", lambda: "brightness:42" in self.state_of("Lamp 1"))
+        wait_for("update", lambda: "Brightness: 42\u00a0%" in self.state_of("Lamp 1"))
         say("applied", self.state_of("Lamp 1"))
         self.screen.picture("updated")
 
