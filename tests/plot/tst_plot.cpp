@@ -185,6 +185,7 @@ private slots:
                           {from + 18 * hour, 3, 3, 3},
                           {from + 24 * hour, 3, 3, 3}}});
         QVERIFY(window != nullptr);
+        button("plotDay")->click();
         const QImage image = canvasOf(window)->grab().toImage();
         const auto drawn = [&](double first, double last, int rows) {
             const int left = int(image.width() * first / 24) + 3;
@@ -315,7 +316,7 @@ private slots:
             QVERIFY(button("plotExport")->isEnabled());
         }
         QCOMPARE(m_history.exports[0].members, QStringList("d/a"));
-        QCOMPARE(m_history.exports[0].to - m_history.exports[0].from, 24 * hour);
+        QCOMPARE(m_history.exports[0].to - m_history.exports[0].from, hour);
         QCOMPARE(m_history.exports[1].members, QStringList({"d/a", "d/b", "d/c"}));
         QCOMPARE(m_history.exports[1].from, 0);
         QCOMPARE(m_history.exports[2].members, QStringList());
