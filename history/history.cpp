@@ -291,10 +291,8 @@ void History::advance()
         m_now = now;
     }
     if (m_now / hour != before / hour) {
-        m_worker.start([this, hours = m_now / hour, limits = m_limits.file] {
-            m_file.fold();
-            m_file.prune(hours, limits);
-        });
+        m_worker.start(
+            [this, hours = m_now / hour, limits = m_limits.file] { m_file.prune(hours, limits); });
     }
 }
 

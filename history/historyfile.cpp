@@ -247,12 +247,13 @@ bool HistoryFile::open()
                    "PRAGMA user_version = 1; COMMIT;");
     } else if (good) {
         good = run("PRAGMA journal_mode = WAL");
-        if (good && (number("PRAGMA application_id") != applicationId ||
-                     number("PRAGMA user_version") != schemaVersion ||
-                     number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
-                            "name IN ('series', 'minute', 'hour', 'state')") != 4 ||
-                     number("SELECT count(*) FROM sqlite_master") != 5 ||
-                     number("SELECT count(*) FROM state") != 1)) {
+        if (good &&
+            (number("PRAGMA application_id") != applicationId ||
+             number("PRAGMA user_version") != schemaVersion ||
+             number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
+                    "name IN ('series', 'minute', 'hour', 'state')") != 4 ||
+             number("SELECT count(*) FROM sqlite_master") != 5 ||
+             number("SELECT count(*) FROM state") != 1)) {
             qCWarning(lcHistory).noquote() << m_path << "is no history of this version";
             m_damaged = true;
             good = false;
@@ -429,16 +430,19 @@ bool HistoryFile::dropBefore(qint64 hours)
 
 bool HistoryFile::prune(qint64 hours, const Limits &limits)
 {
-    if (!openExisting()) {
+    if (!fold()) { // a series of minutes alone would look empty, and its number be used again
         return false;
     }
     const qint64 maxUsed = limits.size / 10 * 9; // the rest is for what comes within an hour
     const bool good = transact([&] {
-        bool isDropped = dropBefore(hours - limits.days * 24LL);
+        const auto oldest = [this] {
+            return number("SELECT min((SELECT min(key) FROM hour WHERE key >= id << 24) & 16777215)"
+                          " FROM series");
+        };
+        bool isDropped = dropBefore(std::min(oldest() + 6, hours - limits.days * 24LL));
         // Half a day each time. A sound file needs no hundred, and other files need not be kept.
         for (int i = 0; isDropped && i < 100 && usedBytes() > maxUsed; ++i) {
-            isDropped = dropBefore(12 + number("SELECT min((SELECT min(key) FROM hour WHERE "
-                                               "key >= id << 24) & 16777215) FROM series"));
+            isDropped = dropBefore(oldest() + 12);
         }
         isDropped = isDropped && (usedBytes() <= maxUsed || run("DELETE FROM hour"));
         return isDropped &&

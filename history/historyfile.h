@@ -50,7 +50,8 @@ public:
     // All series have been ended: a kill can leave none open.
     bool setEnded();
     bool fold();
-    // Drops what is older than the limit, or more than it, oldest first.
+    // Folds, and drops what is older than the limit or more than it, oldest first; of what is too
+    // old at most six hours each time: a clock may be years ahead until it is corrected.
     bool prune(qint64 hour, const Limits &limits);
     // Neither the file nor a damaged one that was set aside holds the devices' names afterwards.
     bool forget(const QStringList &devices);

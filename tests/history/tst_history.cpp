@@ -267,6 +267,11 @@ private slots:
         }
         open();
         QCOMPARE(fetch(*m_history, {"old", "x"}).first().time, now - 30 * (24 * hour));
+        now += 100'000 * hour; // until the clock is corrected
+        open();
+        now -= 100'000 * hour;
+        open();
+        QVERIFY(fetch(*m_history, {"old", "x"}).first().time < now - 29 * (24 * hour));
         m_history->setLimits({16'000'000, {300'000, 30}});
         for (int i = 0; i < 10'000; ++i, now += minute) {
             QJsonObject state;
