@@ -253,7 +253,7 @@ bool HistoryFile::open()
              number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
                     "name IN ('series', 'minute', 'hour', 'state')") != 4 ||
              number("SELECT count(*) FROM sqlite_master") != 5 ||
-             number("SELECT count(*) FROM state") != 1)) {
+             number("SELECT count(*) FROM state") != 1 || number("PRAGMA freelist_count") < 0)) {
             qCWarning(lcHistory).noquote() << m_path << "is no history of this version";
             m_damaged = true;
             good = false;

@@ -303,6 +303,9 @@ private slots:
             for (int i = 1 << random() % 8; i > 0 && round % 2 == 0; --i) {
                 bytes[int(random() % unsigned(bytes.size()))] = char(random());
             }
+            if (round == 0) {
+                bytes = QByteArray(sound).replace(36, 1, "\xff"); // the number of unused pages
+            }
             QVERIFY(writeFile(m_path, bytes));
             if (round % 2 != 0) {
                 const QByteArray sql =
