@@ -9,6 +9,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace {
@@ -32,11 +34,6 @@ constexpr qint64 OutboxFile::State::*members[] = {
     &OutboxFile::State::droppedFull, &OutboxFile::State::droppedOld,
     &OutboxFile::State::droppedVoid, &OutboxFile::State::droppedLost,
 };
-
-bool means(int result, int code)
-{
-    return (result & 0xff) == code; // without SQLite's extension
-}
 
 } // namespace
 
@@ -67,7 +64,13 @@ bool OutboxFile::check(int result, const char *what)
     if (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW) {
         return true;
     }
-    m_damaged = m_damaged || means(result, SQLITE_CORRUPT) || means(result, SQLITE_NOTADB);
+    // Contradictions are damage too, and so is a mark that a writable file must not be written.
+    constexpr std::array damages = {SQLITE_CORRUPT, SQLITE_NOTADB, SQLITE_MISMATCH,
+                                    SQLITE_CONSTRAINT};
+    const int code = result & 0xff; // without SQLite's extension
+    m_damaged = m_damaged || std::find(damages.begin(), damages.end(), code) != damages.end() ||
+                (m_db && sqlite3_extended_errcode(m_db.get()) == SQLITE_READONLY &&
+                 QFileInfo(m_path).isWritable());
     const QString failure =
         QStringLiteral("Cannot %1 %2 - %3")
             .arg(what, m_path, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
@@ -97,13 +100,12 @@ qint64 OutboxFile::number(const char *sql)
     return check(sqlite3_step(select.get()), "read") ? sqlite3_column_int64(select.get(), 0) : 0;
 }
 
-// The tables are there, and the marks are this program's.
+// The tables and their columns are there, and the marks are this program's.
 bool OutboxFile::isOurs()
 {
     return number("PRAGMA application_id") == applicationId &&
            number("PRAGMA user_version") == schemaVersion &&
-           number("SELECT count(*) FROM sqlite_master WHERE name IN ('block', 'state')") == 2 &&
-           state().has_value();
+           prepare("SELECT number, age, count, data FROM block") && state().has_value();
 }
 
 bool OutboxFile::open()

@@ -294,6 +294,8 @@ private slots:
         QTest::newRow("cut") << 1;
         QTest::newRow("overwritten within") << 2;
         QTest::newRow("overwritten everywhere") << 3;
+        QTest::newRow("marked as not to be written") << 4;
+        QTest::newRow("another column") << 5;
     }
     void aDamagedFileIsSetAside()
     {
@@ -310,6 +312,12 @@ private slots:
             break;
         case 1:
             bytes.truncate(bytes.size() / 2);
+            break;
+        case 4:
+            bytes[18] = 0x7f;
+            break;
+        case 5:
+            bytes.replace("number INT", "numbor INT");
             break;
         default:
             for (int i = from; i < bytes.size(); i += 97) {
