@@ -221,7 +221,7 @@ void DevicePane::showThing(const ThingState &thing, qint64 changed)
     m_registration->setText(thing.regid.isEmpty() ? tr("not registered") : tr("registered"));
     showAge();
 
-    QHash<QString, QTreeWidgetItem *> gone = m_items;
+    QHash<Place, QTreeWidgetItem *> gone = m_items;
     showState(m_tree->invisibleRootItem(), QString(), thing.state, gone);
     QVector<QTreeWidgetItem *> roots; // of what is gone: deleting one deletes its children
     for (auto it = gone.cbegin(); it != gone.cend(); ++it) {
@@ -234,11 +234,8 @@ void DevicePane::showThing(const ThingState &thing, qint64 changed)
         }
     }
     qDeleteAll(roots);
-    if (m_isFirst) {
-        m_tree->setRootIsDecorated(m_items.size() > m_tree->topLevelItemCount());
-        m_tree->expandAll();
-        m_isFirst = false;
-    }
+    m_isFirst = false;
+    m_tree->setRootIsDecorated(m_items.size() > m_tree->topLevelItemCount());
     m_plotButton->setEnabled(!thing.state.isEmpty());
     m_hint->hide();
     m_content->show();
@@ -254,25 +251,23 @@ void DevicePane::updateWords()
 }
 
 void DevicePane::showState(QTreeWidgetItem *parent, const QString &path, const QJsonObject &state,
-                           QHash<QString, QTreeWidgetItem *> &gone)
+                           QHash<Place, QTreeWidgetItem *> &gone)
 {
-    int place = 0;
+    QTreeWidgetItem *previous = nullptr;
     for (auto it = state.begin(); it != state.end(); ++it) {
         const QString inner = path + it.key();
-        QTreeWidgetItem *item = m_items.value(inner);
+        const Place place(parent, it.key());
+        QTreeWidgetItem *item = m_items.value(place);
         if (item == nullptr) {
-            if (m_items.size() >= maxMembers || inner.size() > maxPathLength) {
+            if (m_items.size() - gone.size() >= maxMembers || inner.size() > maxPathLength) {
                 continue;
             }
             item = new QTreeWidgetItem;
-            parent->insertChild(place, item);
-            m_items.insert(inner, item);
-            if (!m_isFirst) {
-                item->setExpanded(true);
-            }
+            parent->insertChild(parent->indexOfChild(previous) + 1, item);
+            m_items.insert(place, item);
         }
-        gone.remove(inner);
-        ++place;
+        gone.remove(place);
+        previous = item;
         QString title = m_words.member(DeviceWords::typeOf(m_thing.shortid), inner).title;
         const QString outer = parent->text(Name) + QLatin1Char(' ');
         if (title.startsWith(outer)) { // "Memory used" below "Memory"
@@ -283,7 +278,11 @@ void DevicePane::showState(QTreeWidgetItem *parent, const QString &path, const Q
         if (it.value().isObject()) {
             item->setText(Value, QString());
             item->setData(Curve, PathRole, {});
+            const bool wasEmpty = item->childCount() == 0;
             showState(item, inner + QLatin1Char('.'), it.value().toObject(), gone);
+            if (wasEmpty) {
+                item->setExpanded(true);
+            }
         } else {
             showValue(item, inner, it.value());
         }

@@ -40,8 +40,11 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
+    // Parent and name: two members may have the same path, "a.b" and "b" in "a".
+    using Place = QPair<QTreeWidgetItem *, QString>;
+
     void showState(QTreeWidgetItem *parent, const QString &path, const QJsonObject &state,
-                   QHash<QString, QTreeWidgetItem *> &gone);
+                   QHash<Place, QTreeWidgetItem *> &gone);
     void showValue(QTreeWidgetItem *item, const QString &path, const QJsonValue &value);
     void showAge();
     void fadeMarks();
@@ -60,7 +63,7 @@ private:
     QLabel *m_age;
     QTreeWidget *m_tree;
     QPushButton *m_plotButton;
-    QHash<QString, QTreeWidgetItem *> m_items; // by path
-    QHash<QTreeWidgetItem *, qint64> m_marks;  // until when, milliseconds since 1970
+    QHash<Place, QTreeWidgetItem *> m_items;
+    QHash<QTreeWidgetItem *, qint64> m_marks; // until when, milliseconds since 1970
     QTimer m_clock;
 };

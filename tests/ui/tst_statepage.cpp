@@ -302,6 +302,14 @@ private slots:
         };
         QTRY_VERIFY(isFaded());
         QVERIFY(!m_history->recent("lamp_1_1", "in").isEmpty());
+
+        const auto show = [this](const QJsonObject &state) {
+            m_page->showThing(thing("lamp_1_1", "One", state));
+        };
+        show({{"a", QJsonObject{{"b", 1}}}, {"a.b", 2}, {"c", 3}}); // two members of one path
+        QTRY_COMPARE(rows(), QString("a=, b=1!, b=2!, c=3!"));
+        show({{"a.b", 4}, {"b", 5}, {"c", 3}});
+        QTRY_COMPARE(rows(), QString("b=4!, b=5!, c=3!"));
     }
 
 private:
