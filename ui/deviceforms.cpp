@@ -3,6 +3,7 @@
 #include "settings/settingsstore.h"
 #include "ui/devicewords.h"
 #include "ui/log.h"
+#include "ui/pagestyle.h"
 #include "ui/widgets/wheelguard.h"
 
 #include <QCheckBox>
@@ -194,7 +195,7 @@ QGroupBox *makeForm(const QString &type, const QJsonObject &description, QWidget
     const QString title = DeviceWords::translated(description["title"]);
     auto *const box = new QGroupBox(escapeAmpersands(title.isEmpty() ? type : title), &container);
     box->setObjectName(type);
-    box->setToolTip(DeviceWords::translated(description["descr"]).toHtmlEscaped());
+    box->setToolTip(pagestyle::toolTip(DeviceWords::translated(description["descr"])));
     auto *const grid = new QGridLayout(box);
     grid->setColumnMinimumWidth(1, box->fontMetrics().averageCharWidth() * 18);
     grid->setColumnStretch(2, 1);

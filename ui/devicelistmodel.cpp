@@ -1,6 +1,7 @@
 #include "ui/devicelistmodel.h"
 
 #include "ui/devicewords.h"
+#include "ui/pagestyle.h"
 #include "ui/thingsstatetablemodel.h"
 
 #include <QElapsedTimer>
@@ -117,7 +118,7 @@ QVariant DeviceListModel::data(const QModelIndex &index, int role) const
         }
         if (column == Column::ColAlias) {
             return thing.alias.isEmpty() ? tr("Double-click or press F2 to give it a name")
-                                         : thing.alias.toHtmlEscaped();
+                                         : pagestyle::toolTip(thing.alias);
         }
         break;
     case Qt::ForegroundRole:

@@ -1,6 +1,7 @@
 #include "ui/devicepane.h"
 
 #include "history/history.h"
+#include "ui/dialogs.h"
 #include "ui/pagestyle.h"
 #include "ui/widgets/qmaterialicon.h"
 
@@ -106,6 +107,7 @@ QLabel *valueLabel(const char *name, QWidget *parent)
     label->setObjectName(QLatin1String(name));
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
+    label->setMinimumWidth(1); // or a long word would widen the window
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return label;
 }
@@ -213,11 +215,12 @@ void DevicePane::showThing(const ThingState &thing, qint64 changed)
     m_thing = thing;
     m_changed = changed;
     const QString type = DeviceWords::typeOf(thing.shortid);
-    m_name->setText(thing.alias.isEmpty() ? tr("(no name)") : thing.alias);
+    m_name->setText(thing.alias.isEmpty() ? tr("(no name)") : dialogs::shortened(thing.alias));
     const QString description = m_words.typeDescription(type);
     m_kind->setText(m_words.typeTitle(type));
-    m_kind->setToolTip(description.toHtmlEscaped());
+    m_kind->setToolTip(pagestyle::toolTip(description));
     m_id->setText(thing.shortid);
+    m_id->setToolTip(pagestyle::toolTip(thing.shortid));
     m_registration->setText(thing.regid.isEmpty() ? tr("not registered") : tr("registered"));
     showAge();
 
@@ -274,7 +277,7 @@ void DevicePane::showState(QTreeWidgetItem *parent, const QString &path, const Q
             title.remove(0, outer.size());
         }
         item->setText(Name, title);
-        item->setToolTip(Name, inner.toHtmlEscaped());
+        item->setToolTip(Name, pagestyle::toolTip(inner));
         if (it.value().isObject()) {
             item->setText(Value, QString());
             item->setData(Curve, PathRole, {});
@@ -297,7 +300,7 @@ void DevicePane::showValue(QTreeWidgetItem *item, const QString &path, const QJs
         text.size() > maxShownLength ? text.left(maxShownLength) + QChar(0x2026) : text;
     if (item->text(Value) != shown) {
         item->setText(Value, shown);
-        item->setToolTip(Value, text.toHtmlEscaped());
+        item->setToolTip(Value, pagestyle::toolTip(text));
         if (!m_isFirst) {
             QColor mark = palette().color(QPalette::Highlight);
             mark.setAlpha(70);

@@ -1,11 +1,14 @@
 #include "ui/pagestyle.h"
 
+#include "ui/dialogs.h"
+
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QTableView>
+#include <QTextDocument>
 
 QLabel *pagestyle::hint(const QString &text, QWidget *parent)
 {
@@ -48,6 +51,13 @@ QHBoxLayout *pagestyle::row(std::initializer_list<QWidget *> widgets, Qt::Alignm
     }
     row->insertStretch(side == Qt::AlignRight ? 0 : -1);
     return row;
+}
+
+QString pagestyle::toolTip(const QString &text)
+{
+    constexpr int maxLineLength = 80; // Qt breaks the lines of markup alone
+    const bool isPlain = text.size() <= maxLineLength && !Qt::mightBeRichText(text);
+    return isPlain ? text : QLatin1String("<p>") + dialogs::shortened(text).toHtmlEscaped();
 }
 
 void pagestyle::focusFirst(QWidget *page)

@@ -25,6 +25,9 @@ QPushButton *button(const QString &text, const char *name, QWidget *parent);
 // The widgets side by side, at the left or the right side.
 QHBoxLayout *row(std::initializer_list<QWidget *> widgets, Qt::AlignmentFlag side);
 
+// A tool tip that shows the text as it is, never as markup, and breaks long lines.
+QString toolTip(const QString &text);
+
 // Gives the focus to the page's first widget that takes it by Tab and can show that it has it.
 void focusFirst(QWidget *page);
 

@@ -1,12 +1,12 @@
 #include "ui/thingsstatetablemodel.h"
 
 #include "ui/aliasrule.h"
+#include "ui/pagestyle.h"
 #include "ui/statetext.h"
 #include "ui/widgets/qmaterialicon.h"
 
 #include <QColor>
 #include <QDateTime>
-#include <QTextDocument>
 #include <QVector>
 
 #include <array>
@@ -19,12 +19,6 @@ namespace {
 QString idPart(const ThingState &thing, int part)
 {
     return thing.shortid.section(QLatin1Char('_'), part, part);
-}
-
-// Escapes a text that a tool tip would take for markup.
-QString plainToolTip(const QString &text)
-{
-    return Qt::mightBeRichText(text) ? QLatin1String("<p>") + text.toHtmlEscaped() : text;
 }
 
 QColor registrationColor(const ThingState &thing)
@@ -85,7 +79,7 @@ QVariant ThingsStateTableModel::data(const QModelIndex &index, int role) const
     switch (index.column()) {
     case ColType:
         if (role == Qt::ToolTipRole) {
-            return plainToolTip(thing.shortid);
+            return pagestyle::toolTip(thing.shortid);
         }
         return display ? idPart(thing, 0) : QVariant();
     case ColSerial:

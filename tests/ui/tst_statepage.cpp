@@ -310,6 +310,10 @@ private slots:
         QTRY_COMPARE(rows(), QString("a=, b=1!, b=2!, c=3!"));
         show({{"a.b", 4}, {"b", 5}, {"c", 3}});
         QTRY_COMPARE(rows(), QString("b=4!, b=5!, c=3!"));
+
+        m_page->showThing(thing("lamp_1_1", QString(100, 'W')));
+        QTRY_VERIFY(name->text().startsWith("WWW"));
+        QVERIFY2(m_page->minimumSizeHint().width() < 400, "a long name widens the window");
     }
 
 private:
