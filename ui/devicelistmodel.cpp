@@ -160,7 +160,9 @@ void DeviceListModel::updateWords()
 {
     refreshAll();
     for (const int column : {Column::ColType, Column::ColState}) {
-        emit dataChanged(index(0, column), index(rowCount() - 1, column));
+        if (rowCount() > 0) {
+            emit dataChanged(index(0, column), index(rowCount() - 1, column));
+        }
     }
 }
 
@@ -328,13 +330,7 @@ void DeviceListModel::setRows(const std::vector<int> &rows)
         while (first > 0 && !isWanted(first - 1)) {
             --first;
         }
-        beginRemoveRows({}, first, last);
-        for (int row = first; row <= last; ++row) {
-            m_entries[size_t(m_rows[size_t(row)])].row = -1;
-        }
-        m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
-        renumber(size_t(first));
-        endRemoveRows();
+        hideRows(first, last);
         last = first;
     }
     std::vector<int> kept;
@@ -357,6 +353,17 @@ void DeviceListModel::setRows(const std::vector<int> &rows)
             first = end - 1;
         }
     }
+}
+
+void DeviceListModel::hideRows(int first, int last)
+{
+    beginRemoveRows({}, first, last);
+    for (int row = first; row <= last; ++row) {
+        m_entries[size_t(m_rows[size_t(row)])].row = -1;
+    }
+    m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
+    renumber(size_t(first));
+    endRemoveRows();
 }
 
 void DeviceListModel::reorder(const std::vector<int> &rows)
@@ -406,15 +413,27 @@ void DeviceListModel::sourceInserted(int first, int last)
         endInsertRows();
         return;
     }
-    for (int source = first; source <= last; ++source) {
-        m_entries[size_t(source)].isAccepted = false;
-        markDirty(source);
+    if (count > 1) { // a new list, in which the caller may look for a device
+        refreshAll();
+        return;
     }
-    m_timer.start(newRowDelay);
+    m_entries[size_t(first)].isAccepted = false;
+    markDirty(first);
+    // Not later than that, even if devices never stop to come.
+    if (!m_timer.isActive() || m_timer.remainingTimeAsDuration() > newRowDelay) {
+        m_timer.start(newRowDelay);
+    }
 }
 
 void DeviceListModel::sourceAboutToBeRemoved(int first, int last)
 {
+    if (first == last) { // ten thousand devices leave one by one
+        const int row = m_entries[size_t(first)].row;
+        if (row >= 0) {
+            hideRows(row, row);
+        }
+        return;
+    }
     std::vector<int> rows;
     rows.reserve(m_rows.size());
     std::copy_if(m_rows.begin(), m_rows.end(), std::back_inserter(rows),

@@ -71,6 +71,7 @@ private:
     void markDirty(int source);
     void arrange();
     void setRows(const std::vector<int> &rows);
+    void hideRows(int first, int last);
     void reorder(const std::vector<int> &rows);
     void renumber(size_t from);
     void sourceInserted(int first, int last);

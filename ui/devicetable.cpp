@@ -13,6 +13,7 @@
 #include <QStyledItemDelegate>
 
 #include <algorithm>
+#include <vector>
 
 using Column = ThingsStateTableModel::ColumnNames;
 
@@ -164,14 +165,23 @@ QString DeviceTable::current() const
 
 void DeviceTable::select(const QStringList &shortids, const QString &current)
 {
-    QItemSelection rows;
+    std::vector<int> rows;
     for (const QString &shortid : shortids) {
         const int row = m_model.rowOf(shortid);
         if (row >= 0) {
-            rows.select(m_model.index(row, 0), m_model.index(row, Column::ColumnCount - 1));
+            rows.push_back(row);
         }
     }
-    selectionModel()->select(rows, QItemSelectionModel::ClearAndSelect);
+    std::sort(rows.begin(), rows.end());
+    QItemSelection selection; // of few ranges: its costs grow with their square
+    for (size_t first = 0, end = 0; first < rows.size(); first = end) {
+        while (end < rows.size() && rows[end] - rows[first] == int(end - first)) {
+            ++end;
+        }
+        selection.select(m_model.index(rows[first], 0),
+                         m_model.index(rows[end - 1], Column::ColumnCount - 1));
+    }
+    selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
     const int row = m_model.rowOf(current);
     if (row >= 0) {
         selectionModel()->setCurrentIndex(m_model.index(row, Column::ColAlias),

@@ -21,6 +21,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QSet>
 #include <QShortcut>
 #include <QSplitter>
 #include <QToolButton>
@@ -274,11 +275,21 @@ void StatePage::updateAbsent()
             }
         }
     }
-    if (!absent.isEmpty() || m_absent->rowCount() > 0) {
-        const QStringList selected = m_table->selected();
-        const QString current = m_table->current();
+    if (absent.isEmpty() || m_absent->rowCount() == 0) {
         m_absent->replaceAll(absent);
-        m_table->select(selected, current);
+        return;
+    }
+    // Row by row: selection, position and an open editor stay.
+    QSet<QString> staying;
+    for (const ThingState &thing : qAsConst(absent)) {
+        staying.insert(thing.shortid);
+        m_absent->update(thing);
+    }
+    for (int row = m_absent->rowCount() - 1; row >= 0; --row) {
+        const QString shortid = m_absent->thing(row).shortid;
+        if (!staying.contains(shortid)) {
+            m_absent->remove(shortid);
+        }
     }
 }
 
@@ -326,6 +337,7 @@ void StatePage::setPaneShown(bool shown)
 void StatePage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
+    updateAbsent(); // another page may have forgotten some
     showCurrent();
 }
 

@@ -207,6 +207,7 @@ private slots:
     {
         m_page->showThings({thing("a_1_1"), thing("a_1_2"), thing("a_1_3")});
         m_table->selectRow(1);
+        m_list->sort(Model::ColSerial);
         m_page->showThings({thing("a_1_3"), thing("a_1_2"), thing("a_1_1")}); // listed anew
         QCOMPARE(current(), QString("a_1_2"));
         QVERIFY(m_table->selectionModel()->isRowSelected(1, {}));
@@ -225,9 +226,18 @@ private slots:
         const QModelIndex alias = m_list->index(2, Model::ColAlias);
         QCOMPARE(alias.data().toString(), QString("Away"));
         QVERIFY(!(alias.flags() & Qt::ItemIsEditable) && alias.data(Qt::ForegroundRole).isValid());
+        const QPersistentModelIndex kept = alias;
+        m_page->showThing(thing("lamp_1_new"));
+        const auto isListed = [this] {
+            testclock::advance(200ms);
+            return m_list->rowCount() == 4;
+        };
+        QTRY_VERIFY(isListed());
+        QCOMPARE(kept.row(), 3);
         m_page->showThing(thing("lamp_1_away", "Away")); // it comes back
-        QTRY_COMPARE(ids(*m_list), QStringList({"gateway_1_x", "lamp_1_2", "lamp_1_away"}));
-        QVERIFY(m_list->index(2, Model::ColAlias).flags() & Qt::ItemIsEditable);
+        QTRY_COMPARE(ids(*m_list),
+                     QStringList({"gateway_1_x", "lamp_1_2", "lamp_1_new", "lamp_1_away"}));
+        QVERIFY(m_list->index(3, Model::ColAlias).flags() & Qt::ItemIsEditable);
     }
 
     void aNoticeTellsWhatIsNotRegistered()
