@@ -143,6 +143,10 @@ void StatePage::connectModels()
         m_list->setFilter(text);
         updateHint();
     });
+    // The list follows its filter later than the devices.
+    connect(m_list, &QAbstractItemModel::rowsInserted, this, &StatePage::updateHint);
+    connect(m_list, &QAbstractItemModel::rowsRemoved, this, &StatePage::updateHint);
+    connect(m_list, &QAbstractItemModel::modelReset, this, &StatePage::updateHint);
     connect(new QShortcut(QKeySequence::Find, this), &QShortcut::activated, this, [this] {
         m_filter->setFocus(Qt::ShortcutFocusReason);
         m_filter->selectAll();
