@@ -157,7 +157,7 @@ int main(int argc, char *argv[])
         guard.reset(); // the next instance needs its lock, and the log file
         log.reset();
         if (!parser.isSet(restarted)) {
-            arguments.append("--restarted");
+            arguments.prepend("--restarted"); // what follows "--" is no option
         }
         if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments)) {
             qWarning("Cannot start the program again");

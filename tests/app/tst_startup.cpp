@@ -89,7 +89,7 @@ private slots:
     {
         QDir(LogFile::folder()).removeRecursively();
         QProcess first; // the second writes to its pipes
-        QVERIFY(start(first, {"-rl", "ru", "--ignore-dark"}));
+        QVERIFY(start(first, {"-rl", "ru", "--ignore-dark", "--"}));
         QCOMPARE(storedLanguage(), QString::number(QLocale::system().language()));
         QSettings().setValue("UI/Language", "pt_BR"); // as the settings page would
         for (int starts = 2; starts < 4; ++starts) {
