@@ -251,7 +251,8 @@ void MainWindow::runner_finished(int op, const QVariant &result)
         break;
     case ZugatewRunner::ProcReg:
         if (wizard->showResult(result.toJsonObject())) {
-            showPage(P_STATE);
+            UnsavedChanges::askBeforeLeaving(m_pages->currentWidget(),
+                                             [this] { showPage(P_STATE); });
             if (!m_startup.isRunning()) { // it would take the result for its own
                 queue(&ZugatewRunner::cloudStatus);
             }
@@ -286,7 +287,7 @@ void MainWindow::runner_finished(int op, const QVariant &result)
         showImported(result.toBool());
         break;
     case ZugatewRunner::SetUpdate:
-        m_settingsPage->load();
+        m_settingsPage->reload();
         break;
     case ZugatewRunner::RegStatus:
         wizard->showState(result.toInt());

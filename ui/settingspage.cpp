@@ -254,6 +254,11 @@ void SettingsPage::load()
     m_settings.load(*this);
 }
 
+void SettingsPage::reload()
+{
+    m_changes->reload([this] { load(); });
+}
+
 SettingsValues SettingsPage::values() const
 {
     SettingsValues values;

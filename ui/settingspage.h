@@ -28,6 +28,8 @@ public:
 
     // Shows what is stored; edits are discarded.
     void load();
+    // Shows what is stored, but keeps edits.
+    void reload();
     // Says what the file holds, and asks whether to restore it.
     void confirmImport(const BackupSummary &backup);
     // Results of the runner's backup and restore.

@@ -29,6 +29,18 @@ void UnsavedChanges::markStored()
     update();
 }
 
+void UnsavedChanges::reload(const std::function<void()> &load)
+{
+    const QVariantList before = m_stored;
+    const QVariantList edited = shown();
+    load();
+    for (int i = 0; i < m_editors.size(); ++i) {
+        if (edited[i] != before[i]) {
+            m_editors[i]->metaObject()->userProperty().write(m_editors[i], edited[i]);
+        }
+    }
+}
+
 QVariantList UnsavedChanges::shown() const
 {
     QVariantList values;

@@ -24,6 +24,8 @@ public:
     void watch(const QVector<QWidget *> &editors);
     // From now on, what the editors show is what is stored.
     void markStored();
+    // Calls `load`, which shows what is stored now, and shows the changes of the user again.
+    void reload(const std::function<void()> &load);
     bool exist() const { return m_exist; }
 
     // Calls `leave` unless `page` has unsaved changes. Else asks the user first, at most once at a

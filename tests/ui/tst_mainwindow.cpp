@@ -143,7 +143,7 @@ private slots:
             {Runner::SImport,
              false,
              {"message=Configuration could not be restored.", "title=", "keepAlive=55"}},
-            {Runner::SetUpdate, {}, {"keepAlive=77"}},
+            {Runner::SetUpdate, {}, {"keepAlive=55", "port=4321"}},
             {-1, true, {"progress=", "things=", "title="}},
             {17, true, {"progress=", "things=", "title="}}};
         for (const auto &[op, result, expected] : rows) {
@@ -153,6 +153,7 @@ private slots:
             settle();
             QCOMPARE(shows("regStepLabel"), firstStep);
             SettingsStore().set(keys::KeepAlive, 77);
+            SettingsStore().set(keys::CloudPort, 4321U);
             m_window->findChild<QSpinBox *>("keepAlive")->setValue(55); // not applied
             m_window->runner_finished(op, result);
             settle();
