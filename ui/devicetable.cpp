@@ -147,6 +147,12 @@ void DeviceTable::fitColumns()
     m_isFitting = false;
 }
 
+int DeviceTable::usefulWidth() const
+{
+    const int others = horizontalHeader()->length() - columnWidth(Column::ColState);
+    return m_isDragged ? 0 : others + fontMetrics().averageCharWidth() * 14;
+}
+
 QStringList DeviceTable::selected() const
 {
     QModelIndexList rows = selectionModel()->selectedRows();

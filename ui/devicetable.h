@@ -24,6 +24,8 @@ public:
     void select(const QStringList &shortids, const QString &current);
     // Widens the columns to what their rows hold, until the user has dragged one.
     void fitColumns();
+    // In which the states can be read, beside the other columns; 0 once the user has dragged one.
+    int usefulWidth() const;
     using QTableView::edit; // the override below would hide it
 
 signals:

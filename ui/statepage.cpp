@@ -34,6 +34,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int wideEnough = 760; // pixels, for table and pane side by side
+constexpr int usualPaneWidth = 290;
 constexpr int minPaneSize = 160;
 constexpr int maxPaneSize = 2000;
 
@@ -232,6 +233,7 @@ void StatePage::scheduleUpdate()
 void StatePage::updateSoon()
 {
     m_table->fitColumns();
+    arrangePane();
     updateNotice();
     updateAbsent();
     updateHint();
@@ -348,7 +350,17 @@ void StatePage::showEvent(QShowEvent *event)
 void StatePage::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
-    m_splitter->setOrientation(width() < wideEnough ? Qt::Vertical : Qt::Horizontal);
+    arrangePane();
+}
+
+// Beside the table, or below it where the states would have no room.
+void StatePage::arrangePane()
+{
+    const int needed = qMax(wideEnough, m_table->usefulWidth() + usualPaneWidth);
+    const Qt::Orientation orientation = width() < needed ? Qt::Vertical : Qt::Horizontal;
+    if (m_splitter->orientation() != orientation) {
+        m_splitter->setOrientation(orientation);
+    }
 }
 
 void StatePage::showMenu(const QPoint &global)

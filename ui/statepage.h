@@ -59,6 +59,7 @@ private:
     void showPlot(const QString &device, const QString &member);
     void showCurrent();
     void setPaneShown(bool shown);
+    void arrangePane();
     void scheduleUpdate();
     void updateSoon();
     void updateNotice();
