@@ -14,6 +14,7 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 #include <iterator>
@@ -94,9 +95,18 @@ CloudPage::CloudPage(QWidget *parent)
     auto *const registration = new QGroupBox(tr("Registration"), this);
     auto *const inner = new QVBoxLayout(registration);
     inner->addWidget(m_wizard);
+    auto *const pane = new QWidget(this);
+    auto *const groups = new QVBoxLayout(pane);
+    groups->setContentsMargins(0, 0, 0, 0); // the page has its own
+    groups->addWidget(status);
+    groups->addWidget(registration, 1);
+    auto *const area = new QScrollArea(this); // texts of several lines may need more room
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidget(pane);
     auto *const layout = new QVBoxLayout(this);
-    layout->addWidget(status);
-    layout->addWidget(registration, 1);
+    layout->addWidget(area);
 
     connect(checkButton, &QPushButton::clicked, this, &CloudPage::checkRequested);
     connect(m_reconnectButton, &QPushButton::clicked, this, &CloudPage::reconnectRequested);

@@ -40,6 +40,13 @@ QVBoxLayout *makeColumn(QWidget *widget)
     return column;
 }
 
+// A few lines high; it gets what the page has left, and no page is scrolled for more of it.
+void takeRest(QWidget *list)
+{
+    list->setMinimumHeight(list->fontMetrics().height() * 5);
+    list->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
+}
+
 // The value as an integer that is not negative, if it is such a number.
 std::optional<int> toCount(const QJsonValue &value)
 {
@@ -136,9 +143,13 @@ void RegistrationWizard::addStartPage()
                              QAbstractItemView::EditKeyPressed | QAbstractItemView::AnyKeyPressed);
     m_names->setSelectionMode(QAbstractItemView::SingleSelection);
     pagestyle::styleTable(m_names);
-    m_names->horizontalHeader()->setMaximumSectionSize(-1); // so that the names can fill the rest
-    m_names->horizontalHeader()->setStretchLastSection(true);
-    m_names->setMinimumHeight(m_names->fontMetrics().height() * 8);
+    QHeaderView *const header = m_names->horizontalHeader();
+    header->setMaximumSectionSize(-1); // so that the names can fill the rest
+    header->setStretchLastSection(true);
+    header->resizeSection(UnnamedThings::ColSerial,
+                          qMax(header->sectionSize(UnnamedThings::ColSerial),
+                               header->sectionSizeHint(UnnamedThings::ColSerial)));
+    takeRest(m_names);
     QVBoxLayout *const column = addPage();
     column->addWidget(m_explanation);
     column->addWidget(m_names, 1);
@@ -190,6 +201,7 @@ void RegistrationWizard::addResultPage()
 {
     m_results->setObjectName("regResults");
     m_results->setAccessibleName(tr("Registered"));
+    takeRest(m_results);
     QPushButton *const restartButton =
         pagestyle::button(tr("&New Session"), "cloudRestartRegButton", this);
     QVBoxLayout *const column = addPage();

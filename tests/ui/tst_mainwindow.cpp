@@ -484,6 +484,8 @@ private slots:
                 compare({page, "title=KVG-Gate"}); // which says that it was not saved
             }
             delete openBox();
+            m_window->runner_finished(ZugatewRunner::ProcReg, QJsonObject{{"id", "g"}});
+            compare({page, "title=Unsaved Changes"});
             leave(QMessageBox::Save);
             compare({"page=0", row.editor + "=8"});
             QVERIFY(!enabled());
