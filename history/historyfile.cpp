@@ -1,11 +1,8 @@
 #include "history/historyfile.h"
 
 #include "history/log.h"
-#include "settings/privatefile.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QHash>
 #include <QtEndian>
 
@@ -16,9 +13,7 @@
 
 namespace {
 
-constexpr int applicationId = 0x4b564849; // marks the file as a history
-constexpr int schemaVersion = 1;
-constexpr int maxBusyTime = 200;                  // milliseconds; a virus scanner may look at it
+constexpr int applicationId = 0x4b564849;         // marks the file as a history
 constexpr int maxRowSize = 64 * 1024 * 1024;      // bytes, of any text or blob
 constexpr qint64 maxUnfolded = 4LL * 1024 * 1024; // bytes; fold() needs about twice that in memory
 constexpr qint64 minUnusedPages = 256;            // that are worth giving back
@@ -110,58 +105,9 @@ void sortAndMerge(HistoryPoints &points)
 
 } // namespace
 
-void HistoryFile::Closer::operator()(sqlite3 *db) const
-{
-    sqlite3_close_v2(db); // after the last statement
-}
-
-void HistoryFile::Closer::operator()(sqlite3_stmt *statement) const
-{
-    sqlite3_finalize(statement);
-}
-
 HistoryFile::HistoryFile(const QString &path)
-    : m_path(path)
+    : DatabaseFile(path, lcHistory)
 {
-}
-
-HistoryFile::~HistoryFile() = default;
-
-bool HistoryFile::check(int result, const char *what)
-{
-    if (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW) {
-        return true;
-    }
-    // All statements fit a sound file: other tables, or contradictions in it, are damage too, and
-    // so is a mark that it must not be written.
-    constexpr std::array damages = {SQLITE_CORRUPT, SQLITE_NOTADB,   SQLITE_ERROR,
-                                    SQLITE_TOOBIG,  SQLITE_MISMATCH, SQLITE_CONSTRAINT};
-    const int code = result & 0xff; // without SQLite's extension
-    m_damaged = m_damaged || std::find(damages.begin(), damages.end(), code) != damages.end() ||
-                (code == SQLITE_READONLY && QFileInfo(m_path).isWritable());
-    logFailure(what, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
-    return false;
-}
-
-void HistoryFile::logFailure(const char *what, const QString &reason)
-{
-    const QString failure = QStringLiteral("Cannot %1 %2 - %3").arg(what, m_path, reason);
-    if (failure != m_failure) {
-        m_failure = failure;
-        qCWarning(lcHistory).noquote() << failure;
-    }
-}
-
-bool HistoryFile::run(const char *sql)
-{
-    return check(sqlite3_exec(m_db.get(), sql, nullptr, nullptr, nullptr), "use");
-}
-
-HistoryFile::Statement HistoryFile::prepare(const char *sql)
-{
-    sqlite3_stmt *statement = nullptr;
-    check(sqlite3_prepare_v2(m_db.get(), sql, -1, &statement, nullptr), "read");
-    return Statement(statement);
 }
 
 // A change; the statement can be used again.
@@ -179,109 +125,63 @@ bool HistoryFile::next(const Statement &statement)
     return check(result, "read") && result == SQLITE_ROW;
 }
 
-// 0 on a failure.
-qint64 HistoryFile::number(const char *sql)
-{
-    const Statement select = prepare(sql);
-    return next(select) ? sqlite3_column_int64(select.get(), 0) : 0;
-}
-
 bool HistoryFile::transact(const std::function<bool()> &change)
 {
     const bool good = run("BEGIN IMMEDIATE") && change() && !m_damaged && run("COMMIT");
     if (good) {
         m_failure.clear();
-    } else if (sqlite3_get_autocommit(m_db.get()) == 0) {
-        run("ROLLBACK");
+    } else {
+        rollback();
     }
     return good;
 }
 
 bool HistoryFile::openExisting()
 {
-    return (m_db || QFileInfo::exists(m_path)) && open();
+    return (isOpen() || exists()) && open();
 }
 
 bool HistoryFile::open()
 {
-    if (m_damaged) {
+    if (isDamaged()) {
         setAside();
     }
-    if (m_db) {
+    if (isOpen()) {
         return true;
     }
-    const bool isNew = !QFileInfo::exists(m_path) || QFileInfo(m_path).size() == 0;
-    QString error;
-    QDir().mkpath(QFileInfo(m_path).path());
-    if (isNew && !replacePrivateFile(m_path, QByteArray(), error)) {
-        logFailure("create", error);
-        return false;
-    }
-    if (!isRegularFile(m_path)) {
-        logFailure("open", QStringLiteral("not a regular file"));
-        return false;
-    }
-    sqlite3 *db = nullptr;
-    const int result = sqlite3_open_v2(m_path.toUtf8().constData(), &db,
-                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-    m_db.reset(db);
-    sqlite3_busy_timeout(db, maxBusyTime);
-    sqlite3_limit(db, SQLITE_LIMIT_LENGTH, maxRowSize);
-    // Exclusive: no other process may have it, and SQLite needs no shared memory. The journal keeps
-    // the file whole after a loss of power, which may cost the last minutes. Names are overwritten.
-    bool good = check(result, "open") &&
-                run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_size_limit = 4194304;"
-                    "PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF;"
-                    "PRAGMA secure_delete = ON; PRAGMA synchronous = NORMAL;");
-    if (good && isNew) {
-        good = run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; BEGIN;"
-                   // `value`: the last one that was folded; none in a gap.
-                   "CREATE TABLE series(id INTEGER PRIMARY KEY, device TEXT NOT NULL, "
-                   "member TEXT NOT NULL, value REAL, UNIQUE(device, member));"
-                   "CREATE TABLE minute(number INTEGER PRIMARY KEY, minute INTEGER NOT NULL, "
-                   "data BLOB NOT NULL);"
-                   "CREATE TABLE hour(key INTEGER PRIMARY KEY, data BLOB NOT NULL);"
-                   // `written`: the last minute; 0 when no series is open.
-                   "CREATE TABLE state(written INTEGER NOT NULL);"
-                   "INSERT INTO state VALUES(0); PRAGMA application_id = 1263945801;"
-                   "PRAGMA user_version = 1; COMMIT;");
-    } else if (good) {
-        good = run("PRAGMA journal_mode = WAL");
-        if (good &&
-            (number("PRAGMA application_id") != applicationId ||
-             number("PRAGMA user_version") != schemaVersion ||
-             number("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
-                    "name IN ('series', 'minute', 'hour', 'state')") != 4 ||
-             number("SELECT count(*) FROM sqlite_master") != 5 ||
-             number("SELECT count(*) FROM state") != 1 || number("PRAGMA freelist_count") < 0)) {
-            qCWarning(lcHistory).noquote() << m_path << "is no history of this version";
-            m_damaged = true;
-            good = false;
-        }
+    const auto openFile = [this] {
+        return DatabaseFile::open(
+            applicationId,
+            // `value`: the last one that was folded; none in a gap.
+            "CREATE TABLE series(id INTEGER PRIMARY KEY, device TEXT NOT NULL, "
+            "member TEXT NOT NULL, value REAL, UNIQUE(device, member));"
+            "CREATE TABLE minute(number INTEGER PRIMARY KEY, minute INTEGER NOT NULL, "
+            "data BLOB NOT NULL);"
+            "CREATE TABLE hour(key INTEGER PRIMARY KEY, data BLOB NOT NULL);"
+            // `written`: the last minute; 0 when no series is open.
+            "CREATE TABLE state(written INTEGER NOT NULL); INSERT INTO state VALUES(0);",
+            [this] { return isOurs(); });
+    };
+    bool good = openFile();
+    if (!good && isDamaged()) {
+        setAside();
+        good = openFile();
     }
     if (good) {
-        return true;
+        sqlite3_limit(m_db.get(), SQLITE_LIMIT_LENGTH, maxRowSize);
     }
-    if (!m_damaged || isNew) {
-        m_db.reset();
-        return false;
-    }
-    setAside();
-    return !m_damaged && open();
+    // Synced at checkpoints alone; names are overwritten.
+    return good && run("PRAGMA secure_delete = ON; PRAGMA synchronous = NORMAL;");
 }
 
-void HistoryFile::setAside()
+bool HistoryFile::isOurs()
 {
-    m_db.reset();
-    const QString aside = m_path + QLatin1String(".damaged");
-    QFile::remove(aside);
-    for (const char *const suffix : {"-wal", "-shm", "-journal"}) {
-        QFile::remove(m_path + QLatin1String(suffix));
-    }
-    if (QFile::rename(m_path, aside)) {
-        qCWarning(lcHistory).noquote() << "Set aside the damaged" << m_path << "as" << aside;
-        m_damaged = false;
-    }
+    return prepare("SELECT id, device, member, value FROM series") &&
+           prepare("SELECT number, minute, data FROM minute") &&
+           prepare("SELECT key, data FROM hour") &&
+           number("SELECT count(written) FROM state") == 1 &&
+           number("SELECT count(*) FROM sqlite_master") == 5 &&
+           number("PRAGMA freelist_count") >= 0;
 }
 
 bool HistoryFile::endOpenSeries(qint64 minutes)

@@ -1,27 +1,20 @@
 #pragma once
 
+#include "database/databasefile.h"
 #include "history/historyentry.h"
 #include "history/historysource.h"
 
-#include <QByteArray>
-#include <QString>
 #include <QStringList>
 
-#include <functional>
-#include <memory>
-
-struct sqlite3;
-struct sqlite3_stmt;
-
-// The file of the history: an SQLite database for the user alone, opened by this process only, and
-// not before there is something to write or to read. One thread at a time.
+// The file of the history, opened when there is something to write or to read. One thread at a
+// time.
 //
 // Each minute adds one row with the changes of all members. fold() distributes them to rows that
 // hold an hour of one member each.
 //
 // Functions that return bool are false, with a line in the log, when that failed. A damaged file is
 // set aside, and a new one begun.
-class HistoryFile
+class HistoryFile : private DatabaseFile
 {
 public:
     struct Limits
@@ -38,8 +31,6 @@ public:
     };
 
     explicit HistoryFile(const QString &path);
-    ~HistoryFile();
-    Q_DISABLE_COPY(HistoryFile)
 
     // Minutes and hours count since 1970.
 
@@ -63,31 +54,15 @@ public:
     QVector<HistoryPoints> points(const QVector<HistoryMember> &members, qint64 from, qint64 to);
 
 private:
-    struct Closer
-    {
-        void operator()(sqlite3 *db) const;
-        void operator()(sqlite3_stmt *statement) const;
-    };
-    using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
-
-    bool check(int result, const char *what);
-    void logFailure(const char *what, const QString &reason);
-    bool run(const char *sql);
-    Statement prepare(const char *sql);
     bool step(const Statement &statement);
     bool next(const Statement &statement);
-    qint64 number(const char *sql);
     bool transact(const std::function<bool()> &change);
     bool open();
     bool openExisting();
-    void setAside();
+    bool isOurs();
     quint32 seriesId(const Statement &select, const QString &device, const QString &member);
     bool dropBefore(qint64 hour);
     qint64 usedBytes();
 
-    const QString m_path;
-    std::unique_ptr<sqlite3, Closer> m_db;
-    bool m_damaged = false;
     qint64 m_unfolded = 0; // bytes in the rows of minutes, about
-    QString m_failure;     // the last in the log: each is logged once
 };

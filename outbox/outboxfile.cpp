@@ -1,25 +1,16 @@
 #include "outbox/outboxfile.h"
 
 #include "outbox/log.h"
-#include "settings/privatefile.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 #include <sqlite3.h>
 
-#include <algorithm>
-#include <array>
 #include <iterator>
 
 namespace {
 
-constexpr int applicationId = 0x4b564f42; // marks the file as an outbox
-constexpr int schemaVersion = 1;
+constexpr int applicationId = 0x4b564f42;      // marks the file as an outbox
 constexpr int maxBlockSize = 64 * 1024 * 1024; // bytes; no outbox writes a larger one
 constexpr qint64 maxNumber = 1LL << 52;        // of those in a sound file; sums do not overflow
-constexpr int maxBusyTime = 200;               // milliseconds; a virus scanner may look at the file
 constexpr qint64 minUnusedPages = 256;         // that are worth giving back
 
 // The columns of State in the order of its members.
@@ -37,131 +28,30 @@ constexpr qint64 OutboxFile::State::*members[] = {
 
 } // namespace
 
-void OutboxFile::Closer::operator()(sqlite3 *db) const
-{
-    sqlite3_close(db);
-}
-
-void OutboxFile::Closer::operator()(sqlite3_stmt *statement) const
-{
-    sqlite3_finalize(statement);
-}
-
 OutboxFile::OutboxFile(const QString &path)
-    : m_path(path)
+    : DatabaseFile(path, lcOutbox)
 {
-}
-
-OutboxFile::~OutboxFile() = default;
-
-bool OutboxFile::exists() const
-{
-    return QFileInfo::exists(m_path);
-}
-
-bool OutboxFile::check(int result, const char *what)
-{
-    if (result == SQLITE_OK || result == SQLITE_DONE || result == SQLITE_ROW) {
-        return true;
-    }
-    // Contradictions are damage too, and so is a mark that a writable file must not be written.
-    constexpr std::array damages = {SQLITE_CORRUPT, SQLITE_NOTADB, SQLITE_MISMATCH,
-                                    SQLITE_CONSTRAINT};
-    const int code = result & 0xff; // without SQLite's extension
-    m_damaged = m_damaged || std::find(damages.begin(), damages.end(), code) != damages.end() ||
-                (m_db && sqlite3_extended_errcode(m_db.get()) == SQLITE_READONLY &&
-                 QFileInfo(m_path).isWritable());
-    const QString failure =
-        QStringLiteral("Cannot %1 %2 - %3")
-            .arg(what, m_path, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
-    if (failure != m_failure) {
-        m_failure = failure;
-        qCWarning(lcOutbox).noquote() << failure;
-    }
-    return false;
-}
-
-bool OutboxFile::run(const char *sql)
-{
-    return check(sqlite3_exec(m_db.get(), sql, nullptr, nullptr, nullptr), "use");
-}
-
-OutboxFile::Statement OutboxFile::prepare(const char *sql)
-{
-    sqlite3_stmt *statement = nullptr;
-    check(sqlite3_prepare_v2(m_db.get(), sql, -1, &statement, nullptr), "read");
-    return Statement(statement);
-}
-
-// 0 on a failure.
-qint64 OutboxFile::number(const char *sql)
-{
-    const Statement select = prepare(sql);
-    return check(sqlite3_step(select.get()), "read") ? sqlite3_column_int64(select.get(), 0) : 0;
-}
-
-// The tables and their columns are there, and the marks are this program's.
-bool OutboxFile::isOurs()
-{
-    return number("PRAGMA application_id") == applicationId &&
-           number("PRAGMA user_version") == schemaVersion &&
-           prepare("SELECT number, age, count, data FROM block") && state().has_value();
 }
 
 bool OutboxFile::open()
 {
-    const bool isNew = !exists() || QFileInfo(m_path).size() == 0;
-    m_damaged = !isNew && !isRegularFile(m_path);
-    QString error;
-    QDir().mkpath(QFileInfo(m_path).path());
-    if (m_damaged || (isNew && !replacePrivateFile(m_path, QByteArray(), error))) {
-        qCWarning(lcOutbox).noquote() << "Cannot create" << m_path << "-" << error;
-        return false;
-    }
-    sqlite3 *db = nullptr;
-    const int result = sqlite3_open_v2(m_path.toUtf8().constData(), &db,
-                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-    m_db.reset(db);
-    sqlite3_busy_timeout(db, maxBusyTime);
-    // Exclusive: no other process may have it, and SQLite needs no shared memory.
-    bool good = check(result, "open") &&
-                run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_size_limit = 4194304;"
-                    "PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF;");
-    if (good && isNew) {
-        good = run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; BEGIN;"
-                   "CREATE TABLE block(number INTEGER PRIMARY KEY, age INTEGER NOT NULL, "
-                   "count INTEGER NOT NULL, data BLOB NOT NULL);") &&
-               run(QByteArray("CREATE TABLE state(").append(columns).append(")").constData()) &&
-               run("INSERT INTO state DEFAULT VALUES; PRAGMA application_id = 1263947586;"
-                   "PRAGMA user_version = 1; COMMIT;");
-    } else if (good) {
-        good = run("PRAGMA journal_mode = WAL");
-        if (good && !isOurs()) {
-            qCWarning(lcOutbox).noquote() << m_path << "is no outbox of this version";
-            m_damaged = true;
-            good = false;
-        }
-    }
+    const QByteArray schema = QByteArray("CREATE TABLE block(number INTEGER PRIMARY KEY, "
+                                         "age INTEGER NOT NULL, count INTEGER NOT NULL, "
+                                         "data BLOB NOT NULL); CREATE TABLE state(")
+                                  .append(columns)
+                                  .append("); INSERT INTO state DEFAULT VALUES;");
     // A file that cannot be written must not be sent from: everything would go out at each start.
-    good = good && run("BEGIN IMMEDIATE; UPDATE state SET clock = clock; COMMIT;");
+    const bool good = DatabaseFile::open(applicationId, schema,
+                                         [this] {
+                                             return prepare("SELECT number, age, count, data "
+                                                            "FROM block") &&
+                                                    state().has_value();
+                                         }) &&
+                      run("BEGIN IMMEDIATE; UPDATE state SET clock = clock; COMMIT;");
     if (!good) {
         m_db.reset();
     }
     return good;
-}
-
-void OutboxFile::setAside()
-{
-    m_db.reset();
-    const QString aside = m_path + QLatin1String(".damaged");
-    QFile::remove(aside);
-    for (const char *const suffix : {"-wal", "-shm", "-journal"}) {
-        QFile::remove(m_path + QLatin1String(suffix));
-    }
-    if (QFile::rename(m_path, aside)) {
-        qCWarning(lcOutbox).noquote() << "Set aside the damaged" << m_path << "as" << aside;
-        m_damaged = false;
-    }
 }
 
 bool OutboxFile::begin(bool durable)
@@ -190,13 +80,6 @@ bool OutboxFile::commit(const State &state)
         m_failure.clear();
     }
     return good;
-}
-
-void OutboxFile::rollback()
-{
-    if (m_db && sqlite3_get_autocommit(m_db.get()) == 0) {
-        run("ROLLBACK");
-    }
 }
 
 bool OutboxFile::insert(const Block &block)

@@ -1,22 +1,13 @@
 #pragma once
 
+#include "database/databasefile.h"
 #include "outbox/outboxledger.h"
 
-#include <QByteArray>
-#include <QString>
-
-#include <memory>
 #include <optional>
 
-struct sqlite3;
-struct sqlite3_stmt;
-
 // The file in which messages wait: blocks of messages in their order, and the numbers that belong
-// to them. An SQLite database for the user alone, opened by this process only. One thread.
-//
-// Functions that return bool are false, with a log line, when SQLite failed. isDamaged() tells then
-// whether the file is to be set aside.
-class OutboxFile
+// to them. One thread.
+class OutboxFile : public DatabaseFile
 {
 public:
     struct Block
@@ -38,22 +29,14 @@ public:
     };
 
     explicit OutboxFile(const QString &path);
-    ~OutboxFile();
-    Q_DISABLE_COPY(OutboxFile)
-
-    bool isOpen() const { return m_db != nullptr; }
-    bool exists() const;
     // Opens the file, or creates it. False also for a file that cannot be written or is damaged.
     [[nodiscard]] bool open();
-    bool isDamaged() const { return m_damaged; }
-    // Closes the file and renames it, in place of an older one that was set aside.
-    void setAside();
 
     // `durable`: commit() returns when the disk has it. Otherwise the end of this process cannot
     // undo it, but a loss of power can.
     [[nodiscard]] bool begin(bool durable);
     [[nodiscard]] bool commit(const State &state);
-    void rollback();
+    using DatabaseFile::rollback;
 
     [[nodiscard]] bool insert(const Block &block);
     [[nodiscard]] bool update(const Block &block);
@@ -68,23 +51,4 @@ public:
     std::optional<State> state();
     // Gives some of the space of removed blocks back to the disk. False when none is left.
     bool shrink();
-
-private:
-    struct Closer
-    {
-        void operator()(sqlite3 *db) const;
-        void operator()(sqlite3_stmt *statement) const;
-    };
-    using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
-
-    bool check(int result, const char *what);
-    bool run(const char *sql);
-    Statement prepare(const char *sql);
-    qint64 number(const char *sql);
-    bool isOurs();
-
-    QString m_path;
-    std::unique_ptr<sqlite3, Closer> m_db;
-    bool m_damaged = false;
-    QString m_failure; // the last in the log: each is logged once
 };

@@ -296,6 +296,7 @@ private slots:
         QTest::newRow("overwritten everywhere") << 3;
         QTest::newRow("marked as not to be written") << 4;
         QTest::newRow("another column") << 5;
+        QTest::newRow("another format") << 6;
     }
     void aDamagedFileIsSetAside()
     {
@@ -315,6 +316,9 @@ private slots:
             break;
         case 4:
             bytes[18] = 0x7f;
+            break;
+        case 6:
+            bytes[47] = 0x7f;
             break;
         case 5:
             bytes.replace("number INT", "numbor INT");
