@@ -70,9 +70,9 @@ private:
 
 } // namespace
 
-History::History(const QString &file, QObject *parent, Clock clock)
-    : QObject(parent)
-    , m_clock(clock)
+History::History(const QString &file, const HistoryLimits &limits, Clock clock)
+    : m_clock(clock)
+    , m_limits(limits)
     , m_memoryThreshold(m_limits.memory)
     , m_timer(this)
     , m_file(file)
@@ -82,9 +82,9 @@ History::History(const QString &file, QObject *parent, Clock clock)
     m_timer.setTimerType(Qt::VeryCoarseTimer);
     m_timer.start(int(minute));
     connect(&m_timer, &QTimer::timeout, this, &History::advance);
-    m_worker.start([this, now = m_now, limits = m_limits.file] {
+    m_worker.start([this, now = m_now] {
         m_file.endOpenSeries(now / minute);
-        m_file.prune(now / hour, limits);
+        m_file.prune(now / hour, m_limits);
     });
 }
 
@@ -100,14 +100,6 @@ QString History::defaultFile()
 {
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
            QLatin1String("/history.db");
-}
-
-void History::setLimits(const Limits &limits)
-{
-    m_limits = limits;
-    m_memoryThreshold = limits.memory;
-    keepWithinMemory();
-    m_worker.start([this, now = m_now, file = limits.file] { m_file.prune(now / hour, file); });
 }
 
 void History::setEnabled(bool enabled)
@@ -166,14 +158,6 @@ void History::forget(const QStringList &devices)
         }
     }
     m_worker.start([this, devices] { m_file.forget(devices); });
-}
-
-void History::lookAt(const QString &device)
-{
-    const auto known = m_devices.find(device);
-    if (known != m_devices.end()) {
-        known->second.lookedAt = ++m_looks;
-    }
 }
 
 HistoryPoints History::recent(const QString &device, const QString &member) const
@@ -291,8 +275,7 @@ void History::advance()
         m_now = now;
     }
     if (m_now / hour != before / hour) {
-        m_worker.start(
-            [this, hours = m_now / hour, limits = m_limits.file] { m_file.prune(hours, limits); });
+        m_worker.start([this, hours = m_now / hour] { m_file.prune(hours, m_limits); });
     }
 }
 

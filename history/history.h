@@ -33,14 +33,9 @@ class History : public QObject, public HistorySource
 
 public:
     using Clock = qint64 (*)(); // milliseconds since 1970; it may jump
-    struct Limits
-    {
-        qint64 memory = 16000000; // bytes; the newest sample of each member is kept beyond it
-        HistoryFile::Limits file;
-    };
 
     // `file`: its path; it is made when there is something to write.
-    explicit History(const QString &file, QObject *parent = nullptr,
+    explicit History(const QString &file, const HistoryLimits &limits = {},
                      Clock clock = &QDateTime::currentMSecsSinceEpoch);
     // Writes what is due and waits for that. An export that is under way fails.
     ~History() override;
@@ -48,7 +43,6 @@ public:
     // In the folder of the program's data.
     static QString defaultFile();
 
-    void setLimits(const Limits &limits);
     // On at first. Off: records nothing and drops what is in memory; what is stored stays until it
     // is too old. After it is on again, nothing is known of a device until its next state.
     void setEnabled(bool enabled);
@@ -59,11 +53,9 @@ public:
     void leave(const QString &device);
     // In memory and in the file, which does not hold their names afterwards.
     void forget(const QStringList &devices);
-    // The user looks at the device: keeps its last hour in memory rather than those of others.
-    // recent() and fetch() do the same.
-    void lookAt(const QString &device);
 
-    // At most the last hour, from memory, as fetch() gives it.
+    // At most the last hour, from memory, as fetch() gives it. The user looks at the device, so
+    // both keep its last hour in memory rather than those of others.
     HistoryPoints recent(const QString &device, const QString &member) const;
 
     void members(const QString &device, QObject *context,
@@ -134,7 +126,7 @@ private:
     void answer(const QPointer<QObject> &context, const std::function<void()> &call);
 
     const Clock m_clock;
-    Limits m_limits;
+    const HistoryLimits m_limits;
     bool m_enabled = true;
     std::unordered_map<QString, Device> m_devices;
     mutable quint64 m_looks = 0;

@@ -328,12 +328,12 @@ bool HistoryFile::dropBefore(qint64 hours)
     return step(remove);
 }
 
-bool HistoryFile::prune(qint64 hours, const Limits &limits)
+bool HistoryFile::prune(qint64 hours, const HistoryLimits &limits)
 {
     if (!fold()) { // a series of minutes alone would look empty, and its number be used again
         return false;
     }
-    const qint64 maxUsed = limits.size / 10 * 9; // the rest is for what comes within an hour
+    const qint64 maxUsed = limits.file / 10 * 9; // the rest is for what comes within an hour
     const bool good = transact([&] {
         const auto oldest = [this] {
             return number("SELECT min((SELECT min(key) FROM hour WHERE key >= id << 24) & 16777215)"

@@ -6,6 +6,13 @@
 
 #include <QStringList>
 
+struct HistoryLimits
+{
+    qint64 memory = 16000000; // bytes; the newest sample of each member is kept beyond it
+    qint64 file = 100000000;  // bytes
+    int days = 30;            // in the file
+};
+
 // The file of the history, opened when there is something to write or to read. One thread at a
 // time.
 //
@@ -17,11 +24,6 @@
 class HistoryFile : private DatabaseFile
 {
 public:
-    struct Limits
-    {
-        qint64 size = 100000000; // bytes
-        int days = 30;
-    };
     // Of a member in a minute.
     struct Change
     {
@@ -43,7 +45,7 @@ public:
     bool fold();
     // Folds, and drops what is older than the limit or more than it, oldest first; of what is too
     // old at most six hours each time: a clock may be years ahead until it is corrected.
-    bool prune(qint64 hour, const Limits &limits);
+    bool prune(qint64 hour, const HistoryLimits &limits);
     // Neither the file nor a damaged one that was set aside holds the devices' names afterwards.
     bool forget(const QStringList &devices);
 

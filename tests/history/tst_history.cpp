@@ -226,9 +226,9 @@ private slots:
 
     void memoryIsBounded()
     {
-        m_history->setLimits({40'000, {}});
+        open({40'000});
         m_history->record("seen", {{"x", -1}});
-        m_history->lookAt("seen");
+        m_history->recent("seen", "x");
         for (int i = 0; i < 3000; ++i, now += 1000) {
             m_history->record("seen", {{"x", i / 10}});
             m_history->record("other", {{"x", i}, {"y", -i}});
@@ -259,7 +259,7 @@ private slots:
 
     void theFileIsBoundedInTimeAndSize()
     {
-        m_history->setLimits({16'000'000, {1'000'000, 30}});
+        open({16'000'000, 1'000'000});
         for (int i = 0; i < 40 * 24; ++i, now += hour / 2) { // sleeps half an hour each time
             m_history->record("old", {{"x", i}});
             now += hour / 2;
@@ -272,7 +272,7 @@ private slots:
         now -= 100'000 * hour;
         open();
         QVERIFY(fetch(*m_history, {"old", "x"}).first().time < now - 29 * (24 * hour));
-        m_history->setLimits({16'000'000, {300'000, 30}});
+        open({16'000'000, 300'000});
         for (int i = 0; i < 10'000; ++i, now += minute) {
             QJsonObject state;
             for (int member = 0; member < 20; ++member) {
@@ -385,10 +385,10 @@ private:
             [&](const auto &ready) { m_history->members("d", m_history.get(), ready); });
     }
 
-    void open()
+    void open(const HistoryLimits &limits = {})
     {
         m_history = nullptr;
-        m_history = std::make_unique<History>(m_path, nullptr, [] { return now; });
+        m_history = std::make_unique<History>(m_path, limits, [] { return now; });
     }
 
     std::unique_ptr<QTemporaryDir> m_dir;
