@@ -17,8 +17,9 @@ constexpr double lineWidth = 1.5;
 
 QString number(double value)
 {
-    return std::abs(value) < 1e6 ? QLocale().toString(value, 'g', 6)
-                                 : QLocale().toString(value, 'f', 0);
+    const double size = std::abs(value);
+    return size < 1e6 || size >= 1e15 ? QLocale().toString(value, 'g', 6)
+                                      : QLocale().toString(value, 'f', 0);
 }
 
 // Something is known of the stretch that begins there; merged points may end without a value.
