@@ -281,9 +281,10 @@ void StatePage::updateAbsent()
             }
         }
     }
-    if (absent.isEmpty() || m_absent->rowCount() == 0) {
+    const QStringList selected = m_table->selected();
+    const QString current = m_table->current();
+    if (m_absent->rowCount() == 0) {
         m_absent->replaceAll(absent);
-        return;
     }
     // Row by row: selection, position and an open editor stay.
     QSet<QString> staying;
@@ -296,6 +297,9 @@ void StatePage::updateAbsent()
         if (!staying.contains(shortid)) {
             m_absent->remove(shortid);
         }
+    }
+    if (m_table->current() != current || m_table->selected().size() != selected.size()) {
+        m_table->select(selected, current); // one that is back has another row
     }
 }
 
@@ -382,7 +386,9 @@ void StatePage::showMenu(const QPoint &global)
     if (m_windows.has(thing.shortid)) {
         menu->addAction(tr("Show &Window"), this, [this, thing] { m_windows.show(thing.shortid); });
     }
-    menu->addAction(tr("&History…"), this, [this, thing] { showPlot(thing.shortid, QString()); });
+    QAction *const history = menu->addAction(tr("&History…"), this,
+                                             [this, thing] { showPlot(thing.shortid, QString()); });
+    history->setEnabled(!thing.state.isEmpty());
     menu->popup(global);
 }
 

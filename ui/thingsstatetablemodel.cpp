@@ -122,8 +122,8 @@ int ThingsStateTableModel::rowOf(const QString &shortid) const
 
 void ThingsStateTableModel::append(const ThingState &thing)
 {
-    m_rows.push_back(
-        std::make_unique<Row>(Row{thing, int(m_rows.size()), QDateTime::currentMSecsSinceEpoch()}));
+    const qint64 changed = thing.gone ? 0 : QDateTime::currentMSecsSinceEpoch();
+    m_rows.push_back(std::make_unique<Row>(Row{thing, int(m_rows.size()), changed}));
     m_byShortid.insert(thing.shortid, m_rows.back().get());
 }
 

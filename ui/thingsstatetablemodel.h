@@ -39,7 +39,7 @@ public:
     void replaceAll(const ThingStateList &list);
 
     const ThingState &thing(int row) const { return m_rows[size_t(row)]->thing; }
-    // When the state was reported that the row shows; milliseconds since 1970.
+    // When the state was reported that the row shows; milliseconds since 1970; 0: unknown.
     qint64 lastChange(int row) const { return m_rows[size_t(row)]->changed; }
     // -1 for an unknown thing.
     int rowOf(const QString &shortid) const;

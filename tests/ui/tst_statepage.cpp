@@ -234,10 +234,13 @@ private slots:
         };
         QTRY_VERIFY(isListed());
         QCOMPARE(kept.row(), 3);
+        m_table->selectRow(3);
+        QCOMPARE(m_page->findChild<QLabel *>("deviceAge")->text(), QString("unknown"));
         m_page->showThing(thing("lamp_1_away", "Away")); // it comes back
         QTRY_COMPARE(ids(*m_list),
                      QStringList({"gateway_1_x", "lamp_1_2", "lamp_1_new", "lamp_1_away"}));
         QVERIFY(m_list->index(3, Model::ColAlias).flags() & Qt::ItemIsEditable);
+        QTRY_COMPARE(current(), QString("lamp_1_away"));
     }
 
     void aNoticeTellsWhatIsNotRegistered()
