@@ -34,6 +34,38 @@ QString indented(const QJsonObject &state)
            QLatin1String("</p>");
 }
 
+bool isDigit(QChar character)
+{
+    return character >= QLatin1Char('0') && character <= QLatin1Char('9');
+}
+
+// Keys compare as their texts do, whatever the case, but for runs of digits, which compare as
+// numbers. QCollator's sort keys differ for equal texts on Windows (Qt 5.15 leaves half of their
+// bytes uninitialised), and comparing with QCollator itself takes too long for ten thousand rows.
+QString naturalKey(const QString &text)
+{
+    const QString folded = text.toCaseFolded();
+    QString key;
+    for (int i = 0; i < folded.size();) {
+        if (!isDigit(folded.at(i))) {
+            key += folded.at(i++);
+            continue;
+        }
+        while (i + 1 < folded.size() && folded.at(i) == QLatin1Char('0') &&
+               isDigit(folded.at(i + 1))) {
+            ++i;
+        }
+        int end = i;
+        while (end < folded.size() && isDigit(folded.at(end))) {
+            ++end;
+        }
+        // The longer number is the greater one; the zero puts numbers where digits are.
+        key += QLatin1Char('0') + QChar(ushort(end - i)) + folded.midRef(i, end - i);
+        i = end;
+    }
+    return key;
+}
+
 } // namespace
 
 DeviceListModel::DeviceListModel(ThingsStateTableModel &live, ThingsStateTableModel &absent,
@@ -43,11 +75,6 @@ DeviceListModel::DeviceListModel(ThingsStateTableModel &live, ThingsStateTableMo
     , m_absent(absent)
     , m_words(words)
 {
-    if (QLocale().language() == QLocale::C) { // which knows no natural order
-        m_collator.setLocale(QLocale::English);
-    }
-    m_collator.setNumericMode(true);
-    m_collator.setCaseSensitivity(Qt::CaseInsensitive);
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &DeviceListModel::refreshDirty);
     m_all.addSourceModel(&live);
@@ -232,8 +259,8 @@ void DeviceListModel::refresh(int source)
         entry.key.reset();
         return;
     }
-    QCollatorSortKey key = m_collator.sortKey(text(source, m_sortColumn));
-    m_isOutdated = m_isOutdated || !entry.key || entry.key->compare(key) != 0;
+    QString key = naturalKey(text(source, m_sortColumn));
+    m_isOutdated = m_isOutdated || entry.key != key;
     entry.key = std::move(key);
 }
 
@@ -290,8 +317,9 @@ void DeviceListModel::arrange()
     if (m_sortColumn >= 0) {
         const bool descending = m_order == Qt::DescendingOrder;
         std::stable_sort(rows.begin(), rows.end(), [&](int left, int right) {
-            const int order = m_entries[size_t(left)].key->compare(*m_entries[size_t(right)].key);
-            return descending ? order > 0 : order < 0;
+            const QString &a = *m_entries[size_t(left)].key;
+            const QString &b = *m_entries[size_t(right)].key;
+            return descending ? b < a : a < b;
         });
     }
     setRows(rows);

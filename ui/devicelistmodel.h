@@ -3,7 +3,6 @@
 #include "things/thingstate.h"
 
 #include <QAbstractProxyModel>
-#include <QCollator>
 #include <QConcatenateTablesProxyModel>
 #include <QTimer>
 
@@ -57,7 +56,7 @@ private:
         int row = -1; // here; -1: not shown
         bool isAccepted = true;
         bool isDirty = false;
-        std::optional<QCollatorSortKey> key; // while sorted
+        std::optional<QString> key; // while sorted
     };
 
     bool isPlain() const { return m_sortColumn < 0 && m_filter.isEmpty(); }
@@ -83,7 +82,6 @@ private:
     ThingsStateTableModel &m_absent;
     const DeviceWords &m_words;
     QConcatenateTablesProxyModel m_all;
-    QCollator m_collator;
     std::vector<int> m_rows;      // the source row of each row
     std::vector<Entry> m_entries; // by source row
     std::vector<int> m_dirty;     // source rows

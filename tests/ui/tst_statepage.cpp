@@ -12,6 +12,7 @@
 #include <QAbstractButton>
 #include <QAbstractItemModelTester>
 #include <QClipboard>
+#include <QCollator>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QLabel>
@@ -276,11 +277,12 @@ private slots:
             SettingsStore().set(keys::StateColumns, QString(damaged));
             makePage();
             for (int column = 0; column < Model::ColumnCount; ++column) {
-                const int size = m_table->columnWidth(column);
-                QVERIFY2(size >= 40 && size <= 4000, damaged);
+                QVERIFY2(m_table->columnWidth(column) >= 40, damaged);
             }
-            m_page.reset();
         }
+        QVERIFY(m_table->columnWidth(Model::ColCloud) <= 4000);
+        m_page.reset(); // stores its columns
+        SettingsStore().set(keys::StateColumns, QString());
         makePage();
     }
 
