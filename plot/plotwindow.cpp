@@ -24,7 +24,8 @@ namespace {
 
 constexpr int listWidth = 240; // pixels
 constexpr int maxShown = 8;
-constexpr int maxTitle = 60; // characters
+constexpr int maxMembers = 1000; // a device may have had others each day
+constexpr int maxTitle = 60;     // characters
 constexpr int maxUnit = 12;
 constexpr qint64 second = 1000; // milliseconds
 constexpr qint64 hour = 3600 * second;
@@ -165,7 +166,7 @@ PlotWindow::PlotWindow(HistorySource &history, const PlotSubject &subject, QWidg
     m_history.members(subject.device, this, [this](const QVector<QString> &names) {
         for (const QString &name : names) {
             const auto known = [&name](const Row &row) { return row.member.member == name; };
-            if (std::none_of(m_rows.cbegin(), m_rows.cend(), known)) {
+            if (m_rows.size() < maxMembers && std::none_of(m_rows.cbegin(), m_rows.cend(), known)) {
                 addMember({name, name, {}});
             }
         }

@@ -170,6 +170,9 @@ void StatePage::connectModels()
 void StatePage::applySettings()
 {
     m_history.setEnabled(SettingsStore().value(keys::KeepHistory));
+    for (int row = 0; row < m_model->rowCount(); ++row) { // it may have been off before
+        m_history.record(m_model->thing(row).shortid, m_model->thing(row).state);
+    }
 }
 
 void StatePage::showPlugins(const QJsonObject &plugins)

@@ -316,7 +316,11 @@ private slots:
             return rows() == QString("a=1, Inside=3, on=yes");
         };
         QTRY_VERIFY(isFaded());
-        QVERIFY(!m_history->recent("lamp_1_1", "in").isEmpty());
+        for (const bool keep : {true, false, true}) {
+            SettingsStore().set(keys::KeepHistory, keep);
+            m_page->applySettings();
+            QCOMPARE(m_history->recent("lamp_1_1", "in").isEmpty(), !keep);
+        }
 
         const auto show = [this](const QJsonObject &state) {
             m_page->showThing(thing("lamp_1_1", "One", state));
