@@ -55,6 +55,11 @@ void DeviceWords::setDescriptions(const QJsonObject &descriptions)
         }
         m_types.insert(it.key(), type);
     }
+    const QString devices = QCoreApplication::translate("DeviceWords", "Registered devices");
+    m_types.insert(QStringLiteral("gateway"),
+                   {QCoreApplication::translate("DeviceWords", "Gateway"),
+                    {},
+                    {{QStringLiteral("count"), {devices, {}}}}});
 }
 
 QStringList DeviceWords::numericMembers(const QJsonObject &state)
@@ -77,9 +82,6 @@ QStringList DeviceWords::numericMembers(const QJsonObject &state)
 
 QString DeviceWords::typeTitle(const QString &type) const
 {
-    if (type == QLatin1String("gateway")) {
-        return QCoreApplication::translate("DeviceWords", "Gateway");
-    }
     const QString title = m_types.value(type).title;
     return title.isEmpty() ? type : title;
 }

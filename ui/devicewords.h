@@ -18,7 +18,9 @@ public:
         QString unit; // empty: none
     };
 
-    // `descriptions`: type name to description.
+    DeviceWords() { setDescriptions({}); }
+
+    // `descriptions`: type name to description. The gateway has its own words.
     void setDescriptions(const QJsonObject &descriptions);
 
     QString typeTitle(const QString &type) const;

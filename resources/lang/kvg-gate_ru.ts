@@ -623,6 +623,10 @@
         <source>no</source>
         <translation>нет</translation>
     </message>
+    <message>
+        <source>Registered devices</source>
+        <translation>Зарегистрировано устройств</translation>
+    </message>
 </context>
 <context>
     <name>History</name>
