@@ -216,6 +216,7 @@ private slots:
         gone.gone = true;
         m_page->showThing(gone);
         QVERIFY(!m_table->selectionModel()->hasSelection());
+        QCOMPARE(ids(*m_list).size(), 2);
         QCOMPARE(current(), QString());
     }
 
