@@ -12,7 +12,8 @@ import wine  # pylint: disable=wrong-import-position
 FOLDERS = {"HOME": "home", "XDG_CONFIG_HOME": "config", "XDG_CONFIG_DIRS": "system",
            "XDG_DATA_HOME": "data", "XDG_CACHE_HOME": "cache"}
 # The gateway uses the sandbox, and its devices change often. The registry also turns on the smooth
-# letters of Windows.
+# letters of Windows, and the notice of the first close off: Wine's is invisible and takes all clicks
+# on what lies below it.
 INI = """[Web]
 RegEndpoint={register}
 Cloud={base}
@@ -32,6 +33,9 @@ REGISTRY = r"""Windows Registry Editor Version 5.00
 
 [HKEY_CURRENT_USER\Software\Corvalt\KVG-Gate\Plugins\lamp]
 "blink"=dword:2
+
+[HKEY_CURRENT_USER\Software\Corvalt\KVG-Gate\UI]
+"TrayNoticeShown"="true"
 
 [HKEY_CURRENT_USER\Control Panel\Desktop]
 "FontSmoothingGamma"=dword:578
