@@ -7,6 +7,7 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <utility>
 
 Q_LOGGING_CATEGORY(lcHistory, "kvg.history")
 
@@ -18,6 +19,7 @@ constexpr qint64 hour = 60 * minute;
 constexpr qint64 maxTime = (1LL << 24) * hour - 1; // the file's limit; beyond the year 3800
 constexpr qint64 maxStepBack = 2 * second;         // time stands still for so long
 constexpr qint64 maxSkip = 3 * minute;             // the timer fires each minute
+constexpr int firstUse = 5 * second;               // of the file, after the start
 constexpr int maxDepth = 4;                        // of objects, the state itself included
 constexpr int maxNameLength = 128;
 
@@ -78,22 +80,33 @@ History::History(const QString &file, const HistoryLimits &limits, Clock clock)
     , m_file(file)
 {
     m_worker.setMaxThreadCount(1);
-    m_now = qBound(qint64(0), m_clock(), maxTime);
+    m_now = m_begin = qBound(qint64(0), m_clock(), maxTime);
     m_timer.setTimerType(Qt::VeryCoarseTimer);
     m_timer.start(int(minute));
     connect(&m_timer, &QTimer::timeout, this, &History::advance);
-    m_worker.start([this, now = m_now] {
-        m_file.endOpenSeries(now / minute);
-        m_file.prune(now / hour, m_limits);
-    });
+    // Not at once: the start of the program would wait for the disk.
+    QTimer::singleShot(firstUse, Qt::VeryCoarseTimer, this, [this] { runOnWorker([] {}); });
 }
 
 History::~History()
 {
     setEnabled(false);
-    m_worker.start([this] { m_file.setEnded(); });
+    runOnWorker([this] { m_file.setEnded(); });
     m_ending = true;
     m_worker.waitForDone();
+}
+
+// The first job is preceded by what must come before all.
+void History::runOnWorker(const std::function<void()> &job)
+{
+    const bool isFirst = !std::exchange(m_isFileUsed, true);
+    m_worker.start([this, job, isFirst, begin = m_begin] {
+        if (isFirst) {
+            m_file.endOpenSeries(begin / minute);
+            m_file.prune(begin / hour, m_limits);
+        }
+        job();
+    });
 }
 
 QString History::defaultFile()
@@ -157,7 +170,7 @@ void History::forget(const QStringList &devices)
             m_devices.erase(known);
         }
     }
-    m_worker.start([this, devices] { m_file.forget(devices); });
+    runOnWorker([this, devices] { m_file.forget(devices); });
 }
 
 HistoryPoints History::recent(const QString &device, const QString &member) const
@@ -177,7 +190,7 @@ void History::members(const QString &device, QObject *context,
             names.append(series.member);
         }
     }
-    m_worker.start([this, device, names, context = QPointer<QObject>(context), ready] {
+    runOnWorker([this, device, names, context = QPointer<QObject>(context), ready] {
         QVector<QString> all = names;
         for (const HistoryMember &stored : m_file.members(device)) {
             all.append(stored.member);
@@ -195,8 +208,8 @@ void History::fetch(const QVector<HistoryMember> &members, qint64 from, qint64 t
     advance();
     from = qMax(qint64(0), from);
     to = qMin(to, m_now);
-    m_worker.start([this, members, samples = samplesOf(members), from, to, maxPoints,
-                    context = QPointer<QObject>(context), ready] {
+    runOnWorker([this, members, samples = samplesOf(members), from, to, maxPoints,
+                 context = QPointer<QObject>(context), ready] {
         QVector<HistoryMember> stored; // of which the samples do not tell everything
         for (int i = 0; i < members.size(); ++i) {
             if (samples[i].empty() || samples[i].front().time > from) {
@@ -226,8 +239,8 @@ void History::exportCsv(const QString &file, const QVector<HistoryMember> &membe
     closeMinute(); // what changes in the rest of this minute is added to it
     from = qMax(qint64(0), from);
     to = qMin(to, m_now);
-    m_worker.start([this, file, members, samples = samplesOf(members), from, to,
-                    context = QPointer<QObject>(context), done] {
+    runOnWorker([this, file, members, samples = samplesOf(members), from, to,
+                 context = QPointer<QObject>(context), done] {
         QSaveFile out(file);
         bool isWritten = out.open(QIODevice::WriteOnly) &&
                          out.write("time,device,member,minimum,maximum,last\n") > 0;
@@ -275,7 +288,7 @@ void History::advance()
         m_now = now;
     }
     if (m_now / hour != before / hour) {
-        m_worker.start([this, hours = m_now / hour] { m_file.prune(hours, m_limits); });
+        runOnWorker([this, hours = m_now / hour] { m_file.prune(hours, m_limits); });
     }
 }
 
@@ -340,7 +353,7 @@ void History::closeMinute()
         device = isPast ? m_devices.erase(device) : std::next(device);
     }
     if (!changes.isEmpty()) {
-        m_worker.start([this, minutes = m_now / minute, changes] {
+        runOnWorker([this, minutes = m_now / minute, changes] {
             if (!m_file.write(minutes, changes)) {
                 QMetaObject::invokeMethod(this, &History::rewriteAll, Qt::QueuedConnection);
             }

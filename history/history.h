@@ -123,6 +123,7 @@ private:
     const Series *find(const HistoryMember &member) const;
     std::vector<HistorySamples> samplesOf(const QVector<HistoryMember> &members) const;
 
+    void runOnWorker(const std::function<void()> &job);
     void answer(const QPointer<QObject> &context, const std::function<void()> &call);
 
     const Clock m_clock;
@@ -130,6 +131,8 @@ private:
     bool m_enabled = true;
     std::unordered_map<QString, Device> m_devices;
     mutable quint64 m_looks = 0;
+    qint64 m_begin = 0; // of the program: milliseconds since 1970
+    bool m_isFileUsed = false;
     qint64 m_now = 0;    // the last time that is certain: milliseconds since 1970
     qint64 m_memory = 0; // bytes of all samples
     qint64 m_memoryThreshold;

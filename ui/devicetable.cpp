@@ -128,7 +128,7 @@ void DeviceTable::restoreColumns()
 
 void DeviceTable::fitColumns()
 {
-    if (m_isDragged) {
+    if (m_isDragged || !isVisible()) { // measuring takes long
         return;
     }
     m_isFitting = true;

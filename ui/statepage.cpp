@@ -350,6 +350,7 @@ void StatePage::setPaneShown(bool shown)
 void StatePage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
+    m_table->fitColumns();
     updateAbsent(); // another page may have forgotten some
     showCurrent();
 }
