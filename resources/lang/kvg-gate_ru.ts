@@ -1583,6 +1583,10 @@ A device that is forgotten loses its name and its registration, and the cloud he
         <source>Re&amp;name</source>
         <translation>&amp;Переименовать</translation>
     </message>
+    <message>
+        <source>Clear</source>
+        <translation>Очистить</translation>
+    </message>
 </context>
 <context>
     <name>ThingsRegTableModel</name>
