@@ -207,6 +207,11 @@ void DevicePane::showNothing()
 void DevicePane::showThing(const ThingState &thing, qint64 changed)
 {
     m_isFirst = m_thing.shortid != thing.shortid;
+    // Another device may have changed.
+    if (!m_isFirst && changed == m_changed && thing.alias == m_thing.alias &&
+        thing.regid == m_thing.regid && thing.state == m_thing.state) {
+        return;
+    }
     if (m_isFirst) {
         m_tree->clear();
         m_items.clear();

@@ -290,11 +290,14 @@ void StatePage::updateAbsent()
             }
         }
     }
-    const QStringList selected = m_table->selected();
-    const QString current = m_table->current();
     if (m_absent->rowCount() == 0) {
+        if (absent.isEmpty()) {
+            return; // while ten thousand devices come
+        }
         m_absent->replaceAll(absent);
     }
+    const QStringList selected = m_table->selected();
+    const QString current = m_table->current();
     // Row by row: selection, position and an open editor stay.
     QSet<QString> staying;
     for (const ThingState &thing : qAsConst(absent)) {
