@@ -2,7 +2,7 @@
 
 #include "runner/livethings.h"
 #include "runner/log.h"
-#include "runner/pluginloader.h"
+#include "loader/pluginloader.h"
 #include "runner/pluginsettings.h"
 #include "settings/settingsstore.h"
 

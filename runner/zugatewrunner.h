@@ -8,7 +8,7 @@
 #include "runner/identitychange.h"
 #include "runner/linkmonitor.h"
 #include "runner/livethings.h"
-#include "runner/pluginloader.h"
+#include "loader/pluginloader.h"
 
 #include <QJsonObject>
 #include <QObject>

@@ -9,9 +9,17 @@
 class QAbstractThing;
 class QObject;
 
-// A device type: the root object of a plugin implements this interface, which is frozen for IID
-// 1.0: neither append nor reorder; extend by optional interfaces, such as the two below. All calls
-// come on the gateway's worker thread. A plugin is never unloaded.
+// A device type: the root object of a plugin implements this interface. All calls come on the
+// gateway's worker thread. A plugin is never unloaded.
+//
+// This class, the two below and QAbstractThing are frozen: a plugin that was built against them
+// works with every later gateway. What is new comes as a further optional interface with an id of
+// its own, and a gateway asks a plugin for it.
+//
+// The plugin describes itself in JSON. In it, "name" is what type() of its things returns;
+// "version" is the version of the plugin, an integer that the application only shows; "type" is
+// "thing"; "sdk" is the kit that the plugin needs, AbstractThingType_sdk at the time it was made
+// (1 if absent). A gateway does not load a plugin that needs a newer kit than its own.
 class AbstractThingType
 {
 public:
@@ -52,6 +60,9 @@ public:
     // The key of the device that `thing` represents; empty for a thing of another type.
     virtual QString deviceKey(const QAbstractThing *thing) const = 0;
 };
+
+// Counted up when the kit grows by an interface that plugins may rely on.
+#define AbstractThingType_sdk 1
 
 #define AbstractThingType_iid "pro.nimbra.kvg_gate.AbstractThingType/1.0"
 #define ConfigurableThingType_iid "pro.nimbra.kvg_gate.ConfigurableThingType/1.0"

@@ -10,8 +10,9 @@
 // A device, or the gateway itself, as the application and the cloud see it. Lives on the gateway's
 // worker thread: every function is called and every signal emitted there.
 //
-// Plugins derive from this class in binary form, so its members and virtual functions are frozen
-// for IID 1.0: neither append nor reorder; extend by optional interfaces.
+// Plugins derive from this class in binary form: its members and virtual functions are frozen.
+// Even one that is appended moves the members and functions of every plugin that was built before.
+// Extend by optional interfaces; see AbstractThingType.
 class THING1_EXPORT QAbstractThing : public QObject
 {
     Q_OBJECT
@@ -27,9 +28,15 @@ public:
     // Type, version and serial together identify a device permanently: by them a device that
     // comes back is recognised. By convention none contains "_". A thing with "#", "+" or NUL in
     // one of them is never published.
+
+    // The device type: the "name" of the plugin's description, by which its settings are stored.
     virtual QString type() const = 0;
+    // The version of the device's identity: a fixed text, commonly "1". A new one makes the device
+    // another one for pool and cloud; so it changes only if the meaning of the serial changes.
     virtual QString version() const = 0;
+    // 1 for a device, 2 for the gateway. The application does not ask.
     virtual int kind() const = 0;
+    // What tells this device from others of its type, also after a restart and at another port.
     virtual QString serial() const = 0;
 
     // The id that the cloud gave the thing; empty while it is not registered.

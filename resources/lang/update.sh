@@ -14,6 +14,6 @@ grep -Eoh '"(descr|title|unit)": *"[^"]*"' plugins/*/*.json* |
     sed 's/^[^:]*: *\(.*\)/QT_TRANSLATE_NOOP("Plugins", \1);/' >"$descriptions"
 
 # Without line numbers, which would change with every edit of the sources.
-"$lupdate" app check cloud history outbox plot plugins registration runner settings things ui \
+"$lupdate" app check cloud history loader outbox plot plugins registration runner settings things ui \
     updates "$descriptions" \
     -I . -no-obsolete -locations none -source-language en -target-language ru_RU -ts "$ts"

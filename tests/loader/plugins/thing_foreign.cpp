@@ -6,7 +6,7 @@
 class Foreign : public QObject
 {
     Q_OBJECT
-    Q_PLUGIN_METADATA(IID "example.Foreign/1.0" FILE "thing_fake.json")
+    Q_PLUGIN_METADATA(IID "example.Foreign/1.0" FILE "tests/runner/plugins/thing_fake.json")
 };
 
 #include "thing_foreign.moc"

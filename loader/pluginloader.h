@@ -38,10 +38,11 @@ public:
     // is logged with the reason and skipped; a later plugin takes the place of an earlier one of
     // the same name.
     void load();
+    // Loads one plugin, wherever it lies. Returns why it cannot be loaded; empty on success.
+    [[nodiscard]] QString loadFile(const QString &path);
     const QVector<LoadedPlugin> &plugins() const { return m_plugins; }
 
 private:
-    void loadFile(const QString &path);
     void loadDependencies(const QString &pluginPath, const QJsonObject &metadata);
 
     QString m_applicationDir;

@@ -1,12 +1,14 @@
-#include "runner/pluginloader.h"
+#include "loader/pluginloader.h"
 
-#include "runner/log.h"
-#include "runner/pluginfile.h"
+#include "loader/log.h"
+#include "loader/pluginfile.h"
 
 #include <QDir>
 #include <QJsonArray>
 #include <QLibrary>
 #include <QPluginLoader>
+
+Q_LOGGING_CATEGORY(lcLoader, "kvg.loader")
 
 namespace {
 
@@ -17,6 +19,22 @@ void call(QLibrary &library, const char *entryPoint)
     if (const auto function = reinterpret_cast<EntryPoint>(library.resolve(entryPoint))) {
         function();
     }
+}
+
+// Why this gateway cannot hold the plugin's promises; empty when it can.
+QString kitFault(const QJsonObject &metadata)
+{
+    const QJsonValue kit = metadata[QLatin1String("sdk")];
+    const int version = kit.isUndefined() ? 1 : kit.toInt(0);
+    if (version < 1) {
+        return QStringLiteral("its \"sdk\" is not the number of a kit");
+    }
+    if (version > AbstractThingType_sdk) {
+        return QStringLiteral("it was made with kit %1, and this gateway knows kit %2 at most")
+            .arg(version)
+            .arg(AbstractThingType_sdk);
+    }
+    return {};
 }
 
 } // namespace
@@ -41,25 +59,32 @@ void PluginLoader::load()
         folder.setPath(m_applicationDir + QLatin1String("/../plugins"));
     }
     if (!folder.exists()) {
-        qCWarning(lcRunner).noquote() << "No folder \"plugins\" in or beside" << m_applicationDir;
+        qCWarning(lcLoader).noquote() << "No folder \"plugins\" in or beside" << m_applicationDir;
     }
     const QStringList patterns = QString::fromLatin1(KVG_PLUGIN_PATTERNS).split(QLatin1Char('|'));
     const QStringList files = folder.entryList(patterns, QDir::Files, QDir::Unsorted);
     for (const QString &file : files) {
-        loadFile(folder.absoluteFilePath(file));
+        const QString path = folder.absoluteFilePath(file);
+        const QString fault = loadFile(path);
+        if (!fault.isEmpty()) {
+            qCWarning(lcLoader).noquote() << "Skipped" << path << "-" << fault;
+        }
     }
 }
 
-void PluginLoader::loadFile(const QString &path)
+QString PluginLoader::loadFile(const QString &path)
 {
-    const QString fault = pluginFileFault(path);
+    QString fault = pluginFileFault(path);
     if (!fault.isEmpty()) {
-        qCWarning(lcRunner).noquote() << "Skipped" << path << "-" << fault;
-        return;
+        return fault;
     }
     QPluginLoader loader(path);
     loader.setLoadHints(QLibrary::PreventUnloadHint);
     const QJsonObject metadata = loader.metaData().value(QLatin1String("MetaData")).toObject();
+    fault = kitFault(metadata);
+    if (!fault.isEmpty()) {
+        return fault;
+    }
     // Before the plugin itself, which may be linked with them; so also for a plugin that is
     // rejected afterwards.
     loadDependencies(path, metadata);
@@ -70,23 +95,21 @@ void PluginLoader::loadFile(const QString &path)
     plugin.metadata = metadata;
     plugin.type = qobject_cast<AbstractThingType *>(root);
     if (plugin.type == nullptr) {
-        qCWarning(lcRunner).noquote()
-            << "Skipped" << path << "-"
-            << (root == nullptr ? loader.errorString()
-                                : QStringLiteral("it does not implement " AbstractThingType_iid));
-        return;
+        return root == nullptr ? loader.errorString()
+                               : QStringLiteral("it does not implement " AbstractThingType_iid);
     }
     plugin.configurable = qobject_cast<ConfigurableThingType *>(root);
     plugin.keyed = qobject_cast<KeyedThingType *>(root);
-    qCInfo(lcRunner).noquote() << "Loaded" << path << "as" << plugin.name;
+    qCInfo(lcLoader).noquote() << "Loaded" << path << "as" << plugin.name;
     for (LoadedPlugin &earlier : m_plugins) {
         if (earlier.name == plugin.name) {
-            qCWarning(lcRunner).noquote() << path << "replaces an earlier" << plugin.name;
+            qCWarning(lcLoader).noquote() << path << "replaces an earlier" << plugin.name;
             earlier = plugin;
-            return;
+            return {};
         }
     }
     m_plugins.append(plugin);
+    return {};
 }
 
 void PluginLoader::loadDependencies(const QString &pluginPath, const QJsonObject &metadata)
@@ -102,7 +125,7 @@ void PluginLoader::loadDependencies(const QString &pluginPath, const QJsonObject
             continue;
         }
         if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\'))) {
-            qCWarning(lcRunner).noquote()
+            qCWarning(lcLoader).noquote()
                 << pluginPath << "names a dependency outside of the application's folder:" << name;
             continue;
         }
@@ -112,7 +135,7 @@ void PluginLoader::loadDependencies(const QString &pluginPath, const QJsonObject
         auto library = std::make_unique<QLibrary>(base);
         library->setLoadHints(QLibrary::PreventUnloadHint);
         if (!library->load()) {
-            qCWarning(lcRunner).noquote()
+            qCWarning(lcLoader).noquote()
                 << "Dependency of" << pluginPath << "not loaded -" << library->errorString();
             continue;
         }

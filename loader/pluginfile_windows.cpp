@@ -1,4 +1,4 @@
-#include "runner/pluginfile.h"
+#include "loader/pluginfile.h"
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "runner/pluginloader.h"
+#include "loader/pluginloader.h"
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
@@ -71,6 +71,20 @@ private slots:
         QVERIFY(writeFile(m_dir->filePath("app/plugins/thing_fake" + suffix), contents));
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Skipped.*thing_fake"));
         QCOMPARE(pluginsFound(), 0);
+    }
+
+    void aPluginOfANewerKitIsNotTouched()
+    {
+        copy("loader/kvgdep-3", "app/kvgdep-3");
+        QVERIFY(QDir(m_dir->path()).mkpath("app/plugins"));
+        QByteArray plugin = readFile(built("loader/thing_newer"));
+        for (const char *const reason : {"kit 2.* kit 1", "not the number"}) {
+            QVERIFY(writeFile(m_dir->filePath("app/plugins/thing_newer" + suffix), plugin));
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(reason));
+            QCOMPARE(pluginsFound(), 0);
+            QCOMPARE(qApp->property("dep/init").toInt(), 0);
+            plugin.replace("sdk\x02", "sdk\x20"); // -1 in CBOR
+        }
     }
 
     // Also for a plugin that is turned down; by name, whatever the version; once each.
