@@ -2,7 +2,11 @@
 
 #include <QDir>
 
-#include <windows.h>
+#include <winsock2.h> // these in this order
+
+#include <ws2tcpip.h>
+
+#include <iphlpapi.h>
 
 namespace {
 
@@ -60,4 +64,41 @@ std::optional<HostFigures::Space> HostFigures::disk(const QString &path)
         return {};
     }
     return Space{free.QuadPart, total.QuadPart};
+}
+
+QJsonObject HostFigures::battery() const
+{
+    constexpr BYTE noBattery = 128; // a bit; it is set in 255, "unknown", too
+    SYSTEM_POWER_STATUS status;
+    if (GetSystemPowerStatus(&status) == 0 || (status.BatteryFlag & noBattery) != 0 ||
+        status.BatteryLifePercent > 100) {
+        return {};
+    }
+    return {{"charge", status.BatteryLifePercent}, {"mains", status.ACLineStatus != 0}};
+}
+
+// Windows has no documented call that works without administrator rights.
+QJsonObject HostFigures::temperature() const
+{
+    return {};
+}
+
+QHash<QString, HostFigures::Counters> HostFigures::interfaces() const
+{
+    MIB_IF_TABLE2 *table = nullptr;
+    if (GetIfTable2(&table) != NO_ERROR) {
+        return {};
+    }
+    QHash<QString, Counters> result;
+    for (ULONG i = 0; i < table->NumEntries; ++i) {
+        const MIB_IF_ROW2 &row = table->Table[i];
+        // The filters of an interface count its traffic once more.
+        if (row.InterfaceAndOperStatusFlags.HardwareInterface &&
+            !row.InterfaceAndOperStatusFlags.FilterInterface && row.OperStatus == IfOperStatusUp) {
+            result.insert(QString::number(row.InterfaceLuid.Value),
+                          {static_cast<double>(row.InOctets), static_cast<double>(row.OutOctets)});
+        }
+    }
+    FreeMibTable(table);
+    return result;
 }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -35,7 +36,8 @@ HostThing::HostThing(const QString &serial, const QVariantHash &settings)
     , m_settings(checked(settings))
     , m_timer(new QTimer(this))
 {
-    m_figures.cpuPercent(); // starts the measurement of the load
+    m_figures.cpuPercent(); // starts the measurements of load and network
+    m_figures.network();
     updateState();
     connect(m_timer, &QTimer::timeout, this, &HostThing::measure);
     m_timer->start(firstMeasurement);
@@ -94,6 +96,7 @@ HostThing::Settings HostThing::checked(const QVariantHash &settings)
 void HostThing::measure()
 {
     m_cpu = m_figures.cpuPercent();
+    m_network = m_figures.network();
     if (!isActive()) {
         setActive(true);
         m_timer->start(std::chrono::seconds(m_settings.interval));
@@ -128,6 +131,14 @@ void HostThing::updateState()
     }
     if (const auto uptime = HostFigures::uptimeSeconds()) {
         state["uptime"] = *uptime;
+    }
+    const std::pair<QString, QJsonObject> groups[] = {{"network", m_network},
+                                                      {"battery", m_figures.battery()},
+                                                      {"temperature", m_figures.temperature()}};
+    for (const auto &[name, group] : groups) {
+        if (!group.isEmpty()) {
+            state[name] = group;
+        }
     }
     state["warnings"] = warnings;
     if (state != m_state) {

@@ -11,11 +11,14 @@
 class QTimer;
 
 // This computer as a thing. Its state:
-//   "cpu"       percent, one decimal
-//   "memory"    {"used", "total"} in MiB
-//   "disk"      {"path", "free", "total"}, sizes in MiB
-//   "uptime"    seconds
-//   "warnings"  which of "cpu", "memory", "disk" have reached the limit of the settings
+//   "cpu"          percent, one decimal
+//   "memory"       {"used", "total"} in MiB
+//   "disk"         {"path", "free", "total"}, sizes in MiB
+//   "network"      {"received", "sent"} in KiB/s, one decimal
+//   "battery"      {"charge", "mains"}: percent, and whether the computer is on mains
+//   "temperature"  {"cpu", "disk"} in degrees Celsius
+//   "uptime"       seconds
+//   "warnings"     which of "cpu", "memory", "disk" have reached the limit of the settings
 // A figure that the system does not give is left out. The thing becomes active a second after
 // construction, with the first measurement of the processor load.
 class HostThing : public QAbstractThing
@@ -52,6 +55,7 @@ private:
     Settings m_settings;
     HostFigures m_figures;
     std::optional<double> m_cpu;
+    QJsonObject m_network;
     QJsonObject m_state;
     QTimer *m_timer;
 };

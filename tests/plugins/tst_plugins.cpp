@@ -117,6 +117,10 @@ private slots:
         const QJsonObject state = changed.first().first().toJsonObject();
         QVERIFY(qAbs(state["cpu"].toDouble(-1) - 50) <= 50);
         QVERIFY(qAbs(state["memory"]["total"].toDouble() - computer::memory() / (1 << 20)) <= 1);
+        for (const char *way : {"received", "sent"}) {
+            const double rate = state["network"].toObject()[way].toDouble();
+            QVERIFY2(rate >= 0 && rate < 1e8, qPrintable(QString::number(rate)));
+        }
         QTRY_VERIFY(host->state()["uptime"].toInt() > state["uptime"].toInt(INT_MAX));
     }
 
