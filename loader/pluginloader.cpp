@@ -2,6 +2,7 @@
 
 #include "loader/log.h"
 #include "loader/pluginfile.h"
+#include "watch/runwatch.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -54,6 +55,7 @@ PluginLoader::~PluginLoader()
 
 void PluginLoader::load()
 {
+    runwatch::guardStack();
     QDir folder(m_applicationDir + QLatin1String("/plugins"));
     if (!folder.exists()) {
         folder.setPath(m_applicationDir + QLatin1String("/../plugins"));
@@ -65,6 +67,10 @@ void PluginLoader::load()
     const QStringList files = folder.entryList(patterns, QDir::Files, QDir::Unsorted);
     for (const QString &file : files) {
         const QString path = folder.absoluteFilePath(file);
+        if (runwatch::isLeftOut(path)) {
+            qCWarning(lcLoader).noquote() << "Left out" << path << "- it stopped the gateway twice";
+            continue;
+        }
         const QString fault = loadFile(path);
         if (!fault.isEmpty()) {
             qCWarning(lcLoader).noquote() << "Skipped" << path << "-" << fault;
@@ -85,19 +91,22 @@ QString PluginLoader::loadFile(const QString &path)
     if (!fault.isEmpty()) {
         return fault;
     }
+    LoadedPlugin plugin;
+    plugin.name = metadata["name"].toString();
+    runwatch::addPlugin(plugin.name, path);
+    const runwatch::PluginCall call(plugin.name, "its loading");
     // Before the plugin itself, which may be linked with them; so also for a plugin that is
     // rejected afterwards.
     loadDependencies(path, metadata);
 
     QObject *const root = loader.instance();
-    LoadedPlugin plugin;
-    plugin.name = metadata["name"].toString();
     plugin.metadata = metadata;
     plugin.type = qobject_cast<AbstractThingType *>(root);
     if (plugin.type == nullptr) {
         return root == nullptr ? loader.errorString()
                                : QStringLiteral("it does not implement " AbstractThingType_iid);
     }
+    runwatch::setLibrary(plugin.name, root->metaObject());
     plugin.configurable = qobject_cast<ConfigurableThingType *>(root);
     plugin.keyed = qobject_cast<KeyedThingType *>(root);
     qCInfo(lcLoader).noquote() << "Loaded" << path << "as" << plugin.name;

@@ -35,8 +35,8 @@ public:
     Q_DISABLE_COPY(PluginLoader)
 
     // Loads every plugin in the order of the directory's listing. A file that cannot be loaded
-    // is logged with the reason and skipped; a later plugin takes the place of an earlier one of
-    // the same name.
+    // is logged with the reason and skipped, as is one that runwatch leaves out; a later plugin
+    // takes the place of an earlier one of the same name.
     void load();
     // Loads one plugin, wherever it lies. Returns why it cannot be loaded; empty on success.
     [[nodiscard]] QString loadFile(const QString &path);

@@ -1,10 +1,11 @@
 #include "runner/devicescan.h"
 
+#include "loader/pluginloader.h"
 #include "runner/livethings.h"
 #include "runner/log.h"
-#include "loader/pluginloader.h"
 #include "runner/pluginsettings.h"
 #include "settings/settingsstore.h"
+#include "watch/runwatch.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -57,7 +58,8 @@ bool DeviceScan::applySettings()
         isScanDue = isScanDue || !m_scannedPlugins.contains(plugin.name);
         m_things.forEachDevice([&](QAbstractThing *device) {
             if (device->type() == plugin.name) {
-                device->setSettings(settings);
+                runwatch::callPlugin(plugin.name, "setSettings()",
+                                     [&] { device->setSettings(settings); });
             }
         });
     }
@@ -77,6 +79,7 @@ const DevicePool &DeviceScan::pool()
 
 void DeviceScan::scanPlugin(const LoadedPlugin &plugin)
 {
+    const runwatch::PluginCall scan(plugin.name);
     QSet<QString> claimed = claimedKeys(plugin);
     std::optional<QVariantHash> settings; // read when they are needed
     const auto pluginValues = [&]() -> const QVariantHash & {
@@ -86,9 +89,11 @@ void DeviceScan::scanPlugin(const LoadedPlugin &plugin)
         return *settings;
     };
     if (plugin.configurable != nullptr) {
-        plugin.configurable->configure(pluginValues());
+        runwatch::callPlugin(plugin.name, "configure()",
+                             [&] { plugin.configurable->configure(pluginValues()); });
     }
-    const QHash<QString, QVariant> devices = plugin.type->discover();
+    const QHash<QString, QVariant> devices =
+        runwatch::callPlugin(plugin.name, "discover()", [&] { return plugin.type->discover(); });
     QStringList deviceKeys = devices.keys();
     std::sort(deviceKeys.begin(), deviceKeys.end()); // QHash has a random order
     for (const QString &key : qAsConst(deviceKeys)) {
@@ -99,8 +104,9 @@ void DeviceScan::scanPlugin(const LoadedPlugin &plugin)
             continue;
         }
         QObject *ui = nullptr;
-        QAbstractThing *const device =
-            plugin.type->create(key, devices.value(key), pluginValues(), &ui);
+        QAbstractThing *const device = runwatch::callPlugin(plugin.name, "create()", [&] {
+            return plugin.type->create(key, devices.value(key), pluginValues(), &ui);
+        });
         if (device == nullptr || m_things.isLive(device)) {
             delete ui;
             continue;

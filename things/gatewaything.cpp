@@ -6,6 +6,7 @@
 #include "settings/settingsstore.h"
 #include "things/log.h"
 #include "things/thingindex.h"
+#include "watch/runwatch.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -348,7 +349,9 @@ void GatewayThing::mqtt_messageReceived(const QString &tid, const QByteArray &da
         return;
     }
     // Each call may delete the thing or change its id.
-    if (!thing->applyUpdate(document.object()) || !m_idOfSibling.contains(thing)) {
+    const bool isApplied = runwatch::callPlugin(
+        thing->type(), "applyUpdate()", [&] { return thing->applyUpdate(document.object()); });
+    if (!isApplied || !m_idOfSibling.contains(thing)) {
         return;
     }
     const QJsonObject current = thing->state();

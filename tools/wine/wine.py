@@ -17,9 +17,9 @@ import tempfile
 
 import hostprograms
 
-# Disabled: Mono and Gecko, which Wine would ask to install, and the entries that Wine would make in
-# the user's menus.
-OVERRIDES = "mscoree,mshtml,winemenubuilder.exe="
+# Disabled: Mono and Gecko, which Wine would ask to install, the debugger, in which a program that
+# crashed would stay for minutes, and the entries that Wine would make in the user's menus.
+OVERRIDES = "mscoree,mshtml,winedbg.exe,winemenubuilder.exe="
 # They are not needed, and take half of the time in which a profile starts.
 SERVICES_OFF = ("Eventlog", "PlugPlay")
 
