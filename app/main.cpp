@@ -11,15 +11,18 @@
 #include "runner/zugatewrunner.h"
 #include "settings/defaults.h"
 #include "settings/settingsfile.h"
+#include "ui/leftoutbox.h"
 #include "ui/mainwindow.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qtdockedapplication.h"
+#include "watch/runwatch.h"
 
 #include <QCommandLineParser>
 #include <QIcon>
 #include <QImageReader>
 #include <QPixmap>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <chrono>
@@ -55,7 +58,7 @@ QIcon windowIcon()
 }
 
 int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
-              const QuitSignals &quitSignals)
+              const QuitSignals &quitSignals, const runwatch::StartPlan &plan)
 {
     QAutoStarter autostart(QStringLiteral("NimbraCloudGate"),
                            QStringLiteral(":/images/zu-gate.png"), nullptr);
@@ -81,8 +84,20 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
     QObject::connect(&quitSignals, &QuitSignals::quitRequested, &window, &MainWindow::quit);
     // Later than the end of the start-up: tray icon and first states come after it.
     QTimer::singleShot(5s, &window, &releaseFreeMemory);
-    window.restoreLayout();
-    QMetaObject::invokeMethod(&window, "runInitSequence", Qt::AutoConnection);
+    if (!plan.withoutLayout) {
+        window.restoreLayout();
+    }
+    QObject::connect(&window, &MainWindow::loadFinished, &window, [](bool isReady) {
+        if (isReady) {
+            runwatch::setReady();
+        }
+    });
+    window.runInitSequence();
+    // Is never seen if the user has quit meanwhile.
+    showLeftOut(&window, plan, [&window, &plan] {
+        runwatch::forgetBlame();
+        plan.withoutLayout ? window.restartWithStoredLayout() : window.restart();
+    });
     return QCoreApplication::exec();
 }
 
@@ -138,6 +153,8 @@ int main(int argc, char *argv[])
         return 0;
     }
     log->open();
+    const runwatch::StartPlan plan = runwatch::begin(
+        QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/run.state");
     int exitCode = 0;
     {
         sanitizeStoredSettings();
@@ -150,7 +167,10 @@ int main(int argc, char *argv[])
         QMaterialIcon::instance().setDark(isDarkTheme());
         const Translations translations(storedLanguage());
         const QuitSignals quitSignals;
-        exitCode = runWindow(app, *guard, quitSignals);
+        exitCode = runWindow(app, *guard, quitSignals, plan);
+    }
+    if (exitCode != 1) { // else a step of the start has failed
+        runwatch::end();
     }
     if (exitCode == MainWindow::restartCode) {
         exitCode = 0;

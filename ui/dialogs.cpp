@@ -74,16 +74,16 @@ bool isAlreadyShown(const QWidget *window, const QString &text)
     return false;
 }
 
-// A message with an OK button, to be queued; null when it is not to be shown.
+// A message with a button that closes it, to be queued; null when it is not to be shown.
 QMessageBox *makeMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title,
-                         const QString &text)
+                         const QString &text, QMessageBox::StandardButton closing = QMessageBox::Ok)
 {
     QWidget *const window = parent->window();
     if (isAlreadyShown(window, text) || DialogQueue::of(window).size() >= maxQueued) {
         return nullptr;
     }
     QMessageBox *const box = makeBox(parent, icon, title, text);
-    box->setDefaultButton(box->addButton(QMessageBox::Ok));
+    box->setDefaultButton(box->addButton(closing));
     box->setEscapeButton(box->defaultButton());
     return box;
 }
@@ -109,9 +109,10 @@ void dialogs::showMessage(QWidget *parent, QMessageBox::Icon icon, const QString
 
 void dialogs::showMessageWithAction(QWidget *parent, QMessageBox::Icon icon, const QString &title,
                                     const QString &text, const QString &button,
-                                    const std::function<void()> &action)
+                                    const std::function<void()> &action,
+                                    QMessageBox::StandardButton closing)
 {
-    if (QMessageBox *const box = makeMessage(parent, icon, title, text)) {
+    if (QMessageBox *const box = makeMessage(parent, icon, title, text, closing)) {
         box->setTextFormat(Qt::PlainText);
         QObject::connect(box->addButton(button, QMessageBox::ActionRole), &QPushButton::clicked,
                          parent, action);

@@ -23,10 +23,11 @@ void showMessage(QWidget *parent, QMessageBox::Icon icon, const QString &title, 
                  Qt::TextFormat format = Qt::PlainText);
 
 // As showMessage(), with a second button that calls `action`, unless `parent` has been deleted by
-// then. OK is the default.
+// then. `closing`, the button that only closes the box, is the default.
 void showMessageWithAction(QWidget *parent, QMessageBox::Icon icon, const QString &title,
                            const QString &text, const QString &button,
-                           const std::function<void()> &action);
+                           const std::function<void()> &action,
+                           QMessageBox::StandardButton closing = QMessageBox::Ok);
 
 // Says that the settings could not be saved, and where.
 void showSaveFailed(QWidget *parent);

@@ -59,9 +59,11 @@ MainWindow::MainWindow(Autostart &autostart, const QString &logFolder, QWidget *
 MainWindow::~MainWindow()
 {
     m_scanClock.stop();
-    m_settings.save(*this);
-    m_settings.store().set(keys::WindowState, saveState());
-    m_settings.store().set(keys::WindowGeometry, saveGeometry());
+    if (m_storesLayout) {
+        m_settings.save(*this);
+        m_settings.store().set(keys::WindowState, saveState());
+        m_settings.store().set(keys::WindowGeometry, saveGeometry());
+    }
     m_runnerThread.stop();
     delete takeCentralWidget(); // the pages use the members
 }
@@ -210,6 +212,12 @@ void MainWindow::exitWith(int code)
 {
     m_exitCode = code;
     QCoreApplication::exit(code); // also ends the start-up's local event loop
+}
+
+void MainWindow::restartWithStoredLayout()
+{
+    m_storesLayout = false;
+    restart();
 }
 
 void MainWindow::bringUp()

@@ -65,6 +65,8 @@ public slots:
     void quit() { exitWith(0); }
     // Exits it with restartCode, for main() to start it again.
     void restart() { exitWith(restartCode); }
+    // As restart(); the stored layout stays as it is.
+    void restartWithStoredLayout();
     // Shows, raises and activates the window; during start-up, as soon as that has succeeded.
     void bringUp();
     void checkUpdate();
@@ -119,4 +121,5 @@ private:
     ConnectionIndicator *m_indicator;
     std::optional<int> m_exitCode;
     bool m_bringUpAfterStartup = false;
+    bool m_storesLayout = true;
 };

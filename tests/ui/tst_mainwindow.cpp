@@ -7,11 +7,13 @@
 #include "tests/support/widgettestmain.h"
 #include "tests/support/writefault.h"
 #include "tests/ui/fakeinterface.h"
+#include "ui/leftoutbox.h"
 #include "ui/mainwindow.h"
 #include "ui/navigation.h"
 #include "ui/scanclock.h"
 #include "ui/settingspage.h"
 #include "ui/widgets/qledlabel.h"
+#include "watch/runwatch.h"
 
 #include <QAbstractItemView>
 #include <QAction>
@@ -191,6 +193,29 @@ private slots:
             m_window->runner_finished(ZugatewRunner::Error, QString::number(i));
         }
         QCOMPARE(m_window->findChildren<QMessageBox *>().size(), 21); // one is open
+    }
+
+    void whatTheStartLeftOutIsToldAndCanBeTriedAgain()
+    {
+        m_window->runInitSequence();
+        showLeftOut(m_window.get(), {}, [] {});
+        QVERIFY(!openBox());
+        const QByteArray layout = "stored";
+        SettingsStore().set(keys::WindowState, layout);
+        showLeftOut(m_window.get(), {{{"/x/thing_<b>.so", runwatch::Reason::Crashes}}, true},
+                    [this] { m_window->restartWithStoredLayout(); });
+        QVERIFY(openBox()->text().contains("\"thing_<b>.so\" was left out"));
+        QVERIFY(openBox()->text().contains("layout"));
+        QCOMPARE(openBox()->textFormat(), Qt::PlainText);
+        QCOMPARE(openBox()->escapeButton(), openBox()->button(QMessageBox::Close));
+        for (QAbstractButton *const button : openBox()->buttons()) {
+            if (button->text().remove('&') == "Try Again") {
+                QTimer::singleShot(0ms, button, &QAbstractButton::click);
+            }
+        }
+        QCOMPARE(execStatus(), int(MainWindow::restartCode));
+        m_window.reset();
+        QCOMPARE(SettingsStore().value(keys::WindowState), layout);
     }
 
     void scansAreRegularAndOneAtATime()
