@@ -50,6 +50,9 @@ bool DeviceScan::applySettings()
     const QVector<LoadedPlugin> plugins = m_plugins.plugins();
     for (const LoadedPlugin &plugin : plugins) {
         const QVariantHash settings = pluginSettings(plugin.name, plugin.metadata);
+        if (plugin.configurable != nullptr) {
+            plugin.configurable->configure(settings);
+        }
         if (!settings.value(QLatin1String(keys::PluginEnabled)).toBool()) {
             m_scannedPlugins.remove(plugin.name);
             m_things.releaseFrom(plugin.name);

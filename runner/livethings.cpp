@@ -81,6 +81,23 @@ void LiveThings::listenTo(QAbstractThing *thing)
             [this, thing](const QString &old) { emitSerialChange(thing, old); });
 }
 
+// By another thing, or by a device that is absent.
+bool LiveThings::isAliasTaken(const QAbstractThing *thing, const DevicePool &pool)
+{
+    const QString alias = thing->alias();
+    if (alias.isEmpty()) {
+        return false;
+    }
+    const QList<QAbstractThing *> things = all();
+    bool isTaken = std::any_of(things.cbegin(), things.cend(), [&](const QAbstractThing *other) {
+        return other != thing && other->alias() == alias;
+    });
+    for (int i = 0; i < pool.size() && !isTaken; ++i) {
+        isTaken = pool.at(i).alias == alias;
+    }
+    return isTaken;
+}
+
 void LiveThings::adopt(QAbstractThing *device, const Origin &origin, const DevicePool &pool)
 {
     device->setParent(this);
@@ -92,6 +109,8 @@ void LiveThings::adopt(QAbstractThing *device, const Origin &origin, const Devic
     m_deviceByPluginKey[origin.plugin].insert(origin.key, device);
     if (const auto entry = entryOf(device, pool)) {
         applyPoolEntry(device, *entry, Registration | Name);
+    } else if (isAliasTaken(device, pool)) {
+        device->setAlias(QString()); // the user will be asked for one
     }
     addIfRegistered(device); // a plugin may give its device an id
     emitFullState(device);

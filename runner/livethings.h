@@ -60,7 +60,8 @@ public:
     QStringList unnamed();
     bool areAllRegistered() const;
 
-    // Takes a new device over with the name and registration id that the pool has for it.
+    // Takes a new device over with the name and registration id that the pool has for it. One that
+    // the pool does not know keeps the name that its plugin gave it, unless another one has it.
     void adopt(QAbstractThing *device, const Origin &origin, const DevicePool &pool);
     // Reports the device's end and deletes it later. Nothing happens when it is not live.
     void release(QAbstractThing *device);
@@ -111,6 +112,7 @@ private:
     void listenTo(QAbstractThing *thing);
     // What the pool has for a thing.
     std::optional<PoolEntry> entryOf(const QAbstractThing *thing, const DevicePool &pool) const;
+    bool isAliasTaken(const QAbstractThing *thing, const DevicePool &pool);
     void applyPoolEntry(QAbstractThing *thing, const PoolEntry &entry, int parts);
     void addIfRegistered(QAbstractThing *device);
     void writePool(const QList<QAbstractThing *> &things, const QJsonObject &registrations = {});

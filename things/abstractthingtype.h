@@ -46,7 +46,8 @@ class ConfigurableThingType
 {
 public:
     virtual ~ConfigurableThingType() = default;
-    // Called before every discover(), with the settings as create() receives them.
+    // Called before every discover(), and whenever settings were applied, with the settings as
+    // create() receives them. Then "enabled" may be false: nothing of the type may stay open.
     virtual void configure(const QVariantHash &settings) = 0;
 };
 

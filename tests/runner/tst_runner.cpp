@@ -206,6 +206,19 @@ private slots:
         QCOMPARE(results(), (QStringList{"ThingsGone true", "RegStatus 1"}));
     }
 
+    void aNameFromThePluginMustBeFree()
+    {
+        qApp->setProperty("fake/alias", "Lamp");
+        plug({"A", "B"});
+        QCOMPARE(thing("A")->alias() + thing("B")->alias(), QString("Lamp"));
+        m_runner->renameThing("fake_1_A", "Torch");
+        m_finished->clear();
+        emit thing("A")->mediumGone();
+        qApp->setProperty("fake/alias", "Torch");
+        plug({"C"}); // A is called so in the pool
+        QCOMPARE(thing("C")->alias(), QString());
+    }
+
     void aVoidRegistrationAddsNoSiblings()
     {
         DevicePool::update([](DevicePool &pool) {

@@ -1,7 +1,8 @@
 // A device type that a test drives through properties of the application object:
 // "fake/devices" (QStringList of keys, which are the serials too; "A=B" is a second key of the
 // device B), "fake/settings" (what create() got), "fake/during" (milliseconds that discover() runs
-// an event loop of its own), "fake/ui" (what create() hands out for the interface).
+// an event loop of its own), "fake/ui" (what create() hands out for the interface), "fake/alias"
+// (that create() gives).
 
 #include "tests/support/fakething.h"
 #include "things/abstractthingtype.h"
@@ -39,7 +40,9 @@ public:
         if (descriptor.toString().startsWith("broken")) {
             return nullptr;
         }
-        return new FakeThing(descriptor.toString());
+        auto *const thing = new FakeThing(descriptor.toString());
+        thing->setAlias(qApp->property("fake/alias").toString());
+        return thing;
     }
     bool claims(const QString &key, const QAbstractThing *thing) override
     {
