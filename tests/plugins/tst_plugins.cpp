@@ -51,6 +51,9 @@ private slots:
         for (const QString &name : names) {
             auto *const type = qobject_cast<AbstractThingType *>(plugin(name));
             const auto devices = type->discover();
+            if (devices.isEmpty()) {
+                continue; // "serial" has none without a board
+            }
             const QString key = devices.keys().first();
             const ThingPointer thing(type->create(key, devices[key], {}, nullptr));
             QCOMPARE(thing->type(), name);

@@ -1,0 +1,125 @@
+#include "plugins/serial/serialtype.h"
+
+#include "plugins/serial/boardport.h"
+#include "plugins/serial/serialthing.h"
+
+#include <QSet>
+#include <QVector>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+SerialType::SerialType() = default;
+SerialType::~SerialType() = default;
+
+void SerialType::configure(const QVariantHash &settings)
+{
+    const int speed = m_settings.speed;
+    m_settings = SerialSettings(settings);
+    closePorts([&](const PortInfo &port) {
+        return m_settings.speed != speed || !m_settings.isChosen(port);
+    });
+}
+
+QHash<QString, QVariant> SerialType::discover()
+{
+    openPorts();
+    rejectDuplicates();
+    // A port that still listens may turn out to have the serial of a board that is ready.
+    const bool isUndecided = std::any_of(m_ports.begin(), m_ports.end(), [](const auto &port) {
+        return port.second->state() == BoardPort::State::Opening ||
+               port.second->state() == BoardPort::State::Listening;
+    });
+    QHash<QString, QVariant> boards;
+    for (const auto &[key, port] : m_ports) {
+        if (port->state() == BoardPort::State::Ready && (port->isTaken() || !isUndecided)) {
+            boards.insert(port->deviceKey(), key);
+        }
+    }
+    return boards;
+}
+
+QAbstractThing *SerialType::create(const QString &key, const QVariant &descriptor,
+                                   const QVariantHash & /*settings*/, QObject ** /*ui*/)
+{
+    const auto port = m_ports.find(descriptor.toString());
+    if (port == m_ports.end() || port->second->state() != BoardPort::State::Ready ||
+        port->second->isTaken() || port->second->deviceKey() != key) {
+        return nullptr;
+    }
+    return new SerialThing(*port->second);
+}
+
+bool SerialType::claims(const QString &key, const QAbstractThing *thing)
+{
+    const auto *const board = qobject_cast<const SerialThing *>(thing);
+    return board != nullptr && !key.isEmpty() && board->deviceKey() == key;
+}
+
+template <typename Predicate>
+void SerialType::closePorts(Predicate isObsolete)
+{
+    std::vector<std::unique_ptr<BoardPort>> obsolete;
+    for (auto port = m_ports.begin(); port != m_ports.end();) {
+        if (isObsolete(port->second->info())) {
+            obsolete.push_back(std::move(port->second));
+            port = m_ports.erase(port);
+        } else {
+            ++port;
+        }
+    }
+    // Last, because it emits signals of the things.
+    for (const auto &port : obsolete) {
+        port->close();
+    }
+}
+
+void SerialType::openPorts()
+{
+    QVector<PortInfo> ports;
+    if (m_settings.ports == SerialSettings::Listed) {
+        for (const QString &name : qAsConst(m_settings.listed)) {
+            if (const auto port = PortInfo::find(name)) {
+                ports.append(*port);
+            }
+        }
+    } else if (m_settings.ports != SerialSettings::Off) {
+        ports = PortInfo::usbPorts();
+    }
+    QSet<QString> present;
+    for (const PortInfo &port : qAsConst(ports)) {
+        present.insert(port.key);
+    }
+    closePorts([&](const PortInfo &port) { return !present.contains(port.key); });
+    for (const PortInfo &info : qAsConst(ports)) {
+        if (m_settings.isChosen(info)) {
+            auto &port = m_ports[info.key];
+            if (!port) {
+                port = std::make_unique<BoardPort>(info);
+            }
+            port->open(m_settings);
+        }
+    }
+}
+
+// Leaves a board alone that has the serial of another one, and both unless the other is a thing
+// already: nothing tells which of the two the cloud knows under this serial.
+void SerialType::rejectDuplicates()
+{
+    QHash<QString, QVector<BoardPort *>> boards; // by serial
+    for (const auto &port : m_ports) {
+        if (port.second->state() == BoardPort::State::Ready) {
+            boards[port.second->serial()].append(port.second.get());
+        }
+    }
+    for (const QVector<BoardPort *> &twins : qAsConst(boards)) {
+        for (BoardPort *const port : twins) {
+            if (twins.size() > 1 && !port->isTaken()) {
+                port->leaveAlone(QStringLiteral(
+                    "another board has its serial. Have each board print one of its own, as in "
+                    "{\"thing\": {\"serial\": \"kitchen\"}}"));
+            }
+        }
+    }
+}

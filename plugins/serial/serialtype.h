@@ -1,0 +1,40 @@
+#pragma once
+
+#include "plugins/serial/serialsettings.h"
+#include "things/abstractthingtype.h"
+
+#include <QObject>
+
+#include <map>
+#include <memory>
+
+class BoardPort;
+
+// The device type "serial": microcontroller boards that print JSON lines at a serial port. A scan
+// opens the ports that the settings choose; a later one returns those where a board has spoken.
+class SerialType : public QObject, public AbstractThingType, public ConfigurableThingType
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID AbstractThingType_iid FILE "serial.json")
+    Q_INTERFACES(AbstractThingType ConfigurableThingType)
+
+public:
+    SerialType();
+    ~SerialType() override;
+
+    // Closes the ports that are no longer chosen, and all of them when the speed has changed.
+    void configure(const QVariantHash &settings) override;
+    QHash<QString, QVariant> discover() override;
+    QAbstractThing *create(const QString &key, const QVariant &descriptor,
+                           const QVariantHash &settings, QObject **ui) override;
+    bool claims(const QString &key, const QAbstractThing *thing) override;
+
+private:
+    template <typename Predicate>
+    void closePorts(Predicate isObsolete);
+    void openPorts();
+    void rejectDuplicates();
+
+    SerialSettings m_settings;
+    std::map<QString, std::unique_ptr<BoardPort>> m_ports; // by PortInfo::key
+};
