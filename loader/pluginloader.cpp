@@ -106,6 +106,7 @@ QString PluginLoader::loadFile(const QString &path)
         return root == nullptr ? loader.errorString()
                                : QStringLiteral("it does not implement " AbstractThingType_iid);
     }
+    plugin.root = root;
     runwatch::setLibrary(plugin.name, root->metaObject());
     plugin.configurable = qobject_cast<ConfigurableThingType *>(root);
     plugin.keyed = qobject_cast<KeyedThingType *>(root);

@@ -10,6 +10,7 @@
 #include <memory>
 
 class QLibrary;
+class QObject;
 
 // A device type as it was loaded. The pointers belong to the plugin's root object, which lives
 // until the process ends.
@@ -17,6 +18,7 @@ struct LoadedPlugin
 {
     QString name;
     QJsonObject metadata;
+    QObject *root = nullptr;
     AbstractThingType *type = nullptr;
     ConfigurableThingType *configurable = nullptr; // optional interfaces
     KeyedThingType *keyed = nullptr;

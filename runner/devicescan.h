@@ -26,12 +26,14 @@ public:
     // Both are borrowed.
     DeviceScan(const PluginLoader &plugins, LiveThings &things, QObject *parent = nullptr);
 
-    // Returns at once when a scan is under way.
-    void run();
     // Hands the stored settings to the devices and releases those of disabled types. True when a
     // type is enabled that the last scan left out, so that another scan is due; one that is under
     // way is repeated.
     [[nodiscard]] bool applySettings();
+
+public slots:
+    // Returns at once when a scan is under way.
+    void run();
 
 signals:
     // See ZugatewRunner::deviceCreated().

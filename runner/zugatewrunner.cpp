@@ -80,6 +80,10 @@ void ZugatewRunner::loadPlugins()
     m_plugins.load();
     for (const LoadedPlugin &plugin : m_plugins.plugins()) {
         m_check.addDeviceType(plugin.name, plugin.metadata["version"].toVariant().toString());
+        if (plugin.root->metaObject()->indexOfSignal("devicesChanged()") >= 0) {
+            connect(plugin.root, SIGNAL(devicesChanged()), &m_scan, SLOT(run()),
+                    Qt::QueuedConnection);
+        }
     }
     emit finished(Load, true);
 }

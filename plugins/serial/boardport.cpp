@@ -259,6 +259,7 @@ void BoardPort::applyReport()
         if (!m_report.serial.isEmpty()) {
             m_timer.stop();
             m_state = State::Ready;
+            emit settled();
         } else if (m_timer.intervalAsDuration() != serialDelay) {
             m_timer.start(serialDelay);
         }
@@ -281,6 +282,7 @@ void BoardPort::timeOut()
                        : QStringLiteral("no JSON object came from it within the time that the "
                                         "settings allow"));
     }
+    emit settled();
 }
 
 void BoardPort::endThread()

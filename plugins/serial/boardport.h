@@ -56,6 +56,7 @@ public:
     void write(const QByteArray &line);
 
 signals:
+    void settled();  // is Ready, or silent and left alone
     void reported(); // report() has changed
     // The board that was taken has left; another one may be at the port.
     void gone();

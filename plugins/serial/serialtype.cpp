@@ -97,6 +97,7 @@ void SerialType::openPorts()
             auto &port = m_ports[info.key];
             if (!port) {
                 port = std::make_unique<BoardPort>(info);
+                connect(port.get(), &BoardPort::settled, this, &SerialType::devicesChanged);
             }
             port->open(m_settings);
         }

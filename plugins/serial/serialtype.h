@@ -11,7 +11,8 @@
 class BoardPort;
 
 // The device type "serial": microcontroller boards that print JSON lines at a serial port. A scan
-// opens the ports that the settings choose; a later one returns those where a board has spoken.
+// opens the ports that the settings choose; the next one, for which the type asks, returns those
+// where a board has spoken.
 class SerialType : public QObject, public AbstractThingType, public ConfigurableThingType
 {
     Q_OBJECT
@@ -28,6 +29,9 @@ public:
     QAbstractThing *create(const QString &key, const QVariant &descriptor,
                            const QVariantHash &settings, QObject **ui) override;
     bool claims(const QString &key, const QAbstractThing *thing) override;
+
+signals:
+    void devicesChanged(); // asks for a scan
 
 private:
     template <typename Predicate>

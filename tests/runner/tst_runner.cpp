@@ -9,6 +9,7 @@
 #include "things/gatewaything.h"
 
 #include <QJsonArray>
+#include <QPluginLoader>
 
 class TestRunner : public QObject
 {
@@ -69,6 +70,11 @@ private slots:
         plug({"A", "B", "C"});
         m_runner->rescan();
         QCOMPARE(shortids(), (QStringList{"gateway_200_?", "fake_1_A", "fake_1_B", "fake_1_C"}));
+
+        qApp->setProperty("fake/devices", "D");
+        QPluginLoader fake(qApp->applicationDirPath() + "/plugins/thing_fake");
+        QMetaObject::invokeMethod(fake.instance(), "devicesChanged");
+        QTRY_VERIFY(shortids().contains("fake_1_D"));
     }
 
     void aDisabledPluginHasNoThings()

@@ -17,6 +17,9 @@ class FakeType : public QObject, public AbstractThingType
     Q_PLUGIN_METADATA(IID AbstractThingType_iid FILE "thing_fake.json")
     Q_INTERFACES(AbstractThingType)
 
+signals:
+    void devicesChanged();
+
 public:
     QHash<QString, QVariant> discover() override
     {
