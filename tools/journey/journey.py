@@ -15,6 +15,7 @@ import pathlib
 import shlex
 import shutil
 import signal
+import subprocess
 import sys
 import tempfile
 
@@ -101,6 +102,12 @@ def journey(options, build, work, sockets, programs, stack):
         programs.append(Program("gateway", system.command, work / "gateway.log", environment))
         return programs[-1]
 
+    def start_board():
+        script = pathlib.Path(__file__).with_name("board.py")
+        programs.append(Program("board", [sys.executable, script], work / "board.log", environment,
+                                subprocess.PIPE))
+        return programs[-1], programs[-1].first_line()
+
     if has_display:
         own = [f"{name}={os.environ[name]}" for name in ("PATH", "TMPDIR", *FOLDERS)
                if name in os.environ]
@@ -126,8 +133,9 @@ def journey(options, build, work, sockets, programs, stack):
     screen = Screen(system.tree(), pictures)
     say("sandbox", f"portal {cloud['portal']}, broker port {cloud['broker']['port']}")
     try:
-        Tour(start_gateway, screen, Portal(cloud["portal"]), system, opened, sandbox).play(
-            options.watch, SOURCE / "resources" / "lang" / "kvg-gate_ru.ts")
+        Tour(start_gateway, None if options.windows else start_board, screen,
+             Portal(cloud["portal"]), system, opened, sandbox).play(
+                 options.watch, SOURCE / "resources" / "lang" / "kvg-gate_ru.ts")
     except Exception:
         with contextlib.suppress(Exception):  # the display may be what failed
             screen.picture("failed")

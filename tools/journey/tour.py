@@ -12,6 +12,7 @@ from screen import BUTTON, DIALOG, plain, wait_for
 TITLE = "KVG-Gate"
 PAGES = ("Devices", "Cloud", "Device settings", "Settings", "Known devices")
 ALIASES = {"host": "This computer", "lamp": "Lamp", "gateway": "My gateway"}
+BOARD = "Weather station"
 TYPE, SERIAL, ALIAS, STATE, REGISTERED = range(5)  # columns of the table of devices
 
 
@@ -32,12 +33,15 @@ def translations(file):
 class Tour:
     """One run. A step raises JourneyError when the window does not react as it should.
 
-    `start_gateway` starts the program and returns it; `system` is one of systems.py; `opened` is
+    `start_gateway` starts the program and returns it; `start_board` attaches a board and returns
+    its program and its port, None where no board can be attached; `system` is one of systems.py; `opened` is
     the file to which the browser's stand-in writes the addresses that the gateway opens.
     """
 
-    def __init__(self, start_gateway, screen, portal, system, opened, sandbox):
+    def __init__(self, start_gateway, start_board, screen, portal, system, opened, sandbox):
         self.start_gateway = start_gateway
+        self.start_board = start_board
+        self.board = None
         self.screen = screen
         self.portal = portal
         self.opened = opened
@@ -50,8 +54,12 @@ class Tour:
     def play(self, watch, russian):
         self.start()
         self.first_look()
+        if self.start_board:
+            self.attach_board()
         self.register()
         self.watch_states(watch)
+        if self.board:
+            self.update_board()
         self.look_at_device()
         self.sort_and_filter()
         self.update_from_portal()
@@ -154,6 +162,29 @@ class Tour:
         self.screen.window(self.window("Lamps"))
         self.screen.picture("first-start")
 
+    def attach_board(self):
+        self.board, port = self.start_board()
+        self.screen.press("Device settings")
+        self.screen.choose_last("Serial ports to open")
+        self.screen.fill("Listed ports, separated by commas", port)
+        self.screen.picture("listed-port")
+        self.screen.press("Write")
+        self.screen.press("Rescan")
+        self.screen.press("Devices")
+        wait_for("board", lambda: self.row_of(BOARD), 30)
+        self.screen.picture("board")
+        say("board", f"{BOARD}  {self.state_of(BOARD)}")
+
+    def update_board(self):
+        board = self.portal.things()[BOARD]
+        self.portal.post("/api/update", {"id": board, "update": {"led": True}})
+        wait_for("update", lambda: "led:true" in self.state_of(BOARD))
+        self.screen.picture("board-updated")
+        say("obeyed", f"{BOARD}  {self.state_of(BOARD)}")
+        self.board.stop()
+        wait_for("end of the board", lambda: not self.row_of(BOARD))
+        say("unplugged", f"the {BOARD}")
+
     def register(self):
         self.screen.press("Cloud")
         wait_for("first step", lambda: "Step 1. Fill in the thing names" in self.labels())
@@ -177,6 +208,8 @@ class Tour:
                  self.portal.address in self.opened.read_text().splitlines())
         self.portal.post("/api/code", {"code": code.zfill(6)})
         say("portal", "code entered")
+        if self.board:
+            named.append(BOARD)  # by itself
         self.wait_for_registration("Yes", len(named))
         self.screen.picture("registered")
         self.screen.press("Cloud")
@@ -345,7 +378,7 @@ class Tour:
         self.wait_for_registration("Yes", 5)
         self.screen.press("Cloud")
         self.wait_for_connection()
-        self.portal.wait_for_states()
+        self.portal.wait_for_states(absent=BOARD)
         self.screen.picture("restored")
         say("restored", "registered and connected as before")
 
