@@ -210,6 +210,7 @@ void BoardPort::listen()
 void BoardPort::fail(SerialPort::Result result)
 {
     close();
+    m_hasFailed = true;
     const QString group = QFileInfo(m_info.name).group();
     if (result == SerialPort::Result::Busy) {
         warnOnce(QStringLiteral("another program has it open; close it to use the board here"));

@@ -42,6 +42,11 @@ public:
 
     const PortInfo &info() const { return m_info; }
     State state() const { return m_state; }
+    // A board may still turn up. A port that could not be opened counts only once it is open.
+    bool isUndecided() const
+    {
+        return m_state == State::Listening || (m_state == State::Opening && !m_hasFailed);
+    }
     const BoardReport &report() const { return m_report; }
     // Of the board, as far as it is known.
     QString serial() const;
@@ -80,6 +85,7 @@ private:
     const PortInfo m_info;
     State m_state = State::Closed;
     bool m_taken = false;
+    bool m_hasFailed = false; // to open
     BoardReport m_report;
     QTimer m_timer;               // of Opening and Listening
     QStringList m_warnings;       // that were logged

@@ -28,8 +28,7 @@ QHash<QString, QVariant> SerialType::discover()
     rejectDuplicates();
     // A port that still listens may turn out to have the serial of a board that is ready.
     const bool isUndecided = std::any_of(m_ports.begin(), m_ports.end(), [](const auto &port) {
-        return port.second->state() == BoardPort::State::Opening ||
-               port.second->state() == BoardPort::State::Listening;
+        return port.second->isUndecided();
     });
     QHash<QString, QVariant> boards;
     for (const auto &[key, port] : m_ports) {
