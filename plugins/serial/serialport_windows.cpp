@@ -73,10 +73,8 @@ SerialPort::Result SerialPort::open(const QString &name, int speed)
         BuildCommDCBW(reinterpret_cast<const wchar_t *>(text.utf16()), &settings) == 0) {
         return Result::Failed;
     }
-    // Reading ends as soon as there is a byte; the documentation of COMMTIMEOUTS asks for these
-    // values. It is asked again after a day.
-    constexpr DWORD day = 24 * 60 * 60 * 1000;
-    COMMTIMEOUTS timeouts = {MAXDWORD, MAXDWORD, day, 0, 0};
+    // Reading waits for a byte, and ends after 10 ms without another one.
+    COMMTIMEOUTS timeouts = {10, 0, 0, 0, 0};
     return SetCommState(port, &settings) != 0 && SetCommTimeouts(port, &timeouts) != 0
                ? Result::Opened
                : Result::Failed;
