@@ -39,8 +39,6 @@ struct BoardPort::Link
     std::mutex mutex;           // of what follows
     BoardPort *owner = nullptr; // null: the thread is to end
     QByteArray output;
-    BoardReport report;
-    bool isReportPending = false;
 };
 
 BoardPort::BoardPort(PortInfo info)
@@ -164,7 +162,7 @@ void BoardPort::exchange(const std::shared_ptr<Link> &link)
         const Clock::time_point now = Clock::now();
         if (now >= tickEnd && bytes > 0) {
             if (std::exchange(isChanged, false)) {
-                postReport(link, lines.report);
+                post(link, [report = lines.report](BoardPort &owner) { owner.apply(report); });
             }
             bytes = 0;
             linesBefore = lines.parsedLines();
@@ -188,18 +186,6 @@ void BoardPort::exchange(const std::shared_ptr<Link> &link)
     } while (isOpen);
 }
 
-void BoardPort::postReport(const std::shared_ptr<Link> &link, const BoardReport &report)
-{
-    {
-        const std::lock_guard<std::mutex> lock(link->mutex);
-        link->report = report;
-        if (std::exchange(link->isReportPending, true)) {
-            return;
-        }
-    }
-    post(link, [](BoardPort &owner) { owner.applyReport(); });
-}
-
 void BoardPort::listen()
 {
     m_state = State::Listening;
@@ -211,17 +197,14 @@ void BoardPort::fail(SerialPort::Result result)
 {
     close();
     m_hasFailed = true;
-    const QString group = QFileInfo(m_info.name).group();
     if (result == SerialPort::Result::Busy) {
-        warnOnce(QStringLiteral("another program has it open; close it to use the board here"));
+        warnOnce(QStringLiteral("another program has it open, or access is denied"));
     } else if (result == SerialPort::Result::Failed) {
         warnOnce(QStringLiteral("it cannot be opened as a serial port"));
-    } else if (group.isEmpty()) {
-        warnOnce(QStringLiteral("permission denied, or another program has it open"));
     } else {
-        warnOnce(QStringLiteral("permission denied: add the user to the group \"%1\", which owns "
+        warnOnce(QStringLiteral("permission denied; add the user to the group \"%1\", which owns "
                                 "the port, and log in again")
-                     .arg(group));
+                     .arg(QFileInfo(m_info.name).group()));
     }
 }
 
@@ -236,25 +219,18 @@ void BoardPort::lose()
     }
 }
 
-void BoardPort::applyReport()
+void BoardPort::apply(const BoardReport &report)
 {
     const QString formerSerial = serial();
-    {
-        const std::lock_guard<std::mutex> lock(m_link->mutex);
-        m_report = m_link->report;
-        m_link->isReportPending = false;
-    }
-    if (!m_report.hasSpoken) {
+    m_report = report;
+    if (!report.hasSpoken) {
         return;
     }
-    if (m_report.hasRejected) {
-        warnOnce(QStringLiteral("a line of the board was ignored, because it is longer than %1 "
-                                "bytes, or the state would get too many or too long members")
-                     .arg(BoardLines::maxLineSize));
+    if (report.hasRejected) {
+        warnOnce(QStringLiteral("a line was ignored, because it or the state would get too long"));
     }
-    if (m_report.isFlood) {
-        warnOnce(QStringLiteral("the board sends more than the gateway reads and is slowed down; "
-                                "a few lines a second are enough"));
+    if (report.isFlood) {
+        warnOnce(QStringLiteral("the board is slowed down, because it sends too much"));
     }
     if (m_state == State::Listening) {
         if (!m_report.serial.isEmpty()) {
@@ -267,8 +243,7 @@ void BoardPort::applyReport()
     } else if (serial() == formerSerial) {
         emit reported();
     } else if (m_taken) {
-        warnOnce(QStringLiteral("the board has named itself only now, or another one is there; a "
-                                "board should say its serial before or with its readings"));
+        warnOnce(QStringLiteral("the board has another serial than before"));
         release();
     }
 }
@@ -280,8 +255,7 @@ void BoardPort::timeOut()
     } else {
         leaveAlone(m_state == State::Opening
                        ? QStringLiteral("opening it takes too long")
-                       : QStringLiteral("no JSON object came from it within the time that the "
-                                        "settings allow"));
+                       : QStringLiteral("no JSON object came from it in time"));
     }
     emit settled();
 }

@@ -70,13 +70,12 @@ private:
     struct Link;
     template <typename Function>
     static void post(const std::shared_ptr<Link> &link, Function function);
-    static void postReport(const std::shared_ptr<Link> &link, const BoardReport &report);
     static void run(const std::shared_ptr<Link> &link, const QString &name, int speed);
     static void exchange(const std::shared_ptr<Link> &link);
     void listen();
     void fail(SerialPort::Result result);
     void lose();
-    void applyReport();
+    void apply(const BoardReport &report);
     void timeOut();
     void endThread();
     void release();

@@ -30,27 +30,26 @@ SerialPort::~SerialPort()
 
 SerialPort::Result SerialPort::open(const QString &name, int speed)
 {
-    const auto failure = [] {
-        return errno == EACCES || errno == EPERM        ? Result::Denied
-               : errno == EBUSY || errno == EWOULDBLOCK ? Result::Busy
-                                                        : Result::Failed;
-    };
     // O_NONBLOCK: without it, open() waits for a modem's carrier.
-    m_system->port =
+    const int port =
         ::open(QFile::encodeName(name).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    const int port = m_system->port;
     termios settings = {};
     // TIOCEXCL keeps others away, and the lock tells those that keep to it.
     if (port < 0 || m_system->wake < 0 || tcgetattr(port, &settings) != 0 ||
         flock(port, LOCK_EX | LOCK_NB) != 0 || ioctl(port, TIOCEXCL) != 0) {
-        return failure();
+        const int error = errno;
+        ::close(port); // close() would disturb the program that has the port
+        return error == EACCES || error == EPERM        ? Result::Denied
+               : error == EBUSY || error == EWOULDBLOCK ? Result::Busy
+                                                        : Result::Failed;
     }
+    m_system->port = port;
     cfmakeraw(&settings);
     settings.c_cflag |= CLOCAL | CREAD;
     settings.c_cflag &= ~static_cast<tcflag_t>(HUPCL | CRTSCTS | CSTOPB);
     if (cfsetspeed(&settings, static_cast<speed_t>(speed)) != 0 || // glibc also takes numbers
         tcsetattr(port, TCSANOW, &settings) != 0) {
-        return failure();
+        return Result::Failed;
     }
     const int lines = TIOCM_DTR | TIOCM_RTS;
     ioctl(port, TIOCMBIS, &lines); // pseudo-terminals have none
