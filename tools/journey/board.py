@@ -1,7 +1,7 @@
 """Plays a microcontroller board at a pseudo-terminal; killing it unplugs the board.
 
-Prints the path of the port. Writes what the board is and its readings once a second, and obeys
-updates of the member "led".
+Makes the given path a link to the port. Sends what the board is and its readings once a second, and
+obeys updates of the member "led".
 """
 
 import contextlib
@@ -9,6 +9,7 @@ import json
 import os
 import pty
 import select
+import sys
 import time
 import tty
 
@@ -19,7 +20,8 @@ def main():
     board, port = pty.openpty()  # while `port` is closed, reading from the board would fail
     tty.setraw(port)
     os.set_blocking(board, False)  # perhaps nothing reads at the port
-    print(os.ttyname(port), flush=True)
+    os.symlink(os.ttyname(port), sys.argv[1])
+    print(sys.argv[1], flush=True)
     led, count, received, due = False, 0, b"", time.monotonic()
     while True:
         if select.select([board], [], [], max(0, due - time.monotonic()))[0]:

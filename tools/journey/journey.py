@@ -93,10 +93,11 @@ def journey(options, build, work, sockets, programs, stack):
     environment = dict(os.environ)
     if options.windows:
         windows = options.windows.resolve()
-        system = Windows(windows, stack.enter_context(wine.profile(windows / "wine" / "template")))
+        system = Windows(windows, stack.enter_context(wine.profile(windows / "wine" / "template")),
+                         work / "board")
         stack.callback(keep_log, system.log, work)
     else:
-        system = Linux(build, profile)
+        system = Linux(build, profile, work / "board")
 
     def start_gateway():
         programs.append(Program("gateway", system.command, work / "gateway.log", environment))
@@ -104,9 +105,10 @@ def journey(options, build, work, sockets, programs, stack):
 
     def start_board():
         script = pathlib.Path(__file__).with_name("board.py")
-        programs.append(Program("board", [sys.executable, script], work / "board.log", environment,
-                                subprocess.PIPE))
-        return programs[-1], programs[-1].first_line()
+        programs.append(Program("board", [sys.executable, script, work / "board"],
+                                work / "board.log", environment, subprocess.PIPE))
+        programs[-1].first_line()
+        return programs[-1]
 
     if has_display:
         own = [f"{name}={os.environ[name]}" for name in ("PATH", "TMPDIR", *FOLDERS)
@@ -133,9 +135,8 @@ def journey(options, build, work, sockets, programs, stack):
     screen = Screen(system.tree(), pictures)
     say("sandbox", f"portal {cloud['portal']}, broker port {cloud['broker']['port']}")
     try:
-        Tour(start_gateway, None if options.windows else start_board, screen,
-             Portal(cloud["portal"]), system, opened, sandbox).play(
-                 options.watch, SOURCE / "resources" / "lang" / "kvg-gate_ru.ts")
+        Tour(start_gateway, start_board, screen, Portal(cloud["portal"]), system, opened,
+             sandbox).play(options.watch, SOURCE / "resources" / "lang" / "kvg-gate_ru.ts")
     except Exception:
         with contextlib.suppress(Exception):  # the display may be what failed
             screen.picture("failed")

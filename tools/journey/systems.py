@@ -54,7 +54,7 @@ class Linux:
 
     slice = 0.01  # seconds; the splash screen is shown for several of these
 
-    def __init__(self, build, profile):
+    def __init__(self, build, profile, board):
         self.command = [build / "bin" / "KVG-Gate"]
         self.plugins = plugins(build)
         self.autostart_command = f'"{self.command[0]}"'
@@ -62,6 +62,7 @@ class Linux:
         self.backup_name = str(self.backup)
         self.log = profile / "data" / LOG
         self.config = profile / "config"
+        self.board_port = str(board)
 
     def set_up(self, cloud, environment, watched):
         """Call it after the display has started and before the gateway does."""
@@ -97,7 +98,9 @@ class Windows:
     SETTINGS = r"HKCU\Software\Corvalt\KVG-Gate"
     RUN = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Run"
 
-    def __init__(self, build, prefix):
+    board_port = "COM5"
+
+    def __init__(self, build, prefix, board):
         self.build = build
         self.prefix = prefix
         self.command = ["wine", self.PLACE / "KVG-Gate.exe"]
@@ -109,6 +112,7 @@ class Windows:
         self.backup_name = rf"C:\users\{home.name}\Documents\kvg.bak"
         self.log = home / "AppData" / "Roaming" / LOG
         self.pilots = None
+        self.board = board
 
     def set_up(self, cloud, environment, watched):
         program = self.prefix / "drive_c" / "Program Files" / "KVG-Gate"
@@ -122,6 +126,9 @@ class Windows:
             shutil.copy(self.build / "pilot" / "thing_pilot.dll", program / "plugins")
             self.pilots = pilot.Tree()
             environment["KVG_PILOT_PORT"] = str(self.pilots.port)
+        # Wine makes its ports when it starts.
+        with open(self.prefix / "system.reg", "a", encoding="ascii") as hive:
+            hive.write(f'\n[Software\\\\Wine\\\\Ports]\n"{self.board_port}"="{self.board}"\n')
         settings = self.prefix / "drive_c" / "journey.reg"
         settings.write_text(REGISTRY.format(**cloud), encoding="ascii")
         wine.wine(self.prefix, "wine", "reg", "import", r"C:\journey.reg",

@@ -33,9 +33,9 @@ def translations(file):
 class Tour:
     """One run. A step raises JourneyError when the window does not react as it should.
 
-    `start_gateway` starts the program and returns it; `start_board` attaches a board and returns
-    its program and its port, None where no board can be attached; `system` is one of systems.py; `opened` is
-    the file to which the browser's stand-in writes the addresses that the gateway opens.
+    `start_gateway` starts the program and returns it; `start_board` plugs a board in and returns
+    its program; `system` is one of systems.py; `opened` is the file to which the browser's
+    stand-in writes the addresses that the gateway opens.
     """
 
     def __init__(self, start_gateway, start_board, screen, portal, system, opened, sandbox):
@@ -54,12 +54,10 @@ class Tour:
     def play(self, watch, russian):
         self.start()
         self.first_look()
-        if self.start_board:
-            self.attach_board()
+        self.attach_board()
         self.register()
         self.watch_states(watch)
-        if self.board:
-            self.update_board()
+        self.update_board()
         self.look_at_device()
         self.sort_and_filter()
         self.update_from_portal()
@@ -163,10 +161,10 @@ class Tour:
         self.screen.picture("first-start")
 
     def attach_board(self):
-        self.board, port = self.start_board()
+        self.board = self.start_board()
         self.screen.press("Device settings")
         self.screen.choose_last("Serial ports to open")
-        self.screen.fill("Listed ports, separated by commas", port)
+        self.screen.fill("Listed ports, separated by commas", self.system.board_port)
         self.screen.picture("listed-port")
         self.screen.press("Write")
         self.screen.press("Rescan")
@@ -208,8 +206,7 @@ class Tour:
                  self.portal.address in self.opened.read_text().splitlines())
         self.portal.post("/api/code", {"code": code.zfill(6)})
         say("portal", "code entered")
-        if self.board:
-            named.append(BOARD)  # by itself
+        named.append(BOARD)  # by itself
         self.wait_for_registration("Yes", len(named))
         self.screen.picture("registered")
         self.screen.press("Cloud")
