@@ -51,7 +51,8 @@ bool DeviceScan::applySettings()
     for (const LoadedPlugin &plugin : plugins) {
         const QVariantHash settings = pluginSettings(plugin.name, plugin.metadata);
         if (plugin.configurable != nullptr) {
-            plugin.configurable->configure(settings);
+            runwatch::callPlugin(plugin.name, "configure()",
+                                 [&] { plugin.configurable->configure(settings); });
         }
         if (!settings.value(QLatin1String(keys::PluginEnabled)).toBool()) {
             m_scannedPlugins.remove(plugin.name);

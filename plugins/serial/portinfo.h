@@ -20,6 +20,8 @@ struct PortInfo
 
     // The USB serial ports. A few milliseconds, without opening any.
     static QVector<PortInfo> usbPorts();
+    // Where ports come and go; empty where the system shows them in no folder.
+    static QString folder();
     // The port of a name that the user wrote; absent when there is none.
     static std::optional<PortInfo> find(const QString &name);
 };

@@ -54,6 +54,11 @@ QVector<PortInfo> PortInfo::usbPorts()
     return ports;
 }
 
+QString PortInfo::folder()
+{
+    return QStringLiteral("/dev");
+}
+
 std::optional<PortInfo> PortInfo::find(const QString &name)
 {
     const QString file = QFileInfo(name).canonicalFilePath();

@@ -92,6 +92,11 @@ QVector<PortInfo> PortInfo::usbPorts()
     return ports;
 }
 
+QString PortInfo::folder()
+{
+    return {};
+}
+
 std::optional<PortInfo> PortInfo::find(const QString &name)
 {
     const QVector<PortInfo> ports = usbPorts();

@@ -3,14 +3,23 @@
 #include "plugins/serial/boardport.h"
 #include "plugins/serial/serialthing.h"
 
-#include <QSet>
 #include <QVector>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 #include <vector>
 
-SerialType::SerialType() = default;
+using namespace std::chrono_literals;
+
+SerialType::SerialType()
+{
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, [this] {
+        m_timer.start(1s); // the rights of a new port are set a little later
+    });
+    connect(&m_timer, &QTimer::timeout, this, &SerialType::look);
+}
+
 SerialType::~SerialType() = default;
 
 void SerialType::configure(const QVariantHash &settings)
@@ -20,6 +29,36 @@ void SerialType::configure(const QVariantHash &settings)
     closePorts([&](const PortInfo &port) {
         return m_settings.speed != speed || !m_settings.isChosen(port);
     });
+    watchPorts();
+}
+
+void SerialType::watchPorts()
+{
+    const QStringList watched = m_watcher.directories();
+    if (m_settings.ports == SerialSettings::Off) {
+        m_timer.stop();
+        if (!watched.isEmpty()) {
+            m_watcher.removePaths(watched);
+        }
+    } else if (PortInfo::folder().isEmpty()) {
+        m_timer.start(10s);
+    } else if (watched.isEmpty()) {
+        m_watcher.addPath(PortInfo::folder());
+    }
+}
+
+void SerialType::look()
+{
+    if (!m_watcher.directories().isEmpty()) {
+        m_timer.stop(); // until the folder changes again
+    }
+    QSet<QString> present;
+    for (const PortInfo &port : PortInfo::usbPorts()) {
+        present.insert(port.key);
+    }
+    if (std::exchange(m_seen, present) != present) {
+        emit devicesChanged();
+    }
 }
 
 QHash<QString, QVariant> SerialType::discover()

@@ -3,7 +3,10 @@
 #include "plugins/serial/serialsettings.h"
 #include "things/abstractthingtype.h"
 
+#include <QFileSystemWatcher>
 #include <QObject>
+#include <QSet>
+#include <QTimer>
 
 #include <map>
 #include <memory>
@@ -12,7 +15,7 @@ class BoardPort;
 
 // The device type "serial": microcontroller boards that print JSON lines at a serial port. A scan
 // opens the ports that the settings choose; the next one, for which the type asks, returns those
-// where a board has spoken.
+// where a board has spoken. It also asks for one when a USB port has come or gone.
 class SerialType : public QObject, public AbstractThingType, public ConfigurableThingType
 {
     Q_OBJECT
@@ -38,7 +41,12 @@ private:
     void closePorts(Predicate isObsolete);
     void openPorts();
     void rejectDuplicates();
+    void watchPorts();
+    void look();
 
     SerialSettings m_settings;
     std::map<QString, std::unique_ptr<BoardPort>> m_ports; // by PortInfo::key
+    QFileSystemWatcher m_watcher;
+    QTimer m_timer;       // of the next look at the USB ports
+    QSet<QString> m_seen; // their keys at the last look
 };
