@@ -45,26 +45,6 @@ class TestPlugins : public QObject
     Q_OBJECT
 
 private slots:
-    void shippedTypesKeepTheContract()
-    {
-        const QStringList names = QString(KVG_PLUGINS).remove("thing_").split('|');
-        for (const QString &name : names) {
-            auto *const type = qobject_cast<AbstractThingType *>(plugin(name));
-            const auto devices = type->discover();
-            if (devices.isEmpty()) {
-                continue; // "serial" has none without a board
-            }
-            const QString key = devices.keys().first();
-            const ThingPointer thing(type->create(key, devices[key], {}, nullptr));
-            QCOMPARE(thing->type(), name);
-            QVERIFY(!QRegularExpression("[#+_\\0]").match(thing->serial()).hasMatch());
-            for (const QString &other : devices.keys() + QStringList{"", "x", "lamp-0"}) {
-                QCOMPARE(type->claims(other, thing.get()), other == key);
-            }
-            QVERIFY(!type->create(key + "0", devices[key], {}, nullptr));
-        }
-    }
-
     void lampCountIsChecked()
     {
         QVERIFY(things("lamp", {{"count", 0}}).empty());

@@ -1,0 +1,91 @@
+#include "tests/support/files.h"
+#include "tests/support/testmain.h"
+
+#include <QProcess>
+
+class TestPluginCheck : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everyFaultFailsAtItsLineAlone_data()
+    {
+        QTest::addColumn<QStringList>("failed");
+        for (const auto &[fault, line, reason] : std::initializer_list<std::array<const char *, 3>>{
+                 {"hang", "discover", "hangs in discover()"},
+                 {"crash", "create", "crashed in create("},
+                 {"underscore", "identity", "serial() is \"1_\""},
+                 {"serial changes", "create", "came back as"},
+                 {"claims all", "claims", "another key"},
+                 {"large state", "state", "bytes"},
+                 {"crash in settings", "settings", "crashed in setSettings({"},
+                 {"loud update", "updates", "returned true and emitted"},
+                 {"silent update", "updates", "returned false"},
+                 {"crash in update", "updates", "crashed in applyUpdate({\"level\":["},
+                 {"other thread", "signals", "another thread"},
+                 {"false report", "signals", "carried"},
+                 {"claims for good", "signals", "still true"},
+                 {"gone twice", "signals", "twice"},
+                 {"needs itself", "deletion", "crashed in"},
+                 {"slow", "speed", "discover() takes"}}) {
+            QTest::newRow(fault) << QStringList{line, reason};
+        }
+    }
+    void everyFaultFailsAtItsLineAlone()
+    {
+        QFETCH(QStringList, failed);
+        const auto [status, table] = check(built(), QTest::currentDataTag());
+        QVERIFY2(status == 1 && table.count("FAILED") == 1, table.constData());
+        QVERIFY2(QString(table).contains(QRegularExpression("FAILED +" + failed[0] + " .*" +
+                                                            QRegularExpression::escape(failed[1]))),
+                 table.constData());
+    }
+
+    void aSoundTypePasses()
+    {
+        const auto [status, table] = check(built());
+        QVERIFY2(status == 0 && table.count("\nok ") == 13, table.constData());
+    }
+
+    void withoutADeviceTheRestIsNotChecked()
+    {
+        const auto [status, table] = check(built(), "no device");
+        QVERIFY2(status == 0 && table.count("not checked: no device found") == 10,
+                 table.constData());
+    }
+
+    void faultyDescriptionsFail()
+    {
+        const QTemporaryDir folder;
+        const QString file = folder.filePath("thing_broken" KVG_MODULE_SUFFIX);
+        const QByteArray whole = readFile(built());
+        for (const auto &[from, to, line] : std::initializer_list<std::array<const char *, 3>>{
+                 {"gversion", "gversiom", "metadata"}, {"dtypecint", "dtypecink", "form"}}) {
+            QVERIFY(writeFile(file, QByteArray(whole).replace(from, to)));
+            const auto [status, table] = check(file);
+            QVERIFY2(status == 1 && table.count("FAILED") == 1, table.constData());
+            QVERIFY2(QString(table).contains(QRegularExpression(QString("FAILED +") + line)),
+                     table.constData());
+        }
+        QCOMPARE(check(qApp->applicationFilePath()).first, 2);
+    }
+
+private:
+    static QString built()
+    {
+        return qApp->applicationDirPath() + "/plugincheck/thing_broken" KVG_MODULE_SUFFIX;
+    }
+    static std::pair<int, QByteArray> check(const QString &file, const QString &fault = {})
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("KVG_FAULT", fault);
+        process.setProcessEnvironment(environment);
+        process.start(KVG_CHECK, {"--seconds", "0.5", "--timeout", "5", "--seed", "1", file});
+        process.waitForFinished(120000);
+        return {process.exitCode(), process.readAllStandardOutput()};
+    }
+};
+
+KVG_TEST_MAIN(TestPluginCheck)
+#include "tst_plugincheck.moc"
