@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Makes the installer and the zip for Windows from a build folder.
+"""Makes the installer and the zip for Windows, and the zip of the kit, from a build folder.
 
-Both hold the same files: those that "cmake --install" installs, stripped. Fails when a DLL is
-missing that the program needs, or when nothing uses a DLL that is shipped.
+The first two hold the same files: those that "cmake --install" installs, stripped. Fails when a DLL
+is missing that a program needs, or when nothing uses a DLL that is shipped.
 """
 
 import argparse
@@ -70,6 +70,21 @@ def make_zip(file, folder, files, moment):
             archive.writestr(entry, path.read_bytes())
 
 
+def installed(options, component, name, beside, environment):
+    """The new folder with the component's files, stripped. The program is in the subfolder."""
+    folder = options.build / "stage" / name
+    shutil.rmtree(folder, ignore_errors=True)
+    subprocess.run([options.cmake, "--install", options.build, "--component", component,
+                    "--prefix", folder], check=True, stdout=subprocess.DEVNULL)
+    programs = sorted(file for file in folder.rglob("*") if file.suffix in (".exe", ".dll"))
+    for file in programs:
+        if file.name == "WinSparkle.dll":
+            continue  # stripping would invalidate its signature
+        subprocess.run([options.strip, "--strip-all", file], check=True, env=environment)
+    check_libraries(options.objdump, folder / beside, programs)
+    return folder
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True)
@@ -80,17 +95,11 @@ def main():
     # strip and makensis write this time instead of the current one.
     environment = dict(os.environ, SOURCE_DATE_EPOCH=str(moment))
 
-    stage = options.build / "stage"
-    folder = stage / f"kvg-gate-{options.version}"
-    shutil.rmtree(stage, ignore_errors=True)
-    subprocess.run([options.cmake, "--install", options.build, "--prefix", folder], check=True,
-                   stdout=subprocess.DEVNULL)
-    programs = sorted(file for file in folder.rglob("*") if file.suffix in (".exe", ".dll"))
-    for file in programs:
-        if file.name == "WinSparkle.dll":
-            continue  # stripping would invalidate its signature
-        subprocess.run([options.strip, "--strip-all", file], check=True, env=environment)
-    check_libraries(options.objdump, folder, programs)
+    name = f"kvg-gate-{options.version}-windows-x64"
+    kit = installed(options, "sdk", f"kvg-gate-sdk-{options.version}", "bin", environment)
+    make_zip(options.build / f"kvg-gate-sdk-{options.version}-windows-x64.zip", kit,
+             sorted(file for file in kit.rglob("*") if file.is_file()), moment)
+    folder = installed(options, "program", f"kvg-gate-{options.version}", ".", environment)
 
     files = sorted(file for file in folder.rglob("*") if file.is_file())
     # The next version's setup removes these files; the list omits itself and the uninstaller. In
@@ -103,7 +112,6 @@ def main():
         file.chmod(0o644)
         os.utime(file, (moment, moment))
 
-    name = f"kvg-gate-{options.version}-windows-x64"
     make_zip(options.build / f"{name}.zip", folder, files, moment)
     size = sum(file.stat().st_size for file in files)
     subprocess.run(

@@ -188,7 +188,7 @@ def check_refusals(computer, setup, shipped, standin):
 def main():
     package, standin, template = map(pathlib.Path, sys.argv[1:])
     setup, = package.glob("kvg-gate-*-windows-x64-setup.exe")
-    zipped, = package.glob("kvg-gate-*-windows-x64.zip")
+    zipped, = package.glob("kvg-gate-[0-9]*-windows-x64.zip")
     with zipfile.ZipFile(zipped) as archive, display() as screen, \
             wine.profile(template) as prefix:
         shipped = {name.partition("/")[2]: archive.read(name) for name in archive.namelist()}
