@@ -36,21 +36,31 @@ Translations::Translations(const QString &language)
     if (!localeName.match(language).hasMatch()) {
         return;
     }
+    // The last one is asked first: texts of plugins cannot replace those of the gateway.
+    const QString base = language.section(QLatin1Char('_'), 0, 0);
+    QDir plugins(QCoreApplication::applicationDirPath() + QLatin1String("/plugins"));
+    if (!plugins.exists()) {
+        plugins.setPath(QCoreApplication::applicationDirPath() + QLatin1String("/../plugins"));
+    }
+    installAll(plugins, {QStringLiteral("thing_*_%1.qm").arg(base),
+                         QStringLiteral("thing_*_%1_*.qm").arg(base)});
     install(QLatin1String("qt_") + language,
             QLibraryInfo::location(QLibraryInfo::TranslationsPath));
-    const QDir folder(QStringLiteral(":/lang"));
-    const QString pattern =
-        QStringLiteral("*_%1*.qm").arg(language.section(QLatin1Char('_'), 0, 0));
-    const QStringList files = folder.entryList({pattern}, QDir::Files, QDir::Unsorted);
-    for (const QString &file : files) {
-        install(file, folder.path());
-    }
+    installAll(QStringLiteral(":/lang"), {QStringLiteral("*_%1*.qm").arg(base)});
 }
 
 Translations::~Translations()
 {
     for (const auto &translator : m_translators) {
         QCoreApplication::removeTranslator(translator.get());
+    }
+}
+
+void Translations::installAll(const QDir &folder, const QStringList &patterns)
+{
+    const QStringList files = folder.entryList(patterns, QDir::Files, QDir::Unsorted);
+    for (const QString &file : files) {
+        install(file, folder.path());
     }
 }
 

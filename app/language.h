@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <optional>
 #include <vector>
 
+class QDir;
 class QTranslator;
 
 // Stores the language to use, before any text is shown. `reset` clears every setting and stores the
@@ -20,12 +22,14 @@ QString storedLanguage();
 class Translations
 {
 public:
-    // Loads Qt's own translation and every matching file of the resources, as far as they exist.
+    // Loads, as far as they exist, Qt's own translation, every matching file of the resources, and
+    // thing_<name>_<language>.qm in the folder of the plugins.
     explicit Translations(const QString &language);
     ~Translations();
     Q_DISABLE_COPY(Translations)
 
 private:
+    void installAll(const QDir &folder, const QStringList &patterns);
     void install(const QString &file, const QString &folder);
 
     std::vector<std::unique_ptr<QTranslator>> m_translators;

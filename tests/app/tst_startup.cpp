@@ -45,6 +45,16 @@ private slots:
         QCOMPARE(QSettings().allKeys().size(), 1);
     }
 
+    void textsOfPluginsAreTranslatedBesideOurOwn()
+    {
+        const auto translated = [](const char *text) {
+            return QCoreApplication::translate("Plugins", text);
+        };
+        const Translations translations("ru_RU");
+        QCOMPARE(translated("Kettle"), QString("Чайник"));
+        QCOMPARE(translated("Virtual lamp"), QString("Виртуальная лампа"));
+    }
+
     void helpAndVersionStoreNothing()
     {
         QVERIFY(run({"--help"}).contains("Nimbra Cloud Gateway Application"));
