@@ -81,7 +81,8 @@ private:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("KVG_FAULT", fault);
         process.setProcessEnvironment(environment);
-        process.start(KVG_CHECK, {"--seconds", "0.5", "--timeout", "5", "--seed", "1", file});
+        process.start(KVG_CHECK, {"--seconds", "0.5", "--timeout", "5", "--rounds", "20", "--seed",
+                                  "1", file});
         process.waitForFinished(120000);
         return {process.exitCode(), process.readAllStandardOutput()};
     }

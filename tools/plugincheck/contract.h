@@ -22,6 +22,7 @@ struct CheckOptions
     QString libraries;    // the folder of the libraries that "deps" names
     QStringList settings; // "name=value"
     int milliseconds = 0; // in which the devices' own events are waited for
+    int rounds = 0;       // with random values
     quint32 seed = 1;
 };
 

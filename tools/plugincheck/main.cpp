@@ -9,6 +9,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -139,13 +140,15 @@ int main(int argc, char *argv[])
                                      "2");
     const QCommandLineOption timeout("timeout", "Seconds after which a call hangs (default: 30).",
                                      "N", "30");
+    const QCommandLineOption rounds("rounds", "How many random values to try (default: 1000).", "N",
+                                    "1000");
     const QCommandLineOption seed("seed", "Repeats the random values of an earlier run.", "N",
                                   QString::number(QRandomGenerator::global()->bounded(1000000)));
     const QCommandLineOption libraries(
         "libraries", "Where the libraries of \"deps\" are (default: beside the plugin).", "FOLDER");
     QCommandLineOption rule("rule", "Checks one rule, in this process.", "NAME");
     rule.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({set, seconds, timeout, seed, libraries, rule});
+    parser.addOptions({set, seconds, timeout, rounds, seed, libraries, rule});
     if (!parser.parse(QCoreApplication::arguments())) {
         std::fprintf(stderr, "%s\n", qPrintable(parser.errorText()));
         return 2;
@@ -155,12 +158,13 @@ int main(int argc, char *argv[])
         return 0;
     }
     const QStringList files = parser.positionalArguments();
-    bool isNumber[3] = {};
+    bool isNumber[4] = {};
     CheckOptions options;
     options.milliseconds = qRound(1000 * parser.value(seconds).toDouble(&isNumber[0]));
     options.seed = parser.value(seed).toUInt(&isNumber[1]);
     const int limit = parser.value(timeout).toUShort(&isNumber[2]) * 1000;
-    if (files.size() != 1 || !isNumber[0] || !isNumber[1] || !isNumber[2]) {
+    options.rounds = parser.value(rounds).toUShort(&isNumber[3]);
+    if (files.size() != 1 || !std::all_of(isNumber, isNumber + 4, [](bool is) { return is; })) {
         std::fputs(qPrintable(parser.helpText()), stderr);
         return 2;
     }
