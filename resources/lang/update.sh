@@ -7,10 +7,11 @@ ts=$(realpath -- "${1:-$(dirname -- "$0")/kvg-gate_ru.ts}")
 cd -- "$(dirname -- "$0")/../.."
 lupdate=${LUPDATE:-$(qtpaths --binaries-dir 2>/dev/null || echo /usr/lib/qt5/bin)/lupdate}
 
-# lupdate does not read the JSON files in which device types describe their settings.
+# lupdate does not read the JSON files in which device types describe their settings. The template
+# does not ship.
 descriptions=$(mktemp --suffix=.cpp)
 trap 'rm -f -- "$descriptions"' EXIT
-grep -Eoh '"(descr|title|unit)": *"[^"]*"' plugins/*/*.json* |
+grep -Eoh '"(descr|title|unit)": *"[^"]*"' $(ls plugins/*/*.json* | grep -v template) |
     sed 's/^[^:]*: *\(.*\)/QT_TRANSLATE_NOOP("Plugins", \1);/' >"$descriptions"
 
 # Without line numbers, which would change with every edit of the sources.

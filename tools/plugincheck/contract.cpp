@@ -42,11 +42,13 @@ public:
 };
 
 template <typename... Parts>
-void require(bool holds, const QString &text, Parts... parts)
+void require(bool holds, const QString &text, const Parts &...parts)
 {
     if (!holds) {
         QString reason = text;
-        ((reason = reason.arg(parts)), ...);
+        for (const QString &part : QStringList{parts...}) {
+            reason = reason.arg(part);
+        }
         throw Verdict{Verdict::Broken, reason};
     }
 }
