@@ -31,7 +31,8 @@ struct Rule
     const char *name;
     const char *promise;
     void (Contract::*check)();
-    bool isRequired; // when it is broken or not checked, the rest is not checked
+    bool isRequired; // when it is broken, or there is no thing, the rest is not checked
+    bool needsThing; // or else it is checked all the same, as far as it goes without one
 };
 
 // The rules of the contract of device types, in the order in which they are checked.

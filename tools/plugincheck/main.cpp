@@ -94,20 +94,22 @@ int checkAll(const CheckOptions &options, const QStringList &arguments, int time
 {
     std::printf("%s, seed %u\n", qPrintable(QFileInfo(options.file).fileName()), options.seed);
     bool isKept = true;
-    Verdict missing; // what makes the rest impossible
+    Verdict missing; // what keeps the rest from being checked
     for (const Rule &rule : contractRules()) {
-        const Verdict verdict =
-            missing.kind == Verdict::Kept ? checkInChild(rule, arguments, timeout) : missing;
+        const bool isSkipped = missing.kind == Verdict::Broken ||
+                               (missing.kind == Verdict::NotChecked && rule.needsThing);
+        const Verdict verdict = isSkipped ? Verdict{Verdict::NotChecked, missing.text}
+                                          : checkInChild(rule, arguments, timeout);
         if (verdict.kind == Verdict::Unusable) {
             std::fprintf(stderr, "%s cannot be checked: %s\n", qPrintable(options.file),
                          qPrintable(verdict.text));
             return 2;
         }
         if (verdict.kind != Verdict::Kept && rule.isRequired && missing.kind == Verdict::Kept) {
-            missing = {Verdict::NotChecked,
-                       verdict.kind == Verdict::Broken
-                           ? QStringLiteral("needs \"%1\"").arg(QLatin1String(rule.name))
-                           : verdict.text};
+            missing = verdict;
+            if (verdict.kind == Verdict::Broken) {
+                missing.text = QStringLiteral("needs \"%1\"").arg(QLatin1String(rule.name));
+            }
         }
         isKept = isKept && verdict.kind != Verdict::Broken;
         QString text = QLatin1String(rule.promise);
