@@ -1,6 +1,7 @@
 #pragma once
 
 #include "check/connectioncheck.h"
+#include "loader/pluginloader.h"
 #include "registration/registrationsession.h"
 #include "runner/backupsummary.h"
 #include "runner/cloudlink.h"
@@ -8,7 +9,6 @@
 #include "runner/identitychange.h"
 #include "runner/linkmonitor.h"
 #include "runner/livethings.h"
-#include "loader/pluginloader.h"
 
 #include <QJsonObject>
 #include <QObject>

@@ -706,6 +706,25 @@
     </message>
 </context>
 <context>
+    <name>LeftOutBox</name>
+    <message>
+        <source>The device type &quot;%1&quot; was left out, because the program crashed in it twice.</source>
+        <translation>Тип устройств «%1» не загружен: программа дважды аварийно завершилась в нём.</translation>
+    </message>
+    <message>
+        <source>The device type &quot;%1&quot; was left out, because the program did not finish starting twice while it was at work.</source>
+        <translation>Тип устройств «%1» не загружен: программа дважды не смогла запуститься, пока он работал.</translation>
+    </message>
+    <message>
+        <source>The window&apos;s layout was not restored, because the last two starts did not finish.</source>
+        <translation>Расположение окна не восстановлено: два последних запуска не были завершены.</translation>
+    </message>
+    <message>
+        <source>&amp;Try Again</source>
+        <translation>&amp;Повторить</translation>
+    </message>
+</context>
+<context>
     <name>LinkNotices</name>
     <message>
         <source>The connection to the cloud is back.</source>
@@ -988,10 +1007,6 @@
         <translation>Компьютер</translation>
     </message>
     <message>
-        <source>This computer itself: load, memory and disk</source>
-        <translation>Сам этот компьютер: загрузка, память и диск</translation>
-    </message>
-    <message>
         <source>Processor</source>
         <translation>Процессор</translation>
     </message>
@@ -1082,6 +1097,78 @@
     <message>
         <source>Time between two changes by themselves, 0 for none</source>
         <translation>Время между самостоятельными изменениями, 0 — без них</translation>
+    </message>
+    <message>
+        <source>This computer itself: load, memory, disk, network, battery and temperatures</source>
+        <translation>Сам этот компьютер: загрузка, память, диск, сеть, батарея и температуры</translation>
+    </message>
+    <message>
+        <source>Network</source>
+        <translation>Сеть</translation>
+    </message>
+    <message>
+        <source>Network received</source>
+        <translation>Сеть: принято</translation>
+    </message>
+    <message>
+        <source>KiB/s</source>
+        <translation>КиБ/с</translation>
+    </message>
+    <message>
+        <source>Network sent</source>
+        <translation>Сеть: отправлено</translation>
+    </message>
+    <message>
+        <source>Battery</source>
+        <translation>Батарея</translation>
+    </message>
+    <message>
+        <source>Battery charge</source>
+        <translation>Заряд батареи</translation>
+    </message>
+    <message>
+        <source>On mains</source>
+        <translation>Питание от сети</translation>
+    </message>
+    <message>
+        <source>Temperature</source>
+        <translation>Температура</translation>
+    </message>
+    <message>
+        <source>Processor temperature</source>
+        <translation>Температура процессора</translation>
+    </message>
+    <message>
+        <source>°C</source>
+        <translation>°C</translation>
+    </message>
+    <message>
+        <source>Disk temperature</source>
+        <translation>Температура диска</translation>
+    </message>
+    <message>
+        <source>Microcontroller board</source>
+        <translation>Плата с микроконтроллером</translation>
+    </message>
+    <message>
+        <source>Boards at a USB serial port that print a JSON object a line</source>
+        <translation>Платы на последовательном порту USB, печатающие по объекту JSON в строке</translation>
+    </message>
+    <message>
+        <source>Serial ports to open</source>
+        <translation>Какие последовательные порты открывать</translation>
+    </message>
+    <message>
+        <source>Listed ports, separated by commas</source>
+        <translation>Порты из списка, через запятую</translation>
+    </message>
+    <message>
+        <source>Speed in baud</source>
+        <translation>Скорость в бодах</translation>
+    </message>
+    <message>
+        <source>How long to wait for the first line</source>
+        <translation>Сколько ждать первой строки</translation>
     </message>
 </context>
 <context>
