@@ -84,8 +84,11 @@ class TestSerial : public QObject
             ports += board->port;
         }
         configure("Listed ports", ports);
-        m_type->discover();
         for (int i = 0; i < boards.size(); ++i) {
+            static_cast<void>(QTest::qWaitFor([&] {
+                m_type->discover();
+                return boards[i]->isOpen(); // what comes before is lost
+            }));
             boards[i]->print(texts[i]);
         }
         return find(timeout);
