@@ -335,7 +335,8 @@ void Outbox::discard(const QSet<QString> &exceptOf)
         bool good = m_file.removeUpTo(m_books.lastGone);
         std::optional<Block> block = m_file.blockAfter(m_books.lastGone);
         for (; good && block; block = m_file.blockAfter(block->number)) {
-            if (!isSound(*block)) {
+            if (!isSound(*block) ||
+                !hasGone(*block, m_books.firstGoneBytes, m_books.firstGoneCount)) {
                 break;
             }
             m_books.fileBytes -= block->data.size();

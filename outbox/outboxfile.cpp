@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <iterator>
+#include <limits>
 
 namespace {
 
@@ -16,6 +17,10 @@ constexpr qint64 minUnusedPages = 256;         // that are worth giving back
 // The columns of State in the order of its members.
 constexpr char columns[] = "waiting, bytes, goneBytes, goneCount, clock, date, since, delivered, "
                            "droppedFull, droppedOld, droppedVoid, droppedLost";
+
+// Blocks are found by numbers above that of the last one that has gone, 0 at first.
+constexpr char blocksOutOfRange[] =
+    "SELECT EXISTS(SELECT 1 FROM block WHERE number < 1 OR number > 1 << 52)";
 
 constexpr qint64 OutboxFile::State::*members[] = {
     &OutboxFile::State::waiting,     &OutboxFile::State::bytes,
@@ -45,6 +50,7 @@ bool OutboxFile::open()
                                          [this] {
                                              return prepare("SELECT number, age, count, data "
                                                             "FROM block") &&
+                                                    number(blocksOutOfRange) == 0 &&
                                                     state().has_value();
                                          }) &&
                       run("BEGIN IMMEDIATE; UPDATE state SET clock = clock; COMMIT;");
@@ -156,6 +162,14 @@ std::optional<OutboxFile::State> OutboxFile::state()
     for (const auto member : members) {
         state.*member = qBound<qint64>(0, sqlite3_column_int64(select.get(), index++), maxNumber);
     }
+    // What the blocks hold counts: more than is told here would not be sent or be counted below
+    // zero, and what has gone of blocks that there are not would be missing in new ones.
+    constexpr qint64 maxInt = std::numeric_limits<int>::max();
+    const qint64 count = qBound<qint64>(0, number("SELECT total(count) FROM block"), maxInt);
+    state.bytes = qBound<qint64>(0, number("SELECT total(length(data)) FROM block"), maxNumber);
+    state.goneCount = qMin(state.goneCount, count);
+    state.goneBytes = qMin(state.goneBytes, qMin(state.bytes, maxInt));
+    state.waiting = qMax(state.waiting, count - state.goneCount); // more: those are lost
     return state;
 }
 
