@@ -427,13 +427,11 @@ void DeviceListModel::sourceInserted(int first, int last)
             source += source >= first ? count : 0;
         }
     };
-    if (isPlain()) { // all rows are shown, in the order of the source
-        beginInsertRows({}, first, last);
-    }
-    shift(m_rows);
+    shift(m_rows); // first: views may read the present rows when they are told of new ones
     shift(m_dirty);
     m_entries.insert(m_entries.begin() + first, size_t(count), Entry{});
-    if (isPlain()) {
+    if (isPlain()) { // all rows are shown, in the order of the source
+        beginInsertRows({}, first, last);
         std::vector<int> added(static_cast<size_t>(count));
         std::iota(added.begin(), added.end(), first);
         m_rows.insert(m_rows.begin() + first, added.begin(), added.end());
