@@ -14,6 +14,9 @@ QVariantHash pluginSettings(const QString &plugin, const QJsonObject &descriptio
         const QJsonObject setting = value.toObject();
         const QString name = setting["name"].toString();
         const QString type = setting["type"].toString();
+        if (types.contains(name)) {
+            continue; // the form has the first of this name
+        }
         types.insert(name, type);
         if (setting.contains(QLatin1String("value"))) {
             const QVariant fallback = setting["value"].toVariant();
