@@ -17,7 +17,7 @@ QString cleanAlias(const QString &text)
     if (!clean.isEmpty() && clean.at(clean.size() - 1).isHighSurrogate()) {
         clean.chop(1);
     }
-    return clean.trimmed();
+    return clean.simplified(); // what went may have stood between blanks
 }
 
 QString randomAlias(const QString &type)
