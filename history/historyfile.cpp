@@ -179,6 +179,8 @@ bool HistoryFile::isOurs()
     return prepare("SELECT id, device, member, value FROM series") &&
            prepare("SELECT number, minute, data FROM minute") &&
            prepare("SELECT key, data FROM hour") &&
+           // A new series gets the number after the greatest, which must fit into 32 bits.
+           number("SELECT EXISTS(SELECT 1 FROM series WHERE id < 1 OR id >= 1 << 31)") == 0 &&
            number("SELECT count(written) FROM state") == 1 &&
            number("SELECT count(*) FROM sqlite_master") == 5 &&
            number("PRAGMA freelist_count") >= 0;
