@@ -3,6 +3,7 @@
 #include "plugins/serial/boardport.h"
 #include "plugins/serial/serialthing.h"
 
+#include <QThread>
 #include <QVector>
 
 #include <algorithm>
@@ -18,6 +19,13 @@ SerialType::SerialType()
         m_timer.start(1s); // the rights of a new port are set a little later
     });
     connect(&m_timer, &QTimer::timeout, this, &SerialType::look);
+    // Qt deletes the type when the process ends, on another thread: too late for the timers.
+    connect(
+        thread(), &QThread::finished, this,
+        [this] {
+            configure({{"enabled", false}});
+        },
+        Qt::DirectConnection);
 }
 
 SerialType::~SerialType() = default;

@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QPluginLoader>
+#include <QThread>
 
 #include <memory>
 
@@ -224,6 +225,29 @@ private slots:
         QSignalSpy gone(thing.get(), &QAbstractThing::mediumGone);
         configure("Off");
         QCOMPARE(gone.size(), 1);
+        QVERIFY(!board.isOpen());
+    }
+
+    void noPortStaysOpenWhenTheThreadOfTheTypeEnds()
+    {
+        const QTemporaryDir dir; // another file is another instance
+        const QString copy = dir.filePath("thing_serial.so");
+        QVERIFY(QFile::copy(KVG_PLUGIN_DIR "/thing_serial.so", copy));
+        const Board board;
+        QObject worker;
+        QThread thread;
+        worker.moveToThread(&thread);
+        thread.start();
+        const auto scan = [&] {
+            QObject *const root = QPluginLoader(copy).instance();
+            qobject_cast<ConfigurableThingType *>(root)->configure(
+                {{"ports", "Listed ports"}, {"listed", board.port}});
+            qobject_cast<AbstractThingType *>(root)->discover();
+        };
+        QMetaObject::invokeMethod(&worker, scan, Qt::BlockingQueuedConnection);
+        QTRY_VERIFY(board.isOpen());
+        thread.quit();
+        thread.wait();
         QVERIFY(!board.isOpen());
     }
 };
