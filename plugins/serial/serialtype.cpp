@@ -32,12 +32,17 @@ SerialType::~SerialType() = default;
 
 void SerialType::configure(const QVariantHash &settings)
 {
-    const int speed = m_settings.speed;
-    m_settings = SerialSettings(settings);
+    const SerialSettings former = std::exchange(m_settings, SerialSettings(settings));
     closePorts([&](const PortInfo &port) {
-        return m_settings.speed != speed || !m_settings.isChosen(port);
+        return m_settings.speed != former.speed || !m_settings.isChosen(port);
     });
     watchPorts();
+    // Off needs no scan; and before the first scan, one is on its way.
+    if (m_hasScanned && m_settings.ports != SerialSettings::Off &&
+        (m_settings.ports != former.ports || m_settings.listed != former.listed ||
+         m_settings.speed != former.speed)) {
+        emit devicesChanged();
+    }
 }
 
 void SerialType::watchPorts()
@@ -71,6 +76,7 @@ void SerialType::look()
 
 QHash<QString, QVariant> SerialType::discover()
 {
+    m_hasScanned = true;
     openPorts();
     rejectDuplicates();
     // A port that still listens may turn out to have the serial of a board that is ready.

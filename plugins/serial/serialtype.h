@@ -26,7 +26,8 @@ public:
     SerialType();
     ~SerialType() override;
 
-    // Closes the ports that are no longer chosen, and all of them when the speed has changed.
+    // Closes the ports that are no longer chosen, and all of them when the speed has changed. Asks
+    // for a scan when there may be others to open.
     void configure(const QVariantHash &settings) override;
     QHash<QString, QVariant> discover() override;
     QAbstractThing *create(const QString &key, const QVariant &descriptor,
@@ -45,6 +46,7 @@ private:
     void look();
 
     SerialSettings m_settings;
+    bool m_hasScanned = false;
     std::map<QString, std::unique_ptr<BoardPort>> m_ports; // by PortInfo::key
     QFileSystemWatcher m_watcher;
     QTimer m_timer;       // of the next look at the USB ports

@@ -145,7 +145,11 @@ private slots:
         m_type->discover();
         QTest::qWait(100);
         QVERIFY(!board.isOpen());
+        QSignalSpy scanWanted(m_plugin, SIGNAL(devicesChanged()));
         configure("Off"); // the user's way to try it again
+        QCOMPARE(scanWanted.size(), 0);
+        configure("Listed ports", {board.port});
+        QCOMPARE(scanWanted.size(), 1); // without it, the next scan may be far
         QVERIFY(plugIn({&board}, {"{\"a\":1}\n"}));
     }
 
