@@ -41,6 +41,7 @@ SerialSettings::SerialSettings(const QVariantHash &values)
             listed.append(name.trimmed());
         }
     }
+    listed.removeDuplicates();
     speed = number(values["speed"], 300, 4000000, speed);
     wait = std::chrono::seconds(number(values["wait"], minWait, 3600, 10));
 }

@@ -1,6 +1,7 @@
 #include "plugins/serial/serialtype.h"
 
 #include "plugins/serial/boardport.h"
+#include "plugins/serial/log.h"
 #include "plugins/serial/serialthing.h"
 
 #include <QThread>
@@ -130,10 +131,17 @@ void SerialType::closePorts(Predicate isObsolete)
 void SerialType::openPorts()
 {
     QVector<PortInfo> ports;
+    const QSet<QString> formerlyMissing = std::exchange(m_missing, {});
     if (m_settings.ports == SerialSettings::Listed) {
         for (const QString &name : qAsConst(m_settings.listed)) {
             if (const auto port = PortInfo::find(name)) {
                 ports.append(*port);
+                continue;
+            }
+            m_missing.insert(name);
+            if (!formerlyMissing.contains(name)) {
+                qCWarning(lcSerial).noquote().nospace()
+                    << "Serial port " << name << " is listed, but there is none of this name";
             }
         }
     } else if (m_settings.ports != SerialSettings::Off) {

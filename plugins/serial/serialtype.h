@@ -49,6 +49,7 @@ private:
     bool m_hasScanned = false;
     std::map<QString, std::unique_ptr<BoardPort>> m_ports; // by PortInfo::key
     QFileSystemWatcher m_watcher;
-    QTimer m_timer;       // of the next look at the USB ports
-    QSet<QString> m_seen; // their keys at the last look
+    QTimer m_timer;          // of the next look at the USB ports
+    QSet<QString> m_seen;    // their keys at the last look
+    QSet<QString> m_missing; // names of listed ports that the last scan did not find
 };
