@@ -116,6 +116,7 @@ std::optional<PortInfo> PortInfo::find(const QString &name)
         return {};
     }
     PortInfo port;
-    port.name = port.key = name;
+    port.name = name;
+    port.key = name.toUpper();
     return port;
 }
