@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QThread>
 
+#include <memory>
+
 class ZugatewRunner;
 
 // The worker thread and the runner on it. Lives on the interface thread. Connect to runner()'s
@@ -20,11 +22,12 @@ public:
     ZugatewRunner *runner() const { return m_runner; }
     void start();
     // Ends the cloud connection, the runner and the thread, and waits for it: well under a second
-    // when the network answers, three at the most when it does not, and whatever a plugin's call
-    // that is under way takes. Further calls do nothing.
+    // when the network answers, three at the most when it does not, and up to fifteen while a
+    // plugin's call is under way. The thread of one that does not return by then is left behind:
+    // the process must end. Further calls do nothing.
     void stop();
 
 private:
-    QThread m_thread;
+    std::unique_ptr<QThread> m_thread;
     ZugatewRunner *m_runner; // deleted on its own thread
 };

@@ -224,6 +224,12 @@ void runwatch::end()
     closeRecordFile();
 }
 
+void runwatch::keepBlame()
+{
+    const std::lock_guard<std::mutex> lock(recordLock);
+    closeRecordFile();
+}
+
 void runwatch::forgetBlame()
 {
     const std::lock_guard<std::mutex> lock(recordLock);

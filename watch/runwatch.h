@@ -38,6 +38,9 @@ struct StartPlan
 void setReady();
 // The process ends as it should. Nothing is recorded any more.
 void end();
+// The process ends although a plugin hangs: end() then leaves the record as it is, so that a start
+// that hung counts as failed.
+void keepBlame();
 // The next start loads all plugins.
 void forgetBlame();
 
