@@ -2,6 +2,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QProcess>
@@ -9,7 +10,6 @@
 #include <QThread>
 #include <QTimer>
 
-#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -34,7 +34,7 @@ int checkHere(const CheckOptions &options, const QString &name)
             const std::unique_ptr<QThread> thread(QThread::create([&] {
                 const Verdict verdict =
                     checkRule(rule, options, [](const QString &call) { tell("call", call); });
-                tell(QString::number(verdict.kind), verdict.text);
+                tell(words[verdict.kind], verdict.text);
             }));
             QObject::connect(thread.get(), &QThread::finished, qApp, &QCoreApplication::quit);
             // From the event loop, because it may deadlock on Windows when a plugin's libraries are
@@ -54,6 +54,8 @@ Verdict checkInChild(const Rule &rule, const QStringList &arguments, int timeout
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     child.start(QCoreApplication::applicationFilePath(),
                 QStringList{"--rule", rule.name} + arguments, QIODevice::ReadOnly);
+    QElapsedTimer silence; // of the check; what the plugin prints does not count
+    silence.start();
     QString lastCall = QStringLiteral("the start of the process");
     std::optional<Verdict> verdict;
     const auto read = [&] {
@@ -65,17 +67,24 @@ Verdict checkInChild(const Rule &rule, const QStringList &arguments, int timeout
             const QString text = told.section(QLatin1Char(' '), 1);
             if (kind == QLatin1String("call")) {
                 lastCall = text;
-            } else if (!kind.isEmpty()) {
-                verdict = Verdict{static_cast<Verdict::Kind>(kind.toInt()), text};
-                lastCall = QStringLiteral("the end of the process");
+                silence.start();
+            }
+            for (const auto result :
+                 {Verdict::Kept, Verdict::Broken, Verdict::NotChecked, Verdict::Unusable}) {
+                if (kind == QLatin1String(words[result])) {
+                    verdict = Verdict{result, text};
+                    lastCall = QStringLiteral("the end of the process");
+                    silence.start();
+                }
             }
         }
     };
-    while (child.waitForReadyRead(timeout)) {
+    while (!silence.hasExpired(timeout) && child.waitForReadyRead(timeout)) {
         read();
     }
     read();
-    if (child.state() != QProcess::NotRunning && !child.waitForFinished(timeout)) {
+    if (child.state() != QProcess::NotRunning &&
+        (silence.hasExpired(timeout) || !child.waitForFinished(timeout))) {
         child.kill();
         child.waitForFinished();
         return {Verdict::Broken, QStringLiteral("hangs in ") + lastCall};
@@ -83,9 +92,12 @@ Verdict checkInChild(const Rule &rule, const QStringList &arguments, int timeout
     if (verdict && verdict->kind == Verdict::Broken) {
         return *verdict;
     }
+    const QString status = QString::number(child.exitCode());
     if (!verdict || child.exitStatus() == QProcess::CrashExit || child.exitCode() != 0) {
         return {Verdict::Broken,
-                QStringLiteral("crashed in %1 (status %2)").arg(lastCall).arg(child.exitCode())};
+                child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0
+                    ? QStringLiteral("ended the process, or closed its output, in ") + lastCall
+                    : QStringLiteral("crashed in %1 (status %2)").arg(lastCall, status)};
     }
     return *verdict;
 }
@@ -160,14 +172,27 @@ int main(int argc, char *argv[])
         return 0;
     }
     const QStringList files = parser.positionalArguments();
-    bool isNumber[4] = {};
-    CheckOptions options;
-    options.milliseconds = qRound(1000 * parser.value(seconds).toDouble(&isNumber[0]));
-    options.seed = parser.value(seed).toUInt(&isNumber[1]);
-    const int limit = parser.value(timeout).toUShort(&isNumber[2]) * 1000;
-    options.rounds = parser.value(rounds).toUShort(&isNumber[3]);
-    if (files.size() != 1 || !std::all_of(isNumber, isNumber + 4, [](bool is) { return is; })) {
+    if (files.size() != 1) {
         std::fputs(qPrintable(parser.helpText()), stderr);
+        return 2;
+    }
+    QString wrong;
+    const auto number = [&](const QCommandLineOption &option, double min) {
+        constexpr double max = 1000000;
+        bool isNumber = false;
+        const double value = parser.value(option).toDouble(&isNumber);
+        if (!isNumber || !(value >= min && value <= max)) {
+            wrong = option.names().constFirst();
+        }
+        return qBound(min, value, max); // never NaN
+    };
+    CheckOptions options;
+    options.milliseconds = qRound(1000 * number(seconds, 0));
+    options.seed = quint32(number(seed, 0));
+    options.rounds = int(number(rounds, 0));
+    const int limit = qRound(1000 * number(timeout, 1));
+    if (!wrong.isEmpty()) {
+        std::fprintf(stderr, "--%s: no number in the valid range\n", qPrintable(wrong));
         return 2;
     }
     const QFileInfo file(files.first());
@@ -175,7 +200,7 @@ int main(int argc, char *argv[])
     options.libraries = parser.isSet(libraries) ? parser.value(libraries) : file.absolutePath();
     options.settings = parser.values(set);
     if (parser.isSet(rule)) {
-        QLoggingCategory::setFilterRules(QStringLiteral("kvg.loader.info=false"));
+        QLoggingCategory::setFilterRules(QStringLiteral("kvg.loader.info=false\nkvg.watch=false"));
         return checkHere(options, parser.value(rule));
     }
     const QStringList arguments =
