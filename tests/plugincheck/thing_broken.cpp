@@ -8,6 +8,14 @@
 #include <QTimer>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+struct Port
+{
+    QString number;
+};
+Q_DECLARE_METATYPE(Port)
 
 namespace {
 
@@ -28,7 +36,14 @@ public:
         : m_number(number)
     {
         QTimer::singleShot(100, this, [this] {
+            if (is("deletes itself")) {
+                delete this;
+                return;
+            }
             m_level += 1;
+            if (is("silent change")) {
+                return;
+            }
             const auto report = [this] {
                 emit stateChanged(is("false report") ? QJsonObject{{"x", 1}} : state());
             };
@@ -59,7 +74,7 @@ public:
     {
         static int calls = 0;
         const int number = is("serial changes") ? m_number + 10 * calls++ : m_number;
-        return QString::number(number) + (is("underscore") ? "_" : "");
+        return QString::number(number) + (is("underscore") ? "_" : u8"\U0001F4A1");
     }
     QJsonObject state() const override
     {
@@ -80,7 +95,7 @@ public:
         }
         const int level = update["level"].toInt(-1);
         if (level < 0 || level > 100 || level == m_level) {
-            return false;
+            return is("idle update");
         }
         m_level = level;
         if (is("loud update")) {
@@ -109,17 +124,30 @@ public:
         while (is("hang")) {
             QThread::msleep(1);
         }
+        while (is("prints for ever")) {
+            std::puts("Still here.");
+        }
+        if (is("ends the process")) {
+            std::exit(0);
+        }
         QThread::msleep(is("slow") ? 60 : 0);
-        return is("no device") ? QHash<QString, QVariant>()
-                               : QHash<QString, QVariant>{{"1", 1}, {"2", 2}};
+        if (is("no device")) {
+            return {};
+        }
+        // The second device is found later, and descriptors cannot be compared.
+        QHash<QString, QVariant> found = {{"1", QVariant::fromValue(Port{"1"})}};
+        if (m_scans++ > 0) {
+            found["2"] = QVariant::fromValue(Port{"2"});
+        }
+        return found;
     }
-    QAbstractThing *create(const QString &, const QVariant &number, const QVariantHash &,
+    QAbstractThing *create(const QString &, const QVariant &port, const QVariantHash &,
                            QObject **) override
     {
         if (is("crash")) {
             crash();
         }
-        return number.isValid() ? new BrokenThing(number.toInt()) : nullptr;
+        return port.isValid() ? new BrokenThing(port.value<Port>().number.toInt()) : nullptr;
     }
     bool claims(const QString &key, const QAbstractThing *thing) override
     {
@@ -127,6 +155,9 @@ public:
         return own != nullptr && (!own->m_isGone || is("claims for good")) &&
                (is("claims all") || key == QString::number(own->m_number));
     }
+
+private:
+    int m_scans = 0;
 };
 
 #include "thing_broken.moc"

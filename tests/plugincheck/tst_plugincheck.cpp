@@ -13,6 +13,8 @@ private slots:
         QTest::addColumn<QStringList>("failed");
         for (const auto &[fault, line, reason] : std::initializer_list<std::array<const char *, 3>>{
                  {"hang", "discover", "hangs in discover()"},
+                 {"prints for ever", "discover", "hangs in discover()"},
+                 {"ends the process", "discover", "ended the process"},
                  {"crash", "create", "crashed in create("},
                  {"underscore", "identity", "serial() is \"1_\""},
                  {"serial changes", "create", "came back as"},
@@ -21,9 +23,12 @@ private slots:
                  {"crash in settings", "settings", "crashed in setSettings({"},
                  {"loud update", "updates", "returned true and emitted"},
                  {"silent update", "updates", "returned false"},
+                 {"idle update", "updates", "as before"},
                  {"crash in update", "updates", "crashed in applyUpdate({\"level\":["},
                  {"other thread", "signals", "another thread"},
                  {"false report", "signals", "carried"},
+                 {"silent change", "signals", "not emitted"},
+                 {"deletes itself", "signals", "gateway owns it"},
                  {"claims for good", "signals", "still true"},
                  {"gone twice", "signals", "twice"},
                  {"needs itself", "deletion", "crashed in"},
