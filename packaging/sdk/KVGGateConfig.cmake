@@ -18,6 +18,9 @@ function(kvggate_add_device_type name)
   add_library(${plugin} MODULE ${ARG_SOURCES})
   target_compile_features(${plugin} PRIVATE cxx_std_17)
   target_link_libraries(${plugin} PRIVATE KVGGate::thing1 ${ARG_LIBRARIES})
+  if(UNIX) # or else the loader finds what is missing, without a useful message
+    target_link_options(${plugin} PRIVATE LINKER:-z,defs)
+  endif()
   set_target_properties(${plugin} PROPERTIES
     PREFIX "" AUTOMOC ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   if(ARG_TRANSLATIONS)
