@@ -7,7 +7,9 @@
 
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QLibrary>
 #include <QMap>
 #include <QMetaMethod>
 #include <QPointer>
@@ -147,6 +149,16 @@ public:
 
     void loads()
     {
+        const QJsonArray dependencies = m_plugin.metadata["deps"].toArray();
+        for (const QJsonValue &dependency : dependencies) {
+            QLibrary library(QStringLiteral("%1/%2-%3")
+                                 .arg(m_options.libraries, dependency["name"].toString(),
+                                      QString::number(dependency["version"].toInt())));
+            library.setLoadHints(QLibrary::PreventUnloadHint);
+            require(library.load(),
+                    "cannot load %1, which \"deps\" names (--libraries: its folder)",
+                    library.fileName());
+        }
         m_remark = QStringLiteral("version %1, made with kit %2")
                        .arg(m_plugin.metadata["version"].toInt())
                        .arg(m_plugin.metadata["sdk"].toInt(1));

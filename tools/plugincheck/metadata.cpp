@@ -148,7 +148,8 @@ QVariantHash describedSettings(const QJsonObject &metadata, const QStringList &g
         {"bool", QMetaType::Bool}, {"int", QMetaType::Int}, {"float", QMetaType::Double}};
     QVariantHash values = {{"enabled", true}};
     const QJsonArray settings = metadata["settings"].toArray();
-    for (const QJsonValue &setting : settings) {
+    for (int i = 0; i < qMin(settings.size(), maxSettings); ++i) {
+        const QJsonValue setting = settings[i];
         QVariant value = setting["value"].toVariant();
         value.convert(typeOf.value(setting["type"].toString(), QMetaType::QString));
         values[setting["name"].toString()] = value;
