@@ -46,11 +46,12 @@ template <typename... Parts>
 void require(bool holds, const QString &text, const Parts &...parts)
 {
     if (!holds) {
-        QString reason = text;
         if constexpr (sizeof...(parts) > 0) {
-            reason = text.arg(parts...); // all in one call, because a part may contain "%1"
+            // All in one call, because a part may contain "%1".
+            throw Verdict{Verdict::Broken, text.arg(parts...)};
+        } else {
+            throw Verdict{Verdict::Broken, text};
         }
-        throw Verdict{Verdict::Broken, reason};
     }
 }
 
