@@ -2,14 +2,12 @@
 #include "things/qabstractthing.h"
 
 #include <QTimer>
-
 #include <utility>
 
 // One kettle. Everything runs on the gateway's thread: nothing here may block.
 class Kettle : public QAbstractThing
 {
     Q_OBJECT
-
 public:
     explicit Kettle(const QVariantHash &settings)
     {
@@ -40,8 +38,10 @@ private:
     void read()
     {
         setActive(true); // from the first real value on
-        m_temperature = qMax(20, m_temperature - 1);
-        emit stateChanged(state()); // the last statement: a receiver may delete the kettle
+        if (m_temperature > 20) {
+            m_temperature -= 1;
+            emit stateChanged(state()); // the last statement: a receiver may delete the kettle
+        }
     }
     QTimer m_timer{this};
     int m_temperature = 100;
@@ -52,7 +52,6 @@ class KettleType : public QObject, public AbstractThingType
     Q_OBJECT
     Q_PLUGIN_METADATA(IID AbstractThingType_iid FILE "kettle.json")
     Q_INTERFACES(AbstractThingType)
-
 public:
     // The kettles that are attached now, by keys of our own.
     QHash<QString, QVariant> discover() override { return {{QStringLiteral("kettle"), 1}}; }

@@ -12,13 +12,11 @@ private slots:
     void theCloudSetsTheTemperature()
     {
         auto *const type = qobject_cast<AbstractThingType *>(QPluginLoader(PLUGIN).instance());
-        QVERIFY(type != nullptr);
         const std::unique_ptr<QAbstractThing> kettle(type->create("kettle", 1, {}, nullptr));
         QVERIFY(kettle->applyUpdate({{"temperature", 60}}));
         QVERIFY(!kettle->applyUpdate({{"temperature", 101}}));
         QCOMPARE(kettle->state()["temperature"].toInt(), 60);
     }
 };
-
 QTEST_GUILESS_MAIN(TestKettle)
 #include "tst_kettle.moc"
