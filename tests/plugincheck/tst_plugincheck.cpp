@@ -65,7 +65,9 @@ private slots:
         const QString file = folder.filePath("thing_broken" KVG_MODULE_SUFFIX);
         const QByteArray whole = readFile(built());
         for (const auto &[from, to, line] : std::initializer_list<std::array<const char *, 3>>{
-                 {"gversion", "gversiom", "metadata"}, {"dtypecint", "dtypecink", "form"}}) {
+                 {"gversion", "gversiom", "metadata"},
+                 {"dtypecint", "dtypecink", "form"},
+                 {"clim", "clib", "load"}}) { // now a library that is missing
             QVERIFY(writeFile(file, QByteArray(whole).replace(from, to)));
             const auto [status, table] = check(file);
             QVERIFY2(status == 1 && table.count("FAILED") == 1, table.constData());

@@ -152,6 +152,9 @@ public:
     {
         const QJsonArray dependencies = m_plugin.metadata["deps"].toArray();
         for (const QJsonValue &dependency : dependencies) {
+            if (dependency["type"] != QLatin1String("lib")) {
+                continue;
+            }
             QLibrary library(QStringLiteral("%1/%2-%3")
                                  .arg(m_options.libraries, dependency["name"].toString(),
                                       QString::number(dependency["version"].toInt())));

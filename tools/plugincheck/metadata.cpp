@@ -94,9 +94,11 @@ QString metadata::fault(const QString &fileName, const QJsonObject &metadata)
     const QJsonObject states = metadata["states"].toObject();
     const bool hasWrongDependency =
         std::any_of(dependencies.begin(), dependencies.end(), [](const QJsonValue &dependency) {
-            return dependency["type"] != QLatin1String("lib") ||
-                   !isName(dependency["name"].toString()) ||
-                   !isOfType(dependency["version"], QStringLiteral("int"));
+            // The gateway ignores those of another type.
+            return !dependency["type"].isString() ||
+                   (dependency["type"] == QLatin1String("lib") &&
+                    (!isName(dependency["name"].toString()) ||
+                     !isOfType(dependency["version"], QStringLiteral("int"))));
         });
     const bool hasWrongState =
         std::any_of(states.begin(), states.end(), [](const QJsonValue &state) {
