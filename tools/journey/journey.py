@@ -1,6 +1,7 @@
 """Runs the gateway and the sandbox cloud, in a profile of their own under the build folder.
 
-With --windows, the gateway is that of a build for Windows, under Wine. With a display, the user can
+With --windows, the gateway is that of a build for Windows, under Wine; with --package, that of the
+Debian package, in a root folder of its own. With a display, the user can
 use the window, and this script ends with the gateway. Without one, it plays the tour on a virtual
 display: it does what a new user does, prints each step, and saves a picture of each and of every
 page. Exit status: 0 when every step worked, 1 with the reason when one failed, 128 + signal when a
@@ -23,7 +24,7 @@ from cloud import Portal, Sandbox
 from display import start_display
 from programs import JourneyError, Program, say
 from screen import Screen
-from systems import FOLDERS, Linux, Windows, wine
+from systems import FOLDERS, Installed, Linux, Windows, wine
 from tour import Tour
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
@@ -87,7 +88,8 @@ def hand_over(gateway, portal):
 
 def journey(options, build, work, sockets, programs, stack):
     has_display = os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY")
-    sandbox = Sandbox(build, (options.windows or build).resolve() / "authority", work, programs)
+    authority = (options.windows or options.package or build).resolve() / "authority"
+    sandbox = Sandbox(build, authority, work, programs)
     cloud = sandbox.addresses
     profile = work / "profile"
     environment = dict(os.environ)
@@ -96,8 +98,10 @@ def journey(options, build, work, sockets, programs, stack):
         system = Windows(windows, stack.enter_context(wine.profile(windows / "wine" / "template")),
                          work / "board")
         stack.callback(keep_log, system.log, work)
+    elif options.package:
+        system = Installed(options.package.resolve() / "root", profile, work / "board")
     else:
-        system = Linux(build, profile, work / "board")
+        system = Linux(build / "bin", profile, work / "board")
 
     def start_gateway():
         programs.append(Program("gateway", system.command, work / "gateway.log", environment))
@@ -154,13 +158,16 @@ def main():
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
     parser.add_argument("--windows", type=pathlib.Path,
                         help="build folder for Windows, whose gateway is taken, under Wine")
+    parser.add_argument("--package", type=pathlib.Path,
+                        help="build folder of the package, whose gateway is taken, from the root "
+                        "folder in it")
     parser.add_argument("--work", type=pathlib.Path,
                         help="folder for profile, logs and pictures: new, or of an earlier journey")
     parser.add_argument("--watch", type=float, default=10,
                         help="seconds for which the tour watches the states")
     options = parser.parse_args()
     build = options.build.resolve()
-    work = (options.work or (options.windows or build) / "run").resolve()
+    work = (options.work or (options.windows or options.package or build) / "run").resolve()
     signals = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
     for number in signals:
         signal.signal(number, stop_on_signal)

@@ -44,19 +44,19 @@ REGISTRY = r"""Windows Registry Editor Version 5.00
 LOG = pathlib.Path("Corvalt/KVG-Gate/logs/kvg-gate.log")
 
 
-def plugins(build):
-    """The files of the device types that were built."""
-    return sorted(file.name for file in (build / "bin" / "plugins").glob("thing_*"))
+def plugins(program):
+    """The files of the device types beside the program."""
+    return sorted(file.name for file in (program / "plugins").glob("thing_*"))
 
 
 class Linux:
-    """The built program; the environment names its profile."""
+    """The program in that folder; the environment names its profile."""
 
     slice = 0.01  # seconds; the splash screen is shown for several of these
 
-    def __init__(self, build, profile, board):
-        self.command = [build / "bin" / "KVG-Gate"]
-        self.plugins = plugins(build)
+    def __init__(self, program, profile, board):
+        self.command = [program / "KVG-Gate"]
+        self.plugins = plugins(program)
         self.autostart_command = f'"{self.command[0]}"'
         self.backup = profile / "home" / "kvg.bak"
         self.backup_name = str(self.backup)
@@ -90,6 +90,19 @@ class Linux:
         return self._read("autostart/NimbraCloudGate.desktop", "Desktop Entry", "Exec")
 
 
+class Installed(Linux):
+    """The package that is installed in the root folder `root`, made by ./dev test package."""
+
+    def __init__(self, root, profile, board):
+        super().__init__(root / "usr/lib/kvg-gate", profile, board)
+        # In the root, the folders for temporary files and of the profile are those of this computer.
+        mounts = " && ".join(f'mkdir -p "$0{folder}" && mount --rbind {folder} "$0{folder}"'
+                             for folder in ("/dev", "/proc", "/tmp", profile.parent))
+        self.command = ["unshare", "--mount", "sh", "-c",
+                        f'{mounts} && exec chroot "$0" kvg-gate "$@"', root]
+        self.autostart_command = '"/usr/lib/kvg-gate/KVG-Gate"'
+
+
 class Windows:
     """The program as installed, under Wine, in a Windows profile of its own."""
 
@@ -104,7 +117,7 @@ class Windows:
         self.build = build
         self.prefix = prefix
         self.command = ["wine", self.PLACE / "KVG-Gate.exe"]
-        self.plugins = plugins(build)
+        self.plugins = plugins(build / "bin")
         self.autostart_command = f'"{self.PLACE / "KVG-Gate.exe"}"'
         home = next(home for home in (prefix / "drive_c" / "users").iterdir()
                     if home.name != "Public")
