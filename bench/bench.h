@@ -26,7 +26,10 @@ int fillOutbox(int count);              // publishes without a connection
 int drainOutbox(const Broker &broker);  // what waits; payloads of updates are monotonic()
 int publishSteadily(const Broker &broker, int seconds); // offline without a broker's port
 int changeStates(const Broker &broker, int things, int changes);
-int subscribe(const Broker &broker, int count); // with libmosquitto
+// With libmosquitto, until `count` messages or an empty one arrived, or until the broker ends; with
+// `reconnects` it goes on when that is back.
+int subscribe(const Broker &broker, int count, bool reconnects = false);
+int runFleet(const Broker &broker, int size); // until the standard input ends
 int scan(int devices);
 int parseStream(int megabytes);
 int parseLine(int kilobytes);

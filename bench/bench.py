@@ -1,7 +1,9 @@
 """Runs the benchmarks and prints their table.
 
 usage: bench.py --build DIR [NAME...]    NAME: publish, latency, backlog, hang, scan, stream,
-                                        table, plot, start, idle
+                                        table, plot, start, idle; and only when it is named:
+                                        fleet, which takes three minutes, and the first time some
+                                        more for the certificates that it keeps in DIR/fleet
 
 Programs that are compared run in turn, against the same broker. Wall time of a publication: from
 the start of the publisher to the last message at the subscriber. Processor time and peak memory are
@@ -10,6 +12,7 @@ display with a window manager and a tray.
 """
 
 import argparse
+import concurrent.futures
 import json
 import os
 import pathlib
@@ -18,6 +21,7 @@ import select
 import shutil
 import signal
 import socket
+import ssl
 import statistics
 import subprocess
 import sys
@@ -35,6 +39,9 @@ LAMPS = 100
 SETTLED = 40  # seconds; a QThreadPool ends its idle threads after 30
 IDLE = 120  # seconds; two scans at the default interval
 MAX_WAIT = 120  # seconds, for the last message of a load
+GATEWAYS = 1000  # of the fleet
+DOWN = 5  # seconds that a killed broker stays away
+CONNECT = b"\x10\x0c\0\4MQTT\4\2\0\x3c\0\0"  # MQTT 3.1.1, a clean session, an id from the broker
 SMALL_STACK = 512 * 1024  # bytes; recursion over a backlog would not fit
 
 
@@ -65,37 +72,52 @@ def await_port(port):
             time.sleep(0.02)
 
 
+RSA = ["rsa:2048"]
+ECDSA = ["ec", "-pkeyopt", "ec_paramgen_curve:P-256"]
+
+
+def issue(authority, folder, name, key=RSA):
+    """A certificate and its key; those from before, if the authority is the same."""
+    own, private, request = (folder / f"{name}.{end}" for end in ("pem", "key", "csr"))
+    ca = authority / "authority.pem"
+    if not own.exists() or own.stat().st_mtime < ca.stat().st_mtime:
+        subprocess.run(["openssl", "req", "-newkey", *key, "-nodes", "-subj", f"/CN={name}",
+                        "-addext", "subjectAltName=DNS:localhost", "-keyout", private, "-out",
+                        request], check=True, stderr=subprocess.DEVNULL)
+        subprocess.run(["openssl", "x509", "-req", "-in", request, "-CA", ca, "-CAkey",
+                        authority / "authority.key", "-copy_extensions", "copy", "-days", "3650",
+                        "-out", own], check=True, stderr=subprocess.DEVNULL)
+    return own, private
+
+
 class Broker:
     """A mosquitto on a free loopback port, with TLS and client certificates required."""
 
-    def __init__(self, authority, folder):
-        self.folder = folder
+    def __init__(self, authority, folder, key=RSA):
         self.ca = authority / "authority.pem"
-        self.cert, self.key = self._issue(authority, "client")
-        cert, key = self._issue(authority, "broker")
+        self.cert, self.key = issue(authority, folder, "client")
+        cert, key = issue(authority, folder, "broker", key)
         self.port = free_port()
-        configuration = folder / "mosquitto.conf"
-        configuration.write_text(
+        self.configuration = folder / "mosquitto.conf"
+        self.configuration.write_text(
             f"listener {self.port} 127.0.0.1\nuser root\nallow_anonymous true\n"
             f"cafile {self.ca}\ncertfile {cert}\nkeyfile {key}\nrequire_certificate true\n"
             "max_queued_messages 0\nset_tcp_nodelay true\nlog_type none\n")
+        self.start()
+
+    def start(self):
         program = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
-        self.process = subprocess.Popen([program, "-c", str(configuration)])
+        self.process = subprocess.Popen([program, "-c", str(self.configuration)])
         await_port(self.port)
 
-    def _issue(self, authority, name):
-        cert, key, request = (self.folder / f"{name}.{end}" for end in ("pem", "key", "csr"))
-        extensions = self.folder / "extensions"
-        extensions.write_text("subjectAltName=DNS:localhost\n")
-        openssl = ["openssl"]
-        subprocess.run(openssl + ["req", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN={name}",
-                                  "-keyout", key, "-out", request], check=True,
-                       stderr=subprocess.DEVNULL)
-        subprocess.run(openssl + ["x509", "-req", "-in", request, "-CA", self.ca, "-CAkey",
-                                  authority / "authority.key", "-CAcreateserial", "-days", "2",
-                                  "-CAserial", self.folder / "serial", "-extfile", extensions,
-                                  "-out", cert], check=True, stderr=subprocess.DEVNULL)
-        return cert, key
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+    def restart(self):
+        self.kill()
+        time.sleep(DOWN)
+        self.start()
 
     def stop(self):
         self.process.terminate()
@@ -182,9 +204,9 @@ class Bench:
             sys.exit(f"{command[0]}: {received['outOfOrder']} messages out of order")
         return wall, usage, received, output
 
-    def mosquitto_pub(self, topic):
-        return ["mosquitto_pub", "-l", "-h", "localhost", "-p", str(self.broker.port), "--cafile",
-                str(self.broker.ca), "--cert", str(self.broker.cert), "--key",
+    def mosquitto_pub(self, topic, payload="-l"):
+        return ["mosquitto_pub", payload, "-h", "localhost", "-p", str(self.broker.port),
+                "--cafile", str(self.broker.ca), "--cert", str(self.broker.cert), "--key",
                 str(self.broker.key), "-t", topic]
 
     def publish(self, rounds=3):
@@ -278,8 +300,7 @@ class Bench:
             time.sleep(2)
             self.broker.process.send_signal(signal.SIGSTOP)
             time.sleep(3)
-            self.broker.process.kill()
-            self.broker.stop()
+            self.broker.kill()
             self._broker = None
             received = json.loads(subscriber.stdout.readline())
             subscriber.wait()
@@ -291,6 +312,87 @@ class Bench:
             lost = max(0, late["first"] - received["next"])
             row("10000 states/s", published["published"], lost,
                 f"{lost * BYTES_EACH / 1024:.0f}", 256)
+
+    def fleet(self):
+        """The cloud clients of many gateways in one process; their broker is killed."""
+        limit = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
+        resource.setrlimit(resource.RLIMIT_NOFILE, (limit, limit))
+        certificates = self.authority.parent / "fleet"
+        certificates.mkdir(exist_ok=True)
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            list(pool.map(lambda i: issue(self.authority, certificates, i), range(GATEWAYS)))
+        for key in (RSA, ECDSA):
+            self._broker = Broker(self.authority, self.folder, key)
+            heading(f"broker with a key of {key[0]}, TLS 1.3", "client ms", "broker ms")
+            for name in ("full handshake", "resumed handshake"):
+                client, broker = self.handshakes(name == "resumed handshake")
+                row(name, f"{client * 1000:.2f}", f"{broker * 1000:.2f}")
+            with tempfile.TemporaryDirectory(dir="/dev/shm") as disk:  # for as many computers
+                self.environment["XDG_DATA_HOME"] = disk
+                self.connect_fleet(certificates)
+            self._broker.stop()
+            self._broker = None
+            (self.folder / "broker.pem").unlink()  # the next one has another kind of key
+
+    def handshakes(self, resumed, count=1000):
+        """Connections, one after the other; processor seconds of a client in Python and of the
+        broker for each."""
+        tls = ssl.create_default_context(cafile=self.broker.ca)
+        tls.load_cert_chain(self.broker.cert, self.broker.key)
+        pids = os.getpid(), self.broker.process.pid
+        before = [processor(pid) for pid in pids]
+        session = None
+        for _ in range(count):
+            plain = socket.create_connection(("127.0.0.1", self.broker.port))
+            with tls.wrap_socket(plain, server_hostname="localhost", session=session) as link:
+                link.sendall(CONNECT)
+                link.recv(4)  # CONNACK; the ticket comes before it
+                if link.session_reused != (session is not None):
+                    sys.exit("the broker did not resume a session")
+                session = link.session if resumed else None
+        return [(processor(pid) - start) / count for pid, start in zip(pids, before)]
+
+    def connect_fleet(self, certificates):
+        """From no gateway to all of them; the broker is killed, then killed while they publish."""
+        sizes = []
+        heading(f"{GATEWAYS} gateways connect", "first s", "median s", "99 % s", "last s",
+                "fleet ms each", "broker ms each")
+        for count in (0, 100, GATEWAYS):
+            fleet = Fleet(self.command("fleet", count) + [
+                "--cert", certificates / "%1.pem", "--key", certificates / "%1.key"], self)
+            if count == GATEWAYS:
+                fleet.storm("at first", time.monotonic())
+            elif count > 0:
+                fleet.answer("connectedAt")
+            sizes.append([memory(pid)[0] for pid in fleet.pids()])
+            if count < GATEWAYS:
+                fleet.end()
+        self.broker.restart()
+        fleet.storm("after the broker's return", time.monotonic())
+        follower = subprocess.Popen(self.command("follow"), stdout=subprocess.PIPE,
+                                    env=self.environment)
+        follower.stdout.readline()  # "subscribed"
+        fleet.publish(GATEWAYS, 20 * GATEWAYS)
+        time.sleep(3)
+        self.broker.restart()
+        fleet.storm("the same while they publish", time.monotonic())
+        fleet.answer("published")
+        time.sleep(3)  # the last ones arrive
+        subprocess.run(self.mosquitto_pub("things/bench/state", "-n"), check=True)
+        received = json.loads(follower.communicate()[0].splitlines()[-1])
+        delivered = received["count"] - received["repeated"]
+        print(f"of {20 * GATEWAYS} states, one a second from each, {20 * GATEWAYS - delivered} "
+              f"were lost, {received['repeated']} came twice")
+        heading("states of 200 bytes, one subscriber", "states/s", "fleet ms/1000",
+                "broker ms/1000")
+        for name, rate, count in (("one a second from each", GATEWAYS, 10 * GATEWAYS),
+                                  ("as fast as they go out", 0, 200 * GATEWAYS)):
+            fleet.load(name, rate, count)
+        heading("own memory", "fleet MB", "KB each", "broker MB", "KB each")
+        for count, size in zip((0, 100, GATEWAYS), sizes):
+            row(f"{count} gateways", *(figure for now, none in zip(size, sizes[0]) for figure in (
+                f"{now:.1f}", f"{(now - none) / max(count, 1) * 1024:.0f}")))
+        fleet.end()
 
     def scan(self):
         heading("lamps, all known and registered", "adoption s", "rescan s", "µs each")
@@ -379,6 +481,56 @@ class Bench:
         print("own: not shared with another process; wake-ups: voluntary switches of all threads")
 
 
+class Fleet:
+    """Many gateways in one process, which takes commands and prints lines of JSON."""
+
+    def __init__(self, command, bench):
+        self.bench = bench
+        self.process = subprocess.Popen(command, env=bench.environment, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True)
+        self.answers = {}
+        self.answer("made")
+
+    def answer(self, name):
+        while name not in self.answers:
+            if not select.select([self.process.stdout], [], [], MAX_WAIT)[0]:
+                sys.exit(f"the fleet has not answered for {MAX_WAIT} s")
+            self.answers.update(json.loads(self.process.stdout.readline()))
+        return self.answers.pop(name)
+
+    def publish(self, rate, count):
+        print(rate, count, file=self.process.stdin, flush=True)
+
+    def end(self):
+        self.process.communicate()
+
+    def pids(self):
+        return self.process.pid, self.bench.broker.process.pid
+
+    def measured(self, action, count):
+        """The result of the action, and the milliseconds of fleet and broker for each of it."""
+        before = [processor(pid) for pid in self.pids()]
+        result = action()
+        return result, [f"{(processor(pid) - start) / count * 1000:.2f}"
+                        for pid, start in zip(self.pids(), before)]
+
+    def storm(self, name, begin):
+        result, costs = self.measured(lambda: self.answer("connectedAt"), GATEWAYS)
+        times = sorted(at - begin for at in result)
+        row(name, *(f"{times[int(share * (GATEWAYS - 1))]:.2f}" for share in (0, 0.5, 0.99, 1)),
+            *costs)
+
+    def load(self, name, rate, count):
+        subscriber = subprocess.Popen(self.bench.command("subscribe", count), env=(
+            self.bench.environment), stdout=subprocess.PIPE)
+        subscriber.stdout.readline()  # "subscribed"
+        start = time.monotonic()
+        self.publish(rate, count)
+        _, costs = self.measured(subscriber.wait, count / 1000)
+        row(name, f"{count / (time.monotonic() - start):.0f}", *costs)
+        self.answer("published")
+
+
 def memory(pid):
     """Private and resident memory in MB."""
     sizes = {}
@@ -386,6 +538,12 @@ def memory(pid):
         name, size = line.split()[:2]
         sizes[name] = int(size) / 1024
     return sizes["Private_Clean:"] + sizes["Private_Dirty:"], sizes["Rss:"]
+
+
+def processor(pid):
+    """The seconds of processor time that the process has used."""
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
 def switches(pid):

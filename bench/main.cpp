@@ -31,8 +31,8 @@ int main(int argc, char *argv[])
                        {"key", "Client key.", "file"},
                        {"count", "Size of the load.", "count", "0"}});
     parser.addPositionalArgument("load",
-                                 "publish, tls, fill, drain, steady, states, subscribe, scan, "
-                                 "stream, line");
+                                 "publish, tls, fill, drain, steady, states, subscribe, follow, "
+                                 "fleet, scan, stream, line");
     parser.process(app);
     const bench::Broker broker = {static_cast<quint16>(parser.value("port").toUInt()),
                                   parser.value("ca"), parser.value("cert"), parser.value("key")};
@@ -58,6 +58,12 @@ int main(int argc, char *argv[])
     }
     if (load == "subscribe") {
         return bench::subscribe(broker, count);
+    }
+    if (load == "follow") {
+        return bench::subscribe(broker, 0, true);
+    }
+    if (load == "fleet") {
+        return bench::runFleet(broker, count);
     }
     if (load == "scan") {
         return bench::scan(count);
