@@ -36,7 +36,21 @@ function(kvg_compile_options target)
                            -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${KVG_SANITIZE})
   endif()
+  get_target_property(_kind ${target} TYPE)
+  if(KVG_SANITIZE STREQUAL "thread" AND _kind STREQUAL "EXECUTABLE")
+    target_link_libraries(${target} PRIVATE kvg_tsanqt)
+  endif()
 endfunction()
+
+# Teaches the thread sanitizer what Qt does between threads, in every program.
+if(KVG_SANITIZE STREQUAL "thread")
+  add_library(kvg_tsanqt OBJECT ${PROJECT_SOURCE_DIR}/tests/support/tsan_qt.cpp)
+  kvg_compile_options(kvg_tsanqt)
+  target_link_libraries(kvg_tsanqt PUBLIC Qt5::Core)
+  target_compile_definitions(kvg_tsanqt PRIVATE
+                             KVG_PLUGIN_FOLDER="${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/plugins")
+  set_target_properties(kvg_tsanqt PROPERTIES AUTOMOC OFF)
+endif()
 
 # Windows shows these as the properties of a program or library.
 if(WIN32)
