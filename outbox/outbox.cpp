@@ -67,7 +67,7 @@ bool isSound(const OutboxFile::Block &block)
 bool hasGone(const OutboxFile::Block &block, int bytes, int count)
 {
     int offset = 0;
-    for (int i = 0; i < count && offset < bytes; ++i) {
+    for (int i = 0; i < qMin(count, block.count); ++i) {
         offset += messageSize(block.data, offset);
     }
     return offset == bytes && count >= 0 && count < block.count;
