@@ -62,19 +62,18 @@ bool DatabaseFile::open(int applicationId, const QByteArray &schema,
     bool good = check(result, "open") &&
                 run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_size_limit = 4194304;"
                     "PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF;");
-    if (good && isNew) {
+    good = good && run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL");
+    // A file without tables is new: a process that creates one may be killed.
+    if (good && number("PRAGMA application_id") == 0 &&
+        number("SELECT count(*) FROM sqlite_master") == 0) {
         const QByteArray marks = "PRAGMA application_id = " + QByteArray::number(applicationId) +
                                  "; PRAGMA user_version = " + QByteArray::number(schemaVersion);
-        good = run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL") &&
-               run(("BEGIN;" + schema + marks + "; COMMIT;").constData());
-    } else if (good) {
-        good = run("PRAGMA journal_mode = WAL");
-        if (good && (number("PRAGMA application_id") != applicationId ||
-                     number("PRAGMA user_version") != schemaVersion || !isOurs())) {
-            logFailure("use", QStringLiteral("it is of another kind or version"));
-            m_damaged = true;
-            good = false;
-        }
+        good = run(("BEGIN;" + schema + marks + "; COMMIT;").constData());
+    } else if (good && (number("PRAGMA application_id") != applicationId ||
+                        number("PRAGMA user_version") != schemaVersion || !isOurs())) {
+        logFailure("use", QStringLiteral("it is of another kind or version"));
+        m_damaged = true;
+        good = false;
     }
     if (!good) {
         // An unknown format, say. Later, a COMMIT that SQLite has rolled back fails so, too.
