@@ -5,8 +5,9 @@
 // What differs between the platforms: the crash handler, and the file that it writes. The process
 // has one of each.
 
-// Replaces the file by an empty one that only this user can read. False if that is not possible.
-[[nodiscard]] bool openRecordFile(const QString &path);
+// Replaces the file in one step by one with these bytes that only this user can read, and keeps it
+// open. False if that is not possible.
+[[nodiscard]] bool openRecordFile(const QString &path, const void *bytes, int size);
 // Does nothing while no file is open. Safe in a signal handler.
 void writeRecordFile(const void *bytes, int size, int position);
 void closeRecordFile();

@@ -98,11 +98,15 @@ void handle(int number, siginfo_t *info, void * /*context*/)
 
 } // namespace
 
-bool openRecordFile(const QString &path)
+bool openRecordFile(const QString &path, const void *bytes, int size)
 {
-    recordFile = ::open(QFile::encodeName(path).constData(),
+    const QByteArray name = QFile::encodeName(path);
+    const QByteArray temporary = name + ".new";
+    recordFile = ::open(temporary.constData(),
                         O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-    return recordFile >= 0 && ::fchmod(recordFile, S_IRUSR | S_IWUSR) == 0;
+    return recordFile >= 0 && ::fchmod(recordFile, S_IRUSR | S_IWUSR) == 0 &&
+           ::pwrite(recordFile, bytes, std::size_t(size), 0) == size &&
+           ::rename(temporary.constData(), name.constData()) == 0;
 }
 
 void writeRecordFile(const void *bytes, int size, int position)

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <csignal>
 #include <cwchar>
+#include <string>
 
 namespace {
 
@@ -96,13 +97,25 @@ void handleMessage(QtMsgType type, const QMessageLogContext &where, const QStrin
 
 } // namespace
 
-bool openRecordFile(const QString &path)
+bool openRecordFile(const QString &path, const void *bytes, int size)
 {
-    const QString native = QDir::toNativeSeparators(path);
-    recordFile =
-        CreateFileW(reinterpret_cast<const wchar_t *>(native.utf16()), GENERIC_WRITE,
-                    FILE_SHARE_READ, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    return recordFile != INVALID_HANDLE_VALUE;
+    const std::wstring name = QDir::toNativeSeparators(path).toStdWString();
+    const std::wstring temporary = name + L".new";
+    const auto open = [](const std::wstring &file, DWORD disposition) {
+        recordFile = CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, disposition,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr);
+        return recordFile != INVALID_HANDLE_VALUE;
+    };
+    if (!open(temporary, CREATE_ALWAYS)) {
+        return false;
+    }
+    DWORD written = 0;
+    const bool isWritten =
+        WriteFile(recordFile, bytes, DWORD(size), &written, nullptr) != 0 && written == DWORD(size);
+    closeRecordFile(); // an open file cannot be moved
+    return isWritten &&
+           MoveFileExW(temporary.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING) != 0 &&
+           open(name, OPEN_EXISTING);
 }
 
 void writeRecordFile(const void *bytes, int size, int position)

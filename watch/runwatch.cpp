@@ -194,10 +194,9 @@ runwatch::StartPlan runwatch::begin(const QString &file)
                 {QString::fromUtf8(record.plugins[i].path), Reason(record.plugins[i].leftOut)});
         }
     }
-    if (!openRecordFile(file)) {
+    if (!openRecordFile(file, &record, sizeof(record))) {
         qCWarning(lcWatch).noquote() << "Cannot write" << file << "- crashes will not be recorded";
     }
-    saveAll();
     isStarting = true;
     if (KVG_HANDLE_CRASHES) {
         installCrashHandler();
