@@ -13,6 +13,7 @@
 #include "settings/settingsfile.h"
 #include "ui/leftoutbox.h"
 #include "ui/mainwindow.h"
+#include "ui/storagenotice.h"
 #include "ui/widgets/qmaterialicon.h"
 #include "ui/widgets/qtdockedapplication.h"
 #include "watch/runwatch.h"
@@ -93,6 +94,7 @@ int runWindow(const QtDockedApplication &app, const SingleAppHandler &guard,
         }
     });
     window.runInitSequence();
+    new StorageNotice(&window);
     // Is never seen if the user has quit meanwhile.
     showLeftOut(&window, plan, [&window, &plan] {
         runwatch::forgetBlame();

@@ -1,6 +1,7 @@
 #include "database/databasefile.h"
 
 #include "settings/privatefile.h"
+#include "settings/storagefaults.h"
 
 #include <QDir>
 #include <QFile>
@@ -71,8 +72,8 @@ bool DatabaseFile::open(int applicationId, const QByteArray &schema,
         good = run(("BEGIN;" + schema + marks + "; COMMIT;").constData());
     } else if (good && (number("PRAGMA application_id") != applicationId ||
                         number("PRAGMA user_version") != schemaVersion || !isOurs())) {
-        logFailure("use", QStringLiteral("it is of another kind or version"));
         m_damaged = true;
+        logFailure("use", QStringLiteral("it is of another kind or version"));
         good = false;
     }
     if (!good) {
@@ -95,7 +96,11 @@ bool DatabaseFile::check(int result, const char *what)
     m_damaged = m_damaged || std::find(damages.begin(), damages.end(), code) != damages.end() ||
                 (m_db && sqlite3_extended_errcode(m_db.get()) == SQLITE_READONLY &&
                  QFileInfo(m_path).isWritable());
-    logFailure(what, m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result));
+    QString reason = m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(result);
+    if (!QFileInfo(m_path).isWritable()) {
+        reason += QStringLiteral("; the file may not be written"); // SQLite tells of an I/O error
+    }
+    logFailure(what, reason);
     return false;
 }
 
@@ -106,6 +111,18 @@ void DatabaseFile::logFailure(const char *what, const QString &reason)
         m_failure = failure;
         qCWarning(m_log).noquote() << failure;
     }
+    if (!m_damaged) { // else a new one takes its place
+        StorageFaults::instance().note(m_path, false);
+    }
+}
+
+void DatabaseFile::noteWritten()
+{
+    if (!m_failure.isEmpty()) {
+        m_failure.clear();
+        qCInfo(m_log).noquote() << m_path << "is written again";
+    }
+    StorageFaults::instance().note(m_path, true);
 }
 
 bool DatabaseFile::run(const char *sql)

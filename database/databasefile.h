@@ -48,14 +48,16 @@ protected:
     // 0 on a failure.
     qint64 number(const char *sql);
     void rollback();
+    // Call it after each success, for log and StorageFaults.
+    void noteWritten();
 
     const QString m_path;
     std::unique_ptr<sqlite3, Closer> m_db;
     bool m_damaged = false;
-    QString m_failure; // the last in the log: each is logged once
 
 private:
     void logFailure(const char *what, const QString &reason);
 
     const Log m_log;
+    QString m_failure; // the last in the log: each is logged once
 };

@@ -129,7 +129,7 @@ bool HistoryFile::transact(const std::function<bool()> &change)
 {
     const bool good = run("BEGIN IMMEDIATE") && change() && !m_damaged && run("COMMIT");
     if (good) {
-        m_failure.clear();
+        noteWritten();
     } else {
         rollback();
     }

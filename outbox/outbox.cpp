@@ -368,13 +368,15 @@ void Outbox::discard(const QSet<QString> &exceptOf)
 
 void Outbox::write()
 {
-    if (!m_file.isOpen() && m_file.exists() && m_open.empty()) {
+    if (!m_file.isOpen() && (m_file.exists() || !m_fault.isEmpty()) && m_open.empty()) {
         load();
     }
     if (m_books.inMemory > 0) {
         store(writeInterval, true);
     } else if (!m_fault.isEmpty()) {
-        return; // the file is tried again
+        if (m_file.isOpen()) {
+            strikeOut(false);
+        }
     } else if (!isEmpty() || !m_file.isOpen() || !m_file.shrink()) {
         m_timer.stop();
     }
@@ -494,7 +496,8 @@ void Outbox::fail(const Books &before)
     if (m_file.isDamaged()) {
         abandonFile();
     }
-    setFault(tr("Waiting states cannot be written to the disk"));
+    setFault(tr("Waiting states cannot be written to the disk and are lost when the gateway ends. "
+                "Free some space on the disk, or check who may write there."));
 }
 
 // Bounds what waits in memory while the file cannot be used.

@@ -54,7 +54,9 @@ bool OutboxFile::open()
                                                     state().has_value();
                                          }) &&
                       run("BEGIN IMMEDIATE; UPDATE state SET clock = clock; COMMIT;");
-    if (!good) {
+    if (good) {
+        noteWritten();
+    } else {
         m_db.reset();
     }
     return good;
@@ -83,7 +85,7 @@ bool OutboxFile::commit(const State &state)
     }
     const bool good = check(sqlite3_step(update.get()), "write") && run("COMMIT");
     if (good) {
-        m_failure.clear();
+        noteWritten();
     }
     return good;
 }

@@ -2,9 +2,11 @@
 
 #include "settings/log.h"
 #include "settings/settingsfile.h"
+#include "settings/storagefaults.h"
 
 #include <QMutex>
 
+#include <atomic>
 #include <limits>
 
 namespace {
@@ -106,8 +108,8 @@ bool SettingsStore::Settings::event(QEvent *event)
 
 SettingsStore::~SettingsStore()
 {
-    if (m_changed) {
-        static_cast<void>(flush()); // it logs its failure
+    if (m_changed && !flush()) {
+        StorageFaults::instance().note(location(), false); // the caller cannot tell the user
     }
 }
 
@@ -118,13 +120,24 @@ bool SettingsStore::flush()
         m_settings.sync();
     }
     m_changed = false;
+    static std::atomic<bool> isFaultLogged{false};
     if (m_settings.status() == QSettings::AccessError) {
-        qCWarning(lcSettings).noquote() << "Cannot write the settings to" << m_settings.fileName();
-    } else if (m_settings.status() == QSettings::FormatError) {
+        if (!isFaultLogged.exchange(true)) {
+            qCWarning(lcSettings).noquote()
+                << "Cannot write the settings to" << location()
+                << "- they are kept in memory; check the free space and the access rights";
+        }
+        return false;
+    }
+    if (isFaultLogged.exchange(false)) {
+        qCInfo(lcSettings).noquote() << "The settings are written again to" << location();
+    }
+    StorageFaults::instance().note(location(), true);
+    if (m_settings.status() == QSettings::FormatError) {
         qCWarning(lcSettings).noquote()
             << m_settings.fileName() << "was damaged; kept the values that could be read";
     }
-    return m_settings.status() != QSettings::AccessError;
+    return true;
 }
 
 void SettingsStore::write(const QString &key, const QVariant &value)

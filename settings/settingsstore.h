@@ -17,7 +17,7 @@ class SettingsStore
 {
 public:
     SettingsStore() = default;
-    // Calls flush() after changes.
+    // Calls flush() after changes; a failure is noted in StorageFaults.
     ~SettingsStore();
     Q_DISABLE_COPY(SettingsStore)
 
@@ -43,8 +43,8 @@ public:
     {
         return containsKey(QLatin1String(key.path));
     }
-    // Writes the pending changes of all objects. False, with a log line, when this object failed to
-    // write, now or earlier.
+    // Writes the pending changes of all objects. False when this object failed to write, now or
+    // earlier; the log tells the first failure and its end. Failed changes stay pending.
     [[nodiscard]] bool flush();
     // The file or registry key, to show to the user.
     QString location() const { return m_settings.fileName(); }
