@@ -18,9 +18,9 @@ namespace {
 
 QtMessageHandler previousHandler = nullptr;
 std::mutex writeLock;
-QString openPath;          // empty before LogFile::open()
-QByteArrayList earlyLines; // written by LogFile::open()
-constexpr int maxEarlyLines = 100;
+QString openPath;            // empty before LogFile::open()
+QByteArrayList waitingLines; // for LogFile::open(), or until the file can be written again
+constexpr int maxWaitingLines = 100;
 constexpr char initials[] = "DWCFI"; // of the levels, indexed by QtMsgType
 
 // Escapes characters that would start a new line or change the order in which text is shown.
@@ -41,16 +41,16 @@ QString escaped(const QString &text)
     return text.size() > LogFile::maxTextLength ? result + QStringLiteral("…") : result;
 }
 
-// Opens the file for each line: the user may delete it, and Windows cannot rename an open file.
-void append(const QByteArray &line)
+bool makeFolder()
 {
-    const std::lock_guard<std::mutex> lock(writeLock);
-    if (openPath.isEmpty()) {
-        if (earlyLines.size() < maxEarlyLines) {
-            earlyLines.append(line);
-        }
-        return;
-    }
+    return QDir().mkpath(LogFile::folder()) &&
+           QFile::setPermissions(LogFile::folder(),
+                                 QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+// Opens the file for each line: the user may delete it, and Windows cannot rename an open file.
+bool write(const QByteArray &line)
+{
     QFile file(openPath);
     if (file.size() + line.size() > LogFile::maxFileSize) {
         const QString old = openPath + ".1";
@@ -60,13 +60,30 @@ void append(const QByteArray &line)
         }
     }
     const bool isNew = !file.exists();
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
-        return;
+    const auto mode = QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered;
+    if (!file.open(mode) && !(makeFolder() && file.open(mode))) {
+        return false;
     }
     if (isNew) {
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
     }
-    file.write(line);
+    const qint64 end = file.size();
+    const qint64 written = file.write(line);
+    if (written > 0 && written < line.size()) {
+        file.resize(end); // the disk is full: no part of a line
+    }
+    return written == line.size();
+}
+
+void append(const QByteArray &line)
+{
+    const std::lock_guard<std::mutex> lock(writeLock);
+    if (waitingLines.size() < maxWaitingLines) {
+        waitingLines.append(line);
+    }
+    while (!openPath.isEmpty() && !waitingLines.isEmpty() && write(waitingLines.constFirst())) {
+        waitingLines.removeFirst();
+    }
 }
 
 void handleMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
@@ -92,11 +109,11 @@ LogFile::LogFile()
 void LogFile::open()
 {
     QByteArrayList kept;
-    if (QDir().mkpath(folder())) {
-        QFile::setPermissions(folder(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    makeFolder();
+    {
         const std::lock_guard<std::mutex> lock(writeLock);
         openPath = folder() + "/kvg-gate.log";
-        kept.swap(earlyLines);
+        kept.swap(waitingLines);
     }
     qCInfo(lcApp).noquote() << QCoreApplication::applicationName()
                             << QCoreApplication::applicationVersion() << "starts with Qt"
@@ -111,7 +128,7 @@ LogFile::~LogFile()
     qInstallMessageHandler(previousHandler);
     const std::lock_guard<std::mutex> lock(writeLock);
     openPath.clear();
-    earlyLines.clear();
+    waitingLines.clear();
 }
 
 QString LogFile::folder()

@@ -7,9 +7,9 @@
 // category.
 //
 // A full file replaces "kvg-gate.log.1", and long texts are cut. Only this user can read the files.
-// Each line is written at once. Without write access to the folder there is no log file. One object
-// at a time, created and destroyed on the main thread after the application's name is set; messages
-// may come from any thread.
+// Each line is written at once; while that fails, the first hundred lines wait in memory. One
+// object at a time, created and destroyed on the main thread after the application's name is set;
+// messages may come from any thread.
 class LogFile
 {
 public:
