@@ -6,6 +6,7 @@
 #include "settings/settingsstore.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QMetaType>
@@ -397,7 +398,7 @@ void VelmorCloudClient::client_connected()
     m_loggedFailures.clear();
     qCInfo(lcCloud, "Connected to the broker");
     m_failure = {};
-    m_connectedSince = QDateTime::currentMSecsSinceEpoch();
+    m_connectedSince = QDeadlineTimer::current().deadline();
     m_nextAttempt = 0;
     emit linkChanged();
     const QPointer<QMQTT::Client> client = m_client;
@@ -453,9 +454,15 @@ void VelmorCloudClient::client_error(int code)
 void VelmorCloudClient::setDisconnected(std::chrono::milliseconds untilNextAttempt)
 {
     m_connectedSince = 0;
-    m_nextAttempt =
-        untilNextAttempt > 0ms ? QDateTime::currentMSecsSinceEpoch() + untilNextAttempt.count() : 0;
+    m_nextAttempt = untilNextAttempt > 0ms ? QDeadlineTimer(untilNextAttempt).deadline() : 0;
     emit linkChanged();
+}
+
+qint64 VelmorCloudClient::dateOf(qint64 time)
+{
+    return time == 0
+               ? 0
+               : QDateTime::currentMSecsSinceEpoch() + time - QDeadlineTimer::current().deadline();
 }
 
 void VelmorCloudClient::logFailure(const QString &text)

@@ -43,9 +43,9 @@ public:
     bool isStarted() const { return m_client != nullptr; }
     // Of the last attempt; null before it failed.
     ConnectionFailure failure() const { return m_failure; }
-    // Dates in milliseconds since 1970; 0 when there is none.
-    qint64 connectedSince() const { return m_connectedSince; }
-    qint64 nextAttempt() const { return m_nextAttempt; }
+    // Dates in milliseconds since 1970, by the present date; 0 when there is none.
+    qint64 connectedSince() const { return dateOf(m_connectedSince); }
+    qint64 nextAttempt() const { return dateOf(m_nextAttempt); }
     Outbox &outbox() { return m_outbox; }
     // Messages of the outbox that the broker has not confirmed.
     int pendingCount() const { return static_cast<int>(m_outbox.waiting()); }
@@ -112,6 +112,7 @@ private:
     QString stateTopic(const QString &tid);
     void logFailure(const QString &text);
     void setDisconnected(std::chrono::milliseconds untilNextAttempt);
+    static qint64 dateOf(qint64 time);
 
     QMQTT::Client *m_client = nullptr; // deleted (deferred) by stop()
     QSet<QString> m_subscriptions;
@@ -119,6 +120,7 @@ private:
     QString m_lastError;
     ConnectionFailure m_failure;
     bool m_hasTlsFailure = false; // tells more than the error that follows
+    // On the clock of QDeadlineTimer: the computer's date may change. 0: none.
     qint64 m_connectedSince = 0;
     qint64 m_nextAttempt = 0;
     // Since the last connection. Each is logged once: an attempt every ten seconds would push

@@ -158,13 +158,17 @@ void CloudPage::showConnectivity(bool connected)
 void CloudPage::showLink(const LinkState &state)
 {
     m_link = state;
+    m_linkDate = QDateTime::currentMSecsSinceEpoch();
+    m_linkAge.start();
     updateLink();
 }
 
 void CloudPage::updateLink()
 {
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    m_linkSummary->setText(linktext::summary(m_link, now));
+    // The state's dates are those of its own time: the computer's clock may have been set since.
+    const qint64 then = m_linkAge.isValid() ? m_linkDate + m_linkAge.elapsed() : now;
+    m_linkSummary->setText(linktext::summary(m_link, then));
     m_reconnectButton->setVisible(m_link.kind == LinkState::Waiting || m_link.nextAttempt > 0);
     m_ledger->setText(linktext::ledger(m_link));
     m_validity->setText(linktext::validity(m_link, now),

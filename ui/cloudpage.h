@@ -2,6 +2,7 @@
 
 #include "runner/linkstate.h"
 
+#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QTimer>
 #include <QWidget>
@@ -60,5 +61,7 @@ private:
     QPushButton *m_resetButton;
     bool m_hasIdentity = false; // by the runner's last status
     LinkState m_link;
+    qint64 m_linkDate = 0; // when it was told
+    QElapsedTimer m_linkAge;
     QTimer m_clock; // of the relative times, while the page is shown
 };
