@@ -406,6 +406,10 @@ void MainWindow::closeEvent(QCloseEvent *event)
         event->ignore();
         mhide();
         m_tray->showClosed();
+        if (!m_tray->isAvailable()) {
+            statusBar()->showMessage(tr("This desktop has no tray, so closing the window only "
+                                        "minimises it. Exit in the menu ends the gateway."));
+        }
     } else {
         QMetaObject::invokeMethod(this, &MainWindow::quit, Qt::QueuedConnection);
     }

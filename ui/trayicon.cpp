@@ -3,6 +3,7 @@
 #include "settings/defaults.h"
 #include "settings/settingsstore.h"
 #include "ui/linktext.h"
+#include "ui/log.h"
 #include "ui/widgets/qmaterialicon.h"
 
 #include <QCoreApplication>
@@ -29,6 +30,7 @@ void TrayIcon::attempt()
             ++m_retries;
             QTimer::singleShot(m_retries * retryStep, this, &TrayIcon::attempt);
         } else {
+            qCInfo(lcUi, "This desktop has no tray: closing the window minimises it");
             emit missing();
         }
         return;

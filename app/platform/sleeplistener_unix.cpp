@@ -11,6 +11,7 @@ void SleepListener::install()
     if (!bus.isConnected() || !bus.connect("org.freedesktop.login1", "/org/freedesktop/login1",
                                            "org.freedesktop.login1.Manager", "PrepareForSleep",
                                            this, SLOT(sleepChanged(bool)))) {
-        qCDebug(lcApp, "No sleep notifications: cannot connect to the system bus");
+        qCInfo(lcApp, "No sleep notifications: cannot connect to the system bus. After sleep, a "
+                      "lost connection is noticed only by the keep-alive.");
     }
 }
