@@ -431,9 +431,10 @@ void VelmorCloudClient::client_error(int code)
     const QString detail = m_socket ? m_socket->errorString() : QString();
     const bool fromSocket = error < QMQTT::MqttUnacceptableProtocolVersionError;
     const auto failure = ConnectionFailure::of(code, fromSocket ? detail : QString());
-    logFailure(QStringLiteral("Cloud connection failed, code 0x%1 (%2) - %3")
-                   .arg(QString::number(error, 16), fromSocket ? detail : "MQTT", failure.text()));
     if (!std::exchange(m_hasTlsFailure, false)) {
+        logFailure(
+            QStringLiteral("Cloud connection failed, code 0x%1 (%2) - %3")
+                .arg(QString::number(error, 16), fromSocket ? detail : "MQTT", failure.text()));
         m_failure = failure;
     }
     setDisconnected(reconnectInterval);
