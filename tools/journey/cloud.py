@@ -12,14 +12,14 @@ from programs import JourneyError, Program
 
 
 class Sandbox:
-    """The sandbox cloud, which keeps its data in the working folder."""
+    """The sandbox cloud, which keeps its data in the working folder; `options`: of its first start."""
 
-    def __init__(self, build, authority, work, programs):
+    def __init__(self, build, authority, work, programs, *options):
         self.command = [build / "bin" / "kvg-sandbox", "--authority", authority,
                         "--dir", work / "cloud"]
         self.log = work / "sandbox.log"
         self.programs = programs
-        self.start()
+        self.start(*options)
 
     def start(self, *options):
         self.program = Program("sandbox", [*self.command, *options], self.log,

@@ -23,7 +23,7 @@ BUS_CONFIG = """<busconfig>
 """
 
 
-def start_display(logs, sockets, environment, programs):
+def start_display(logs, sockets, environment, programs, tray=True):
     """Adds the programs that it starts to `programs`, and their addresses to `environment`.
 
     `sockets` is an empty folder with a short path: the path of a socket has at most 107 bytes.
@@ -46,6 +46,8 @@ def start_display(logs, sockets, environment, programs):
     environment["DBUS_SESSION_BUS_ADDRESS"] = bus.first_line()
 
     start("manager", "openbox")
+    if not tray:
+        return
     # Of a fixed width, for one icon: Wine clips its icon to the width that it finds first.
     start("tray", "trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel",
           "--width", 24, "--height", 28, "--SetPartialStrut", "true")

@@ -41,7 +41,7 @@ def use_profile(environment, profile, sockets):
     environment["TMPDIR"] = str(sockets)
     environment.setdefault("XAUTHORITY", os.path.expanduser("~/.Xauthority"))
     for variable, folder in FOLDERS.items():
-        (profile / folder).mkdir(parents=True)
+        (profile / folder).mkdir(parents=True, exist_ok=True)
         environment[variable] = str(profile / folder)
 
 
@@ -198,4 +198,5 @@ def main():
     return status
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())
