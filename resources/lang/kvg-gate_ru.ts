@@ -835,6 +835,10 @@
         <source>Exit</source>
         <translation>Выход</translation>
     </message>
+    <message>
+        <source>This desktop has no tray, so closing the window only minimises it. Exit in the menu ends the gateway.</source>
+        <translation>На этом рабочем столе нет области уведомлений, поэтому при закрытии окно только сворачивается. Пункт «Выход» в меню завершает шлюз.</translation>
+    </message>
 </context>
 <context>
     <name>Navigation</name>
@@ -886,8 +890,8 @@
         <translation>Файл для ожидающих состояний недоступен</translation>
     </message>
     <message>
-        <source>Waiting states cannot be written to the disk</source>
-        <translation>Ожидающие состояния не удаётся записать на диск</translation>
+        <source>Waiting states cannot be written to the disk and are lost when the gateway ends. Free some space on the disk, or check who may write there.</source>
+        <translation>Ожидающие состояния не удаётся записать на диск, и при завершении шлюза они пропадут. Освободите место на диске или проверьте, кому разрешена запись.</translation>
     </message>
 </context>
 <context>
@@ -1673,6 +1677,13 @@ A device that is forgotten loses its name and its registration, and the cloud he
     <message>
         <source>Clear</source>
         <translation>Очистить</translation>
+    </message>
+</context>
+<context>
+    <name>StorageNotice</name>
+    <message>
+        <source>The gateway cannot write %1. Free some space on the disk, or check who may write there. Until then new settings, states that wait for the cloud and the history are lost when the gateway ends.</source>
+        <translation>Шлюз не может записать %1. Освободите место на диске или проверьте, кому разрешена запись. До тех пор новые настройки, ожидающие отправки в облако состояния и история пропадут при завершении шлюза.</translation>
     </message>
 </context>
 <context>
