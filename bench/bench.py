@@ -31,6 +31,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tools" / "journey"))
 from display import start_display
+from programs import memory
 
 MESSAGES = 200_000
 BACKLOG = 1_000_000
@@ -529,15 +530,6 @@ class Fleet:
         _, costs = self.measured(subscriber.wait, count / 1000)
         row(name, f"{count / (time.monotonic() - start):.0f}", *costs)
         self.answer("published")
-
-
-def memory(pid):
-    """Private and resident memory in MB."""
-    sizes = {}
-    for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()[1:]:
-        name, size = line.split()[:2]
-        sizes[name] = int(size) / 1024
-    return sizes["Private_Clean:"] + sizes["Private_Dirty:"], sizes["Rss:"]
 
 
 def processor(pid):

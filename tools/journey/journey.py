@@ -54,6 +54,23 @@ def write_browser(work, environment, command):
     environment["PATH"] = f"{folder}:{environment['PATH']}"
 
 
+def start_desktop(work, environment, profile, sockets, programs):
+    """Starts the virtual display, and makes `environment` that of this process, too.
+
+    Returns the file to which the browser's stand-in writes the addresses that are opened.
+    """
+    for variable in [name for name in environment if name.startswith(FOREIGN)]:
+        del environment[variable]
+    environment.update(XDG_RUNTIME_DIR=str(sockets), LC_ALL="C.UTF-8")
+    use_profile(environment, profile, sockets)
+    opened = work / "opened"
+    write_browser(work, environment, f"echo \"$1\" >> {shlex.quote(str(opened))}")
+    start_display(work, sockets, environment, programs)
+    os.environ.clear()
+    os.environ.update(environment)
+    return opened
+
+
 @contextlib.contextmanager
 def own_folder(work):
     """Empties the working folder and locks it."""
@@ -124,15 +141,7 @@ def journey(options, build, work, sockets, programs, stack):
         hand_over(start_gateway(), cloud["portal"])
         return
 
-    for variable in [name for name in environment if name.startswith(FOREIGN)]:
-        del environment[variable]
-    environment.update(XDG_RUNTIME_DIR=str(sockets), LC_ALL="C.UTF-8")
-    use_profile(environment, profile, sockets)
-    opened = work / "opened"
-    write_browser(work, environment, f"echo \"$1\" >> {shlex.quote(str(opened))}")
-    start_display(work, sockets, environment, programs)
-    os.environ.clear()
-    os.environ.update(environment)
+    opened = start_desktop(work, environment, profile, sockets, programs)
     system.set_up(cloud, environment, watched=True)
     pictures = work / "tour"
     pictures.mkdir()
@@ -153,21 +162,8 @@ def stop_on_signal(number, _frame):
     raise Stopped(number)
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
-    parser.add_argument("--windows", type=pathlib.Path,
-                        help="build folder for Windows, whose gateway is taken, under Wine")
-    parser.add_argument("--package", type=pathlib.Path,
-                        help="build folder of the package, whose gateway is taken, from the root "
-                        "folder in it")
-    parser.add_argument("--work", type=pathlib.Path,
-                        help="folder for profile, logs and pictures: new, or of an earlier journey")
-    parser.add_argument("--watch", type=float, default=10,
-                        help="seconds for which the tour watches the states")
-    options = parser.parse_args()
-    build = options.build.resolve()
-    work = (options.work or (options.windows or options.package or build) / "run").resolve()
+def run(work, play):
+    """Calls play(sockets, programs, stack), ends all `programs`, and returns the exit status."""
     signals = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
     for number in signals:
         signal.signal(number, stop_on_signal)
@@ -176,7 +172,7 @@ def main():
         sockets = stack.enter_context(tempfile.TemporaryDirectory(prefix="kvg-", dir="/tmp"))
         try:
             with own_folder(work):
-                journey(options, build, work, pathlib.Path(sockets), programs, stack)
+                play(pathlib.Path(sockets), programs, stack)
             status = 0
         except Stopped as stopped:
             print(f"\nstopped by signal {stopped.args[0]}", file=sys.stderr)
@@ -196,6 +192,24 @@ def main():
             for program in reversed(programs):
                 program.stop()
     return status
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
+    parser.add_argument("--windows", type=pathlib.Path,
+                        help="build folder for Windows, whose gateway is taken, under Wine")
+    parser.add_argument("--package", type=pathlib.Path,
+                        help="build folder of the package, whose gateway is taken, from the root "
+                        "folder in it")
+    parser.add_argument("--work", type=pathlib.Path,
+                        help="folder for profile, logs and pictures: new, or of an earlier journey")
+    parser.add_argument("--watch", type=float, default=10,
+                        help="seconds for which the tour watches the states")
+    options = parser.parse_args()
+    build = options.build.resolve()
+    work = (options.work or (options.windows or options.package or build) / "run").resolve()
+    return run(work, lambda *parts: journey(options, build, work, *parts))
 
 
 if __name__ == "__main__":

@@ -12,6 +12,15 @@ def say(step, text):
     print(f"{step:<12} {text}", flush=True)
 
 
+def memory(pid):
+    """Private and resident memory in MB."""
+    sizes = {}
+    for line in pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()[1:]:
+        name, size = line.split()[:2]
+        sizes[name] = int(size) / 1024
+    return sizes["Private_Clean:"] + sizes["Private_Dirty:"], sizes["Rss:"]
+
+
 class Program:
     """A child process; its errors, and its output unless `output` is given, go to a file."""
 

@@ -184,11 +184,27 @@ class Tour:
         say("unplugged", f"the {BOARD}")
 
     def register(self):
+        named = self.begin_registration(5)
+        named.append(BOARD)  # by itself
+        self.wait_for_registration("Yes", len(named))
+        self.screen.picture("registered")
+        self.screen.press("Cloud")
+        lines = self.screen.texts(("list item",))
+        for alias in named:
+            if not any(line.startswith(alias) for line in lines):
+                raise JourneyError(f"“{alias}” is not among the registered: {lines}")
+            say("registered", alias)
+        self.wait_for_connection()
+        self.screen.picture("wizard-finish")
+        self.screen.press("Devices")
+
+    def begin_registration(self, unnamed):
+        """Names the things, of which so many have no name, and enters the code into the portal."""
         self.screen.press("Cloud")
         wait_for("first step", lambda: "Step 1. Fill in the thing names" in self.labels())
         self.screen.picture("wizard-start")
         self.screen.press("Start")
-        named = self.name_things()
+        named = self.name_things(unnamed)
         self.screen.find(BUTTON, "Copy to Clipboard")
         wait_for("third step", lambda: "Step 3. Enter the code in the cloud" in self.labels())
         self.screen.picture("wizard-code")
@@ -206,22 +222,11 @@ class Tour:
                  self.portal.address in self.opened.read_text().splitlines())
         self.portal.post("/api/code", {"code": code.zfill(6)})
         say("portal", "code entered")
-        named.append(BOARD)  # by itself
-        self.wait_for_registration("Yes", len(named))
-        self.screen.picture("registered")
-        self.screen.press("Cloud")
-        lines = self.screen.texts(("list item",))
-        for alias in named:
-            if not any(line.startswith(alias) for line in lines):
-                raise JourneyError(f"“{alias}” is not among the registered: {lines}")
-            say("registered", alias)
-        self.wait_for_connection()
-        self.screen.picture("wizard-finish")
-        self.screen.press("Devices")
+        return named
 
-    def name_things(self):
+    def name_things(self, count):
         asked, named = set(), []
-        while len(named) < 5:
+        while len(named) < count:
             dialog, text = wait_for("question for a name", lambda: next(
                 ((found, text) for found in [self.screen.look(DIALOG, "Thing Name")] if found
                  for text in self.screen.texts(("label",), found) if text not in asked), None))
@@ -306,15 +311,18 @@ class Tour:
         say("renamed", "Lamp 3 is the Kitchen lamp")
 
     def add_lamp(self):
-        self.screen.press("Device settings")
-        self.screen.fill("Number of lamps", "4")
-        self.screen.picture("four-lamps")
-        self.screen.press("Write")
-        self.screen.press("Rescan")
-        self.screen.press("Devices")
+        self.set_lamps(4)
         self.rows(6)
         self.screen.picture("fourth-lamp")
         say("setting", "a fourth lamp was found")
+
+    def set_lamps(self, count):
+        self.screen.press("Device settings")
+        self.screen.fill("Number of lamps", str(count))
+        self.screen.picture(f"{count}-lamps")
+        self.screen.press("Write")
+        self.screen.press("Rescan")
+        self.screen.press("Devices")
 
     def unplug(self):
         def plug():
@@ -367,11 +375,14 @@ class Tour:
         self.wait_for_registration("No", 6)
         say("reset", "nothing is registered any more")
 
-    def restore(self):
+    def load_backup(self):
         self.choose_file("Load Backup", "Load Backup")
         self.answer("Restore Backup", "restore-question", "alt+y")
         self.answer("Import", "backup-loaded")
         self.restart()
+
+    def restore(self):
+        self.load_backup()
         self.wait_for_registration("Yes", 5)
         self.screen.press("Cloud")
         self.wait_for_connection()
