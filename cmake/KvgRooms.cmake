@@ -44,7 +44,7 @@ endfunction()
 
 # Teaches the thread sanitizer what Qt does between threads, in every program.
 if(KVG_SANITIZE STREQUAL "thread")
-  add_library(kvg_tsanqt OBJECT ${PROJECT_SOURCE_DIR}/tests/support/tsan_qt.cpp)
+  add_library(kvg_tsanqt OBJECT ${PROJECT_SOURCE_DIR}/cmake/tsan_qt.cpp)
   kvg_compile_options(kvg_tsanqt)
   target_link_libraries(kvg_tsanqt PUBLIC Qt5::Core)
   target_compile_definitions(kvg_tsanqt PRIVATE
