@@ -25,7 +25,7 @@ class House(Linux):
     """A gateway, and what is round it."""
 
     def __init__(self, build, work, programs, sockets, tray):
-        super().__init__(build, work / "profile", None)
+        super().__init__(build / "bin", work / "profile", None)
         self.build, self.work, self.programs = build, work, programs
         self.profile = work / "profile"
         self.output = work / "gateway.log"  # out of the fault's reach, other than the log

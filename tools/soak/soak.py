@@ -397,7 +397,7 @@ def play(options, work, sockets, programs):
                             arrivals.on_state)
     arrivals.network = network = Network(
         cloud["broker"]["port"], int(cloud["base"].rsplit(":")[-1]), subscriber.subscribed)
-    system = Linux(program, work / "profile", "")
+    system = Linux(program / "bin", work / "profile", "")
     system.set_up(cloud, environment, watched=True)
     stored = system.config / "Corvalt" / "KVG-Gate.conf"
     stored.write_text(settings(network, cloud))
