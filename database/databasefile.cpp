@@ -63,7 +63,9 @@ bool DatabaseFile::open(int applicationId, const QByteArray &schema,
     bool good = check(result, "open") &&
                 run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_size_limit = 4194304;"
                     "PRAGMA cell_size_check = ON; PRAGMA trusted_schema = OFF;");
-    good = good && run("PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL");
+    // SQLite would write the first of these again: no file could be read on a full disk.
+    good = good && (number("PRAGMA page_count") > 0 || run("PRAGMA auto_vacuum = INCREMENTAL")) &&
+           run("PRAGMA journal_mode = WAL");
     // A file without tables is new: a process that creates one may be killed.
     if (good && number("PRAGMA application_id") == 0 &&
         number("SELECT count(*) FROM sqlite_master") == 0) {

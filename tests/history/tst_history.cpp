@@ -376,6 +376,10 @@ private slots:
         open();
         QCOMPARE(text(fetch(*m_history, {"d", "constant"})), QString("60:5 120:nan"));
         QCOMPARE(text(fetch(*m_history, {"d", "x"})), QString("60:2 120:nan"));
+        m_history = nullptr;
+        HistoryFile file(m_path);
+        QCOMPARE(file.members().size(), 2);
+        QCOMPARE(QFileInfo(m_path + "-wal").size(), 0); // else a full disk could not be read
     }
 
 private:
