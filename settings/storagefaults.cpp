@@ -21,7 +21,7 @@ void StorageFaults::note(const QString &path, bool isWritten)
         isFaulty = !m_files.isEmpty();
     }
     if (isFaulty != wasFaulty) {
-        emit changed(isFaulty);
+        emit changed();
     }
 }
 

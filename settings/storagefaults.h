@@ -21,7 +21,7 @@ public:
 
 signals:
     // The first file could not be written, or the last one could be written again.
-    void changed(bool isFaulty);
+    void changed();
 
 private:
     using QObject::QObject;

@@ -15,7 +15,7 @@ public:
     explicit StorageNotice(QWidget *window);
 
 private:
-    void show(bool isFaulty);
+    void show();
 
     QWidget *const m_window;
     QTimer m_retry;
