@@ -78,11 +78,12 @@ bool write(const QByteArray &line)
 void append(const QByteArray &line)
 {
     const std::lock_guard<std::mutex> lock(writeLock);
-    if (waitingLines.size() < maxWaitingLines) {
-        waitingLines.append(line);
-    }
     while (!openPath.isEmpty() && !waitingLines.isEmpty() && write(waitingLines.constFirst())) {
         waitingLines.removeFirst();
+    }
+    const bool mustWait = openPath.isEmpty() || !waitingLines.isEmpty() || !write(line);
+    if (mustWait && waitingLines.size() < maxWaitingLines) {
+        waitingLines.append(line);
     }
 }
 
