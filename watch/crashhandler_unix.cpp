@@ -102,10 +102,10 @@ bool openRecordFile(const QString &path, const void *bytes, int size)
 {
     const QByteArray name = QFile::encodeName(path);
     const QByteArray temporary = name + ".new";
-    recordFile = ::open(temporary.constData(),
-                        O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-    return recordFile >= 0 && ::fchmod(recordFile, S_IRUSR | S_IWUSR) == 0 &&
-           ::pwrite(recordFile, bytes, std::size_t(size), 0) == size &&
+    ::unlink(temporary.constData()); // of a start that was killed, perhaps as another user
+    recordFile =
+        ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    return recordFile >= 0 && ::pwrite(recordFile, bytes, std::size_t(size), 0) == size &&
            ::rename(temporary.constData(), name.constData()) == 0;
 }
 
