@@ -67,6 +67,7 @@ def read_only_home(house):
     house.start()
     house.close_box(r"cannot write .*\.db\. .* check who may write")
     house.fail_to_save()
+    house.screen.press("Cloud")
     house.idle()
     mount("-o", "remount,bind,rw", house.profile)
     house.check_saved()
