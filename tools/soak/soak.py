@@ -390,8 +390,8 @@ def play(options, work, sockets, programs):
     os.environ.update(environment)
     records.mkdir()
     pictures.mkdir()
-    shutil.copytree(options.build / "bin", program / "bin")
-    shutil.copy(options.build / "soak" / "thing_counter.so", program / "bin" / "plugins")
+    shutil.copytree(options.build / "bin", program)
+    shutil.copy(options.build / "soak" / "thing_counter.so", program / "plugins")
     arrivals = Arrivals(records)
     subscriber = Subscriber(cloud["broker"]["port"], work / "cloud", cloud["ca"],
                             arrivals.on_state)
