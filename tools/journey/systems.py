@@ -95,8 +95,8 @@ class Installed(Linux):
 
     def __init__(self, root, profile, board):
         super().__init__(root / "usr/lib/kvg-gate", profile, board)
-        # In the root, the folders for temporary files and of the profile are those of this computer.
-        mounts = " && ".join(f'mkdir -p "$0{folder}" && mount --rbind {folder} "$0{folder}"'
+        # In the root, the folders for temporary files and the profile are those of this computer.
+        mounts = " && ".join(f'mkdir -p "$0{folder}" && mount --rbind "{folder}" "$0{folder}"'
                              for folder in ("/dev", "/proc", "/tmp", profile.parent))
         self.command = ["unshare", "--mount", "sh", "-c",
                         f'{mounts} && exec chroot "$0" kvg-gate "$@"', root]
