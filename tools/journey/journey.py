@@ -45,9 +45,9 @@ def use_profile(environment, profile, sockets):
         environment[variable] = str(profile / folder)
 
 
-def write_browser(work, environment, command):
-    """Makes the xdg-open by which the gateway opens an address."""
-    folder = work / "bin"
+def write_browser(sockets, environment, command):
+    """Makes the xdg-open by which the gateway opens an address; Qt allows no space in its path."""
+    folder = sockets / "bin"
     folder.mkdir()
     (folder / "xdg-open").write_text(f"#!/bin/sh\n{command}\n")
     (folder / "xdg-open").chmod(0o700)
@@ -64,7 +64,7 @@ def start_desktop(work, environment, profile, sockets, programs):
     environment.update(XDG_RUNTIME_DIR=str(sockets), LC_ALL="C.UTF-8")
     use_profile(environment, profile, sockets)
     opened = work / "opened"
-    write_browser(work, environment, f"echo \"$1\" >> {shlex.quote(str(opened))}")
+    write_browser(sockets, environment, f"echo \"$1\" >> {shlex.quote(str(opened))}")
     start_display(work, sockets, environment, programs)
     os.environ.clear()
     os.environ.update(environment)
@@ -135,7 +135,7 @@ def journey(options, build, work, sockets, programs, stack):
         own = [f"{name}={os.environ[name]}" for name in ("PATH", "TMPDIR", *FOLDERS)
                if name in os.environ]
         unset = [f"-u{name}" for name in ("TMPDIR", *FOLDERS)]
-        write_browser(work, environment, f"exec env {shlex.join(unset + own)} xdg-open \"$@\"")
+        write_browser(sockets, environment, f"exec env {shlex.join(unset + own)} xdg-open \"$@\"")
         use_profile(environment, profile, sockets)
         system.set_up(cloud, environment, watched=False)
         hand_over(start_gateway(), cloud["portal"])
