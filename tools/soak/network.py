@@ -6,7 +6,9 @@ import subprocess
 import threading
 import time
 
-SLOW = 60_000  # bytes a second
+# Bytes a second: less than the counters publish, but enough for several confirmations before a
+# drain is cut.
+SLOW = 150_000
 NOTICED = 1.0  # seconds until both ends have noticed the end of a link, on a busy computer
 
 
@@ -27,65 +29,55 @@ class Link:
 
 
 class Network:
-    """Forwards ports of 127.0.0.1 to those of broker and web server, and can be disturbed.
+    """Forwards `port` of 127.0.0.1 to that of the broker, and can be disturbed.
 
-    The broker is reached only while `may_connect` is set: nobody would see what came while the
-    subscriber is away. `losses` has a span (begin, end) for each connection to the broker that
-    ended otherwise than by the gateway and on a sound network: states that were sent in it without
-    waiting may be lost.
+    It is reached only while `may_connect` is set: what came while the subscriber is away would not
+    be seen. `losses` has a span (begin, end) for each connection, except those that the gateway
+    ended while nothing was disturbed: states that were sent in it without waiting may be lost.
     """
 
-    def __init__(self, broker_port, web_port, may_connect):
+    def __init__(self, broker_port, may_connect):
+        self.broker_port = broker_port
         self.may_connect = may_connect
         self.is_open = threading.Event()
         self.slow = self.hung = False
         self.disturbed_since = None
-        self.links = []  # to the broker
-        self.web_links = []
+        self.links = []
         self.losses = []
         self.is_open.set()
-        self.broker_port = self._serve(broker_port, self.links)
-        self.web_port = self._serve(web_port, self.web_links)
-
-    def _serve(self, target, links):
         with socket.create_server(("127.0.0.1", 0)) as server:
-            port = server.getsockname()[1]
-        threading.Thread(target=self._accept, args=(port, target, links), daemon=True).start()
-        return port
+            self.port = server.getsockname()[1]
+        threading.Thread(target=self._accept, daemon=True).start()
 
-    def _accept(self, port, target, links):
+    def _accept(self):
         while self.is_open.wait():
-            with socket.create_server(("127.0.0.1", port)) as server:
+            with socket.create_server(("127.0.0.1", self.port)) as server:
                 server.settimeout(0.05)
                 while self.is_open.is_set():
                     with contextlib.suppress(TimeoutError):
-                        threading.Thread(target=self._begin, daemon=True,
-                                         args=(server.accept()[0], target, links)).start()
+                        threading.Thread(target=self._begin, args=server.accept()[:1],
+                                         daemon=True).start()
 
-    def _begin(self, near, target, links):
+    def _begin(self, near):
         try:
-            if links is self.links and not self.may_connect.wait(20):
+            if not self.may_connect.wait(20):
                 raise OSError
-            link = Link(near, target)
+            link = Link(near, self.broker_port)
         except OSError:
             near.close()
             return
         if not self.hung:
             link.flows.set()
-        links.append(link)
-        # The sandbox's web server insists on its own address.
-        address = (f"Host: 127.0.0.1:{near.getsockname()[1]}".encode(),
-                   f"Host: 127.0.0.1:{target}".encode()) if links is self.web_links else (b"", b"")
-        threading.Thread(target=self._pump, args=(link, near, link.far, address),
-                         daemon=True).start()
-        self._pump(link, link.far, near, (b"", b""))
+        self.links.append(link)
+        threading.Thread(target=self._pump, args=(link, near, link.far), daemon=True).start()
+        self._pump(link, link.far, near)
 
-    def _pump(self, link, source, sink, replacement):
+    def _pump(self, link, source, sink):
         try:
             while (data := source.recv(16384)) and link.flows.wait():
                 if self.slow:
                     time.sleep(len(data) / SLOW)
-                sink.sendall(data.replace(*replacement) if replacement[0] else data)
+                sink.sendall(data)
                 link.flows.wait()
             link.flows.wait()
             if source is link.near and self.disturbed_since is None and link.ended is None:
@@ -101,8 +93,7 @@ class Network:
         if link.ended is None:
             link.ended = time.monotonic()
             since = (self.disturbed_since or link.ended) - NOTICED
-            if link in self.links:
-                self.losses.append((max(since, link.began), link.ended + NOTICED))
+            self.losses.append((max(since, link.began), link.ended + NOTICED))
         link.cut()
         link.flows.set()
 
@@ -110,7 +101,7 @@ class Network:
         """Without arguments, it forwards again."""
         self.disturbed_since = self.disturbed_since or time.monotonic()
         self.slow, self.hung = slow, hung
-        for link in self.links + self.web_links:
+        for link in self.links:
             if link.ended is None:
                 (link.flows.clear if hung else link.flows.set)()
         (self.is_open.set if is_open else self.is_open.clear)()
@@ -118,7 +109,7 @@ class Network:
             self.cut()
 
     def cut(self):
-        for link in self.links + self.web_links:
+        for link in self.links:
             self._end(link)
 
     def forget(self):
@@ -135,9 +126,11 @@ class Subscriber:
     """
 
     def __init__(self, port, folder, authority, on_state):
-        self.command = ["stdbuf", "-oL", "mosquitto_sub", "-d", "-h", "localhost", "-p", str(port),
-                        "--cafile", authority, "--cert", folder / "watch.pem",
-                        "--key", folder / "watch.key", "-t", "things/+/state", "-F", "%t %p"]
+        # The kernel ends it when this process ends.
+        self.command = ["setpriv", "--pdeathsig", "TERM", "--", "stdbuf", "-oL", "mosquitto_sub",
+                        "-d", "-h", "localhost", "-p", str(port), "--cafile", authority, "--cert",
+                        folder / "watch.pem", "--key", folder / "watch.key", "-t",
+                        "things/+/state", "-F", "%t %p"]
         self.on_state = on_state
         self.subscribed = threading.Event()
         threading.Thread(target=self._run, daemon=True).start()

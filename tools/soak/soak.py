@@ -9,6 +9,7 @@ import argparse
 import collections
 import contextlib
 import json
+import math
 import os
 import pathlib
 import random
@@ -31,13 +32,14 @@ from systems import Linux
 from tour import ALIAS, Tour
 
 LAMPS = 1000
-COUNTERS = 16
-# "stop" and "kill" are the broker's, "away" is the sandbox. "drain": the network is cut, then slow
-# and cut again while what waited goes out. With a second word, a fault ends in that.
-FAULTS = ("sound", "cut", "drain", "hang", "hang-cut", "slow", "slow-cut", "stop", "stop-kill",
+COUNTERS = 16  # of thing_counter
+# The broker is stopped or killed; "away": the sandbox has ended. "drain": the network is cut, then
+# slow and cut again while what waited goes out. A second word is what ends the fault.
+FAULTS = ("none", "cut", "drain", "hang", "hang-cut", "slow", "slow-cut", "stop", "stop-kill",
           "kill", "away", "sleep")
 ACTIONS = ("nothing", "kill", "restart", "unplug", "rename", "backup", "load_backup", "check")
 UNDER_WAY = 256 * 1024 + 4096  # bytes, and what the last message may be above them
+LATE = 3  # seconds from the end of a connection until its last state arrives, at most
 UNWRITTEN = 1.5  # seconds: a state waits for one in memory, and a timer may be half a second late
 FILES = {"outbox MB": "outbox.db*", "log MB": "logs/*", "data MB": "**/*"}
 MAX_LEAK = {"own MB": 4, "handles": 3, "threads": 3}  # over a dozen reconnections or more
@@ -60,21 +62,6 @@ def make_plan(seed, minutes):
     return plan
 
 
-class Pruned(atspi.Widget):
-    """Without what is in tables and lists, which is too much to be searched."""
-
-    @property
-    def children(self):
-        if self.role not in ("table", "list"):
-            yield from (Pruned(child.accessible) for child in super().children)
-
-
-class Tree(atspi.Tree):
-    def application(self, pid):
-        found = super().application(pid)
-        return found and Pruned(found.accessible)
-
-
 class QuietPortal(Portal):
     def _read(self, stream):
         stream.close()
@@ -86,13 +73,14 @@ class Arrivals:
     def __init__(self, records):
         self.records = records
         self.network = None
-        self.numbers = collections.defaultdict(set)
+        self.numbers = collections.defaultdict(dict)  # of each counter, with their first arrival
         self.last = collections.defaultdict(int)
         self.highest = collections.defaultdict(int)
         self.size = 1  # bytes of the largest state
         self.at = 0.0
         self.disorder = []
-        self.repeated = collections.Counter()  # bytes, by the number of connections until then
+        self.repeats = []  # first and second arrival
+        self.resumed = []  # when a broker that was stopped went on
         self.states = 0
         self.colors = {}  # of the lamps
 
@@ -104,14 +92,14 @@ class Arrivals:
         if not thing.startswith("counter_"):
             return
         serial, number, self.at = thing.split("_")[2], state["number"], time.monotonic()
-        highest, size = self.highest[serial], len(topic) + len(payload)
-        if number not in self.numbers[serial] and number < highest:
+        numbers, highest = self.numbers[serial], self.highest[serial]
+        if number not in numbers and number < highest:
             self.disorder.append(f"counter {serial}: {number} came after {highest}")
-        elif number in self.numbers[serial] and number != self.last[serial]:  # no full report
-            self.repeated[len(self.network.links)] += size
-        self.numbers[serial].add(number)
+        elif number in numbers and number != self.last[serial]:  # no full report
+            self.repeats.append((numbers[number], self.at))
+        numbers.setdefault(number, self.at)
         self.last[serial], self.highest[serial] = number, max(number, highest)
-        self.size = max(size, self.size)
+        self.size = max(len(topic) + len(payload), self.size)
 
     def published(self):
         """Yields (serial, number, seconds)."""
@@ -134,15 +122,21 @@ class Arrivals:
                 under_way[span] += self.size
             else:
                 lost.append(f"counter {serial} lost {number}, which waited")
+        ends = [link.ended for link in self.network.links if link.ended] + self.resumed
+        twice = [second for first, second in self.repeats
+                 if not any(first - LATE < end < second for end in ends)]
+        repeated = collections.Counter(sum(link.began < second for link in self.network.links)
+                                       for _, second in self.repeats)
         faults = self.disorder[:10] + lost[:10]
+        faults += [f"{len(twice)} states came twice over one connection"] if twice else []
         faults += [f"{size // 1024} KB were lost of what was under way"
                    for size in under_way.values() if size > UNDER_WAY]
-        faults += [f"{size // 1024} KB were repeated on connection {connection}"
-                   for connection, size in self.repeated.items() if size > UNDER_WAY]
+        faults += [f"{count} states were repeated on connection {connection}"
+                   for connection, count in repeated.items() if count * self.size > UNDER_WAY]
         return (f"{published} numbered states published; lost: "
                 f"{len(lost)} that waited, {sum(under_way.values()) // self.size} under way, "
                 f"{unwritten} unwritten at {len(kills)} kills; repeated: "
-                f"{sum(self.repeated.values()) // self.size}; {self.states} states of all things "
+                f"{len(self.repeats)}; {self.states} states of all things "
                 f"arrived, over {len(self.network.links)} connections", faults)
 
 
@@ -196,7 +190,7 @@ class Soak(Tour):
 
     def compare(self, before, after, limits, when):
         self.faults += [f"{name} grew from {before[name]:.1f} to {after[name]:.1f} {when}"
-                        for name, most in limits.items() if after[name] - before[name] > most]
+                        for name, limit in limits.items() if after[name] - before[name] > limit]
 
     def promise(self, what, look, seconds):
         try:
@@ -245,6 +239,7 @@ class Soak(Tour):
             time.sleep(max(0, begin + seconds - time.monotonic()))
         if kind == "stop":
             os.kill(broker, signal.SIGKILL if end else signal.SIGCONT)
+            self.arrivals.resumed.append(time.monotonic())
         elif end:
             self.network.cut()
         if kind == "drain":
@@ -314,9 +309,8 @@ class Soak(Tour):
     def check(self):
         self.screen.press("Cloud")
         self.screen.press("Check Connection...")
-        dialog = self.screen.find(DIALOG, "Check Connection")
         time.sleep(2)
-        self.screen.activate(dialog)
+        self.screen.activate(self.screen.find(DIALOG, "Check Connection"))
         self.screen.key("Escape")  # it may not have ended
         self.screen.gone(DIALOG, "Check Connection")
 
@@ -365,14 +359,14 @@ class Soak(Tour):
             print(f"- {fault}")
 
 
-def settings(network, cloud):
+def settings(cloud):
     things = [("lamp", f"{number:04}") for number in range(1, LAMPS + 1)]
     things += [("counter", str(number)) for number in range(COUNTERS)]
     pool = json.dumps({"devices": [
         {"type": kind, "version": "1", "serial": serial, "regid": "", "alias": f"{kind} {serial}"}
         for kind, serial in things]}).replace('"', '\\"')
-    return (f"[Web]\nRegEndpoint=http://127.0.0.1:{network.web_port}/iot/register\n"
-            f"Cloud={cloud['base']}\n[Cloud]\nInterval=60\n[Plugins]\nhost\\enabled=false\n"
+    return (f"[Web]\nRegEndpoint={cloud['register']}\nCloud={cloud['base']}\n[Cloud]\n"
+            "Interval=60\n[Plugins]\nhost\\enabled=false\n"
             f"lamp\\count={LAMPS}\n[UI]\nTrayNoticeShown=true\n[Devices]\nPool=\"{pool}\"\n")
 
 
@@ -382,11 +376,8 @@ def play(options, work, sockets, programs):
     cloud = sandbox.addresses
     environment = dict(os.environ)
     opened = journey.start_desktop(work, environment, work / "profile", sockets, programs)
-    dice = random.Random(options.seed)
-    environment.update(
-        DBUS_SYSTEM_BUS_ADDRESS=environment["DBUS_SESSION_BUS_ADDRESS"],
-        KVG_SOAK_FOLDER=str(records),
-        KVG_SOAK_INTERVALS=",".join(str(dice.randrange(30, 130)) for _ in range(COUNTERS)))
+    environment.update(DBUS_SYSTEM_BUS_ADDRESS=environment["DBUS_SESSION_BUS_ADDRESS"],
+                       KVG_SOAK_FOLDER=str(records))
     os.environ.update(environment)
     records.mkdir()
     pictures.mkdir()
@@ -395,17 +386,17 @@ def play(options, work, sockets, programs):
     arrivals = Arrivals(records)
     subscriber = Subscriber(cloud["broker"]["port"], work / "cloud", cloud["ca"],
                             arrivals.on_state)
-    arrivals.network = network = Network(
-        cloud["broker"]["port"], int(cloud["base"].rsplit(":")[-1]), subscriber.subscribed)
-    system = Linux(program / "bin", work / "profile", "")
+    arrivals.network = network = Network(cloud["broker"]["port"], subscriber.subscribed)
+    system = Linux(program, work / "profile", "")
     system.set_up(cloud, environment, watched=True)
+    atspi.Widget.unsearched = ("table", "list")
     stored = system.config / "Corvalt" / "KVG-Gate.conf"
-    stored.write_text(settings(network, cloud))
+    stored.write_text(settings(cloud))
 
     def start_gateway():
         programs.append(Program("gateway", system.command, work / "gateway.log", environment))
         return programs[-1]
-    soak = Soak(start_gateway, None, Screen(Tree(), pictures), QuietPortal(cloud["portal"]),
+    soak = Soak(start_gateway, None, Screen(system.tree(), pictures), QuietPortal(cloud["portal"]),
                 system, opened, sandbox)
     soak.set_up(work, network, subscriber, arrivals)
     soak.start()
@@ -414,18 +405,14 @@ def play(options, work, sockets, programs):
     soak.wait_for_connection()
     soak.lamps = [name for name in soak.portal.things().values() if name.startswith("lamp_")]
     soak.exit()
-    stored.write_text(re.sub(r"(?m)^Port=\d+", f"Port={network.broker_port}", stored.read_text()))
+    stored.write_text(re.sub(r"(?m)^Port=\d+", f"Port={network.port}", stored.read_text()))
     soak.start()
     soak.wait_for_arrival("none")
     soak.backup()
     first = soak.settled()
     threading.Thread(target=soak.watch, daemon=True).start()
-    try:
-        soak.play_plan(make_plan(options.seed, options.minutes))
-        soak.conclude(first, soak.finish(12 + int(options.minutes * 4)))
-    except JourneyError:
-        print("\nVerdict: the gateway did NOT keep its promises", flush=True)
-        raise
+    soak.play_plan(make_plan(options.seed, options.minutes))
+    soak.conclude(first, soak.finish(12 + int(options.minutes * 4)))
     return bool(soak.faults)
 
 
@@ -435,6 +422,8 @@ def main():
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
     parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(10**6))
     options = parser.parse_args()
+    if not 0 < options.minutes < math.inf:
+        parser.error("MINUTES must be above 0")
     options.build = options.build.resolve()
     work = options.build / "soak-run"
     say("seed", f"{options.seed}, {options.minutes:g} minutes")
