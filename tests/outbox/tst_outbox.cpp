@@ -374,6 +374,13 @@ private slots:
         outbox.flush();
         QVERIFY(outbox.fault().isEmpty());
         QCOMPARE(takeAll(outbox).size(), 710 - int(outbox.ledger().droppedFull));
+        {
+            const auto full = fileFault(m_path, 0);
+            outbox.confirm(outbox.taken());
+            QVERIFY(!outbox.fault().isEmpty());
+        }
+        testclock::advance(11s);
+        QTRY_VERIFY(outbox.fault().isEmpty()); // although nothing waits any more
     }
 
 private:
