@@ -13,11 +13,9 @@
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizer's names
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void *, size_t),
                                                          void (*)(const volatile void *));
 extern "C" Q_DECL_EXPORT const char *__tsan_default_suppressions();
-// NOLINTEND(bugprone-reserved-identifier)
 extern quintptr Q_CORE_EXPORT qtHookData[]; // the fifth is called at the end of ~QObject()
 
 namespace {
@@ -160,7 +158,7 @@ bool QThreadPool::waitForDone(int milliseconds)
 // deallocate: the end of a string whose other references Qt's own code dropped; that no reference
 // is left is not checked. deleteOrphaned: the end of a functor that was connected. tzset_internal:
 // the C library's time zone, under a lock of its own.
-const char *__tsan_default_suppressions() // NOLINT(bugprone-reserved-identifier)
+const char *__tsan_default_suppressions()
 {
     return "called_from_lib:libQt5Core.so.5\n"
            "called_from_lib:libQt5Network.so.5\n"
