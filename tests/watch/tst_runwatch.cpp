@@ -201,7 +201,10 @@ private:
         gateway.waitForFinished(60000);
         m_log = gateway.readAllStandardError();
         output += gateway.readAllStandardOutput();
-        return output.remove('\r');
+        // Under Wine, a process in some hundreds ends before its first line: it is started again.
+        static int retries = 3;
+        return output.isEmpty() && fault.isEmpty() && --retries > 0 ? run(fault)
+                                                                    : output.remove('\r');
     }
 
     std::unique_ptr<QTemporaryDir> m_dir;
