@@ -19,7 +19,7 @@ import sys
 import tempfile
 import time
 
-from house import House, Program, wait_for
+from computer import Computer, Program, wait_for
 from programs import say
 
 DAY = 24 * 60 * 60
@@ -43,106 +43,106 @@ def full(folder):
     (folder / "filler").unlink()
 
 
-def full_disk(house):
-    copy = shutil.copytree(house.profile, house.work / "copy")
-    mount("-t", "tmpfs", "-o", "size=2m", "tmpfs", house.profile)
-    shutil.copytree(copy, house.profile, dirs_exist_ok=True)
-    with full(house.profile):
-        house.start()
-        house.close_box(r"cannot write .*\.db\. Free some space")
-        house.fail_to_save()
-        house.screen.press("Cloud")
-        house.told("Waiting states cannot be written to the disk")
-        house.idle()
-    house.check_saved()
-    with full(house.profile):
-        house.logged(r"Cannot \w+ .*outbox\.db", times=2)
-    house.logged(r"outbox\.db is written again", times=2)
-    house.check_delivered()
+def full_disk(computer):
+    copy = shutil.copytree(computer.profile, computer.work / "copy")
+    mount("-t", "tmpfs", "-o", "size=2m", "tmpfs", computer.profile)
+    shutil.copytree(copy, computer.profile, dirs_exist_ok=True)
+    with full(computer.profile):
+        computer.start()
+        computer.close_box(r"cannot write .*\.db\. Free some space")
+        computer.fail_to_save()
+        computer.screen.press("Cloud")
+        computer.told("Waiting states cannot be written to the disk")
+        computer.idle()
+    computer.check_saved()
+    with full(computer.profile):
+        computer.logged(r"Cannot \w+ .*outbox\.db", times=2)
+    computer.logged(r"outbox\.db is written again", times=2)
+    computer.check_delivered()
 
 
-def read_only_home(house):
-    mount("--bind", house.profile, house.profile)
-    mount("-o", "remount,bind,ro", house.profile)
-    house.start()
-    house.close_box(r"cannot write .*\.db\. .* check who may write")
-    house.fail_to_save()
-    house.screen.press("Cloud")
-    house.idle()
-    mount("-o", "remount,bind,rw", house.profile)
-    house.check_saved()
-    house.check_delivered()
+def read_only_home(computer):
+    mount("--bind", computer.profile, computer.profile)
+    mount("-o", "remount,bind,ro", computer.profile)
+    computer.start()
+    computer.close_box(r"cannot write .*\.db\. .* check who may write")
+    computer.fail_to_save()
+    computer.screen.press("Cloud")
+    computer.idle()
+    mount("-o", "remount,bind,rw", computer.profile)
+    computer.check_saved()
+    computer.check_delivered()
 
 
-def no_network(house):
-    house.start("Cloud")
-    house.told("^The cloud cannot be reached. Check the network")
-    house.idle()
+def no_network(computer):
+    computer.start("Cloud")
+    computer.told("^The cloud cannot be reached. Check the network")
+    computer.idle()
     set_network(True)
-    house.start_cloud()
-    house.told("^Connected since", 60)
+    computer.start_cloud()
+    computer.told("^Connected since", 60)
     set_network(False)
-    house.idle()
+    computer.idle()
     set_network(True)
-    house.portal.wait_for_states(seconds=60)
+    computer.portal.wait_for_states(seconds=60)
 
 
-def no_bus(house):  # without which no widget can be read
-    house.start_cloud()
-    house.start(DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent/session",
+def no_bus(computer):  # without which no widget can be read
+    computer.start_cloud()
+    computer.start(DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent/session",
                 DBUS_SYSTEM_BUS_ADDRESS="unix:path=/nonexistent/system")
-    wait_for("window", lambda: any(size[0] > 300 for size in house.screen.windows().values()))
-    house.logged("No sleep notifications")
-    house.logged("Connected to the broker")
-    house.idle()
-    house.screen.key("ctrl+q")
-    house.gateway.wait(15)
+    wait_for("window", lambda: any(size[0] > 300 for size in computer.screen.windows().values()))
+    computer.logged("No sleep notifications")
+    computer.logged("Connected to the broker")
+    computer.idle()
+    computer.screen.key("ctrl+q")
+    computer.gateway.wait(15)
 
 
-def no_tray(house):
-    house.start_cloud()
-    house.start("Devices")
-    house.screen.key("alt+F4")
-    wait_for("empty screen", lambda: not house.screen.windows())
-    house.check(house.screen.tops(), "the window is hidden, not minimised")
-    house.idle()
-    Program("second", house.command, house.work / "second.log").wait(15)
-    house.told("This desktop has no tray")
+def no_tray(computer):
+    computer.start_cloud()
+    computer.start("Devices")
+    computer.screen.key("alt+F4")
+    wait_for("empty screen", lambda: not computer.screen.windows())
+    computer.check(computer.screen.tops(), "the window is hidden, not minimised")
+    computer.idle()
+    Program("second", computer.command, computer.work / "second.log").wait(15)
+    computer.told("This desktop has no tray")
 
 
-def jumping_date(house):
-    shift = house.work / "shift"
+def jumping_date(computer):
+    shift = computer.work / "shift"
     shift.write_bytes(bytes(8))
 
     def jump(seconds):
         with open(shift, "r+b") as file:  # the gateway has mapped it: it must not become empty
             file.write(struct.pack("q", seconds))
     jump(-20 * 365 * DAY)  # the battery of the clock is empty
-    house.start_cloud()
-    house.start("Cloud", KVG_DATE_SHIFT=str(shift),
-                LD_PRELOAD=str(house.build / "tests" / "house" / "dateshift.so"))
-    house.told("Check the date and the time of this computer")
+    computer.start_cloud()
+    computer.start("Cloud", KVG_DATE_SHIFT=str(shift),
+                LD_PRELOAD=str(computer.build / "tests" / "house" / "dateshift.so"))
+    computer.told("Check the date and the time of this computer")
     jump(0)
-    house.told("^Connected since", 60)
+    computer.told("^Connected since", 60)
     for seconds in (DAY, -3600):
         jump(seconds)
-        house.portal.wait_for_states()
-    if house.has_namespaces:  # else it would change that of the computer
+        computer.portal.wait_for_states()
+    if computer.has_namespaces:  # else it would change that of the computer
         mount("--bind", "/usr/share/zoneinfo/Asia/Tokyo", "/etc/localtime")
-    house.portal.wait_for_states()
-    house.idle()
-    house.cloud.stop()
-    house.told("Next attempt in")
+    computer.portal.wait_for_states()
+    computer.idle()
+    computer.cloud.stop()
+    computer.told("Next attempt in")
     jump(-7200)
-    house.check(int(re.search(r"(\d+) s\.", house.told("Next attempt in"))[1]) < 60,
+    computer.check(int(re.search(r"(\d+) s\.", computer.told("Next attempt in"))[1]) < 60,
                 "the date has moved the next attempt")
     jump(30 * DAY)  # older than a state may become
-    house.idle()
-    house.check_delivered()
+    computer.idle()
+    computer.check_delivered()
 
 
-def register(house):
-    house.register()  # the profile with which each fault begins
+def register(computer):
+    computer.register()  # the profile with which each fault begins
 
 
 NEED_NAMESPACES = (full_disk, read_only_home, no_network)
@@ -155,14 +155,14 @@ def play(fault, build, work, has_namespaces):
         try:
             if has_namespaces and fault is not no_network:
                 set_network(True)
-            house = House(build, work, programs, pathlib.Path(sockets), fault is not no_tray)
-            house.has_namespaces = has_namespaces
-            fault(house)
-            house.stop()
+            computer = Computer(build, work, programs, pathlib.Path(sockets), fault is not no_tray)
+            computer.has_namespaces = has_namespaces
+            fault(computer)
+            computer.stop()
         except Exception as error:  # pylint: disable=broad-except  # all have a reason
             print(f"{error!r}\n" + "\n".join(each.tail(8) for each in programs))
             with contextlib.suppress(Exception):
-                house.screen.picture("failed")
+                computer.screen.picture("failed")
             return 1
         finally:
             for program in reversed(programs):

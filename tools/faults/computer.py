@@ -21,8 +21,8 @@ from systems import Linux
 MORE_SETTINGS = "lamp\\enabled=false\nserial\\enabled=false\n\n[UI]\nLanguage=en\n"
 
 
-class House(Linux):
-    """A gateway, and what is round it."""
+class Computer(Linux):
+    """A computer as the gateway sees it: display, cloud, disk and network."""
 
     def __init__(self, build, work, programs, sockets, tray):
         super().__init__(build / "bin", work / "profile", None)
