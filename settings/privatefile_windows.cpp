@@ -135,6 +135,24 @@ bool writeAll(HANDLE file, const QByteArray &bytes)
     return FlushFileBuffers(file) != 0;
 }
 
+// Replaces the file by the other one; returns the Windows error code. Virus scanners, indexers and
+// backup programs open a file for a moment, and a file that is open cannot be replaced.
+DWORD moveOver(const QString &from, const QString &to)
+{
+    constexpr DWORD wait = 20; // ms
+    for (int tries = 10;; --tries) {
+        if (MoveFileExW(wide(from), wide(to), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+            0) {
+            return ERROR_SUCCESS;
+        }
+        const DWORD error = GetLastError();
+        if (tries == 0 || (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION)) {
+            return error;
+        }
+        Sleep(wait);
+    }
+}
+
 // Returns the Windows error code.
 DWORD replace(const QString &name, const QByteArray &bytes)
 {
@@ -154,10 +172,8 @@ DWORD replace(const QString &name, const QByteArray &bytes)
     }
     DWORD error = writeAll(file.get(), bytes) ? ERROR_SUCCESS : GetLastError();
     file.reset();
-    if (error == ERROR_SUCCESS &&
-        MoveFileExW(wide(temporary), wide(name),
-                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0) {
-        error = GetLastError();
+    if (error == ERROR_SUCCESS) {
+        error = moveOver(temporary, name);
     }
     if (error != ERROR_SUCCESS) {
         DeleteFileW(wide(temporary));

@@ -3,7 +3,10 @@
 #include "tests/support/files.h"
 #include "tests/support/testmain.h"
 
+#include <QThread>
 #include <qt_windows.h>
+
+#include <future>
 
 class TestWindowsFiles : public QObject
 {
@@ -45,6 +48,24 @@ private slots:
         CloseHandle(pipe);
         QCOMPARE(readFile(m_dir.filePath("host")), QByteArray("whole"));
         QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files), QStringList{"host"});
+    }
+
+    // As a virus scanner does.
+    void aFileThatAnotherProgramReadsIsReplacedSoon()
+    {
+        const QString path = m_dir.filePath("read");
+        QVERIFY(writeFile(path, "old"));
+        QFile reader(path);
+        QVERIFY(reader.open(QIODevice::ReadOnly));
+        QString error;
+        QVERIFY(!replacePrivateFile(path, "new", error));
+        QCOMPARE(reader.readAll(), QByteArray("old"));
+        auto closing = std::async(std::launch::async, [&reader] {
+            QThread::msleep(30);
+            reader.close();
+        });
+        QVERIFY2(replacePrivateFile(path, "new", error), qPrintable(error));
+        QCOMPARE(readFile(path), QByteArray("new"));
     }
 
     void theTargetOfALinkIsReplaced()
