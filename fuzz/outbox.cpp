@@ -10,7 +10,8 @@ qint64 takeAll(Outbox &outbox)
     Outbox::Message message;
     while (outbox.take(message)) {
     }
-    require(outbox.taken() == outbox.waiting() && outbox.taken() == outbox.ledger().waiting);
+    require(outbox.taken() == outbox.waiting() && outbox.taken() == outbox.ledger().waiting &&
+            outbox.ledger().droppedLost >= 0);
     return outbox.taken();
 }
 

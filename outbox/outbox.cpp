@@ -60,7 +60,7 @@ bool isSound(const OutboxFile::Block &block)
         }
         offset += size;
     }
-    return block.count > 0 && offset == block.data.size();
+    return offset == block.data.size();
 }
 
 // Whether the first `count` of its messages are `bytes` long, and more follow.

@@ -133,12 +133,13 @@ std::optional<OutboxFile::Block> OutboxFile::blockAfter(qint64 number)
         return std::nullopt;
     }
     const int size = sqlite3_column_bytes(select.get(), 3);
-    if (size > maxBlockSize) {
+    const qint64 count = sqlite3_column_int64(select.get(), 2);
+    if (size > maxBlockSize || count < 1 || count > size) {
         m_damaged = true;
         return std::nullopt;
     }
-    return Block{sqlite3_column_int64(select.get(), 0), sqlite3_column_int64(select.get(), 1),
-                 sqlite3_column_int(select.get(), 2),
+    return Block{sqlite3_column_int64(select.get(), 0),
+                 qBound<qint64>(0, sqlite3_column_int64(select.get(), 1), maxNumber), int(count),
                  QByteArray(static_cast<const char *>(sqlite3_column_blob(select.get(), 3)), size)};
 }
 
@@ -167,7 +168,8 @@ std::optional<OutboxFile::State> OutboxFile::state()
     // What the blocks hold counts: more than is told here would not be sent or be counted below
     // zero, and what has gone of blocks that there are not would be missing in new ones.
     constexpr qint64 maxInt = std::numeric_limits<int>::max();
-    const qint64 count = qBound<qint64>(0, number("SELECT total(count) FROM block"), maxInt);
+    const qint64 count =
+        qMin(maxInt, number("SELECT total(max(CAST(count AS INTEGER), 0)) FROM block"));
     state.bytes = qBound<qint64>(0, number("SELECT total(length(data)) FROM block"), maxNumber);
     state.goneCount = qMin(state.goneCount, count);
     state.goneBytes = qMin(state.goneBytes, qMin(state.bytes, maxInt));
