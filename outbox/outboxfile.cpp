@@ -166,7 +166,8 @@ std::optional<OutboxFile::State> OutboxFile::state()
         state.*member = qBound<qint64>(0, sqlite3_column_int64(select.get(), index++), maxNumber);
     }
     // What the blocks hold counts: more than is told here would not be sent or be counted below
-    // zero, and what has gone of blocks that there are not would be missing in new ones.
+    // zero, and what has gone of blocks that there are not would be missing in new ones. Each count
+    // as blockAfter() reads it.
     constexpr qint64 maxInt = std::numeric_limits<int>::max();
     const qint64 count =
         qMin(maxInt, number("SELECT total(max(CAST(count AS INTEGER), 0)) FROM block"));

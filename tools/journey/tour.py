@@ -285,14 +285,15 @@ class Tour:
 
         def serials():
             return [row[SERIAL] for row in self.rows(5)]
+        ascending = in_order(serials())
         click_header()
-        wait_for("order", lambda: serials() == in_order(serials()))
+        wait_for("order", lambda: serials() == ascending)
         self.screen.fill("Filter", "0002")
         self.rows(1)
         self.screen.picture("filtered")
         self.screen.fill("Filter", "\b")
         click_header()
-        wait_for("reverse order", lambda: serials() == in_order(serials())[::-1])
+        wait_for("reverse order", lambda: serials() == ascending[::-1])
         self.screen.picture("sorted")
         click_header()
         say("sorted", "by serial number, filtered, and as before")
