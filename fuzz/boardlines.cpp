@@ -19,7 +19,9 @@ void fuzz(const QByteArray &bytes)
 
     // What is published, and what it is published under.
     const QByteArray state = QJsonDocument(report.state).toJson(QJsonDocument::Compact);
-    require(QJsonDocument::fromJson(state).object() == report.state && state.size() < 200000);
+    const QJsonDocument read = QJsonDocument::fromJson(state);
+    require(read.toJson(QJsonDocument::Compact) == state && state.size() < 200000);
+    require(read.object().keys() == report.state.keys());
     require(!report.state.contains("thing") && report.title.size() <= 100);
     require(report.serial.isEmpty() ||
             (report.serial.size() <= 64 && topics::isValidId("serial_1_" + report.serial) &&

@@ -1,5 +1,7 @@
 #!/bin/sh
-# run.sh NAME SECONDS|FILE: fuzzes with a target for that time, or gives it one input.
+# run.sh NAME SECONDS|FILE SEED: fuzzes with a target for that time, or gives it one input. The
+# seed 0 is a random one. Another repeats the inputs while build/fuzz/corpus is empty; those of
+# targets with threads or a clock nearly.
 set -eu
 name=$1
 program=build/fuzz/fuzz/bin/fuzz_$name
@@ -18,7 +20,7 @@ fi
 corpus=build/fuzz/corpus/$name
 log=build/fuzz/$name.log
 mkdir -p "$corpus"
-if "$program" -max_total_time="$2" -max_len=4096 -timeout=10 -rss_limit_mb=2048 \
+if "$program" -seed="$3" -max_total_time="$2" -max_len=4096 -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" \
     "$corpus" "fuzz/corpus/$name" >"$log" 2>&1; then
     sed -n 's/^stat::number_of_executed_units: *//p' "$log" |
