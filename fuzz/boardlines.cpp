@@ -20,7 +20,7 @@ void fuzz(const QByteArray &bytes)
     // What is published, and what it is published under.
     const QByteArray state = QJsonDocument(report.state).toJson(QJsonDocument::Compact);
     const QJsonDocument read = QJsonDocument::fromJson(state);
-    require(read.toJson(QJsonDocument::Compact) == state && state.size() < 200000);
+    require(read.toJson(QJsonDocument::Compact) == state && state.size() < 220000);
     require(read.object().keys() == report.state.keys());
     require(!report.state.contains("thing") && report.title.size() <= 100);
     require(report.serial.isEmpty() ||
