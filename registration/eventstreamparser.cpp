@@ -23,7 +23,9 @@ EventStreamParser::EventStreamParser()
 
 void EventStreamParser::reset()
 {
-    m_decoder.reset(QTextCodec::codecForName("UTF-8")->makeDecoder());
+    // Left to Qt, a byte order mark would vanish from the beginning of later pieces, too.
+    m_decoder.reset(QTextCodec::codecForName("UTF-8")->makeDecoder(QTextCodec::IgnoreHeader));
+    m_hasBegun = false;
     m_text.clear();
     m_position = 0;
     m_line.clear();
@@ -43,7 +45,11 @@ void EventStreamParser::feed(const QByteArray &bytes)
 {
     const int length =
         static_cast<int>(qstrnlen(bytes.constData(), static_cast<uint>(bytes.size())));
-    const QString text = m_decoder->toUnicode(bytes.constData(), length);
+    QString text = m_decoder->toUnicode(bytes.constData(), length);
+    if (!text.isEmpty() && !std::exchange(m_hasBegun, true) &&
+        text.startsWith(QChar(QChar::ByteOrderMark))) {
+        text.remove(0, 1);
+    }
     m_text = m_position < m_text.size() ? m_text.mid(m_position) + text : text;
     m_position = 0;
 }

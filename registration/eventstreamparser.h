@@ -50,6 +50,7 @@ private:
 
     Limits m_limits;
     std::unique_ptr<QTextDecoder> m_decoder;
+    bool m_hasBegun = false;
     QString m_text; // decoded, parsed up to m_position
     int m_position = 0;
     QString m_line; // an incomplete line
